@@ -1,0 +1,36 @@
+// All that the add-in keeps between two calls of the host. Every object here lives from the
+// library's load to its unload and is touched on the host's thread only.
+#pragma once
+
+#include <Core/CoreAll.h>
+
+#include <cstdint>
+
+class RovaHTMLEventHandler;
+class CadFirst3sHTMLEventHandler;
+class CmdExecuteEventHandler;
+class CmdEshopExecuteEventHandler;
+class CmdCreatedEventHandler;
+class CmdEshopCreatedEventHandler;
+class OnlineStatusChangedHandler;
+
+// The host application; empty before run.
+extern adsk::core::Ptr<adsk::core::Application> app;
+
+// The host's user interface; empty before run and after stop.
+extern adsk::core::Ptr<adsk::core::UserInterface> ui;
+
+// The learning palette as it was last looked up or created; empty before.
+extern adsk::core::Ptr<adsk::core::Palette> palette;
+
+// The start counter that AutoOpenPalette returned to run; 0 before. Nothing else changes it.
+extern std::int32_t countOpenPalette;
+
+// The handlers. The host is given their addresses and keeps them until the library is unloaded.
+extern RovaHTMLEventHandler _onHTMLEvent;
+extern CadFirst3sHTMLEventHandler _onHTMLEventFirst3;
+extern CmdExecuteEventHandler _cmdExecute;
+extern CmdEshopExecuteEventHandler _cmdEshopExecute;
+extern CmdCreatedEventHandler _cmdCreated;
+extern CmdEshopCreatedEventHandler _cmdEshopCreated;  // connected to nothing, on purpose
+extern OnlineStatusChangedHandler onlineStatusChangedHandler_;

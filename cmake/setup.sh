@@ -1,0 +1,55 @@
+# For the commands in the top folder: what is missing is installed, what is old is built.
+# Sourced with `root` set to the project's folder.
+
+fail() {
+  printf '%s: %s\n' "${0##*/}" "$*" >&2
+  exit 1
+}
+
+# install_packages GROUP...: installs the packages of these groups of packages.txt that are missing.
+install_packages() {
+  local groups=" $* " group package
+  local -a wanted=() missing=()
+  while read -r group package; do
+    [[ $groups == *" $group "* ]] && wanted+=("$package")
+  done < <(grep -v '^#' "$root/packages.txt")
+  if ! command -v dpkg-query >/dev/null; then
+    [[ -n ${VELORIN_ASSUME_PACKAGES:-} ]] && return
+    fail "this system has no Debian packages. Install what these are called there, then set" \
+      "VELORIN_ASSUME_PACKAGES=1: ${wanted[*]}"
+  fi
+  for package in "${wanted[@]}"; do
+    dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q ' installed$' ||
+      missing+=("$package")
+  done
+  ((${#missing[@]})) || return 0
+  echo "Installing Debian packages: ${missing[*]}"
+  local -a as_root=()
+  if ((EUID != 0)); then
+    command -v sudo >/dev/null || fail "run this once as root: apt-get install ${missing[*]}"
+    as_root=(sudo)
+  fi
+  local log
+  log=$(mktemp)
+  if ! {
+    "${as_root[@]}" apt-get update -q &&
+      "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+        apt-get install -q -y --no-install-recommends "${missing[@]}"
+  } >"$log" 2>&1; then
+    tail -n 15 "$log" >&2
+    fail "the packages could not be installed; the end of what apt-get said stands above."
+  fi
+  rm -f "$log"
+}
+
+# build PRESET: configures the preset once and builds it.
+build() {
+  echo "Building: $1"
+  (
+    cd "$root"
+    if [[ ! -e build/$1/build.ninja ]]; then
+      cmake --preset "$1" --log-level=WARNING >/dev/null
+    fi
+    cmake --build --preset "$1"
+  ) || fail "the preset $1 could not be built."
+}

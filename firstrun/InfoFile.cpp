@@ -1,0 +1,54 @@
+#include "firstrun/InfoFile.h"
+
+#include <exception>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "firstrun/DataLocation.h"
+#include "firstrun/Dates.h"
+
+namespace {
+
+std::int32_t parseCount(const std::string& line) {
+  try {
+    return std::stoi(line);
+  } catch (const std::exception&) {
+    return 0;
+  }
+}
+
+// After the highest count comes the lowest.
+std::int32_t next(std::int32_t count) {
+  return static_cast<std::int32_t>(static_cast<std::uint32_t>(count) + 1U);
+}
+
+}  // namespace
+
+std::int32_t AutoOpenPalette() {
+  const std::string path = SetAddinLocation(GetExecutableDirectory()) + "/Velorin_Info.txt";
+
+  if (!FileExists(path)) {
+    std::fstream file(path, std::ios::in | std::ios::out | std::ios::trunc);
+    file << datetime() << "\n1";
+    return 0;
+  }
+
+  std::ifstream input(path);
+  if (!input.is_open()) return -1;
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(input, line);) lines.push_back(line);
+  input.close();
+
+  std::int32_t count = 0;
+  if (lines.size() < 2) {
+    lines.emplace_back("1");
+  } else {
+    count = parseCount(lines[1]);
+    lines[1] = std::to_string(next(count));
+  }
+
+  std::ofstream output(path);
+  for (const std::string& line : lines) output << line << '\n';
+  return count;
+}

@@ -1,0 +1,21 @@
+// The learning palette: the host's palette "teachPalete" with the learning page in it.
+#pragma once
+
+#include <Core/CoreAll.h>
+
+#include <string>
+
+// Shows the palette, creating it with _onHTMLEvent as its message handler where there is none.
+// True when it was made visible. False when the host returned nothing where an object was needed,
+// or refused the handler; what was done by then stays done.
+bool OpenPalette();
+
+// The address of the learning page, for the host's present language and entitlement text. The host
+// in `app` is asked on every call; the entitlement text is taken as it is, nothing is escaped.
+std::string learningPageAddress();
+
+// Shows the palette in `palettes`, or creates it there on `address` with `handler` for its page's
+// messages, and keeps it in `palette`. A palette that exists keeps its page and its handler. The
+// result is that of OpenPalette.
+bool showPalette(const adsk::core::Ptr<adsk::core::Palettes>& palettes, const std::string& address,
+                 adsk::core::HTMLEventHandler* handler);

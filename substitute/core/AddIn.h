@@ -1,0 +1,48 @@
+// The add-in as the host knows it: a library with a `run` and a `stop`.
+#pragma once
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+namespace substitute {
+
+class Host;
+
+// A library that cannot be loaded, or has no `run` or `stop`; what() says so in one sentence.
+class LoadError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// A loaded add-in. It is unloaded at its end.
+class AddIn {
+ public:
+  // Loads the library `file`. Throws LoadError.
+  explicit AddIn(std::string file);
+  ~AddIn();
+  AddIn(const AddIn&) = delete;
+  AddIn& operator=(const AddIn&) = delete;
+
+  // Calls the entry or the exit point for `host`; the result, or nothing when an exception left it.
+  std::optional<bool> run(Host& host);
+  std::optional<bool> stop(Host& host);
+
+  // The address of a symbol of the library; null when it shows none of that name.
+  void* symbol(const char* name) const;
+
+  // True while the library `file` is in the process.
+  static bool isLoaded(const std::string& file);
+
+ private:
+  using EntryPoint = bool (*)(const char*);
+
+  EntryPoint entryPoint(const char* name) const;
+
+  std::string file_;
+  void* library_;
+  EntryPoint run_;
+  EntryPoint stop_;
+};
+
+}  // namespace substitute

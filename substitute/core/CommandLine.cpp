@@ -1,0 +1,95 @@
+#include "substitute/core/CommandLine.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <stdexcept>
+
+namespace fs = std::filesystem;
+
+namespace substitute {
+
+namespace {
+
+// Library and scenarios lie beside the program, wherever that is.
+fs::path besideProgram(const std::string& name) {
+  return fs::read_symlink("/proc/self/exe").parent_path() / name;
+}
+
+std::string userFolder() {
+  const char* const data = std::getenv("XDG_DATA_HOME");
+  const char* const home = std::getenv("HOME");
+  if (data != nullptr && *data != '\0') return std::string(data) + "/velorin-substitute-host";
+  if (home != nullptr && *home != '\0') {
+    return std::string(home) + "/.local/share/velorin-substitute-host";
+  }
+  throw std::runtime_error(
+      "there is no HOME to keep the host's data in; name a folder with --data");
+}
+
+}  // namespace
+
+void addOptions(CLI::App& parser, CommandLine& values) {
+  parser.add_option("--addin", values.addin, "the library to load; the built one if left out")
+      ->type_name("FILE");
+  parser
+      .add_option("--data", values.data,
+                  "where the host is installed: its executable is there and the add-in's folder is "
+                  "made there; a folder of the user's if left out")
+      ->type_name("DIR");
+  parser.add_flag("--no-addin-folder", values.noAddinFolder, "do not make the add-in's folder");
+  parser.add_option("--executable", values.executable, "report PATH as the host's executable")
+      ->type_name("PATH");
+  parser
+      .add_option("--language", values.language,
+                  "the host's user language; 2, which is Czech, if left out")
+      ->type_name("N");
+  parser
+      .add_option("--entitlement", values.entitlement,
+                  "the host's entitlement text; an example if left out")
+      ->type_name("TEXT");
+  parser.add_flag("--offline", values.offline, "the host starts offline");
+  parser
+      .add_option("--trace", values.trace,
+                  "write every call of the host there, a line of JSON each")
+      ->type_name("FILE");
+  parser.add_flag("--system-open", values.systemOpen,
+                  "let the system's own `open` run instead of recording its arguments");
+}
+
+Settings prepare(CommandLine& values) {
+  if (values.addin.empty()) values.addin = besideProgram("Velorin.so").string();
+  if (values.data.empty()) values.data = userFolder();
+  if (!values.noAddinFolder) {
+    const std::string folder = addinFolderIn(values.data);
+    std::error_code error;
+    fs::create_directories(folder, error);
+    if (error) {
+      throw std::runtime_error("the folder " + folder + " cannot be made: " + error.message());
+    }
+  }
+  Settings settings;
+  settings.executable = values.executable.empty() ? executableIn(values.data) : values.executable;
+  settings.offline = values.offline;
+  settings.language = values.language;
+  settings.entitlement = values.entitlement;
+  settings.recordOpen = !values.systemOpen;
+  return settings;
+}
+
+std::string scenarioFile(const std::string& word) {
+  if (fs::is_regular_file(word)) return word;
+  const fs::path known = besideProgram("scenarios") / (word + ".txt");
+  if (word.find('/') == std::string::npos && fs::is_regular_file(known)) return known.string();
+  if (fs::exists(word) && !fs::is_directory(word)) return word;
+  throw std::runtime_error("there is no scenario " + word);
+}
+
+void writeTrace(Host& host, const std::string& path) {
+  const auto file = std::make_shared<std::ofstream>(path);
+  if (!*file) throw std::runtime_error("the trace cannot be written to " + path);
+  host.gate().listen([file](const Json& entry) { *file << line(entry) << std::endl; });
+}
+
+}  // namespace substitute

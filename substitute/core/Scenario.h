@@ -1,0 +1,72 @@
+// Scenarios: the commands that people and files give to the substitute host, and their playing.
+#pragma once
+
+#include <iosfwd>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "substitute/core/AddIn.h"
+#include "substitute/core/Host.h"
+
+namespace substitute {
+
+// A line that is no command; what() says why in one sentence.
+class ScenarioError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// One command of a scenario, checked.
+struct Command {
+  std::string line;  // as it was typed
+  std::string name;
+  std::vector<std::string> arguments;
+};
+
+// What can be typed: the name, its arguments in words, and what it does.
+struct CommandHelp {
+  std::string name;
+  std::string arguments;
+  std::string meaning;
+};
+const std::vector<CommandHelp>& commandHelp();
+
+// The words for the kinds of objects that can be planted and removed.
+const std::vector<std::string>& kindNames();
+
+// One line as a command. `name` is empty for a blank line and for a comment. Throws ScenarioError.
+Command parseCommand(const std::string& line);
+
+// All lines of `input`, blank ones left out and comments kept. Throws ScenarioError, with `source`
+// and the number of the line.
+std::vector<Command> parseScenario(std::istream& input, const std::string& source);
+
+// Plays commands on a host and tells in words what comes of them.
+class Player {
+ public:
+  // `addin` is the library that `start` loads. All references outlive the player.
+  Player(Host& host, std::string addin, std::ostream& out);
+
+  // Plays one command. Throws LoadError when the library cannot be loaded.
+  void play(const Command& command);
+
+ private:
+  void act(const Command& command);
+  void start();
+  void unload();
+  void say(const std::string& sentence);
+  void tellChanges(const Json& before, const Json& after);
+  void tellInfoFile();
+
+  Host& host_;
+  std::string addinFile_;
+  std::ostream& out_;
+  std::unique_ptr<AddIn> addin_;
+  std::string infoText_;
+  long badReleases_ = 0;
+  long badTexts_ = 0;
+};
+
+}  // namespace substitute

@@ -1,0 +1,160 @@
+// substitute-host: plays the add-in's life in a terminal.
+#include <editline/readline.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
+#include "substitute/core/CommandLine.h"
+#include "substitute/core/Scenario.h"
+
+namespace {
+
+using namespace substitute;
+
+constexpr int cannotLoad = 1;
+constexpr int wrongInput = 2;
+
+// A sentence on standard error, begun with the program's name and ended with a full stop.
+void complain(const std::string& sentence) {
+  std::cerr << "substitute-host: " << sentence << (sentence.back() == '.' ? "\n" : ".\n");
+}
+
+std::string commandList() {
+  std::ostringstream list;
+  list << "Commands of a scenario, one a line; # starts a comment line:\n";
+  for (const CommandHelp& command : commandHelp()) {
+    const std::string usage = command.name + " " + command.arguments;
+    list << "  " << usage << std::string(usage.size() < 34 ? 34 - usage.size() : 1, ' ')
+         << command.meaning << '\n';
+  }
+  return list.str();
+}
+
+// The words that can stand where the prompt's line editor asks: commands first, then what the
+// command takes.
+std::vector<std::string> candidates(const std::string& typed) {
+  std::istringstream words(typed);
+  std::string first;
+  words >> first;
+  if (typed.find(' ') == std::string::npos) {
+    std::vector<std::string> names = {"help", "quit"};
+    for (const CommandHelp& command : commandHelp()) names.push_back(command.name);
+    return names;
+  }
+  if (first == "fail") {
+    std::vector<std::string> names = operations();
+    names.insert(names.end(), {"null", "throw"});
+    return names;
+  }
+  if (first == "plant" || first == "remove") return kindNames();
+  return {};
+}
+
+char* nextCandidate(const char* prefix, int state) {
+  static std::vector<std::string> names;
+  static std::size_t next;
+  if (state == 0) {
+    names = candidates(std::string(rl_line_buffer, static_cast<std::size_t>(rl_point)));
+    next = 0;
+  }
+  while (next < names.size()) {
+    const std::string& name = names[next++];
+    if (name.rfind(prefix, 0) == 0) return strdup(name.c_str());
+  }
+  return nullptr;
+}
+
+char** complete(const char* word, int /*begin*/, int /*end*/) {
+  rl_attempted_completion_over = 1;  // never file names
+  return rl_completion_matches(word, nextCandidate);
+}
+
+void prompt(Player& player) {
+  rl_readline_name = const_cast<char*>("substitute-host");
+  rl_attempted_completion_function = complete;
+  using_history();
+  std::cout << "The substitute host. 'help' lists the commands, 'quit' ends.\n";
+  while (char* const typed = readline("host> ")) {
+    const std::string line = typed;
+    std::free(typed);
+    if (line == "quit") return;
+    if (line == "help") {
+      std::cout << commandList();
+      continue;
+    }
+    if (line.empty()) continue;
+    add_history(line.c_str());
+    try {
+      player.play(parseCommand(line));
+    } catch (const ScenarioError& error) {
+      complain(error.what());
+    }
+  }
+  std::cout << '\n';
+}
+
+std::vector<Command> readScenario(const std::string& word) {
+  if (word == "-") return parseScenario(std::cin, "standard input");
+  const std::string file = scenarioFile(word);
+  std::ifstream input(file);
+  if (!input) throw ScenarioError("the scenario " + file + " cannot be read");
+  return parseScenario(input, file);
+}
+
+int play(CommandLine& values) {
+  const bool interactive = values.scenario.empty() && isatty(STDIN_FILENO) == 1;
+  if (values.scenario.empty()) values.scenario = "first-starts";
+  const std::vector<Command> commands =
+      interactive ? std::vector<Command>() : readScenario(values.scenario);
+  const Settings settings = prepare(values);
+  Host host(settings);
+  AddIn(values.addin).symbol("run");  // what cannot be loaded is told before anything is played
+  if (!values.trace.empty()) writeTrace(host, values.trace);
+  Player player(host, values.addin, std::cout);
+  if (interactive) {
+    prompt(player);
+  } else {
+    for (const Command& command : commands) player.play(command);
+  }
+  return EXIT_SUCCESS;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CommandLine values;
+  CLI::App parser(
+      "Plays the life of the add-in in a host made for it: a scenario, or, at a terminal,"
+      " what you type.",
+      "substitute-host");
+  parser.set_version_flag("--version", "substitute-host " VELORIN_VERSION);
+  parser.footer(commandList());
+  addOptions(parser, values);
+  parser
+      .add_option(
+          "SCENARIO", values.scenario,
+          "the scenario to play: a file, the name of one that comes with the host, or - for "
+          "standard input; if left out a prompt at a terminal, else first-starts")
+      ->option_text(" ");
+  try {
+    parser.parse(argc, argv);
+  } catch (const CLI::Success& done) {
+    return parser.exit(done);
+  } catch (const CLI::ParseError& error) {
+    complain(error.what());
+    return wrongInput;
+  }
+  try {
+    return play(values);
+  } catch (const LoadError& error) {
+    complain(error.what());
+    return cannotLoad;
+  } catch (const std::exception& error) {
+    complain(error.what());
+    return wrongInput;
+  }
+}
