@@ -36,11 +36,11 @@ bool FileExists(const std::string& path) {
 // By hand: the standard libraries' converters fail with different texts and on different input.
 std::string ws2s(const std::wstring& text) {
   std::string bytes;
-  const auto tail = [&bytes](std::uint32_t point, int shift) {
+  const auto tail = [&bytes](char32_t point, int shift) {
     bytes += static_cast<char>(0x80U | ((point >> shift) & 0x3FU));
   };
   for (const wchar_t unit : text) {
-    const auto point = static_cast<std::uint32_t>(unit);
+    const auto point = static_cast<char32_t>(unit);
     if (point > 0x10FFFF || (point >= 0xD800 && point <= 0xDFFF)) {
       throw std::range_error("wstring_convert: to_bytes error");
     }

@@ -38,7 +38,7 @@ class ADSK_HOST_API EventHandler {
 
  private:
   friend EventHandlerState;
-  void* state_;  // only the host touches it
+  void* state_ = nullptr;  // only the host touches it
 };
 
 }  // namespace adsk::core

@@ -58,17 +58,9 @@ void addOptions(CLI::App& parser, CommandLine& values) {
                   "let the system's own `open` run instead of recording its arguments");
 }
 
-Settings prepare(CommandLine& values) {
+Settings settingsFor(CommandLine& values) {
   if (values.addin.empty()) values.addin = besideProgram("Velorin.so").string();
   if (values.data.empty()) values.data = userFolder();
-  if (!values.noAddinFolder) {
-    const std::string folder = addinFolderIn(values.data);
-    std::error_code error;
-    fs::create_directories(folder, error);
-    if (error) {
-      throw std::runtime_error("the folder " + folder + " cannot be made: " + error.message());
-    }
-  }
   Settings settings;
   settings.executable = values.executable.empty() ? executableIn(values.data) : values.executable;
   settings.offline = values.offline;
@@ -76,6 +68,16 @@ Settings prepare(CommandLine& values) {
   settings.entitlement = values.entitlement;
   settings.recordOpen = !values.systemOpen;
   return settings;
+}
+
+void installAddinFolder(const CommandLine& values) {
+  if (values.noAddinFolder) return;
+  const std::string folder = addinFolderIn(values.data);
+  std::error_code error;
+  fs::create_directories(folder, error);
+  if (error) {
+    throw std::runtime_error("the folder " + folder + " cannot be made: " + error.message());
+  }
 }
 
 std::string scenarioFile(const std::string& word) {

@@ -26,9 +26,13 @@ struct CommandLine {
 // Declares the options of both hosts on `parser`; parsing fills `values`, which outlives it.
 void addOptions(CLI::App& parser, CommandLine& values);
 
-// Fills in what was left out, and makes the add-in's folder unless it is not wanted. Throws
-// std::runtime_error, with one sentence, when there is no folder to take or it cannot be made.
-Settings prepare(CommandLine& values);
+// Fills in what was left out and gives the host's values. Nothing is made yet. Throws
+// std::runtime_error when there is no folder for the host's data.
+Settings settingsFor(CommandLine& values);
+
+// Makes the add-in's folder as an installer would, unless it is not wanted. Throws
+// std::runtime_error, with one sentence, when it cannot be made.
+void installAddinFolder(const CommandLine& values);
 
 // The file that the word SCENARIO means: the file of that name, or one of the scenarios that come
 // with the host. Throws std::runtime_error when there is neither.

@@ -31,7 +31,7 @@ struct core::EventHandlerState {
   }
 };
 
-core::EventHandler::EventHandler() : state_(nullptr) {}
+core::EventHandler::EventHandler() = default;
 core::EventHandler::~EventHandler() {
   EventHandlerState::end(*this);
 }

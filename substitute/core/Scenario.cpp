@@ -135,6 +135,7 @@ const std::vector<CommandHelp>& commandHelp() {
 const std::vector<std::string>& kindNames() {
   static const std::vector<std::string> names = [] {
     std::vector<std::string> all;
+    all.reserve(kinds.size());
     for (const auto& kind : kinds) all.push_back(kind.first);
     return all;
   }();

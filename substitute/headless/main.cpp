@@ -110,10 +110,10 @@ int play(CommandLine& values) {
   if (values.scenario.empty()) values.scenario = "first-starts";
   const std::vector<Command> commands =
       interactive ? std::vector<Command>() : readScenario(values.scenario);
-  const Settings settings = prepare(values);
-  Host host(settings);
-  AddIn(values.addin).symbol("run");  // what cannot be loaded is told before anything is played
+  Host host(settingsFor(values));
+  AddIn(values.addin).symbol("run");  // what cannot be loaded is told before anything is done
   if (!values.trace.empty()) writeTrace(host, values.trace);
+  installAddinFolder(values);
   Player player(host, values.addin, std::cout);
   if (interactive) {
     prompt(player);

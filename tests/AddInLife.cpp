@@ -1,0 +1,226 @@
+#include "tests/AddInLife.h"
+
+#include <grp.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+
+namespace fs = std::filesystem;
+using substitute::Json;
+
+namespace {
+
+constexpr const char* infoFileName = "/Velorin_Info.txt";
+
+std::string asText(const Json& value) {
+  return value.dump(-1, ' ', false);
+}
+
+std::string inWords(const Json& entry) {
+  if (entry.contains("event")) {
+    const std::string event = entry["event"];
+    if (event == "notify") return "notify " + entry["handler"].get<std::string>();
+    if (event == "threw") return "threw " + entry["type"].get<std::string>();
+    if (event == "open") {
+      std::string words = "open";
+      for (const Json& argument : entry["args"]) words += " [" + argument.get<std::string>() + "]";
+      return words;
+    }
+    return entry.contains("value") ? event + " " + asText(entry["value"]) : event;
+  }
+  std::string arguments;
+  for (const Json& argument : entry["args"]) {
+    arguments += (arguments.empty() ? "" : ", ") + asText(argument);
+  }
+  std::string words = entry["op"].get<std::string>() + "(" + arguments + ")";
+  const std::string on = entry.value("on", "");
+  if (on.find(':') != std::string::npos) words += " on " + on;
+  if (entry.contains("fault")) return words + " fails by " + entry["fault"].get<std::string>();
+  const Json& result = entry["result"];
+  return words + " = " + (result.is_string() ? result.get<std::string>() : asText(result));
+}
+
+}  // namespace
+
+std::string addinFile() {
+  const char* const other = std::getenv("VELORIN_ADDIN");
+  return other != nullptr ? other : VELORIN_BUILT_ADDIN;
+}
+
+std::string readFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) throw std::runtime_error("cannot read " + path);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+void writeFile(const std::string& path, const std::string& bytes) {
+  std::ofstream file(path, std::ios::binary);
+  file << bytes;
+  if (!file.flush()) throw std::runtime_error("cannot write " + path);
+}
+
+void becomeAnyUser() {
+  const unsigned nobody = 65534;
+  if (geteuid() != 0) return;
+  if (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0) std::abort();
+}
+
+TemporaryFolder::TemporaryFolder()
+    : path_((fs::temp_directory_path() / "velorin-test-XXXXXX").string()) {
+  if (mkdtemp(path_.data()) == nullptr) throw std::runtime_error("cannot make " + path_);
+}
+
+TemporaryFolder::~TemporaryFolder() {
+  std::error_code ignored;
+  fs::remove_all(path_, ignored);
+}
+
+AddInLife::AddInLife() {
+  fs::create_directories(substitute::addinFolderIn(folder.path()));
+  infoFile = substitute::addinFolderIn(folder.path()) + infoFileName;
+  substitute::Settings settings;
+  settings.executable = substitute::executableIn(folder.path());
+  settings.entitlement = "TEXT";
+  install(std::move(settings));
+}
+
+AddInLife::~AddInLife() {
+  unload();
+  const substitute::Ledger& ledger = substitute::ledger();
+  EXPECT_EQ(ledger.references, 0) << "references of the host's left behind";
+  EXPECT_EQ(ledger.texts, 0) << "texts of the host's left behind";
+  if (!forgiven_) {
+    EXPECT_EQ(ledger.badReleases, 0) << "references dropped that were not held";
+    EXPECT_EQ(ledger.badTexts, 0) << "texts handed back that were not held";
+  }
+  host.reset();
+  EXPECT_EQ(ledger.objects, 0) << "host objects outlived their host";
+}
+
+void AddInLife::install(substitute::Settings settings) {
+  host.reset();
+  host = std::make_unique<substitute::Host>(std::move(settings));
+  host->gate().listen([this](const Json& entry) { trace_.push_back(entry); });
+}
+
+void AddInLife::load() {
+  if (!addin) addin = std::make_unique<substitute::AddIn>(addinFile());
+}
+
+void AddInLife::unload() {
+  addin.reset();
+  EXPECT_FALSE(substitute::AddIn::isLoaded(addinFile())) << "the library stays in the process";
+}
+
+std::optional<bool> AddInLife::start() {
+  load();
+  return addin->run(*host);
+}
+
+std::optional<bool> AddInLife::startAfter(int starts) {
+  writeFile(infoFile, "16.11.2026\n" + std::to_string(starts) + "\n");
+  return start();
+}
+
+std::optional<bool> AddInLife::stop() {
+  return addin->stop(*host);
+}
+
+AddInLife::Calls AddInLife::calls() {
+  Calls words;
+  for (const Json& entry : trace_) words.push_back(inWords(entry));
+  trace_.clear();
+  return words;
+}
+
+AddInLife::Calls AddInLife::callsOf(const std::string& operation) {
+  Calls words;
+  for (const std::string& call : calls()) {
+    if (call.rfind(operation + "(", 0) == 0) words.push_back(call);
+  }
+  return words;
+}
+
+void AddInLife::expectFatal(const std::function<void()>& call) {
+#ifdef NDEBUG
+  calls();
+  call();
+  const Calls seen = calls();
+  ASSERT_FALSE(seen.empty());
+  EXPECT_EQ(seen.back(), "threw std::exception");
+#else
+  EXPECT_EXIT(call(), testing::KilledBySignal(SIGABRT),
+              "Memory:150: operator->: Assertion `ptr_ != nullptr' failed");
+#endif
+}
+
+void AddInLife::fail(const std::string& operation, std::uint64_t nth) {
+  host->gate().faults.arm(operation, nth, substitute::Failure::null);
+}
+
+void AddInLife::throwIn(const std::string& operation, std::uint64_t nth) {
+  host->gate().faults.arm(operation, nth, substitute::Failure::exception);
+}
+
+Json AddInLife::learningPalette() {
+  for (const Json& entry : Json(state()["palettes"])) {
+    if (entry["id"] == "teachPalete") return entry;
+  }
+  return {};
+}
+
+void* AddInLife::function(const std::string& mangledBegin) {
+  load();
+  // The rest of the name is the compiler's spelling of std::string.
+  for (const char* const end :
+       {"", "B5cxx11v", "NSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE",
+        "RKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE",
+        "RKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEE"}) {
+    if (void* const address = addin->symbol((mangledBegin + end).c_str())) return address;
+  }
+  throw std::runtime_error(mangledBegin + " is not exported");
+}
+
+bool AddInLife::OpenPalette() {
+  return reinterpret_cast<bool (*)()>(function("_Z11OpenPalettev"))();
+}
+std::int32_t AddInLife::AutoOpenPalette() {
+  return reinterpret_cast<std::int32_t (*)()>(function("_Z15AutoOpenPalettev"))();
+}
+std::string AddInLife::GetExecutableDirectory() {
+  return reinterpret_cast<std::string (*)()>(function("_Z22GetExecutableDirectory"))();
+}
+std::string AddInLife::SetAddinLocation(const std::string& path) {
+  return reinterpret_cast<std::string (*)(std::string)>(function("_Z16SetAddinLocation"))(path);
+}
+bool AddInLife::FileExists(const std::string& path) {
+  return reinterpret_cast<bool (*)(const std::string&)>(function("_Z10FileExists"))(path);
+}
+std::string AddInLife::ws2s(const std::wstring& text) {
+  return reinterpret_cast<std::string (*)(const std::wstring&)>(function("_Z4ws2s"))(text);
+}
+std::string AddInLife::datetime() {
+  return reinterpret_cast<std::string (*)()>(function("_Z8datetime"))();
+}
+std::int32_t AddInLife::countLeapYears(Date date) {
+  return reinterpret_cast<std::int32_t (*)(Date)>(function("_Z14countLeapYears4Date"))(date);
+}
+std::int64_t AddInLife::getDifference(Date first, Date second) {
+  return reinterpret_cast<std::int64_t (*)(Date, Date)>(function("_Z13getDifference4DateS_"))(
+      first, second);
+}
+
+adsk::core::Ptr<adsk::core::Application>& AddInLife::app() {
+  return global<adsk::core::Ptr<adsk::core::Application>>("app");
+}
+adsk::core::Ptr<adsk::core::UserInterface>& AddInLife::ui() {
+  return global<adsk::core::Ptr<adsk::core::UserInterface>>("ui");
+}
+adsk::core::Ptr<adsk::core::Palette>& AddInLife::palette() {
+  return global<adsk::core::Ptr<adsk::core::Palette>>("palette");
+}
+std::int32_t& AddInLife::countOpenPalette() {
+  return global<std::int32_t>("countOpenPalette");
+}

@@ -1,0 +1,120 @@
+// The ground for tests of the add-in: a substitute host in a folder of its own, the library that
+// ships, and all that the host was asked, call by call.
+#pragma once
+
+#include <Core/CoreAll.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "firstrun/Dates.h"
+#include "substitute/core/AddIn.h"
+#include "substitute/core/Host.h"
+#include "substitute/core/HostObjects.h"
+
+// The library under test: VELORIN_ADDIN where that is set, else the built one.
+std::string addinFile();
+
+// What a test reads and writes on the disk.
+std::string readFile(const std::string& path);
+void writeFile(const std::string& path, const std::string& bytes);
+
+// Gives up being root in this process, if it is: root may read and write everything.
+void becomeAnyUser();
+
+// A folder that ends with its owner.
+class TemporaryFolder {
+ public:
+  TemporaryFolder();
+  ~TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+// A host with the add-in's folder in place; the library is loaded on start() or load().
+class AddInLife : public testing::Test {
+ protected:
+  using Calls = std::vector<std::string>;
+
+  AddInLife();
+  // Every test ends as an add-in's life does: unloaded, with nothing of the host's left.
+  ~AddInLife() override;
+
+  // A new host in place of the first one; before load() only.
+  void install(substitute::Settings settings);
+
+  void load();
+  void unload();
+
+  // Loads the library and calls run, after `starts` earlier starts where that is given. The result
+  // of run, or nothing when an exception left it.
+  std::optional<bool> start();
+  std::optional<bool> startAfter(int starts);
+  std::optional<bool> stop();
+
+  // What the host was asked since the last call of calls(), in words: the operation, its arguments,
+  // the object where it has an id, and the result, such as
+  //   Palette.isVisible(true) on Palette:teachPalete = true
+  // Events from outside are told as "run", "run returned true", "notify X", "open a b", "threw T".
+  Calls calls();
+
+  // The same, of `operation` alone.
+  Calls callsOf(const std::string& operation);
+
+  // `call` uses an empty handle: it ends the process with the host's assertion, or, where that is
+  // compiled out, an exception of type std::exception arrives at the host's last frame.
+  void expectFatal(const std::function<void()>& call);
+
+  void fail(const std::string& operation, std::uint64_t nth = 1);
+  void throwIn(const std::string& operation, std::uint64_t nth = 1);
+
+  // The test has let go wrongly on purpose: its end does not mind.
+  void forgiveMistakes() { forgiven_ = true; }
+
+  // The host's palette "teachPalete" in its state; null when there is none.
+  substitute::Json learningPalette();
+  substitute::Json state() { return host->state(); }
+
+  // The add-in's functions, under their C++ names.
+  bool OpenPalette();
+  std::int32_t AutoOpenPalette();
+  std::string GetExecutableDirectory();
+  std::string SetAddinLocation(const std::string& path);
+  bool FileExists(const std::string& path);
+  std::string ws2s(const std::wstring& text);
+  std::string datetime();
+  std::int32_t countLeapYears(Date date);
+  std::int64_t getDifference(Date first, Date second);
+
+  // The add-in's global objects.
+  template <class T>
+  T& global(const char* name) {
+    void* const address = addin->symbol(name);
+    if (address == nullptr) throw std::runtime_error(std::string(name) + " is not exported");
+    return *static_cast<T*>(address);
+  }
+  adsk::core::Ptr<adsk::core::Application>& app();
+  adsk::core::Ptr<adsk::core::UserInterface>& ui();
+  adsk::core::Ptr<adsk::core::Palette>& palette();
+  std::int32_t& countOpenPalette();
+
+  TemporaryFolder folder;
+  std::string infoFile;
+  std::unique_ptr<substitute::Host> host;
+  std::unique_ptr<substitute::AddIn> addin;
+
+ private:
+  void* function(const std::string& mangledBegin);
+
+  std::vector<substitute::Json> trace_;
+  bool forgiven_ = false;
+};

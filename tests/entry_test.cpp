@@ -1,0 +1,310 @@
+// run: what the add-in does when the host starts it.
+#include "tests/AddInLife.h"
+
+using substitute::Json;
+
+namespace {
+
+class Run : public AddInLife {
+ protected:
+  // The button's icons, as the definition in the host names them.
+  std::string iconFolder() { return state()["definitions"].at(0)["resourceFolder"]; }
+  Json controlIds() {
+    Json ids = Json::array();
+    for (const Json& control : Json(state()["toolbars"].at(0)["controls"]))
+      ids.push_back(control["id"]);
+    return ids;
+  }
+};
+
+const std::string tooltip =
+    "Velorin je pomocník pro začátečníky, integrovaný do prostředí programu Fusion 360 a napomáhá "
+    "s prvními kroky v aplikaci.";
+
+}  // namespace
+
+TEST_F(Run, FirstStartCallsTheHostInItsOrder) {
+  EXPECT_EQ(start(), true);
+  EXPECT_EQ(
+      calls(),
+      (Calls{
+          "run",
+          "Application.get() = Application",
+          "Application.userInterface() = UserInterface",
+          "Application.onlineStatusChanged() = ApplicationEvent",
+          "ApplicationEvent.add(\"OnlineStatusChangedHandler\") = true",
+          "Application.isOffLine() = false",
+          "Application.executeTextCommand(\"Debug.EntitlementString\") = TEXT",
+          "Application.preferences() = Preferences",
+          "Preferences.generalPreferences() = GeneralPreferences",
+          "GeneralPreferences.userLanguage() = 2",
+          "Application.get() = Application",
+          "Application.userInterface() = UserInterface",
+          "UserInterface.palettes() = Palettes",
+          "Palettes.itemById(\"teachPalete\") = null",
+          "Palettes.add(\"teachPalete\", \"Velorin\", "
+          "\"https://learning.velorin.example/fusion360/learning.asp?lang=CSY&lic=TEXT\", true, "
+          "true, true, 300, 400, true) = Palette:teachPalete",
+          "Palette.dockingState(4) on Palette:teachPalete = true",
+          "Palette.incomingFromHTML() on Palette:teachPalete = HTMLEvent",
+          "HTMLEvent.add(\"RovaHTMLEventHandler\") = true",
+          "Palette.isVisible(true) on Palette:teachPalete = true",
+          "Application.userInterface() = UserInterface",
+          "UserInterface.toolbars() = Toolbars",
+          "Toolbars.itemById(\"QATRight\") = Toolbar:QATRight",
+          "UserInterface.commandDefinitions() = CommandDefinitions",
+          "CommandDefinitions.addButtonDefinition(\"runTeachPalette\", \"Zobrazit velorin\", \"" +
+              tooltip + "\", \"resources/Velorin/LessTen\") = CommandDefinition:runTeachPalette",
+          "Toolbar.controls() on Toolbar:QATRight = ToolbarControls",
+          "ToolbarControls.addCommand(\"CommandDefinition:runTeachPalette\", \"HelpGroupCommand\", "
+          "false) = CommandControl:runTeachPalette",
+          "CommandDefinition.commandCreated() on CommandDefinition:runTeachPalette = "
+          "CommandCreatedEvent",
+          "CommandCreatedEvent.add(\"CmdCreatedEventHandler\") = true",
+          "run returned true",
+      }));
+}
+
+TEST_F(Run, FifthStartCallsTheHostInItsOrder) {
+  EXPECT_EQ(startAfter(4), true);
+  EXPECT_EQ(
+      calls(),
+      (Calls{
+          "run",
+          "Application.get() = Application",
+          "Application.userInterface() = UserInterface",
+          "Application.onlineStatusChanged() = ApplicationEvent",
+          "ApplicationEvent.add(\"OnlineStatusChangedHandler\") = true",
+          "Application.isOffLine() = false",
+          "Application.userInterface() = UserInterface",
+          "UserInterface.toolbars() = Toolbars",
+          "Toolbars.itemById(\"QATRight\") = Toolbar:QATRight",
+          "UserInterface.commandDefinitions() = CommandDefinitions",
+          "CommandDefinitions.addButtonDefinition(\"runTeachPalette\", \"Zobrazit velorin\", \"" +
+              tooltip + "\", \"resources/Velorin\") = CommandDefinition:runTeachPalette",
+          "Toolbar.controls() on Toolbar:QATRight = ToolbarControls",
+          "ToolbarControls.addCommand(\"CommandDefinition:runTeachPalette\", \"HelpGroupCommand\", "
+          "false) = CommandControl:runTeachPalette",
+          "CommandDefinition.commandCreated() on CommandDefinition:runTeachPalette = "
+          "CommandCreatedEvent",
+          "CommandCreatedEvent.add(\"CmdCreatedEventHandler\") = true",
+          "run returned true",
+      }));
+}
+
+TEST_F(Run, FirstStartOpensThePaletteAndShowsTheFirstIcons) {
+  EXPECT_EQ(start(), true);
+  EXPECT_EQ(countOpenPalette(), 0);
+  EXPECT_EQ(learningPalette()["visible"], true);
+  EXPECT_EQ(iconFolder(), "resources/Velorin/LessTen");
+}
+
+TEST_F(Run, CountOneOpensThePaletteWithPlainIcons) {
+  EXPECT_EQ(startAfter(1), true);
+  EXPECT_EQ(learningPalette()["visible"], true);
+  EXPECT_EQ(iconFolder(), "resources/Velorin");
+}
+
+TEST_F(Run, CountThreeOpensThePaletteWithPlainIcons) {
+  EXPECT_EQ(startAfter(3), true);
+  EXPECT_EQ(countOpenPalette(), 3);
+  EXPECT_EQ(learningPalette()["visible"], true);
+  EXPECT_EQ(iconFolder(), "resources/Velorin");
+}
+
+TEST_F(Run, CountFourOpensNothingWithPlainIcons) {
+  EXPECT_EQ(startAfter(4), true);
+  EXPECT_EQ(countOpenPalette(), 4);
+  EXPECT_TRUE(learningPalette().is_null());
+  EXPECT_EQ(iconFolder(), "resources/Velorin");
+}
+
+TEST_F(Run, NegativeCountOpensNothingWithTheFirstIcons) {
+  EXPECT_EQ(startAfter(-1), true);
+  EXPECT_EQ(countOpenPalette(), -1);
+  EXPECT_TRUE(learningPalette().is_null());
+  EXPECT_EQ(iconFolder(), "resources/Velorin/LessTen");
+}
+
+TEST_F(Run, OfflineOpensNothingAndRegistersTheButtonAllTheSame) {
+  host->setOffline(true);
+  EXPECT_EQ(start(), true);
+  EXPECT_TRUE(learningPalette().is_null());
+  EXPECT_EQ(controlIds(), (Json{"HelpGroupCommand", "runTeachPalette"}));
+  EXPECT_EQ(state()["definitions"].at(0)["handlers"], Json::array({"CmdCreatedEventHandler"}));
+}
+
+TEST_F(Run, LeavesTheButtonItsTextsAndItsHandlers) {
+  EXPECT_EQ(start(), true);
+  const Json definition = state()["definitions"].at(0);
+  EXPECT_EQ(definition["id"], "runTeachPalette");
+  EXPECT_EQ(definition["name"], "Zobrazit velorin");
+  EXPECT_EQ(definition["tooltip"], tooltip);
+  EXPECT_EQ(definition["handlers"], Json::array({"CmdCreatedEventHandler"}));
+  EXPECT_EQ(state()["onlineStatusHandlers"], Json::array({"OnlineStatusChangedHandler"}));
+  EXPECT_EQ(controlIds(), (Json{"HelpGroupCommand", "runTeachPalette"}));
+}
+
+TEST_F(Run, RegistersNothingOfTheEshop) {
+  EXPECT_EQ(start(), true);
+  for (const Json& definition : Json(state()["definitions"]))
+    EXPECT_NE(definition["id"], "openEshop");
+  EXPECT_EQ(state()["definitions"].size(), 1U);
+  EXPECT_EQ(controlIds(), (Json{"HelpGroupCommand", "runTeachPalette"}));
+}
+
+TEST_F(Run, FillsTheGlobalHandles) {
+  EXPECT_EQ(start(), true);
+  EXPECT_TRUE(app());
+  EXPECT_TRUE(ui());
+  EXPECT_TRUE(palette());
+  EXPECT_EQ(state()["references"], 3);
+}
+
+TEST_F(Run, WithoutApplicationReturnsFalse) {
+  fail("Application.get");
+  EXPECT_EQ(start(), false);
+  EXPECT_FALSE(app());
+  EXPECT_EQ(calls(), (Calls{"run", "Application.get() fails by null", "run returned false"}));
+  EXPECT_FALSE(std::filesystem::exists(infoFile));
+}
+
+TEST_F(Run, WithoutUserInterfaceReturnsFalse) {
+  fail("Application.userInterface");
+  EXPECT_EQ(start(), false);
+  EXPECT_TRUE(app());
+  EXPECT_FALSE(ui());
+  EXPECT_EQ(calls(), (Calls{"run", "Application.get() = Application",
+                            "Application.userInterface() fails by null", "run returned false"}));
+  EXPECT_FALSE(std::filesystem::exists(infoFile));
+}
+
+TEST_F(Run, WithoutOnlineStatusEventReturnsFalseAndHasCountedTheStart) {
+  fail("Application.onlineStatusChanged");
+  EXPECT_EQ(startAfter(2), false);
+  EXPECT_EQ(countOpenPalette(), 2);
+  EXPECT_EQ(readFile(infoFile), "16.11.2026\n3\n");
+  EXPECT_EQ(calls(),
+            (Calls{"run", "Application.get() = Application",
+                   "Application.userInterface() = UserInterface",
+                   "Application.onlineStatusChanged() fails by null", "run returned false"}));
+  EXPECT_TRUE(learningPalette().is_null());
+}
+
+TEST_F(Run, IgnoresARefusedOnlineStatusHandler) {
+  fail("ApplicationEvent.add");
+  EXPECT_EQ(start(), true);
+  EXPECT_EQ(state()["onlineStatusHandlers"], Json::array());
+  EXPECT_EQ(learningPalette()["visible"], true);
+}
+
+TEST_F(Run, IgnoresWhetherThePaletteOpens) {
+  fail("Palettes.add");
+  EXPECT_EQ(start(), true);
+  EXPECT_TRUE(learningPalette().is_null());
+}
+
+TEST_F(Run, WithoutToolbarReturnsFalseWithThePaletteOpen) {
+  host->remove(substitute::Kind::toolbar, "QATRight");
+  EXPECT_EQ(start(), false);
+  EXPECT_EQ(learningPalette()["visible"], true);
+  EXPECT_EQ(state()["definitions"], Json::array());
+  EXPECT_EQ(state()["onlineStatusHandlers"], Json::array({"OnlineStatusChangedHandler"}));
+  const Calls seen = calls();
+  ASSERT_GE(seen.size(), 2U);
+  EXPECT_EQ(seen[seen.size() - 2], "Toolbars.itemById(\"QATRight\") = null");
+}
+
+TEST_F(Run, WithADefinitionLeftOverStillAddsAndReturnsFalse) {
+  host->plant(substitute::Kind::definition, "runTeachPalette");
+  EXPECT_EQ(start(), false);
+  const Calls seen = calls();
+  ASSERT_GE(seen.size(), 2U);
+  EXPECT_EQ(seen[seen.size() - 2].rfind(
+                "CommandDefinitions.addButtonDefinition(\"runTeachPalette\", ", 0),
+            0U);
+  EXPECT_EQ(seen[seen.size() - 2].substr(seen[seen.size() - 2].rfind(' ')), " null");
+  EXPECT_EQ(controlIds(), Json::array({"HelpGroupCommand"}));
+}
+
+TEST_F(Run, WithoutDefinitionReturnsFalse) {
+  fail("CommandDefinitions.addButtonDefinition");
+  EXPECT_EQ(start(), false);
+  EXPECT_EQ(calls().back(), "run returned false");
+  EXPECT_EQ(controlIds(), Json::array({"HelpGroupCommand"}));
+}
+
+TEST_F(Run, WithoutControlReturnsFalseAndKeepsTheDefinition) {
+  fail("ToolbarControls.addCommand");
+  EXPECT_EQ(start(), false);
+  EXPECT_EQ(state()["definitions"].at(0)["handlers"], Json::array());
+  EXPECT_TRUE(callsOf("CommandDefinition.commandCreated").empty());
+}
+
+TEST_F(Run, WithAControlLeftOverReturnsFalse) {
+  host->plant(substitute::Kind::control, "runTeachPalette");
+  EXPECT_EQ(start(), false);
+  EXPECT_EQ(state()["definitions"].size(), 1U);
+}
+
+TEST_F(Run, WithoutCommandCreatedEventReturnsFalseAndKeepsTheControl) {
+  fail("CommandDefinition.commandCreated");
+  EXPECT_EQ(start(), false);
+  EXPECT_EQ(controlIds(), (Json{"HelpGroupCommand", "runTeachPalette"}));
+  EXPECT_EQ(state()["definitions"].at(0)["handlers"], Json::array());
+}
+
+TEST_F(Run, ReturnsWhatTheHostSaysToItsHandler) {
+  fail("CommandCreatedEvent.add");
+  EXPECT_EQ(start(), false);
+  EXPECT_EQ(controlIds(), (Json{"HelpGroupCommand", "runTeachPalette"}));
+}
+
+TEST_F(Run, WithoutToolbarsUsesAnEmptyHandle) {
+  fail("UserInterface.toolbars");
+  load();
+  expectFatal([this] { start(); });
+}
+
+TEST_F(Run, WithoutAFreshUserInterfaceUsesAnEmptyHandle) {
+  writeFile(infoFile, "D\n4\n");
+  fail("Application.userInterface", 2);
+  load();
+  expectFatal([this] { start(); });
+}
+
+TEST_F(Run, WithoutCommandDefinitionsUsesAnEmptyHandle) {
+  fail("UserInterface.commandDefinitions");
+  load();
+  expectFatal([this] { start(); });
+}
+
+TEST_F(Run, WithoutControlsUsesAnEmptyHandle) {
+  fail("Toolbar.controls");
+  load();
+  expectFatal([this] { start(); });
+}
+
+TEST_F(Run, LetsTheHostsExceptionOutAndKeepsWhatItHas) {
+  throwIn("ToolbarControls.addCommand");
+  EXPECT_EQ(start(), std::nullopt);
+  EXPECT_EQ(calls().back(), "threw std::runtime_error");
+  EXPECT_TRUE(ui());
+  EXPECT_EQ(learningPalette()["visible"], true);
+  // app, ui and palette; everything local has been released on the way out.
+  EXPECT_EQ(state()["references"], 3);
+}
+
+TEST_F(Run, LetsAnExceptionOfThePalettesOpeningOut) {
+  throwIn("Palettes.add");
+  EXPECT_EQ(start(), std::nullopt);
+  EXPECT_EQ(calls().back(), "threw std::runtime_error");
+  EXPECT_EQ(state()["definitions"], Json::array());
+}
+
+TEST_F(Run, CountsTheStartBeforeAnythingIsRegistered) {
+  throwIn("Application.onlineStatusChanged");
+  EXPECT_EQ(startAfter(7), std::nullopt);
+  EXPECT_EQ(countOpenPalette(), 7);
+  EXPECT_EQ(readFile(infoFile), "16.11.2026\n8\n");
+}

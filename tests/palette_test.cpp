@@ -1,0 +1,223 @@
+// OpenPalette: the learning palette and its page's address.
+#include "tests/AddInLife.h"
+
+using substitute::Json;
+using substitute::Kind;
+
+namespace {
+
+const std::string page = "https://learning.velorin.example/fusion360/learning.asp?lang=";
+
+class OpenPaletteTest : public AddInLife {
+ protected:
+  // Starts so late that nothing opens by itself, and forgets the calls of the start.
+  void SetUp() override {
+    ASSERT_EQ(startAfter(9), true);
+    calls();
+  }
+  std::string address() { return learningPalette()["address"]; }
+};
+
+}  // namespace
+
+TEST_F(OpenPaletteTest, CreatesThePaletteInItsOrder) {
+  EXPECT_TRUE(OpenPalette());
+  EXPECT_EQ(calls(), (Calls{
+                         "Application.executeTextCommand(\"Debug.EntitlementString\") = TEXT",
+                         "Application.preferences() = Preferences",
+                         "Preferences.generalPreferences() = GeneralPreferences",
+                         "GeneralPreferences.userLanguage() = 2",
+                         "Application.get() = Application",
+                         "Application.userInterface() = UserInterface",
+                         "UserInterface.palettes() = Palettes",
+                         "Palettes.itemById(\"teachPalete\") = null",
+                         "Palettes.add(\"teachPalete\", \"Velorin\", \"" + page +
+                             "CSY&lic=TEXT\", true, true, true, 300, 400, true) = "
+                             "Palette:teachPalete",
+                         "Palette.dockingState(4) on Palette:teachPalete = true",
+                         "Palette.incomingFromHTML() on Palette:teachPalete = HTMLEvent",
+                         "HTMLEvent.add(\"RovaHTMLEventHandler\") = true",
+                         "Palette.isVisible(true) on Palette:teachPalete = true",
+                     }));
+  const Json made = learningPalette();
+  EXPECT_EQ(made["title"], "Velorin");
+  EXPECT_EQ(made["width"], 300);
+  EXPECT_EQ(made["height"], 400);
+  EXPECT_EQ(made["dockingState"], 4);
+  EXPECT_EQ(made["visible"], true);
+  EXPECT_EQ(made["handlers"], Json::array({"RovaHTMLEventHandler"}));
+}
+
+TEST_F(OpenPaletteTest, OnlyShowsAPaletteThatIsThere) {
+  EXPECT_TRUE(OpenPalette());
+  calls();
+  EXPECT_TRUE(OpenPalette());
+  EXPECT_EQ(calls(), (Calls{
+                         "Application.executeTextCommand(\"Debug.EntitlementString\") = TEXT",
+                         "Application.preferences() = Preferences",
+                         "Preferences.generalPreferences() = GeneralPreferences",
+                         "GeneralPreferences.userLanguage() = 2",
+                         "Application.get() = Application",
+                         "Application.userInterface() = UserInterface",
+                         "UserInterface.palettes() = Palettes",
+                         "Palettes.itemById(\"teachPalete\") = Palette:teachPalete",
+                         "Palette.isVisible(true) on Palette:teachPalete = true",
+                     }));
+  EXPECT_EQ(state()["palettes"].size(), 1U);
+  EXPECT_EQ(learningPalette()["handlers"], Json::array({"RovaHTMLEventHandler"}));
+}
+
+TEST_F(OpenPaletteTest, LanguageTwoIsCzechAndEveryOtherEnglish) {
+  for (const int language : {2, 0, 1, 3, 4, -2, 258, 2147483647, -2147483647 - 1}) {
+    host->remove(Kind::palette, "teachPalete");
+    host->setLanguage(language);
+    EXPECT_TRUE(OpenPalette());
+    EXPECT_EQ(address(), page + (language == 2 ? "CSY" : "ENG") + "&lic=TEXT") << language;
+  }
+}
+
+TEST_F(OpenPaletteTest, AnEmptyEntitlementTextEndsTheAddress) {
+  host->setEntitlement("");
+  EXPECT_TRUE(OpenPalette());
+  EXPECT_EQ(address(), page + "CSY&lic=");
+}
+
+TEST_F(OpenPaletteTest, NoEntitlementTextIsAnEmptyOne) {
+  host->setEntitlement(std::nullopt);
+  EXPECT_TRUE(OpenPalette());
+  EXPECT_EQ(address(), page + "CSY&lic=");
+}
+
+TEST_F(OpenPaletteTest, TheEntitlementTextIsTakenAsItIs) {
+  const std::string text = " a b&lang=x#y?%20\"'\\\x01 \xC5\x99 ";
+  host->setEntitlement(text);
+  EXPECT_TRUE(OpenPalette());
+  EXPECT_EQ(address(), page + "CSY&lic=" + text);
+}
+
+TEST_F(OpenPaletteTest, AHiddenPaletteComesBackWithThePageItHad) {
+  EXPECT_TRUE(OpenPalette());
+  host->setVisible("teachPalete", false);
+  host->setLanguage(1);
+  host->setEntitlement("OTHER");
+  EXPECT_TRUE(OpenPalette());
+  EXPECT_EQ(learningPalette()["visible"], true);
+  EXPECT_EQ(address(), page + "CSY&lic=TEXT");
+}
+
+TEST_F(OpenPaletteTest, APaletteOfTheOnlineStatusKeepsItsHandler) {
+  countOpenPalette() = 0;
+  host->setOffline(false);
+  ASSERT_EQ(learningPalette()["handlers"], Json::array({"CadFirst3sHTMLEventHandler"}));
+  EXPECT_TRUE(OpenPalette());
+  EXPECT_EQ(learningPalette()["handlers"], Json::array({"CadFirst3sHTMLEventHandler"}));
+}
+
+TEST_F(OpenPaletteTest, APaletteFoundGetsNoHandler) {
+  host->plant(Kind::palette, "teachPalete");
+  host->setVisible("teachPalete", false);
+  EXPECT_TRUE(OpenPalette());
+  EXPECT_EQ(learningPalette()["visible"], true);
+  EXPECT_EQ(learningPalette()["handlers"], Json::array());
+  EXPECT_EQ(learningPalette()["dockingState"], 0);
+}
+
+TEST_F(OpenPaletteTest, WithoutAFreshApplicationLeavesPaletteAsItWas) {
+  EXPECT_TRUE(OpenPalette());
+  calls();
+  fail("Application.get");
+  EXPECT_FALSE(OpenPalette());
+  EXPECT_TRUE(palette());
+  EXPECT_EQ(calls().back(), "Application.get() fails by null");
+}
+
+TEST_F(OpenPaletteTest, WithoutUserInterfaceLeavesPaletteAsItWas) {
+  EXPECT_TRUE(OpenPalette());
+  calls();
+  fail("Application.userInterface");
+  EXPECT_FALSE(OpenPalette());
+  EXPECT_TRUE(palette());
+  EXPECT_EQ(calls().back(), "Application.userInterface() fails by null");
+}
+
+TEST_F(OpenPaletteTest, WithoutPalettesLeavesPaletteAsItWas) {
+  EXPECT_TRUE(OpenPalette());
+  calls();
+  fail("UserInterface.palettes");
+  EXPECT_FALSE(OpenPalette());
+  EXPECT_TRUE(palette());
+  EXPECT_EQ(calls().back(), "UserInterface.palettes() fails by null");
+}
+
+TEST_F(OpenPaletteTest, ARefusedCreationEmptiesPalette) {
+  EXPECT_TRUE(OpenPalette());
+  host->remove(Kind::palette, "teachPalete");
+  calls();
+  fail("Palettes.add");
+  EXPECT_FALSE(OpenPalette());
+  EXPECT_FALSE(palette());
+  const Calls seen = calls();
+  EXPECT_NE(seen.back().find("Palettes.add"), std::string::npos);
+}
+
+TEST_F(OpenPaletteTest, WithoutHTMLEventThePaletteStaysWithoutHandler) {
+  fail("Palette.incomingFromHTML");
+  EXPECT_FALSE(OpenPalette());
+  EXPECT_EQ(learningPalette()["visible"], true);
+  EXPECT_EQ(learningPalette()["dockingState"], 4);
+  EXPECT_EQ(learningPalette()["handlers"], Json::array());
+  EXPECT_EQ(calls().back(), "Palette.incomingFromHTML() on Palette:teachPalete fails by null");
+  EXPECT_TRUE(OpenPalette());
+  EXPECT_EQ(learningPalette()["handlers"], Json::array());
+}
+
+TEST_F(OpenPaletteTest, ARefusedHandlerLeavesThePaletteWithoutOne) {
+  fail("HTMLEvent.add");
+  EXPECT_FALSE(OpenPalette());
+  EXPECT_EQ(learningPalette()["visible"], true);
+  EXPECT_EQ(learningPalette()["dockingState"], 4);
+  EXPECT_EQ(learningPalette()["handlers"], Json::array());
+  EXPECT_EQ(calls().back(), "HTMLEvent.add(\"RovaHTMLEventHandler\") fails by null");
+  EXPECT_TRUE(OpenPalette());
+  EXPECT_EQ(learningPalette()["handlers"], Json::array());
+}
+
+TEST_F(OpenPaletteTest, IgnoresWhatTheSettersAnswer) {
+  fail("Palette.dockingState");
+  fail("Palette.isVisible");
+  EXPECT_TRUE(OpenPalette());
+  EXPECT_EQ(learningPalette()["dockingState"], 0);
+  host->setVisible("teachPalete", false);
+  fail("Palette.isVisible");
+  EXPECT_TRUE(OpenPalette());
+  EXPECT_EQ(learningPalette()["visible"], false);
+}
+
+TEST_F(OpenPaletteTest, WithoutAppUsesAnEmptyHandle) {
+  app() = nullptr;
+  expectFatal([this] { host->enter("call", [this] { return OpenPalette(); }); });
+}
+
+TEST_F(OpenPaletteTest, WithoutPreferencesUsesAnEmptyHandle) {
+  fail("Application.preferences");
+  expectFatal([this] { host->enter("call", [this] { return OpenPalette(); }); });
+}
+
+TEST_F(OpenPaletteTest, WithoutGeneralPreferencesUsesAnEmptyHandle) {
+  fail("Preferences.generalPreferences");
+  expectFatal([this] { host->enter("call", [this] { return OpenPalette(); }); });
+}
+
+TEST_F(OpenPaletteTest, LetsTheHostsExceptionOut) {
+  throwIn("Palette.dockingState");
+  EXPECT_THROW(OpenPalette(), std::runtime_error);
+  EXPECT_TRUE(palette());
+}
+
+TEST_F(OpenPaletteTest, HandsTheEntitlementTextBack) {
+  EXPECT_TRUE(OpenPalette());
+  EXPECT_EQ(state()["text"], 0);
+  throwIn("Application.get");
+  EXPECT_THROW(OpenPalette(), std::runtime_error);
+  EXPECT_EQ(state()["text"], 0);
+}

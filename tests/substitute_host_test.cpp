@@ -1,0 +1,281 @@
+// The substitute host itself: what the other tests rely on.
+#include "tests/AddInLife.h"
+
+extern "C" int _NSGetExecutablePath(char* path, std::uint32_t* size);
+
+namespace core = adsk::core;
+using substitute::Json;
+using substitute::Kind;
+
+namespace {
+
+// Without the add-in: this test is the one that calls the host.
+class SubstituteHost : public AddInLife {
+ protected:
+  core::Ptr<core::Palettes> palettes() {
+    return core::Application::get()->userInterface()->palettes();
+  }
+  core::Ptr<core::CommandDefinitions> definitions() {
+    return core::Application::get()->userInterface()->commandDefinitions();
+  }
+  core::Ptr<core::ToolbarControls> controls() {
+    return core::Application::get()->userInterface()->toolbars()->itemById("QATRight")->controls();
+  }
+  core::Ptr<core::Palette> addPalette(const std::string& id) {
+    return palettes()->add(id, "title", "address", true, true, true, 3, 4, true);
+  }
+  Json controlIds() {
+    Json ids = Json::array();
+    for (const Json& control : Json(state()["toolbars"].at(0)["controls"])) {
+      ids.push_back(control["id"]);
+    }
+    return ids;
+  }
+};
+
+class CountingHandler : public core::ApplicationEventHandler {
+ public:
+  void notify(const core::Ptr<core::ApplicationEventArgs>& /*eventArgs*/) override { ++calls; }
+  int calls = 0;
+};
+
+}  // namespace
+
+TEST_F(SubstituteHost, HasItsToolbarFromTheStart) {
+  EXPECT_EQ(state()["toolbars"], Json::parse(R"([{"id": "QATRight", "controls": [
+      {"id": "HelpGroupCommand", "class": "CommandControl"}]}])"));
+  EXPECT_EQ(state()["palettes"], Json::array());
+  EXPECT_EQ(state()["definitions"], Json::array());
+}
+
+TEST_F(SubstituteHost, IsOneInAProcess) {
+  EXPECT_THROW(substitute::Host(substitute::Settings()), std::logic_error);
+  EXPECT_EQ(substitute::Host::current(), host.get());
+}
+
+TEST_F(SubstituteHost, CountsEveryReferenceHandedOut) {
+  {
+    const auto application = core::Application::get();
+    EXPECT_EQ(state()["references"], 1);
+    const auto same = core::Application::get();
+    EXPECT_EQ(state()["references"], 2);
+    const auto copy = same;  // NOLINT(performance-unnecessary-copy-initialization)
+    EXPECT_EQ(state()["references"], 3);
+  }
+  EXPECT_EQ(state()["references"], 0);
+}
+
+TEST_F(SubstituteHost, FindsAReferenceLeftBehind) {
+  core::Application* const application = core::Application::get_raw();
+  EXPECT_EQ(substitute::ledger().references, 1);
+  application->release();
+  EXPECT_EQ(substitute::ledger().references, 0);
+}
+
+TEST_F(SubstituteHost, FindsAReferenceDroppedTwice) {
+  core::Application* const application = core::Application::get_raw();
+  application->release();
+  application->release();
+  EXPECT_EQ(substitute::ledger().references, 0);
+  EXPECT_EQ(substitute::ledger().badReleases, 1);
+  EXPECT_EQ(controlIds(), Json::array({"HelpGroupCommand"})) << "the object is still there";
+  forgiveMistakes();
+}
+
+TEST_F(SubstituteHost, FindsATextLeftBehindOrHandedBackTwice) {
+  const auto application = core::Application::get();
+  char* const text = application->executeTextCommand_raw("Debug.EntitlementString");
+  EXPECT_STREQ(text, "TEXT");
+  EXPECT_EQ(state()["text"], 1);
+  core::DeallocateArray<char>(text);
+  EXPECT_EQ(state()["text"], 0);
+  core::DeallocateArray<char>(text);
+  core::DeallocateArray<char>(nullptr);
+  EXPECT_EQ(substitute::ledger().badTexts, 2);
+  forgiveMistakes();
+}
+
+TEST_F(SubstituteHost, KnowsOneTextCommand) {
+  EXPECT_EQ(core::Application::get()->executeTextCommand("Debug.EntitlementString"), "TEXT");
+  EXPECT_EQ(core::Application::get()->executeTextCommand("Debug.Other"), "");
+  EXPECT_EQ(callsOf("Application.executeTextCommand").back(),
+            "Application.executeTextCommand(\"Debug.Other\") = null");
+}
+
+TEST_F(SubstituteHost, RefusesAnIdThatIsTaken) {
+  EXPECT_TRUE(addPalette("p"));
+  EXPECT_FALSE(addPalette("p"));
+  EXPECT_TRUE(definitions()->addButtonDefinition("d", "", "", ""));
+  EXPECT_FALSE(definitions()->addButtonDefinition("d", "", "", ""));
+  const auto definition = definitions()->itemById("d");
+  EXPECT_TRUE(controls()->addCommand(definition, "HelpGroupCommand", false));
+  EXPECT_FALSE(controls()->addCommand(definition, "HelpGroupCommand", false));
+  EXPECT_FALSE(host->plant(Kind::palette, "p"));
+  EXPECT_FALSE(host->plant(Kind::definition, "d"));
+  EXPECT_FALSE(host->plant(Kind::plainControl, "d"));
+}
+
+TEST_F(SubstituteHost, PlacesAControlByTheOneNamed) {
+  host->plant(Kind::control, "last");
+  const auto add = [this](const std::string& id, const std::string& position, bool isBefore) {
+    controls()->addCommand(definitions()->addButtonDefinition(id, "", "", ""), position, isBefore);
+  };
+  add("behind", "HelpGroupCommand", false);
+  add("before", "HelpGroupCommand", true);
+  add("end", "nowhere", false);
+  EXPECT_EQ(controlIds(), (Json{"before", "HelpGroupCommand", "behind", "last", "end"}));
+}
+
+TEST_F(SubstituteHost, AddsNoControlForNoDefinition) {
+  EXPECT_FALSE(controls()->addCommand({}, "HelpGroupCommand", false));
+}
+
+TEST_F(SubstituteHost, DeletingADefinitionLeavesItsControl) {
+  const auto definition = definitions()->addButtonDefinition("d", "", "", "");
+  controls()->addCommand(definition, "HelpGroupCommand", false);
+  EXPECT_TRUE(definition->deleteMe());
+  EXPECT_FALSE(definition->deleteMe());
+  EXPECT_FALSE(definition->isValid());
+  EXPECT_EQ(controlIds(), (Json{"HelpGroupCommand", "d"}));
+  EXPECT_EQ(host->click("d"), substitute::Click::noDefinition);
+}
+
+TEST_F(SubstituteHost, ADeletedPaletteLivesOnInItsHandles) {
+  const auto palette = addPalette("p");
+  EXPECT_TRUE(palette->isValid());
+  EXPECT_TRUE(palette->deleteMe());
+  EXPECT_FALSE(palette->isValid());
+  EXPECT_FALSE(palette->isVisible(true));
+  EXPECT_FALSE(palette->dockingState(static_cast<core::PaletteDockingStates>(4)));
+  EXPECT_TRUE(palette->incomingFromHTML());
+  EXPECT_FALSE(palettes()->itemById("p"));
+}
+
+TEST_F(SubstituteHost, APlainControlIsNoCommandControl) {
+  host->plant(Kind::plainControl, "plain");
+  host->plant(Kind::control, "command");
+  EXPECT_TRUE(controls()->itemById("plain"));
+  EXPECT_FALSE(core::Ptr<core::CommandControl>(controls()->itemById("plain")));
+  EXPECT_TRUE(core::Ptr<core::CommandControl>(controls()->itemById("command")));
+  EXPECT_EQ(host->click("plain"), substitute::Click::noControl);
+}
+
+TEST_F(SubstituteHost, TakesAwayWhatIsPlanted) {
+  for (const Kind kind : {Kind::palette, Kind::definition, Kind::control, Kind::plainControl}) {
+    EXPECT_FALSE(host->remove(kind, "x"));
+    EXPECT_TRUE(host->plant(kind, "x"));
+    EXPECT_TRUE(host->remove(kind, "x"));
+    EXPECT_FALSE(host->remove(kind, "x"));
+  }
+  EXPECT_TRUE(host->plant(Kind::control, "x"));
+  EXPECT_FALSE(host->remove(Kind::plainControl, "x"));
+  EXPECT_TRUE(host->remove(Kind::toolbar, "QATRight"));
+  EXPECT_FALSE(host->remove(Kind::toolbar, "QATRight"));
+  EXPECT_FALSE(host->plant(Kind::control, "y"));
+}
+
+TEST_F(SubstituteHost, AFaultFailsTheCallThatItNames) {
+  fail("Palettes.itemById", 2);
+  host->plant(Kind::palette, "p");
+  EXPECT_TRUE(palettes()->itemById("p"));
+  EXPECT_FALSE(palettes()->itemById("p"));
+  EXPECT_TRUE(palettes()->itemById("p"));
+}
+
+TEST_F(SubstituteHost, AFaultThatReturnsNothingDoesNothing) {
+  const auto palette = addPalette("p");
+  fail("Palette.deleteMe");
+  EXPECT_FALSE(palette->deleteMe());
+  EXPECT_TRUE(palette->isValid());
+  fail("GeneralPreferences.userLanguage");
+  EXPECT_EQ(core::Application::get()->preferences()->generalPreferences()->userLanguage(), 0);
+  fail("Application.executeTextCommand");
+  EXPECT_EQ(core::Application::get()->executeTextCommand("Debug.EntitlementString"), "");
+  EXPECT_EQ(state()["text"], 0);
+}
+
+TEST_F(SubstituteHost, AFaultThatThrowsDoesNothing) {
+  throwIn("Palettes.add");
+  EXPECT_THROW(addPalette("p"), std::runtime_error);
+  EXPECT_EQ(state()["palettes"], Json::array());
+  EXPECT_TRUE(addPalette("p"));
+}
+
+TEST_F(SubstituteHost, CatchesAndTellsEveryException) {
+  EXPECT_EQ(host->enter("call", []() -> bool { throw std::out_of_range("far"); }), std::nullopt);
+  EXPECT_EQ(host->enter("call", []() -> bool { throw 7; }), std::nullopt);
+  EXPECT_EQ(calls(), (Calls{"call", "threw std::out_of_range", "call", "threw int"}));
+}
+
+TEST_F(SubstituteHost, AHandlerThatEndsIsDroppedFromEveryEvent) {
+  CountingHandler stays;
+  {
+    CountingHandler goes;
+    const auto event = core::Application::get()->onlineStatusChanged();
+    EXPECT_TRUE(event->add(&goes));
+    EXPECT_TRUE(event->add(&stays));
+    EXPECT_TRUE(event->add(&goes));
+    host->setOffline(true);
+    EXPECT_EQ(goes.calls, 2);
+    EXPECT_EQ(stays.calls, 1);
+  }
+  host->setOffline(false);
+  EXPECT_EQ(stays.calls, 2);
+  EXPECT_EQ(state()["onlineStatusHandlers"].size(), 1U);
+}
+
+TEST_F(SubstituteHost, AHandlerMayOutliveItsEvent) {
+  CountingHandler handler;
+  {
+    substitute::ApplicationEventObject event(host->gate(), "ApplicationEvent");
+    EXPECT_TRUE(event.add_raw(&handler));
+  }
+}
+
+TEST_F(SubstituteHost, RefusesNoHandler) {
+  EXPECT_FALSE(core::Application::get()->onlineStatusChanged()->add(nullptr));
+}
+
+TEST_F(SubstituteHost, RecordsOpenArgumentByArgument) {
+  EXPECT_EQ(system("open 'a b' '' '\n'"), 0);
+  EXPECT_EQ(system("open"), 0);
+  host->enter("call", [] { return true; });
+  EXPECT_EQ(host->opened(), (std::vector<std::vector<std::string>>{{"a b", "", "\n"}, {}}));
+}
+
+TEST_F(SubstituteHost, GivesPathBack) {
+  const std::string during = getenv("PATH");
+  host.reset();
+  EXPECT_NE(getenv("PATH"), during);
+  EXPECT_FALSE(std::filesystem::exists(during.substr(0, during.find(':'))));
+}
+
+TEST_F(SubstituteHost, ReportsItsExecutableOnTheSystemsTerms) {
+  char path[512] = "unchanged";
+  std::uint32_t size = 5;
+  EXPECT_EQ(_NSGetExecutablePath(path, &size), -1);
+  EXPECT_STREQ(path, "unchanged");
+  const std::string executable = substitute::executableIn(folder.path());
+  EXPECT_EQ(size, executable.size() + 1);
+  EXPECT_EQ(_NSGetExecutablePath(path, &size), 0);
+  EXPECT_EQ(path, executable);
+}
+
+TEST_F(SubstituteHost, TellsEveryOperationByItsName) {
+  // A whole life, and all that it asks the host: each operation can be made to fail.
+  ASSERT_EQ(start(), true);
+  host->click("runTeachPalette");
+  host->message("teachPalete", "\"x\"");
+  host->setOffline(false);
+  ASSERT_EQ(stop(), true);
+  std::vector<std::string> seen;
+  for (const std::string& call : calls()) {
+    const auto end = call.find('(');
+    if (end != std::string::npos) seen.push_back(call.substr(0, end));
+  }
+  std::sort(seen.begin(), seen.end());
+  seen.erase(std::unique(seen.begin(), seen.end()), seen.end());
+  std::vector<std::string> all = substitute::operations();
+  std::sort(all.begin(), all.end());
+  EXPECT_EQ(seen, all);
+}

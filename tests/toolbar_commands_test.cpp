@@ -1,0 +1,172 @@
+// The toolbar's commands: clicks, and the e-shop's handlers that nobody connects.
+#include "tests/AddInLife.h"
+
+namespace core = adsk::core;
+using substitute::Click;
+using substitute::Json;
+
+namespace {
+
+const std::string id = "runTeachPalette";
+
+class ToolbarCommands : public AddInLife {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(startAfter(9), true);
+    calls();
+  }
+
+  // The host creates a command for the handler `created`, then executes it.
+  void createAndExecute(const char* created) {
+    auto& handler = global<core::CommandCreatedEventHandler>(created);
+    substitute::Gate& gate = host->gate();
+    const auto command = substitute::make<substitute::CommandObject>(gate);
+    const auto creation =
+        substitute::make<substitute::CommandCreatedEventArgsObject>(gate, *command);
+    substitute::CommandCreatedEventObject event(gate, "CommandCreatedEvent");
+    const auto call = [](auto& /*handler*/, const auto& work) { work(); };
+    event.registrations.add(&handler);
+    event.raise(creation.get(), call);
+    connected = command->execute->registrations.handlerNames();
+    const auto execution = substitute::make<substitute::CommandEventArgsObject>(gate);
+    host->enter("execute", [&] {
+      command->execute->raise(execution.get(), call);
+      return true;
+    });
+  }
+
+  std::vector<std::string> connected;
+};
+
+}  // namespace
+
+TEST_F(ToolbarCommands, AClickCreatesAndExecutesInItsOrder) {
+  EXPECT_EQ(host->click(id), Click::done);
+  const Calls seen = calls();
+  const Calls begin = {
+      "notify CmdCreatedEventHandler",
+      "CommandCreatedEventArgs.command() = Command",
+      "Command.commandInputs() = CommandInputs",
+      "Command.execute() = CommandEvent",
+      "CommandEvent.add(\"CmdExecuteEventHandler\") = true",
+      "notify CmdExecuteEventHandler",
+      "Application.executeTextCommand(\"Debug.EntitlementString\") = TEXT",
+  };
+  ASSERT_EQ(seen.size(), 6U + 13U);
+  EXPECT_EQ(Calls(seen.begin(), seen.begin() + static_cast<long>(begin.size())), begin);
+  EXPECT_EQ(seen.back(), "Palette.isVisible(true) on Palette:teachPalete = true");
+  EXPECT_EQ(learningPalette()["visible"], true);
+}
+
+TEST_F(ToolbarCommands, EachClickConnectsAndOpensOnce) {
+  for (int i = 0; i < 3; ++i) {
+    host->setVisible("teachPalete", false);
+    EXPECT_EQ(host->click(id), Click::done);
+    const Calls seen = calls();
+    EXPECT_EQ(
+        std::count(seen.begin(), seen.end(), "CommandEvent.add(\"CmdExecuteEventHandler\") = true"),
+        1);
+    EXPECT_EQ(std::count(seen.begin(), seen.end(), "notify CmdExecuteEventHandler"), 1);
+    EXPECT_EQ(std::count(seen.begin(), seen.end(), "UserInterface.palettes() = Palettes"), 1);
+    EXPECT_EQ(learningPalette()["visible"], true);
+  }
+  EXPECT_EQ(state()["palettes"].size(), 1U);
+}
+
+TEST_F(ToolbarCommands, WithoutInputsNothingIsConnectedAndTheClickDoesNothing) {
+  fail("Command.commandInputs");
+  EXPECT_EQ(host->click(id), Click::done);
+  EXPECT_EQ(calls(),
+            (Calls{"notify CmdCreatedEventHandler", "CommandCreatedEventArgs.command() = Command",
+                   "Command.commandInputs() fails by null"}));
+  EXPECT_TRUE(learningPalette().is_null());
+}
+
+TEST_F(ToolbarCommands, WithoutExecuteEventTheClickDoesNothing) {
+  fail("Command.execute");
+  EXPECT_EQ(host->click(id), Click::done);
+  EXPECT_EQ(calls().back(), "Command.execute() fails by null");
+  EXPECT_TRUE(learningPalette().is_null());
+}
+
+TEST_F(ToolbarCommands, ARefusedExecuteHandlerIsNotActedOn) {
+  fail("CommandEvent.add");
+  EXPECT_EQ(host->click(id), Click::done);
+  EXPECT_EQ(calls().back(), "CommandEvent.add(\"CmdExecuteEventHandler\") fails by null");
+  EXPECT_TRUE(learningPalette().is_null());
+}
+
+TEST_F(ToolbarCommands, WithoutCommandUsesAnEmptyHandle) {
+  fail("CommandCreatedEventArgs.command");
+#ifdef NDEBUG
+  host->click(id);
+  const Calls seen = calls();
+  EXPECT_EQ(seen,
+            (Calls{"notify CmdCreatedEventHandler",
+                   "CommandCreatedEventArgs.command() fails by null", "threw std::exception"}));
+#else
+  expectFatal([this] { host->click(id); });
+#endif
+}
+
+TEST_F(ToolbarCommands, LetTheHostsExceptionOut) {
+  throwIn("Command.execute");
+  EXPECT_EQ(host->click(id), Click::done);
+  EXPECT_EQ(calls().back(), "threw std::runtime_error");
+  EXPECT_EQ(state()["references"], 2);
+}
+
+TEST_F(ToolbarCommands, AFailedOpeningIsIgnored) {
+  fail("Palettes.add");
+  EXPECT_EQ(host->click(id), Click::done);
+  for (const std::string& call : calls()) EXPECT_NE(call.rfind("threw", 0), 0U) << call;
+}
+
+TEST_F(ToolbarCommands, TheCommandHandlesAreReleased) {
+  EXPECT_EQ(host->click(id), Click::done);
+  EXPECT_EQ(state()["references"], 3);  // app, ui and palette
+}
+
+TEST_F(ToolbarCommands, NoEshopCommandIsThereToClick) {
+  EXPECT_EQ(host->click("openEshop"), Click::noControl);
+  for (const Json& definition : Json(state()["definitions"]))
+    EXPECT_NE(definition["id"], "openEshop");
+}
+
+TEST_F(ToolbarCommands, TheEshopHandlersAreNeverCalled) {
+  host->setOffline(false);
+  host->click(id);
+  host->message("teachPalete", "\"x\"");
+  stop();
+  for (const std::string& call : calls()) EXPECT_EQ(call.find("CmdEshop"), std::string::npos);
+}
+
+TEST_F(ToolbarCommands, TheEshopsHandlersOpenTheEshop) {
+  createAndExecute("_cmdEshopCreated");
+  EXPECT_EQ(connected, std::vector<std::string>{"CmdEshopExecuteEventHandler"});
+  EXPECT_EQ(calls(),
+            (Calls{"CommandCreatedEventArgs.command() = Command",
+                   "Command.commandInputs() = CommandInputs", "Command.execute() = CommandEvent",
+                   "CommandEvent.add(\"CmdEshopExecuteEventHandler\") = true", "execute",
+                   "execute returned true", "open [https://eshop.tessaro.example]"}));
+}
+
+TEST_F(ToolbarCommands, TheEshopWithoutInputsConnectsNothing) {
+  fail("Command.commandInputs");
+  createAndExecute("_cmdEshopCreated");
+  EXPECT_TRUE(connected.empty());
+  EXPECT_TRUE(host->opened().empty());
+}
+
+TEST_F(ToolbarCommands, TheEshopWithoutExecuteEventConnectsNothing) {
+  fail("Command.execute");
+  createAndExecute("_cmdEshopCreated");
+  EXPECT_TRUE(connected.empty());
+}
+
+TEST_F(ToolbarCommands, AFailingOpenOfTheEshopIsNotNoticed) {
+  setenv("PATH", "/nonexistent", 1);
+  createAndExecute("_cmdEshopCreated");
+  EXPECT_TRUE(host->opened().empty());
+  for (const std::string& call : calls()) EXPECT_NE(call.rfind("threw", 0), 0U) << call;
+}
