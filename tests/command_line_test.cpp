@@ -1,0 +1,357 @@
+// substitute-host as people and programs type it.
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <sstream>
+
+#include "tests/AddInLife.h"
+
+namespace fs = std::filesystem;
+using substitute::Json;
+
+namespace {
+
+struct Result {
+  int status = -1;
+  std::string output;
+  std::string errors;
+};
+
+class CommandLine : public testing::Test {
+ protected:
+  // Runs substitute-host with the host installed in `folder`.
+  Result run(const std::string& arguments, const std::string& input = "") {
+    return runAsTyped("--data '" + folder.path() + "/data' " + arguments, input);
+  }
+
+  Result runAsTyped(const std::string& arguments, const std::string& input = "") {
+    writeFile(folder.path() + "/in", input);
+    const std::string command = "cd '" + folder.path() +
+                                "' && HOME=\"$PWD\" XDG_DATA_HOME= '" VELORIN_SUBSTITUTE_HOST "' " +
+                                arguments + " <in >out 2>err";
+    Result result;
+    const int status = system(command.c_str());
+    if (WIFEXITED(status)) result.status = WEXITSTATUS(status);
+    result.output = readFile(folder.path() + "/out");
+    result.errors = readFile(folder.path() + "/err");
+    return result;
+  }
+
+  // One sentence on standard error, nothing on standard output, and nothing begun.
+  void expectRefused(const Result& result, int status, const std::string& words) {
+    EXPECT_EQ(result.status, status);
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.errors.rfind("substitute-host: ", 0), 0U) << result.errors;
+    EXPECT_NE(result.errors.find(words), std::string::npos) << result.errors;
+    EXPECT_EQ(std::count(result.errors.begin(), result.errors.end(), '\n'), 1) << result.errors;
+    EXPECT_FALSE(fs::exists(folder.path() + "/data"));
+  }
+
+  // The lines of the output that are JSON: what `state` printed.
+  static std::vector<Json> states(const Result& result) {
+    std::vector<Json> all;
+    std::istringstream lines(result.output);
+    for (std::string line; std::getline(lines, line);) {
+      if (line.rfind('{', 0) == 0) all.push_back(Json::parse(line));
+    }
+    return all;
+  }
+
+  std::vector<Json> trace(const std::string& file) {
+    std::vector<Json> all;
+    std::istringstream lines(readFile(folder.path() + "/" + file));
+    for (std::string line; std::getline(lines, line);) all.push_back(Json::parse(line));
+    return all;
+  }
+
+  TemporaryFolder folder;
+};
+
+}  // namespace
+
+TEST_F(CommandLine, HelpNamesEveryOptionAndCommand) {
+  const Result result = runAsTyped("--help");
+  EXPECT_EQ(result.status, 0);
+  for (const char* const option :
+       {"--addin", "--data", "--no-addin-folder", "--executable", "--language", "--entitlement",
+        "--offline", "--trace", "--system-open", "--help", "--version", "SCENARIO"}) {
+    EXPECT_NE(result.output.find(option), std::string::npos) << option;
+  }
+  for (const char* const command :
+       {"start", "stop", "unload", "click", "message", "message-null", "online", "offline",
+        "language", "entitlement", "hide", "show", "close", "plant", "remove", "fail", "state"}) {
+    EXPECT_NE(result.output.find("\n  " + std::string(command) + " "), std::string::npos)
+        << command;
+  }
+}
+
+TEST_F(CommandLine, VersionIsTheProjects) {
+  const Result result = runAsTyped("--version");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.output, "substitute-host " VELORIN_VERSION "\n");
+}
+
+TEST_F(CommandLine, AnUnknownOptionIsRefused) {
+  expectRefused(run("--fast"), 2, "--fast");
+}
+
+TEST_F(CommandLine, AnOptionWithoutItsValueIsRefused) {
+  expectRefused(run("--trace"), 2, "--trace");
+}
+
+TEST_F(CommandLine, ALanguageThatIsNoNumberIsRefused) {
+  expectRefused(run("--language Czech -"), 2, "Czech");
+}
+
+TEST_F(CommandLine, AMissingScenarioIsRefused) {
+  expectRefused(run("no-such-scenario"), 2, "no-such-scenario");
+}
+
+TEST_F(CommandLine, AFolderIsNoScenario) {
+  expectRefused(run("/tmp"), 2, "/tmp");
+}
+
+TEST_F(CommandLine, ALineThatIsNoCommandIsNamedBeforeAnythingRuns) {
+  writeFile(folder.path() + "/wrong", "start\n\n# comment\nstop\njump high\n");
+  expectRefused(run("wrong"), 2, "wrong:5: 'jump' is no command");
+}
+
+TEST_F(CommandLine, EveryKindOfWrongLineIsRefused) {
+  for (const char* const line : {"Start",
+                                 "start now",
+                                 "stop it",
+                                 "click a b",
+                                 "language",
+                                 "language two",
+                                 "language 1 2",
+                                 "language 2147483648",
+                                 "plant",
+                                 "plant palette",
+                                 "plant toolbar x",
+                                 "plant tree x",
+                                 "remove",
+                                 "remove tree x",
+                                 "remove palette a b",
+                                 "fail",
+                                 "fail Palettes.remove",
+                                 "fail Palettes.add 0",
+                                 "fail Palettes.add -1",
+                                 "fail Palettes.add 1 never",
+                                 "fail Palettes.add null 1",
+                                 "fail Palettes.add 1 null x",
+                                 "state all",
+                                 "message-null x",
+                                 "online now",
+                                 "hide it"}) {
+    const Result result = run("-", "start\n" + std::string(line) + "\n");
+    expectRefused(result, 2, "standard input:2: ");
+  }
+}
+
+TEST_F(CommandLine, ALibraryThatIsNotThereIsRefused) {
+  expectRefused(run("--addin nothing.so -", "start\n"), 1, "nothing.so");
+}
+
+TEST_F(CommandLine, AFileThatIsNoLibraryIsRefused) {
+  writeFile(folder.path() + "/text.so", "no library");
+  expectRefused(run("--addin text.so -", "offline\nstart\n"), 1, "text.so");
+}
+
+TEST_F(CommandLine, ALibraryWithoutRunIsRefused) {
+  expectRefused(run("--addin '" VELORIN_HOST_LIBRARY "' -", "start\n"), 1, "has no \"run\"");
+}
+
+TEST_F(CommandLine, ALibraryWithoutStopIsRefused) {
+  expectRefused(run("--addin '" VELORIN_ONLY_RUN "' -", "start\n"), 1, "has no \"stop\"");
+}
+
+TEST_F(CommandLine, ATraceThatCannotBeWrittenIsRefused) {
+  expectRefused(run("--trace nowhere/trace -", "start\n"), 2, "nowhere/trace");
+}
+
+TEST_F(CommandLine, AFolderThatCannotBeMadeIsRefused) {
+  writeFile(folder.path() + "/file", "");
+  const Result result = runAsTyped("--data file -", "start\n");
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.output, "");
+  EXPECT_NE(result.errors.find("cannot be made"), std::string::npos) << result.errors;
+}
+
+TEST_F(CommandLine, WithoutScenarioTheFirstStartsArePlayed) {
+  const Result result = run("");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.errors, "");
+  const std::string text = result.output;
+  const auto count = [&](const std::string& words) {
+    std::size_t found = 0;
+    for (auto at = text.find(words); at != std::string::npos; at = text.find(words, at + 1)) {
+      ++found;
+    }
+    return found;
+  };
+  EXPECT_EQ(count("run returned true"), 5U);
+  EXPECT_EQ(count("stop returned true"), 5U);
+  EXPECT_EQ(count("resources/Velorin/LessTen"), 1U);
+  EXPECT_EQ(count("icons in \"resources/Velorin\""), 4U);
+  EXPECT_EQ(count("open ran with 1 argument"), 2U);
+  EXPECT_EQ(count("Nothing of the host's is left with it."), 5U);
+  EXPECT_NE(text.find(" / 5\n"), std::string::npos);
+}
+
+TEST_F(CommandLine, AScenarioIsFoundByItsName) {
+  EXPECT_EQ(run("first-starts").status, 0);
+}
+
+TEST_F(CommandLine, TheStateIsOneLineOfJson) {
+  const Result result =
+      run("--entitlement 'a b' --language 7 --offline -", "state\nstart\nstate\n");
+  EXPECT_EQ(result.status, 0);
+  const auto seen = states(result);
+  ASSERT_EQ(seen.size(), 2U);
+  std::vector<std::string> keys;
+  for (const auto& [key, value] : seen[0].items()) keys.push_back(key);
+  EXPECT_EQ(keys, (std::vector<std::string>{"offline", "language", "entitlement", "palettes",
+                                            "toolbars", "definitions", "onlineStatusHandlers",
+                                            "infoFile", "references", "text", "opened"}));
+  EXPECT_EQ(seen[0]["offline"], true);
+  EXPECT_EQ(seen[0]["language"], 7);
+  EXPECT_EQ(seen[0]["entitlement"], "a b");
+  EXPECT_EQ(
+      seen[0]["infoFile"],
+      folder.path() + "/data/Autodesk/Autodesk Fusion 360/API/AddIns/Velorin/Velorin_Info.txt");
+  EXPECT_EQ(seen[0]["references"], 0);
+  EXPECT_EQ(seen[1]["references"], 2);
+  EXPECT_TRUE(fs::exists(seen[1]["infoFile"].get<std::string>()));
+}
+
+TEST_F(CommandLine, ThePalettesAndTheOpenedStandInTheState) {
+  const Result result = run("-", "start\nmessage \"x y\"\nstate\n");
+  const auto seen = states(result);
+  ASSERT_EQ(seen.size(), 1U);
+  EXPECT_EQ(seen[0]["palettes"], Json::parse(R"([{"id": "teachPalete", "title": "Velorin",
+      "address": "https://learning.velorin.example/fusion360/learning.asp?lang=CSY&lic=VELORIN-EXAMPLE 2026",
+      "visible": true, "dockingState": 4, "width": 300, "height": 400,
+      "handlers": ["RovaHTMLEventHandler"]}])"));
+  EXPECT_EQ(seen[0]["opened"], Json::parse(R"([["x", "y"]])"));
+}
+
+TEST_F(CommandLine, TheTraceHoldsEveryCallInItsOrder) {
+  const Result result =
+      run("--trace trace -", "offline\nstart\nfail Palettes.add throw\nonline\nstop\n");
+  EXPECT_EQ(result.status, 0);
+  const auto entries = trace("trace");
+  ASSERT_GT(entries.size(), 20U);
+  EXPECT_EQ(entries[0], Json::parse(R"({"event": "run"})"));
+  EXPECT_EQ(entries[1],
+            Json::parse(R"({"op": "Application.get", "args": [], "result": "Application"})"));
+  EXPECT_EQ(entries[2], Json::parse(R"({"op": "Application.userInterface", "on": "Application",
+      "args": [], "result": "UserInterface"})"));
+  const auto threw = std::find_if(entries.begin(), entries.end(), [](const Json& entry) {
+    return entry.contains("event") && entry["event"] == "threw";
+  });
+  ASSERT_NE(threw, entries.end());
+  EXPECT_EQ((*threw)["type"], "std::runtime_error");
+  EXPECT_EQ((*(threw - 1))["op"], "Palettes.add");
+  EXPECT_EQ((*(threw - 1))["fault"], "throw");
+  EXPECT_EQ((*(threw - 1))["args"].size(), 9U);
+  EXPECT_EQ(entries.back(), Json::parse(R"({"event": "stop returned", "value": true})"));
+}
+
+TEST_F(CommandLine, AMessageIsTakenByteForByte) {
+  run("--trace trace -", "start\nmessage   two blanks \nmessage\nmessage \nmessage-null\n");
+  std::vector<Json> data;
+  for (const Json& entry : trace("trace")) {
+    if (entry.value("op", "") == "HTMLEventArgs.data") data.push_back(entry["result"]);
+  }
+  EXPECT_EQ(data, (std::vector<Json>{"  two blanks ", "", "", nullptr}));
+}
+
+TEST_F(CommandLine, AnExceptionIsToldAndTheScenarioGoesOn) {
+  const Result result = run("-", "start\nmessage\nmessage \"x\"\nstop\n");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_NE(result.output.find("An exception left the add-in: std::out_of_range"),
+            std::string::npos);
+  EXPECT_NE(result.output.find("open ran with 1 argument: \"x\""), std::string::npos);
+  EXPECT_NE(result.output.find("stop returned true"), std::string::npos);
+}
+
+TEST_F(CommandLine, WhatCannotBeDoneIsToldInWords) {
+  const Result result = run("-",
+                            "stop\nunload\nclick\nmessage x\nhide\nstart\nstart\nclick no\n"
+                            "remove definition runTeachPalette\nclick\nremove palette none\n"
+                            "plant control HelpGroupCommand\n");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.errors, "");
+  for (const char* const words :
+       {"The add-in is not loaded.", "There is no button \"runTeachPalette\".",
+        "There is no palette \"teachPalete\"", "The add-in is loaded already.",
+        "There is no button \"no\".", "has lost its command", "There is no palette \"none\".",
+        "There is no room for \"HelpGroupCommand\""}) {
+    EXPECT_NE(result.output.find(words), std::string::npos) << words;
+  }
+}
+
+TEST_F(CommandLine, EntitlementAloneIsNone) {
+  const auto seen = states(run("-", "entitlement a  b \nstate\nentitlement\nstate\n"));
+  ASSERT_EQ(seen.size(), 2U);
+  EXPECT_EQ(seen[0]["entitlement"], "a  b ");
+  EXPECT_TRUE(seen[1]["entitlement"].is_null());
+}
+
+TEST_F(CommandLine, UnloadingWithoutStopLeavesNoHandler) {
+  const auto seen = states(run("-", "start\nunload\nonline\nclick\nstate\n"));
+  ASSERT_EQ(seen.size(), 1U);
+  EXPECT_EQ(seen[0]["onlineStatusHandlers"], Json::array());
+  EXPECT_EQ(seen[0]["references"], 0);
+  EXPECT_EQ(seen[0]["palettes"].size(), 1U);
+  EXPECT_EQ(seen[0]["palettes"][0]["handlers"], Json::array());
+}
+
+TEST_F(CommandLine, WithoutAddinFolderNothingIsMade) {
+  EXPECT_EQ(run("--no-addin-folder -", "start\nstop\n").status, 0);
+  EXPECT_FALSE(fs::exists(folder.path() + "/data"));
+}
+
+TEST_F(CommandLine, TheExecutableIsReportedByteForByte) {
+  fs::create_directories(folder.path() + "/x\\y/Autodesk/Autodesk Fusion 360/API/AddIns/Velorin");
+  const auto seen =
+      states(run("--executable '" + folder.path() + "/x\\y/Autodesk/z' -", "start\nstate\n"));
+  ASSERT_EQ(seen.size(), 1U);
+  const std::string infoFile = seen[0]["infoFile"];
+  EXPECT_EQ(infoFile, folder.path() +
+                          "/x\\y/Autodesk/Autodesk Fusion 360/API/AddIns/Velorin/Velorin_Info.txt");
+  EXPECT_TRUE(fs::exists(infoFile));
+}
+
+TEST_F(CommandLine, WithoutDataAFolderOfTheUsersIsTaken) {
+  const Result result = runAsTyped("-", "state\n");
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_EQ(states(result).at(0)["infoFile"].get<std::string>().rfind(
+                folder.path() + "/.local/share/velorin-substitute-host/", 0),
+            0U);
+}
+
+TEST_F(CommandLine, TheSystemsOpenCanRun) {
+  fs::create_directory(folder.path() + "/bin");
+  writeFile(folder.path() + "/bin/open", "#!/bin/sh\necho \"$1\" >opened\n");
+  fs::permissions(folder.path() + "/bin/open", fs::perms::owner_all);
+  const std::string path = getenv("PATH");
+  setenv("PATH", (folder.path() + "/bin:" + path).c_str(), 1);
+  const auto seen = states(run("--system-open -", "start\nmessage \"x\"\nstate\n"));
+  setenv("PATH", path.c_str(), 1);
+  EXPECT_EQ(readFile(folder.path() + "/opened"), "x\n");
+  EXPECT_EQ(seen.at(0)["opened"], Json::array());
+}
+
+TEST_F(CommandLine, AFatalErrorOfTheAddInEndsTheProcess) {
+  const Result result = run("-", "fail Application.preferences\nstart\nstate\n");
+#ifdef NDEBUG
+  EXPECT_EQ(result.status, 0);
+  EXPECT_NE(result.output.find("An exception left the add-in: std::exception"), std::string::npos);
+#else
+  EXPECT_NE(result.status, 0);
+  EXPECT_NE(result.errors.find("Memory:150: operator->: Assertion `ptr_ != nullptr' failed"),
+            std::string::npos);
+  EXPECT_TRUE(states(result).empty());
+#endif
+}
