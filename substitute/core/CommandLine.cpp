@@ -35,8 +35,7 @@ void addOptions(CLI::App& parser, CommandLine& values) {
       ->type_name("FILE");
   parser
       .add_option("--data", values.data,
-                  "where the host is installed: its executable is there and the add-in's folder is "
-                  "made there; a folder of the user's if left out")
+                  "where the host is installed; a folder of the user's if left out")
       ->type_name("DIR");
   parser.add_flag("--no-addin-folder", values.noAddinFolder, "do not make the add-in's folder");
   parser.add_option("--executable", values.executable, "report PATH as the host's executable")

@@ -209,7 +209,7 @@ void Player::play(const Command& command) {
     out_ << line(host_.state()) << '\n' << std::flush;
     return;
   }
-  out_ << "> " << command.line << '\n' << std::flush;
+  if (echo) out_ << "> " << command.line << '\n' << std::flush;
   const Json before = host_.state();
   act(command);
   tellChanges(before, host_.state());

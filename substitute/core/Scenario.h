@@ -52,6 +52,9 @@ class Player {
   // Plays one command. Throws LoadError when the library cannot be loaded.
   void play(const Command& command);
 
+  // Whether each command is repeated above what comes of it.
+  bool echo = true;
+
  private:
   void act(const Command& command);
   void start();

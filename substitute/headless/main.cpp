@@ -74,6 +74,7 @@ char** complete(const char* word, int /*begin*/, int /*end*/) {
 }
 
 void prompt(Player& player) {
+  player.echo = false;
   rl_readline_name = const_cast<char*>("substitute-host");
   rl_attempted_completion_function = complete;
   using_history();
@@ -135,10 +136,8 @@ int main(int argc, char** argv) {
   parser.footer(commandList());
   addOptions(parser, values);
   parser
-      .add_option(
-          "SCENARIO", values.scenario,
-          "the scenario to play: a file, the name of one that comes with the host, or - for "
-          "standard input; if left out a prompt at a terminal, else first-starts")
+      .add_option("SCENARIO", values.scenario,
+                  "what to play: a file, a name (first-starts), or - for standard input")
       ->option_text(" ");
   try {
     parser.parse(argc, argv);
