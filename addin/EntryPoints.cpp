@@ -89,7 +89,7 @@ bool stop(const char* /*context*/) {
   const Ptr<Palette> learningPalette = palettes->itemById("teachPalete");
   if (learningPalette) {
     learningPalette->deleteMe();
-    // The question itself belongs to the exit; its answer decides nothing.
+    // The answer decides nothing.
     learningPalette->isValid();
   }
 

@@ -11,7 +11,7 @@ class CmdCreatedEventHandler : public adsk::core::CommandCreatedEventHandler {
   ~CmdCreatedEventHandler() override;
 
   // Connects _cmdExecute to the new command; not when the command has no inputs or no execute
-  // event.
+  // event. `eventArgs` and its command are not empty.
   void notify(const adsk::core::Ptr<adsk::core::CommandCreatedEventArgs>& eventArgs) override;
 };
 

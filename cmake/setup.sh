@@ -13,17 +13,17 @@ install_packages() {
   while read -r group package; do
     [[ $groups == *" $group "* ]] && wanted+=("$package")
   done < <(grep -v '^#' "$root/packages.txt")
+  [[ -n ${VELORIN_ASSUME_PACKAGES:-} ]] && return
   if ! command -v dpkg-query >/dev/null; then
-    [[ -n ${VELORIN_ASSUME_PACKAGES:-} ]] && return
-    fail "this system has no Debian packages. Install what these are called there, then set" \
-      "VELORIN_ASSUME_PACKAGES=1: ${wanted[*]}"
+    fail "this is not a Debian system. Install what Debian calls ${wanted[*]}, then run this again" \
+      "with VELORIN_ASSUME_PACKAGES=1 in the environment."
   fi
   for package in "${wanted[@]}"; do
     dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q ' installed$' ||
       missing+=("$package")
   done
   ((${#missing[@]})) || return 0
-  echo "Installing Debian packages: ${missing[*]}"
+  echo "Installing Debian packages, which can take minutes: ${missing[*]}"
   local -a as_root=()
   if ((EUID != 0)); then
     command -v sudo >/dev/null || fail "run this once as root: apt-get install ${missing[*]}"
@@ -37,7 +37,9 @@ install_packages() {
         apt-get install -q -y --no-install-recommends "${missing[@]}"
   } >"$log" 2>&1; then
     tail -n 15 "$log" >&2
-    fail "the packages could not be installed; the end of what apt-get said stands above."
+    rm -f "$log"
+    fail "the packages could not be installed; above stands the end of what apt-get said. Where they" \
+      "have other names, install them by hand and set VELORIN_ASSUME_PACKAGES=1."
   fi
   rm -f "$log"
 }
@@ -46,10 +48,8 @@ install_packages() {
 build() {
   echo "Building: $1"
   (
-    cd "$root"
-    if [[ ! -e build/$1/build.ninja ]]; then
-      cmake --preset "$1" --log-level=WARNING >/dev/null
-    fi
-    cmake --build --preset "$1"
+    cd "$root" &&
+      { [[ -e build/$1/build.ninja ]] || cmake --preset "$1" --log-level=WARNING >/dev/null; } &&
+      cmake --build --preset "$1"
   ) || fail "the preset $1 could not be built."
 }

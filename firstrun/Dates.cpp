@@ -29,10 +29,10 @@ std::string datetime() {
 }
 
 std::int32_t countLeapYears(Date date) {
-  std::int32_t year = date.year;
+  std::int64_t year = date.year;
   // In January and February the year's own leap day is still to come.
   if (date.month <= 2) --year;
-  return year / 4 - year / 100 + year / 400;
+  return static_cast<std::int32_t>(year / 4 - year / 100 + year / 400);
 }
 
 std::int64_t getDifference(Date first, Date second) {

@@ -8,10 +8,10 @@
 // Counts this start in the info file and returns the counter as it stood before. Opens nothing:
 // whether the palette opens is decided from the result.
 //
-// 0: the first start, or a file with fewer than two lines, or one whose second line does not begin
-//    with a 32-bit number. The counter is now 1.
+// 0: the first start, or a file with fewer than two lines, to which a line "1" is added, or one
+//    whose second line does not begin with a 32-bit number and becomes "1".
 // -1: the file exists and cannot be read; it is left alone.
 // Otherwise the number on the second line, which is now one higher, after 2147483647 the lowest.
 //
-// A file that cannot be written changes nothing in the result.
+// That the file cannot be made or written changes nothing in the result.
 std::int32_t AutoOpenPalette();

@@ -6,12 +6,14 @@
 #include <string>
 
 // Shows the palette, creating it with _onHTMLEvent as its message handler where there is none.
-// True when it was made visible. False when the host returned nothing where an object was needed,
-// or refused the handler; what was done by then stays done.
+// True when it was asked to be visible. False when the host has no application, user interface,
+// palettes or page event, or refuses the palette or the handler; what was done by then stays done.
+// Called between run and stop: `app` and the host's preferences are used untested.
 bool OpenPalette();
 
 // The address of the learning page, for the host's present language and entitlement text. The host
-// in `app` is asked on every call; the entitlement text is taken as it is, nothing is escaped.
+// in `app` is asked on every call, and is there; the entitlement text is taken as it is, nothing is
+// escaped.
 std::string learningPageAddress();
 
 // Shows the palette in `palettes`, or creates it there on `address` with `handler` for its page's

@@ -10,7 +10,8 @@ class RovaHTMLEventHandler : public adsk::core::HTMLEventHandler {
   ~RovaHTMLEventHandler() override;
 
   // Runs "open " and the message's text without its first and last character, the page's quotes,
-  // through the shell, and waits for its end. An empty text throws std::out_of_range.
+  // through the shell, and waits for its end. An empty text throws std::out_of_range; `eventArgs`
+  // is not empty.
   void notify(const adsk::core::Ptr<adsk::core::HTMLEventArgs>& eventArgs) override;
 };
 

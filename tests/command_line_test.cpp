@@ -113,7 +113,7 @@ TEST_F(CommandLine, AFolderIsNoScenario) {
 
 TEST_F(CommandLine, ALineThatIsNoCommandIsNamedBeforeAnythingRuns) {
   writeFile(folder.path() + "/wrong", "start\n\n# comment\nstop\njump high\n");
-  expectRefused(run("wrong"), 2, "wrong:5: 'jump' is no command");
+  expectRefused(run("wrong"), 2, "wrong:5: 'jump' is not a command");
 }
 
 TEST_F(CommandLine, EveryKindOfWrongLineIsRefused) {
@@ -190,16 +190,25 @@ TEST_F(CommandLine, WithoutScenarioTheFirstStartsArePlayed) {
     return found;
   };
   EXPECT_EQ(count("run returned true"), 5U);
+  // By itself on the first, second and fourth start, by going online on the third; on the fifth the
+  // click opens it, and nothing did before.
+  EXPECT_EQ(count("The palette \"Velorin\" opened at"), 5U);
+  const auto fifth = text.find("# Fifth start.");
+  ASSERT_NE(fifth, std::string::npos);
+  EXPECT_EQ(text.find("opened at", fifth), text.find("opened at", text.find("> click", fifth)));
   EXPECT_EQ(count("stop returned true"), 5U);
   EXPECT_EQ(count("resources/Velorin/LessTen"), 1U);
   EXPECT_EQ(count("icons in \"resources/Velorin\""), 4U);
   EXPECT_EQ(count("open ran with 1 argument"), 2U);
-  EXPECT_EQ(count("Nothing of the host's is left with it."), 5U);
+  EXPECT_EQ(count("It holds nothing of the host any more."), 5U);
   EXPECT_NE(text.find(" / 5\n"), std::string::npos);
 }
 
 TEST_F(CommandLine, AScenarioIsFoundByItsName) {
-  EXPECT_EQ(run("first-starts").status, 0);
+  const Result result = run("first-starts");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.output.rfind("
+#First start, online.", 0), 0U);
 }
 
 TEST_F(CommandLine, TheStateIsOneLineOfJson) {
@@ -286,7 +295,7 @@ TEST_F(CommandLine, WhatCannotBeDoneIsToldInWords) {
        {"The add-in is not loaded.", "There is no button \"runTeachPalette\".",
         "There is no palette \"teachPalete\"", "The add-in is loaded already.",
         "There is no button \"no\".", "has lost its command", "There is no palette \"none\".",
-        "There is no room for \"HelpGroupCommand\""}) {
+        "The host refuses the control \"HelpGroupCommand\""}) {
     EXPECT_NE(result.output.find(words), std::string::npos) << words;
   }
 }

@@ -80,7 +80,14 @@ TEST_F(DataLocation, AFileThatNobodyMayReadExists) {
   const std::string file = folder.path() + "/file";
   writeFile(file, "");
   chmod(file.c_str(), 0);
-  EXPECT_TRUE(FileExists(file));
+  chmod(folder.path().c_str(), 0755);
+  load();
+  EXPECT_EXIT(
+      {
+        becomeAnyUser();
+        std::exit(FileExists(file) ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
 }
 
 TEST_F(DataLocation, NothingAndTheEmptyPathDoNotExist) {
@@ -93,12 +100,14 @@ TEST_F(DataLocation, AFileBehindABarredFolderDoesNotExist) {
   const std::string barred = folder.path() + "/barred";
   mkdir(barred.c_str(), 0700);
   writeFile(barred + "/file", "");
+  writeFile(folder.path() + "/file", "");
   chmod(barred.c_str(), 0);
+  chmod(folder.path().c_str(), 0755);
   load();
   EXPECT_EXIT(
       {
         becomeAnyUser();
-        std::exit(FileExists(barred + "/file") ? 1 : 0);
+        std::exit(FileExists(folder.path() + "/file") && !FileExists(barred + "/file") ? 0 : 1);
       },
       testing::ExitedWithCode(0), "");
   chmod(barred.c_str(), 0700);

@@ -40,6 +40,21 @@ TEST_F(Dates, LeapYearsCountFromMarch) {
   EXPECT_EQ(countLeapYears({1, 3, 2024}), 491);
 }
 
+TEST_F(Dates, YearsBeforeTheEraAreDividedTowardsZero) {
+  EXPECT_EQ(countLeapYears({1, 3, -1}), 0);
+  EXPECT_EQ(countLeapYears({1, 3, -5}), -1);
+  EXPECT_EQ(countLeapYears({1, 1, 0}), 0);
+  EXPECT_EQ(countLeapYears({1, 3, -401}), -100 + 4 - 1);
+}
+
+TEST_F(Dates, YearsTimesDaysAreCountedInThirtyTwoBits) {
+  const std::int32_t year = 6000000;
+  const std::int64_t wrapped = std::int64_t{year} * 365 + 1 - (std::int64_t{1} << 32);
+  EXPECT_EQ(getDifference({1, 1, 1}, {1, 1, year}),
+            wrapped + countLeapYears({1, 1, year}) - (365 + 1));
+  EXPECT_EQ(countLeapYears({1, 1, -2147483647 - 1}), -536870912 + 21474836 - 5368709);
+}
+
 TEST_F(Dates, AnImpossibleDayCountsOnIntoTheNextMonth) {
   EXPECT_EQ(getDifference({31, 2, 2026}, {3, 3, 2026}), 0);
 }

@@ -134,6 +134,38 @@ TEST_F(Run, OfflineOpensNothingAndRegistersTheButtonAllTheSame) {
   EXPECT_EQ(state()["definitions"].at(0)["handlers"], Json::array({"CmdCreatedEventHandler"}));
 }
 
+TEST_F(Run, OfflineCallsTheHostInItsOrder) {
+  host->setOffline(true);
+  calls();
+  EXPECT_EQ(start(), true);
+  const Calls seen = calls();
+  ASSERT_EQ(seen.size(), 16U);
+  EXPECT_EQ(Calls(seen.begin() + 5, seen.begin() + 8),
+            (Calls{"Application.isOffLine() = true", "Application.userInterface() = UserInterface",
+                   "UserInterface.toolbars() = Toolbars"}));
+  EXPECT_EQ(seen.back(), "run returned true");
+}
+
+TEST_F(Run, AFileThatCannotBeReadOpensNothingWithTheFirstIcons) {
+  writeFile(infoFile, "16.11.2026\n2\n");
+  namespace fs = std::filesystem;
+  fs::permissions(infoFile, fs::perms::none);
+  for (fs::path way = fs::path(infoFile).parent_path();
+       way != fs::path(folder.path()).parent_path(); way = way.parent_path()) {
+    fs::permissions(way, fs::perms::owner_all | fs::perms::others_exec);
+  }
+  load();
+  EXPECT_EXIT(
+      {
+        becomeAnyUser();
+        start();
+        const bool asExpected = countOpenPalette() == -1 && learningPalette().is_null() &&
+                                iconFolder() == "resources/Velorin/LessTen";
+        std::exit(asExpected ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
+}
+
 TEST_F(Run, LeavesTheButtonItsTextsAndItsHandlers) {
   EXPECT_EQ(start(), true);
   const Json definition = state()["definitions"].at(0);
@@ -252,6 +284,8 @@ TEST_F(Run, WithoutCommandCreatedEventReturnsFalseAndKeepsTheControl) {
   EXPECT_EQ(start(), false);
   EXPECT_EQ(controlIds(), (Json{"HelpGroupCommand", "runTeachPalette"}));
   EXPECT_EQ(state()["definitions"].at(0)["handlers"], Json::array());
+  EXPECT_TRUE(app());
+  EXPECT_TRUE(ui());
 }
 
 TEST_F(Run, ReturnsWhatTheHostSaysToItsHandler) {

@@ -96,7 +96,11 @@ TEST_F(Stop, LeavesTheHostCleanAndEmptiesOnlyUi) {
 
 TEST_F(Stop, DisconnectsNoHandler) {
   begin();
+  fail("Palette.deleteMe");
+  fail("CommandDefinition.deleteMe");
   EXPECT_EQ(stop(), true);
+  EXPECT_EQ(learningPalette()["handlers"], Json::array({"RovaHTMLEventHandler"}));
+  EXPECT_EQ(state()["definitions"].at(0)["handlers"], Json::array({"CmdCreatedEventHandler"}));
   EXPECT_EQ(state()["onlineStatusHandlers"], Json::array({"OnlineStatusChangedHandler"}));
 }
 

@@ -9,6 +9,8 @@ function(configure kit result_variable errors_variable)
   execute_process(
     COMMAND ${CMAKE_COMMAND} -S ${SOURCE} -B ${WORK}/build -G Ninja
       -D CMAKE_BUILD_TYPE=Release -D HOST_API_DIR=${kit}
+      -D VELORIN_LEARNING_HOST=learning.test.example
+      -D VELORIN_ESHOP_ADDRESS=https://eshop.test.example
     RESULT_VARIABLE result ERROR_VARIABLE errors OUTPUT_QUIET)
   set(${result_variable} ${result} PARENT_SCOPE)
   set(${errors_variable} "${errors}" PARENT_SCOPE)
@@ -37,6 +39,13 @@ if(NOT result EQUAL 0)
   message(FATAL_ERROR "The kit was refused:\n${errors}")
 endif()
 execute_process(COMMAND ${CMAKE_COMMAND} --build ${WORK}/build COMMAND_ERROR_IS_FATAL ANY)
+foreach(text "https://learning.test.example/fusion360/learning.asp?lang=" "open https://eshop.test.example")
+  file(STRINGS ${WORK}/build/Velorin.so found REGEX "test.example")
+  string(FIND "${found}" "${text}" at)
+  if(at EQUAL -1)
+    message(FATAL_ERROR "The library does not hold the text ${text}")
+  endif()
+endforeach()
 names(${ADDIN} expected)
 names(${WORK}/build/Velorin.so found)
 if(NOT found STREQUAL expected OR expected STREQUAL "")

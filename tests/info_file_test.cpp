@@ -20,7 +20,11 @@ class InfoFile : public AddInLife {
   // What AutoOpenPalette returns where the user is not root, who may read and write everything.
   void expectReturnedToAUser(std::int32_t expected) {
     load();
-    fs::permissions(folder.path(), fs::perms::owner_all | fs::perms::others_exec);  // the way there
+    // The way there, whatever the mask of new folders.
+    for (fs::path way = fs::path(infoFile).parent_path().parent_path();
+         way != fs::path(folder.path()).parent_path(); way = way.parent_path()) {
+      fs::permissions(way, fs::perms::owner_all | fs::perms::others_exec);
+    }
     EXPECT_EXIT(
         {
           becomeAnyUser();
@@ -191,6 +195,12 @@ TEST_F(InfoFile, ThatCannotBeWrittenGivesTheSameCountEveryTime) {
   expectReturnedToAUser(3);
   expectReturnedToAUser(3);
   EXPECT_EQ(file(), date + "\n3\n");
+}
+
+TEST_F(InfoFile, AFolderInItsPlaceIsAFileWithoutLines) {
+  fs::create_directory(infoFile);
+  EXPECT_EQ(AutoOpenPalette(), 0);
+  EXPECT_TRUE(fs::is_directory(infoFile));
 }
 
 TEST_F(InfoFile, IsFoundBesideTheHost) {

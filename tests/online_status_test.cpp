@@ -79,8 +79,6 @@ TEST_F(OnlineStatus, OnlineShowsAHiddenPaletteInItsOrder) {
 TEST_F(OnlineStatus, OfflineDoesNothingWhateverTheCounter) {
   for (const int count : {-1, 0, 3, 4}) {
     SCOPED_TRACE(count);
-    load();
-    countOpenPalette() = count;
     begin(count);
     host->setOffline(true);
     EXPECT_EQ(calls(), (Calls{"notify OnlineStatusChangedHandler",

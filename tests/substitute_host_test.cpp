@@ -49,7 +49,7 @@ TEST_F(SubstituteHost, HasItsToolbarFromTheStart) {
 }
 
 TEST_F(SubstituteHost, IsOneInAProcess) {
-  EXPECT_THROW(substitute::Host(substitute::Settings()), std::logic_error);
+  EXPECT_THROW(substitute::Host{substitute::Settings{}}, std::logic_error);
   EXPECT_EQ(substitute::Host::current(), host.get());
 }
 
@@ -262,7 +262,7 @@ TEST_F(SubstituteHost, ReportsItsExecutableOnTheSystemsTerms) {
 }
 
 TEST_F(SubstituteHost, TellsEveryOperationByItsName) {
-  // A whole life, and all that it asks the host: each operation can be made to fail.
+  // A whole life asks for every operation that the list names, and for no other.
   ASSERT_EQ(start(), true);
   host->click("runTeachPalette");
   host->message("teachPalete", "\"x\"");

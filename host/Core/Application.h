@@ -10,9 +10,6 @@ namespace adsk::core {
 
 class UserInterface;
 
-// The host's languages. The values are the host's.
-enum UserLanguages : std::int32_t {};
-
 // What the host reports when its online status has changed.
 class ApplicationEventArgs : public Base {
  public:
@@ -42,10 +39,10 @@ class ApplicationEvent : public Base {
 
 class GeneralPreferences : public Base {
  public:
-  virtual UserLanguages userLanguage_raw() const = 0;
+  virtual std::int32_t userLanguage_raw() const = 0;
 
-  // The language that the user has chosen for the host.
-  UserLanguages userLanguage() const { return userLanguage_raw(); }
+  // The language that the user has chosen, as a value of the host's.
+  std::int32_t userLanguage() const { return userLanguage_raw(); }
 };
 
 class Preferences : public Base {

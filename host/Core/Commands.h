@@ -94,8 +94,8 @@ class CommandDefinitions : public Base {
                                                      const char* resourceFolder) = 0;
   virtual CommandDefinition* itemById_raw(const char* id) const = 0;
 
-  // Creates the definition of a button. `resourceFolder` holds its icons and is relative to the
-  // add-in's folder. Empty when the host refuses, as it does for an id that is taken.
+  // Creates the definition of a button, whose icons lie in `resourceFolder`. Empty when the host
+  // refuses.
   Ptr<CommandDefinition> addButtonDefinition(const std::string& id, const std::string& name,
                                              const std::string& tooltip,
                                              const std::string& resourceFolder) {

@@ -62,22 +62,22 @@ class Palette : public Base {
 class Palettes : public Base {
  public:
   virtual Palette* itemById_raw(const char* id) const = 0;
-  virtual Palette* add_raw(const char* id, const char* name, const char* htmlFileURL,
-                           bool isVisible, bool showCloseButton, bool isResizable, int width,
-                           int height, bool useNewWebBrowser) = 0;
+  virtual Palette* add_raw(const char* id, const char* title, const char* address, bool visible,
+                           bool closeButton, bool resizable, int width, int height,
+                           bool lastFlag) = 0;
 
   // The palette with that id; empty when there is none.
   Ptr<Palette> itemById(const std::string& id) const {
     return Ptr<Palette>(itemById_raw(id.c_str()), true);
   }
 
-  // Creates a palette with the page at `htmlFileURL`, `width` by `height` pixels; empty when the
-  // host refuses, as it does for an id that is taken.
-  Ptr<Palette> add(const std::string& id, const std::string& name, const std::string& htmlFileURL,
-                   bool isVisible, bool showCloseButton, bool isResizable, int width, int height,
-                   bool useNewWebBrowser) {
-    return Ptr<Palette>(add_raw(id.c_str(), name.c_str(), htmlFileURL.c_str(), isVisible,
-                                showCloseButton, isResizable, width, height, useNewWebBrowser),
+  // Creates a palette that shows the page at `address`. What the flags and the two integers mean is
+  // the host's to say. Empty when the host refuses.
+  Ptr<Palette> add(const std::string& id, const std::string& title, const std::string& address,
+                   bool visible, bool closeButton, bool resizable, int width, int height,
+                   bool lastFlag) {
+    return Ptr<Palette>(add_raw(id.c_str(), title.c_str(), address.c_str(), visible, closeButton,
+                                resizable, width, height, lastFlag),
                         true);
   }
 };

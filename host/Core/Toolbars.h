@@ -29,16 +29,15 @@ class CommandControl : public ToolbarControl {
 // The controls of one toolbar.
 class ToolbarControls : public Base {
  public:
-  virtual CommandControl* addCommand_raw(CommandDefinition* definition, const char* positionId,
-                                         bool isBefore) = 0;
+  virtual CommandControl* addCommand_raw(CommandDefinition* definition, const char* position,
+                                         bool flag) = 0;
   virtual ToolbarControl* itemById_raw(const char* id) const = 0;
 
-  // Adds a control for `definition`, placed by the existing control `positionId`. Empty when the
-  // host refuses.
+  // Adds a control for `definition`, placed by the existing control with the id `position`; what
+  // the flag means is the host's to say. Empty when the host refuses.
   Ptr<CommandControl> addCommand(const Ptr<CommandDefinition>& definition,
-                                 const std::string& positionId, bool isBefore) {
-    return Ptr<CommandControl>(addCommand_raw(definition.get(), positionId.c_str(), isBefore),
-                               true);
+                                 const std::string& position, bool flag) {
+    return Ptr<CommandControl>(addCommand_raw(definition.get(), position.c_str(), flag), true);
   }
 
   // The control with that id; empty when there is none.

@@ -2,8 +2,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <memory>
 #include <stdexcept>
 
 namespace fs = std::filesystem;
@@ -87,10 +85,14 @@ std::string scenarioFile(const std::string& word) {
   throw std::runtime_error("there is no scenario " + word);
 }
 
-void writeTrace(Host& host, const std::string& path) {
-  const auto file = std::make_shared<std::ofstream>(path);
-  if (!*file) throw std::runtime_error("the trace cannot be written to " + path);
-  host.gate().listen([file](const Json& entry) { *file << line(entry) << std::endl; });
+TraceFile::TraceFile(const std::string& path) : path_(path), file_(path, std::ios::app) {
+  if (!file_) throw std::runtime_error("the trace cannot be written to " + path);
+}
+
+void TraceFile::begin(Host& host) {
+  std::error_code notAFileOfBytes;
+  fs::resize_file(path_, 0, notAFileOfBytes);
+  host.gate().listen([this](const Json& entry) { file_ << line(entry) << std::endl; });
 }
 
 }  // namespace substitute

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <fstream>
 #include <optional>
 #include <string>
 
@@ -38,8 +39,22 @@ void installAddinFolder(const CommandLine& values);
 // with the host. Throws std::runtime_error when there is neither.
 std::string scenarioFile(const std::string& word);
 
-// Writes all that the gate of `host` lets through to the file `path`, line by line. Throws
-// std::runtime_error when it cannot be written.
-void writeTrace(Host& host, const std::string& path);
+// A file that a host's trace is written to, line by line.
+class TraceFile {
+ public:
+  // Opens `path` and leaves what is in it. Throws std::runtime_error when it cannot be opened.
+  explicit TraceFile(const std::string& path);
+
+  // Empties the file and writes all that the gate of `host` lets through from now on, for
+  // which the file has to be there.
+  void begin(Host& host);
+
+  // False when something could not be written.
+  bool good() const { return file_.good(); }
+
+ private:
+  std::string path_;
+  std::ofstream file_;
+};
 
 }  // namespace substitute

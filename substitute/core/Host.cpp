@@ -216,6 +216,7 @@ Json Host::state() const {
 
 std::string Host::infoFile() const {
   std::string path = settings_.executable;
+  if (path.size() > 511) path.clear();  // more than the add-in has room for
   const auto separator = path.find_last_of("/\\");
   path.erase(separator == std::string::npos ? 0 : separator);
   const auto anchor = path.find("Autodesk");

@@ -47,8 +47,8 @@ enum class Click { done, noControl, noDefinition };
 // The one host of the process. All of it belongs to one thread.
 class Host {
  public:
-  // Throws std::logic_error when there is a host already, std::system_error when `open` cannot be
-  // replaced.
+  // Throws std::logic_error when there is a host already, std::runtime_error when `open`
+  // cannot be replaced.
   explicit Host(Settings settings);
 
   // The add-in is to be unloaded by now.

@@ -133,19 +133,17 @@ core::Palette* PalettesObject::itemById_raw(const char* id) const {
       "Palettes.itemById", this, [&] { return all.find(id); }, id);
 }
 
-core::Palette* PalettesObject::add_raw(const char* id, const char* name, const char* htmlFileURL,
-                                       bool isVisible, bool showCloseButton, bool isResizable,
-                                       int width, int height, bool useNewWebBrowser) {
+core::Palette* PalettesObject::add_raw(const char* id, const char* title, const char* address,
+                                       bool visible, bool closeButton, bool resizable, int width,
+                                       int height, bool lastFlag) {
   return gate().object(
       "Palettes.add", this,
       [&] {
-        return all.add(
-            make<PaletteObject>(gate(), *this,
-                                PaletteValues{id, name, htmlFileURL, isVisible, showCloseButton,
-                                              isResizable, width, height, useNewWebBrowser}));
+        return all.add(make<PaletteObject>(gate(), *this,
+                                           PaletteValues{id, title, address, visible, closeButton,
+                                                         resizable, width, height, lastFlag}));
       },
-      id, name, htmlFileURL, isVisible, showCloseButton, isResizable, width, height,
-      useNewWebBrowser);
+      id, title, address, visible, closeButton, resizable, width, height, lastFlag);
 }
 
 CommandInputsObject::CommandInputsObject(Gate& gate) : Object(gate, "CommandInputs") {}
@@ -230,19 +228,19 @@ bool ControlObject::seenAs(const char* interfaceId) const {
 ControlsObject::ControlsObject(Gate& gate) : Object(gate, "ToolbarControls") {}
 
 core::CommandControl* ControlsObject::addCommand_raw(core::CommandDefinition* definition,
-                                                     const char* positionId, bool isBefore) {
+                                                     const char* positionId, bool before) {
   const auto* const shown = static_cast<const DefinitionObject*>(definition);
   return gate().object(
       "ToolbarControls.addCommand", this,
       [&]() -> ControlObject* {
         if (shown == nullptr || !shown->valid()) return nullptr;
         auto position = all.index(positionId);
-        if (position && !isBefore) ++*position;
+        if (position && !before) ++*position;
         return all.add(
             make<ControlObject>(gate(), *this, ControlObject::Kind::command, shown->id()),
             position);
       },
-      static_cast<const Counted*>(shown), positionId, isBefore);
+      static_cast<const Counted*>(shown), positionId, before);
 }
 
 core::ToolbarControl* ControlsObject::itemById_raw(const char* id) const {
@@ -286,9 +284,8 @@ core::CommandDefinitions* UserInterfaceObject::commandDefinitions_raw() const {
 GeneralPreferencesObject::GeneralPreferencesObject(Gate& gate, int userLanguage)
     : Object(gate, "GeneralPreferences"), language(userLanguage) {}
 
-core::UserLanguages GeneralPreferencesObject::userLanguage_raw() const {
-  return gate().value("GeneralPreferences.userLanguage", this,
-                      [this] { return static_cast<core::UserLanguages>(language); });
+std::int32_t GeneralPreferencesObject::userLanguage_raw() const {
+  return gate().value("GeneralPreferences.userLanguage", this, [this] { return language; });
 }
 
 PreferencesObject::PreferencesObject(Gate& gate, int language)

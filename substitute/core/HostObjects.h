@@ -160,7 +160,7 @@ struct PaletteValues {
   bool resizable = true;
   int width = 0;
   int height = 0;
-  bool newWebBrowser = true;
+  bool lastFlag = true;
 };
 
 class PaletteObject;
@@ -179,9 +179,9 @@ class PalettesObject final : public Object<adsk::core::Palettes> {
  public:
   explicit PalettesObject(Gate& gate);
   adsk::core::Palette* itemById_raw(const char* id) const override;
-  adsk::core::Palette* add_raw(const char* id, const char* name, const char* htmlFileURL,
-                               bool isVisible, bool showCloseButton, bool isResizable, int width,
-                               int height, bool useNewWebBrowser) override;
+  adsk::core::Palette* add_raw(const char* id, const char* title, const char* address, bool visible,
+                               bool closeButton, bool resizable, int width, int height,
+                               bool lastFlag) override;
 
   Collection<PaletteObject> all;
 };
@@ -286,7 +286,7 @@ class ControlsObject final : public Object<adsk::core::ToolbarControls> {
  public:
   explicit ControlsObject(Gate& gate);
   adsk::core::CommandControl* addCommand_raw(adsk::core::CommandDefinition* definition,
-                                             const char* positionId, bool isBefore) override;
+                                             const char* position, bool before) override;
   adsk::core::ToolbarControl* itemById_raw(const char* id) const override;
 
   Collection<ControlObject> all;
@@ -323,7 +323,7 @@ class UserInterfaceObject final : public Object<adsk::core::UserInterface> {
 class GeneralPreferencesObject final : public Object<adsk::core::GeneralPreferences> {
  public:
   GeneralPreferencesObject(Gate& gate, int language);
-  adsk::core::UserLanguages userLanguage_raw() const override;
+  std::int32_t userLanguage_raw() const override;
 
   int language;
 };

@@ -1,10 +1,16 @@
 #include "substitute/core/OpenRecorder.h"
 
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <optional>
+#include <stdexcept>
 #include <system_error>
 
 namespace fs = std::filesystem;
@@ -25,16 +31,40 @@ std::optional<std::string> nextText(const std::string& bytes, std::size_t& at) {
   return text;
 }
 
+const std::string prefix = "velorin-open-";
+
+// Folders of processes that ended without their destructors.
+void removeLeftOvers(const fs::path& place) {
+  std::error_code ignored;
+  for (const auto& entry : fs::directory_iterator(place, ignored)) {
+    const std::string name = entry.path().filename().string();
+    if (name.rfind(prefix, 0) != 0) continue;
+    const pid_t owner = std::atoi(name.c_str() + prefix.size());
+    if (owner > 0 && kill(owner, 0) != 0 && errno == ESRCH) fs::remove_all(entry, ignored);
+  }
+}
+
 }  // namespace
 
 OpenRecorder::OpenRecorder() {
-  directory_ = (fs::temp_directory_path() / "velorin-open-XXXXXX").string();
+  std::error_code error;
+  const fs::path place = fs::temp_directory_path(error);
+  if (error) throw std::runtime_error("TMPDIR names no folder");
+  removeLeftOvers(place);
+  directory_ = (place / (prefix + std::to_string(getpid()) + "-XXXXXX")).string();
   if (mkdtemp(directory_.data()) == nullptr) {
     throw std::system_error(errno, std::generic_category(), directory_);
   }
   const std::string command = directory_ + "/open";
   std::ofstream(command) << script;
-  fs::permissions(command, fs::perms::owner_all);
+  chmod(command.c_str(), S_IRWXU);
+  // What the shell passes over here would be opened for real.
+  if (access(command.c_str(), X_OK) != 0 || directory_.find(':') != std::string::npos) {
+    std::error_code ignored;
+    fs::remove_all(directory_, ignored);
+    throw std::runtime_error("no command can be put on PATH in " + place.string() +
+                             "; let TMPDIR name another folder");
+  }
   const char* const path = std::getenv("PATH");
   oldPath_ = path == nullptr ? "/usr/bin:/bin" : path;
   setenv("PATH", (directory_ + ":" + oldPath_).c_str(), 1);

@@ -10,7 +10,8 @@ namespace substitute {
 
 class OpenRecorder {
  public:
-  // Puts the command first on this process's PATH. Throws std::system_error when it cannot be made.
+  // Puts the command first on this process's PATH. Throws std::runtime_error, or
+  // std::system_error, when it cannot be made or would not be found.
   OpenRecorder();
 
   // Gives PATH back and removes the command.

@@ -23,7 +23,7 @@ const std::vector<std::pair<std::string, Kind>> kinds = {
 Kind kindOf(const std::string& name) {
   const auto found = std::find_if(kinds.begin(), kinds.end(),
                                   [&](const auto& kind) { return kind.first == name; });
-  if (found == kinds.end()) throw ScenarioError("'" + name + "' is no kind of object");
+  if (found == kinds.end()) throw ScenarioError("'" + name + "' is not a kind of object");
   return found->second;
 }
 
@@ -51,7 +51,8 @@ FailWords failWords(const std::vector<std::string>& arguments) {
   if (words.nth == 0) throw ScenarioError("calls are counted from 1");
   if (next < arguments.size()) {
     if (arguments[next] != "null" && arguments[next] != "throw") {
-      throw ScenarioError("'" + arguments[next] + "' is neither a number nor 'null' nor 'throw'");
+      throw ScenarioError("'" + arguments[next] +
+                          "' is not a count of calls, nor 'null' or 'throw'");
     }
     words.how = arguments[next] == "throw" ? Failure::exception : Failure::null;
     ++next;
@@ -67,8 +68,8 @@ void expectCount(const Command& command, std::size_t least, std::size_t most) {
   const auto found = std::find_if(help.begin(), help.end(), [&](const CommandHelp& entry) {
     return entry.name == command.name;
   });
-  throw ScenarioError("the command is '" + command.name +
-                      (found->arguments.empty() ? "'" : " " + found->arguments + "'"));
+  throw ScenarioError("'" + command.name + "' takes " +
+                      (found->arguments.empty() ? "no arguments" : found->arguments));
 }
 
 // What a command takes, beyond the number of its arguments.
@@ -80,7 +81,7 @@ void check(const Command& command) {
     expectCount(command, 1, 1);
     int number = 0;
     if (!parseNumber(arguments[0], number)) {
-      throw ScenarioError("'" + arguments[0] + "' is no 32-bit number");
+      throw ScenarioError("'" + arguments[0] + "' is not a 32-bit number");
     }
     return;
   }
@@ -95,7 +96,7 @@ void check(const Command& command) {
     expectCount(command, 1, 3);
     const auto& names = operations();
     if (std::find(names.begin(), names.end(), arguments[0]) == names.end()) {
-      throw ScenarioError("'" + arguments[0] + "' is no operation of the host");
+      throw ScenarioError("'" + arguments[0] + "' is not an operation of the host");
     }
     failWords(arguments);
     return;
@@ -153,7 +154,7 @@ Command parseCommand(const std::string& line) {
   const auto& help = commandHelp();
   if (std::none_of(help.begin(), help.end(),
                    [&](const CommandHelp& entry) { return entry.name == command.name; })) {
-    throw ScenarioError("'" + command.name + "' is no command");
+    throw ScenarioError("'" + command.name + "' is not a command");
   }
   if (command.name == "message" || command.name == "entitlement") {
     if (end < line.size()) command.arguments.push_back(line.substr(end + 1));
@@ -184,6 +185,7 @@ std::vector<Command> parseScenario(std::istream& input, const std::string& sourc
 
 Player::Player(Host& host, std::string addin, std::ostream& out)
     : host_(host), addinFile_(std::move(addin)), out_(out) {
+  infoText_ = infoText();
   host_.gate().listen([this](const Json& entry) {
     const auto event = entry.find("event");
     if (event == entry.end()) return;
@@ -210,9 +212,9 @@ void Player::play(const Command& command) {
     return;
   }
   if (echo) out_ << "> " << command.line << '\n' << std::flush;
-  const Json before = host_.state();
+  before_ = host_.state();
   act(command);
-  tellChanges(before, host_.state());
+  tellChanges();
 }
 
 void Player::act(const Command& command) {
@@ -224,6 +226,7 @@ void Player::act(const Command& command) {
     if (!addin_) return say("The add-in is not loaded.");
     const std::optional<bool> result = addin_->stop(host_);
     if (result) say(std::string("stop returned ") + (*result ? "true." : "false."));
+    tellChanges();
     unload();
   } else if (name == "unload") {
     if (!addin_) return say("The add-in is not loaded.");
@@ -255,7 +258,8 @@ void Player::act(const Command& command) {
     }
   } else if (name == "plant") {
     if (!host_.plant(kindOf(arguments[0]), arguments[1])) {
-      say("There is no room for " + quoted(arguments[1]) + ": the id is taken or no toolbar left.");
+      say("The host refuses the " + arguments[0] + " " + quoted(arguments[1]) +
+          ": its id is taken, or there is no toolbar to put it in.");
     }
   } else if (name == "remove") {
     if (!host_.remove(kindOf(arguments[0]), arguments[1])) {
@@ -264,17 +268,19 @@ void Player::act(const Command& command) {
   } else {  // fail
     const FailWords words = failWords(arguments);
     host_.gate().faults.arm(arguments[0], words.nth, words.how);
-    say("Call " + std::to_string(words.nth) + " of " + arguments[0] + " from now on will " +
-        (words.how == Failure::exception ? "throw." : "return nothing."));
+    say((words.nth == 1 ? "The next call of " + arguments[0]
+                        : "Call " + std::to_string(words.nth) + " of " + arguments[0] +
+                              ", counted from here,") +
+        (words.how == Failure::exception ? " will throw." : " will return nothing."));
   }
 }
 
 void Player::start() {
   if (addin_) return say("The add-in is loaded already.");
   addin_ = std::make_unique<AddIn>(addinFile_);
+  say("The add-in is loaded.");
   const std::optional<bool> result = addin_->run(host_);
-  say(std::string("The add-in is loaded") +
-      (result ? *result ? "; run returned true." : "; run returned false." : "."));
+  if (result) say(std::string("run returned ") + (*result ? "true." : "false."));
 }
 
 void Player::unload() {
@@ -283,7 +289,7 @@ void Player::unload() {
                                   : "The add-in is unloaded.");
   const Ledger& now = ledger();
   if (now.references == 0 && now.texts == 0) {
-    say("Nothing of the host's is left with it.");
+    say("It holds nothing of the host any more.");
   } else {
     say("It left " + plural(now.references, "reference") + " and " + plural(now.texts, "text") +
         " of the host's behind.");
@@ -294,7 +300,9 @@ void Player::say(const std::string& sentence) {
   out_ << "  " << sentence << '\n' << std::flush;
 }
 
-void Player::tellChanges(const Json& before, const Json& after) {
+void Player::tellChanges() {
+  const Json before = std::exchange(before_, host_.state());
+  const Json& after = before_;
   // The entry of `list` with that id; null when there is none.
   const auto find = [](const Json& list, const Json& id) {
     for (const Json& entry : list) {
@@ -314,8 +322,9 @@ void Player::tellChanges(const Json& before, const Json& after) {
     const std::string name = "The palette " + quoted(palette["title"]);
     const Json old = find(before["palettes"], palette["id"]);
     if (old.is_null()) {
-      say(name + (palette["visible"] ? " opened at " : " was made, hidden, at ") +
-          palette["address"].get<std::string>());
+      const std::string address = palette["address"];
+      say(name + (palette["visible"] ? " opened" : " was made, hidden,") +
+          (address.empty() ? " without a page." : " at " + address));
     } else if (old["visible"] != palette["visible"]) {
       say(name + (palette["visible"] ? " is shown." : " is hidden."));
     }
@@ -327,8 +336,9 @@ void Player::tellChanges(const Json& before, const Json& after) {
   }
   for (const Json& definition : after["definitions"]) {
     if (find(before["definitions"], definition["id"]).is_null()) {
-      say("The command " + quoted(definition["name"]) + " is defined, its icons in " +
-          quoted(definition["resourceFolder"]) + ".");
+      const std::string icons = definition["resourceFolder"];
+      say("The command " + quoted(definition["name"]) + " is defined, " +
+          (icons.empty() ? "without icons." : "its icons in " + quoted(icons) + "."));
     }
   }
   for (const Json& definition : before["definitions"]) {
@@ -337,10 +347,10 @@ void Player::tellChanges(const Json& before, const Json& after) {
     }
   }
   for (const Json& toolbar : before["toolbars"]) {
-    const std::string name = "the toolbar " + quoted(toolbar["id"]);
+    const std::string name = "toolbar " + quoted(toolbar["id"]);
     const Json now = find(after["toolbars"], toolbar["id"]);
     if (now.is_null()) {
-      say("There is no longer " + name + ".");
+      say("The " + name + " is gone.");
       continue;
     }
     if (toolbar["controls"] == now["controls"]) continue;
@@ -348,9 +358,11 @@ void Player::tellChanges(const Json& before, const Json& after) {
     for (const Json& control : now["controls"]) {
       list += (list.empty() ? "" : ", ") + control["id"].get<std::string>();
     }
-    say("In " + name + " stand now: " + (list.empty() ? "nothing" : list) + ".");
+    say("The " + name + " now holds " + (list.empty() ? "nothing" : list) + ".");
   }
-  tellInfoFile();
+  const std::string info = infoText();
+  if (info != infoText_) say("The info file reads: " + (info.empty() ? "nothing" : info));
+  infoText_ = info;
   const Ledger& now = ledger();
   if (now.badReleases != badReleases_) say("A reference was dropped that the add-in did not hold!");
   if (now.badTexts != badTexts_) say("A text was handed back that the add-in did not hold!");
@@ -358,16 +370,13 @@ void Player::tellChanges(const Json& before, const Json& after) {
   badTexts_ = now.badTexts;
 }
 
-void Player::tellInfoFile() {
+std::string Player::infoText() const {
   std::ifstream file(host_.infoFile());
   std::string date;
   std::string count;
-  if (!std::getline(file, date)) return;
+  if (!std::getline(file, date)) return "";
   std::getline(file, count);
-  const std::string text = date.substr(0, 80) + " / " + count.substr(0, 80);
-  if (text == infoText_) return;
-  infoText_ = text;
-  say("The info file reads: " + text);
+  return date.substr(0, 80) + " / " + count.substr(0, 80);
 }
 
 }  // namespace substitute

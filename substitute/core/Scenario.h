@@ -60,13 +60,14 @@ class Player {
   void start();
   void unload();
   void say(const std::string& sentence);
-  void tellChanges(const Json& before, const Json& after);
-  void tellInfoFile();
+  void tellChanges();  // what can be seen since before_, which becomes what is seen now
+  std::string infoText() const;
 
   Host& host_;
   std::string addinFile_;
   std::ostream& out_;
   std::unique_ptr<AddIn> addin_;
+  Json before_;
   std::string infoText_;
   long badReleases_ = 0;
   long badTexts_ = 0;

@@ -2,6 +2,7 @@
 #include <editline/readline.h>
 #include <unistd.h>
 
+#include <clocale>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -77,13 +78,17 @@ void prompt(Player& player) {
   player.echo = false;
   rl_readline_name = const_cast<char*>("substitute-host");
   rl_attempted_completion_function = complete;
+  // Typed letters are more than ASCII; without a locale for them the line editor drops them.
+  if (std::string(setlocale(LC_CTYPE, "")) == "C") setlocale(LC_CTYPE, "C.UTF-8");
   using_history();
   std::cout << "The substitute host. 'help' lists the commands, 'quit' ends.\n";
   while (char* const typed = readline("host> ")) {
     const std::string line = typed;
     std::free(typed);
-    if (line == "quit") return;
-    if (line == "help") {
+    std::string word;
+    std::istringstream(line) >> word;
+    if (word == "quit") return;
+    if (word == "help") {
       std::cout << commandList();
       continue;
     }
@@ -112,15 +117,19 @@ int play(CommandLine& values) {
   const std::vector<Command> commands =
       interactive ? std::vector<Command>() : readScenario(values.scenario);
   Host host(settingsFor(values));
-  AddIn(values.addin).symbol("run");  // what cannot be loaded is told before anything is done
-  if (!values.trace.empty()) writeTrace(host, values.trace);
+  { const AddIn known(values.addin); }  // what cannot be loaded is told before anything is done
+  std::optional<TraceFile> trace;
+  if (!values.trace.empty()) trace.emplace(values.trace);
   installAddinFolder(values);
+  if (trace) trace->begin(host);
   Player player(host, values.addin, std::cout);
   if (interactive) {
     prompt(player);
   } else {
     for (const Command& command : commands) player.play(command);
   }
+  if (trace && !trace->good()) throw std::runtime_error("the trace could not be written in full");
+  if (!std::cout.flush()) throw std::runtime_error("the output could not be written in full");
   return EXIT_SUCCESS;
 }
 

@@ -1,0 +1,154 @@
+// The add-in's handlers as objects: made and ended with the library, their virtual operations in
+// the host's order. Here the host's base class of all handlers is this program's own, and counts.
+#include <Core/CoreAll.h>
+#include <cxxabi.h>
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <typeinfo>
+#include <vector>
+
+namespace core = adsk::core;
+
+namespace {
+
+std::vector<const void*>& made() {
+  static std::vector<const void*> handlers;
+  return handlers;
+}
+
+std::vector<const void*>& ended() {
+  static std::vector<const void*> handlers;
+  return handlers;
+}
+
+const std::vector<std::string> exportedHandlers = {"_onHTMLEvent", "_onHTMLEventFirst3",
+                                                   "_cmdExecute",  "_cmdEshopExecute",
+                                                   "_cmdCreated",  "_cmdEshopCreated"};
+
+class Handlers : public testing::Test {
+ protected:
+  Handlers() {
+    const char* const other = std::getenv("VELORIN_ADDIN");
+    library = dlopen(other != nullptr ? other : VELORIN_BUILT_ADDIN, RTLD_NOW | RTLD_LOCAL);
+    if (library == nullptr) throw std::runtime_error(dlerror());
+  }
+  ~Handlers() override { unload(); }
+
+  void unload() {
+    if (library != nullptr) dlclose(library);
+    library = nullptr;
+  }
+
+  // The handlers by name; the one that the library does not show is the last that it made.
+  std::vector<std::pair<std::string, const core::EventHandler*>> all() const {
+    std::vector<std::pair<std::string, const core::EventHandler*>> handlers;
+    for (const std::string& name : exportedHandlers) {
+      handlers.emplace_back(name,
+                            static_cast<const core::EventHandler*>(dlsym(library, name.c_str())));
+    }
+    handlers.emplace_back("onlineStatusChangedHandler_",
+                          static_cast<const core::EventHandler*>(made().back()));
+    return handlers;
+  }
+
+  static std::string demangled(const char* name) {
+    int status = 0;
+    char* const text = abi::__cxa_demangle(name, nullptr, nullptr, &status);
+    std::string result = status == 0 ? text : name;
+    std::free(text);
+    return result;
+  }
+
+  void* library = nullptr;
+};
+
+}  // namespace
+
+core::EventHandler::EventHandler() {
+  made().push_back(this);
+}
+core::EventHandler::~EventHandler() {
+  ended().push_back(this);
+}
+void core::EventHandler::placeholderEventHandler0() {}
+void core::EventHandler::placeholderEventHandler1() {}
+void core::EventHandler::placeholderEventHandler2() {}
+void core::EventHandler::placeholderEventHandler3() {}
+void core::EventHandler::placeholderEventHandler4() {}
+void core::EventHandler::placeholderEventHandler5() {}
+void core::EventHandler::placeholderEventHandler6() {}
+void core::EventHandler::placeholderEventHandler7() {}
+void core::EventHandler::placeholderEventHandler8() {}
+void core::EventHandler::placeholderEventHandler9() {}
+void core::EventHandler::placeholderEventHandler10() {}
+void core::EventHandler::placeholderEventHandler11() {}
+void core::EventHandler::placeholderEventHandler12() {}
+void core::EventHandler::placeholderEventHandler13() {}
+void core::EventHandler::placeholderEventHandler14() {}
+void core::EventHandler::placeholderEventHandler15() {}
+
+TEST_F(Handlers, AreMadeInTheirOrderAndEndInTheReverse) {
+  std::vector<const void*> expected;
+  for (const std::string& name : exportedHandlers) {
+    expected.push_back(dlsym(library, name.c_str()));
+  }
+  ASSERT_EQ(made().size(), 7U);
+  EXPECT_EQ(std::vector<const void*>(made().begin(), made().end() - 1), expected);
+  EXPECT_TRUE(ended().empty());
+  const auto order = made();
+  unload();
+  EXPECT_EQ(made().size(), 7U);
+  EXPECT_EQ(ended(), std::vector<const void*>(order.rbegin(), order.rend()));
+}
+
+TEST_F(Handlers, DeriveFromTheHostsBaseOfTheirKindAlone) {
+  const std::map<std::string, std::pair<std::string, std::string>> expected = {
+      {"_onHTMLEvent", {"RovaHTMLEventHandler", "HTMLEventHandler"}},
+      {"_onHTMLEventFirst3", {"CadFirst3sHTMLEventHandler", "HTMLEventHandler"}},
+      {"_cmdExecute", {"CmdExecuteEventHandler", "CommandEventHandler"}},
+      {"_cmdEshopExecute", {"CmdEshopExecuteEventHandler", "CommandEventHandler"}},
+      {"_cmdCreated", {"CmdCreatedEventHandler", "CommandCreatedEventHandler"}},
+      {"_cmdEshopCreated", {"CmdEshopCreatedEventHandler", "CommandCreatedEventHandler"}},
+      {"onlineStatusChangedHandler_", {"OnlineStatusChangedHandler", "ApplicationEventHandler"}},
+  };
+  for (const auto& [name, handler] : all()) {
+    const auto* const type =
+        dynamic_cast<const __cxxabiv1::__si_class_type_info*>(&typeid(*handler));
+    ASSERT_NE(type, nullptr) << name;
+    EXPECT_EQ(demangled(type->name()), expected.at(name).first);
+    EXPECT_EQ(demangled(type->__base_type->name()), "adsk::core::" + expected.at(name).second);
+    const auto* const base =
+        dynamic_cast<const __cxxabiv1::__si_class_type_info*>(type->__base_type);
+    ASSERT_NE(base, nullptr) << name;
+    EXPECT_EQ(demangled(base->__base_type->name()), "adsk::core::EventHandler");
+  }
+}
+
+TEST_F(Handlers, HaveTheirVirtualOperationsInTheHostsOrder) {
+  Dl_info ours{};
+  ASSERT_NE(dladdr(dlsym(library, "run"), &ours), 0);
+  for (const auto& [name, handler] : all()) {
+    void* const* table = nullptr;
+    std::memcpy(&table, handler, sizeof table);
+    // Two of the destructor and notify, which are the class's own.
+    for (const int slot : {0, 1, 18}) {
+      Dl_info found{};
+      ASSERT_NE(dladdr(table[slot], &found), 0) << name;
+      EXPECT_STREQ(found.dli_fname, ours.dli_fname) << name << " slot " << slot;
+    }
+    for (int reserved = 0; reserved < 16; ++reserved) {
+      Dl_info found{};
+      ASSERT_NE(dladdr(table[2 + reserved], &found), 0) << name;
+      ASSERT_NE(found.dli_sname, nullptr) << name;
+      EXPECT_EQ(demangled(found.dli_sname), "adsk::core::EventHandler::placeholderEventHandler" +
+                                                std::to_string(reserved) + "()");
+    }
+  }
+}
