@@ -93,7 +93,7 @@ class Host {
   bool plant(Kind kind, const std::string& id);
   bool remove(Kind kind, const std::string& id);
 
-  // All that can be seen of the host, in the form that is documented for the command `state`.
+  // All that can be seen of the host, as the command `state` prints it (docs/substitute-host.md).
   Json state() const;
 
   // Where the add-in looks for its info file when the host reports this executable.
