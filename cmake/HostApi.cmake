@@ -1,19 +1,51 @@
 # Where the add-in gets its host from: host_api are the declarations behind <Core/CoreAll.h>,
-# host_libraries is what it links. Empty, HOST_API_DIR takes host/ and the substitute host's library;
-# set to the host's kit, the kit's include and lib.
+# host_libraries is what it links, in the order in which it is loaded. Set to the host's kit,
+# HOST_API_DIR takes the kit's include and lib. Empty, it takes host/, and with that the substitute
+# host's library, or on macOS stubs that bear the names of the host's.
+set(kit "")
+if(CMAKE_HOST_APPLE)
+  set(kit "$ENV{HOME}/Library/Application Support/Autodesk/Autodesk Fusion 360/API/CPP")
+  if(NOT IS_DIRECTORY "${kit}")
+    set(kit "")
+  endif()
+endif()
+set(HOST_API_DIR "${kit}" CACHE PATH
+    "The host's development kit, with its folders include and lib; empty: the declarations in host/")
+
 add_library(host_api INTERFACE)
 add_library(host_libraries INTERFACE)
+set(host_library_names XInterface10)
+if(CMAKE_SYSTEM_NAME STREQUAL "Darwin")
+  list(APPEND host_library_names FusionXInterface10 CAMXInterface10)
+endif()
+# What the kit may call them instead.
+set(XInterface10_in_kit core)
+set(FusionXInterface10_in_kit fusion)
+set(CAMXInterface10_in_kit cam)
+
 if(HOST_API_DIR STREQUAL "")
   target_include_directories(host_api INTERFACE ${PROJECT_SOURCE_DIR}/host)
-  target_link_libraries(host_libraries INTERFACE $<LINK_ONLY:XInterface10>)
+  if(CMAKE_SYSTEM_NAME STREQUAL "Darwin")
+    message(STATUS "Without the host's kit (HOST_API_DIR) the library is for inspection only: "
+                   "the host cannot load it.")
+    list(TRANSFORM host_library_names PREPEND ${PROJECT_SOURCE_DIR}/packaging/stubs/)
+    list(TRANSFORM host_library_names APPEND .tbd)
+  endif()
+  foreach(name IN LISTS host_library_names)
+    target_link_libraries(host_libraries INTERFACE $<LINK_ONLY:${name}>)
+  endforeach()
 else()
   if(NOT EXISTS "${HOST_API_DIR}/include/Core/CoreAll.h")
     message(FATAL_ERROR "HOST_API_DIR: ${HOST_API_DIR}/include/Core/CoreAll.h is missing.")
   endif()
-  find_library(HOST_XINTERFACE10 NAMES XInterface10 PATHS "${HOST_API_DIR}/lib" NO_DEFAULT_PATH NO_CACHE)
-  if(NOT HOST_XINTERFACE10)
-    message(FATAL_ERROR "HOST_API_DIR: the library XInterface10 is missing in ${HOST_API_DIR}/lib.")
-  endif()
   target_include_directories(host_api SYSTEM INTERFACE "${HOST_API_DIR}/include")
-  target_link_libraries(host_libraries INTERFACE "${HOST_XINTERFACE10}")
+  foreach(name IN LISTS host_library_names)
+    find_library(HOST_${name} NAMES ${name} ${${name}_in_kit} PATHS "${HOST_API_DIR}/lib"
+                 NO_DEFAULT_PATH NO_CACHE)
+    if(NOT HOST_${name})
+      message(FATAL_ERROR "HOST_API_DIR: the library ${name} (or ${${name}_in_kit}) is missing in "
+                          "${HOST_API_DIR}/lib.")
+    endif()
+    target_link_libraries(host_libraries INTERFACE "${HOST_${name}}")
+  endforeach()
 endif()

