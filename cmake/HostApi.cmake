@@ -39,6 +39,7 @@ else()
     message(FATAL_ERROR "HOST_API_DIR: ${HOST_API_DIR}/include/Core/CoreAll.h is missing.")
   endif()
   target_include_directories(host_api SYSTEM INTERFACE "${HOST_API_DIR}/include")
+  set(CMAKE_FIND_LIBRARY_PREFIXES lib "")
   foreach(name IN LISTS host_library_names)
     find_library(HOST_${name} NAMES ${name} ${${name}_in_kit} PATHS "${HOST_API_DIR}/lib"
                  NO_DEFAULT_PATH NO_CACHE)

