@@ -8,10 +8,12 @@ fail() {
 
 # install_packages GROUP...: installs the packages of these groups of packages.txt that are missing.
 install_packages() {
-  local groups=" $* " group package
+  local groups=" $* " group package instead
   local -a wanted=() missing=()
-  while read -r group package; do
-    [[ $groups == *" $group "* ]] && wanted+=("$package")
+  while read -r group package instead; do
+    [[ $groups == *" $group "* ]] || continue
+    [[ -n $instead ]] && command -v "$instead" >/dev/null && continue
+    wanted+=("$package")
   done < <(grep -v '^#' "$root/packages.txt")
   [[ -n ${VELORIN_ASSUME_PACKAGES:-} ]] && return
   if ! command -v dpkg-query >/dev/null; then

@@ -45,7 +45,9 @@ set(CMAKE_CXX_FLAGS_INIT "-U_LIBCPP_HAS_VENDOR_AVAILABILITY_ANNOTATIONS \
 set(CMAKE_CXX_STANDARD_LIBRARIES_INIT
     "\"${CMAKE_CURRENT_LIST_DIR}/stubs/libc++.tbd\" \"${CMAKE_CURRENT_LIST_DIR}/stubs/libSystem.tbd\"")
 set(CMAKE_USER_MAKE_RULES_OVERRIDE_CXX ${CMAKE_CURRENT_LIST_DIR}/macos-linker.cmake)
-# Nothing that is only tried out can be linked: the stubs name what the add-in needs, no main.
+# Nothing is linked to try it out: the stubs name what the add-in needs, and the compiler as a driver
+# would first build a whole C++ library, for minutes.
+set(CMAKE_CXX_COMPILER_ID_FLAGS_ALWAYS -c)
 set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
 # Paths need no change after the link.
 set(CMAKE_INSTALL_NAME_TOOL ${CMAKE_COMMAND} -E true)

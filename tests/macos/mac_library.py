@@ -34,16 +34,19 @@ EXPORTS = {
     "__Z16SetAddinLocation" + STRING.format("c"), "__Z10FileExistsRK" + STRING.format("c"),
     "__Z4ws2sRK" + STRING.format("w"),
     "__Z14countLeapYears4Date", "__Z13getDifference4DateS_",
-}  # fmt: skip
+}
 SYSTEM_CALLS = {
     "_system", "_access", "_time", "_localtime", "_strftime", "__NSGetExecutablePath",
-}  # fmt: skip
+}
 LANGUAGE_RUNTIME = {
     "_memchr", "_memcpy", "_memmove", "_memset", "_strlen",
     "___assert_rtn", "__Unwind_Resume", "___cxa_atexit", "dyld_stub_binder",
     # The file streams: the libc++ of macOS 11 leaves them to the program.
     "_fopen", "_fclose", "_fread", "_fwrite", "_fflush", "_fseek", "_fseeko", "_ftello", "_setbuf",
-}  # fmt: skip
+}
+
+# What a library without assertions needs instead: it throws.
+WITHOUT_ASSERTIONS = {("libc++", "__ZNSt9exceptionD1Ev"), ("libc++", "__ZTVSt9exception")}
 
 
 def mangled(name):
@@ -83,7 +86,7 @@ class MacLibrary(unittest.TestCase):
 
     def HoldsNoPathOfThisMachine(self):
         texts = [t.decode() for t in re.findall(rb"[\x20-\x7e]{4,}", self.library.data)]
-        for place in (str(SOURCE), str(BUILD), str(Path.home())):
+        for place in (str(SOURCE), str(BUILD)):
             self.assertEqual([], [text for text in texts if place in text])
         paths = {text for text in texts if re.match(r"/[^/]+/", text)}
         self.assertEqual({"/usr/lib/libc++.1.dylib", "/usr/lib/libSystem.B.dylib"}, paths)
@@ -137,11 +140,16 @@ class MacLibrary(unittest.TestCase):
                     library.pointer(info + 16),
                 )
 
-    def ImportsOnlyWhatTheStubsName(self):
+    def ImportsWhatTheStubsName(self):
         imports = self.library.imports()
         self.assertEqual(self.library.undefined, {symbol for _, symbol in imports})
-        for library, symbol in imports:
-            self.assertIn(f"- {symbol}\n", (STUBS / f"{library}.tbd").read_text(), library)
+        named = {
+            (stub.stem, symbol)
+            for stub in STUBS.glob("*.tbd")
+            for symbol in re.findall(r"^ +- (\w+)$", stub.read_text(), re.M)
+        }
+        self.assertEqual(set(), imports - named)
+        self.assertEqual(WITHOUT_ASSERTIONS, named - imports)
 
     def CallsOnlyTheListedSystemFunctions(self):
         calls = {symbol for library, symbol in self.library.imports() if library == "libSystem"}
@@ -156,7 +164,7 @@ def configure(folder, *options):
     result = subprocess.run(
         [CMAKE, "--preset", "macos", "-B", folder, *options],
         cwd=SOURCE, capture_output=True, text=True, check=False,
-    )  # fmt: skip
+    )
     return result.stdout + result.stderr, result.returncode == 0
 
 
@@ -195,7 +203,7 @@ class MacLibraryRefused(Workplace):
         commands = subprocess.run(
             ["ninja", "-C", BUILD, "-t", "commands", "Velorin.dylib"],
             capture_output=True, text=True, check=True,
-        ).stdout.splitlines()  # fmt: skip
+        ).stdout.splitlines()
         library = self.folder / "Velorin.dylib"
         command = commands[-1].replace("-o Velorin.dylib", f"-o {library}")
         changed = change(command)
@@ -262,7 +270,7 @@ class MacLibraryRefused(Workplace):
         header = kit / "include/Core/EventHandler.h"
         text = header.read_text()
         for old, new in (("Handler3()", "Handler@()"), ("Handler4()", "Handler3()"),
-                         ("Handler@()", "Handler4()")):  # fmt: skip
+                         ("Handler@()", "Handler4()")):
             self.assertIn(old, text)
             text = text.replace(old, new)
         header.write_text(text)
@@ -270,14 +278,15 @@ class MacLibraryRefused(Workplace):
         self.assertTrue(done, said)
         build(self.folder / "build", "velorin")
         library = self.folder / "build/Velorin.dylib"
-        self.assertIn("placeholderEventHandler4", self.failure(library, "HandlersHaveTheHostsSlots"))
+        said = self.failure(library, "HandlersHaveTheHostsSlots")
+        self.assertIn("placeholderEventHandler4", said)
         self.assertIsNone(self.failure(library, "ExportsExactlyTheListedNames"))
 
 
 class MacKit(Workplace):
     """The build against the host's kit, played by a copy of the project's own declarations."""
 
-    def MakesTheSameLibrary(self):
+    def MakesALibraryThatPassesEveryCheck(self):
         kit = self.copy_kit()
         said, done = configure(self.folder / "build", f"-DHOST_API_DIR={kit}")
         self.assertTrue(done, said)
@@ -328,7 +337,7 @@ class MacCompiler(Workplace):
             [CMAKE, "-P", "macos-toolchain.cmake"],
             cwd=self.folder, env={**os.environ, **nowhere}, capture_output=True, text=True,
             check=False,
-        )  # fmt: skip
+        )
         self.assertNotEqual(0, result.returncode)
         self.assertRegex(result.stderr, r"the npm\s+registry\s+cannot\s+be\s+reached")
 

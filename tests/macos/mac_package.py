@@ -20,7 +20,7 @@ FOLDERS = ["Velorin", "Velorin/LessTen", "Eshop", "Eshop/LessTen"]
 PICTURES = {
     "16x16.png": 16, "32x32.png": 32, "64x64.png": 64,
     "16x16@2x.png": 32, "32x32@2x.png": 64, "64x64@2x.png": 128,
-}  # fmt: skip
+}
 ICONS = [f"{folder}/{picture}" for folder in FOLDERS for picture in PICTURES]
 
 
@@ -62,8 +62,9 @@ class Picture:
             for i in range(stride):
                 left = line[i - 4] if i >= 4 else 0
                 corner = above[i - 4] if i >= 4 else 0
-                nearest = min((left, above[i], corner), key=lambda v: abs(left + above[i] - corner - v))
-                line[i] = (line[i] + (0, left, above[i], (left + above[i]) // 2, nearest)[kind]) % 256
+                up = above[i]
+                nearest = min((left, up, corner), key=lambda v: abs(left + up - corner - v))
+                line[i] = (line[i] + (0, left, up, (left + up) // 2, nearest)[kind]) % 256
             pixels += [tuple(line[i : i + 4]) for i in range(0, stride, 4)]
             above = line
         return pixels
@@ -89,6 +90,26 @@ class MacPackage(unittest.TestCase):
         library = (BUILD / "Velorin.dylib").read_bytes()
         self.assertEqual(library, self.zip.read("Velorin/Velorin.dylib"))
 
+    def InstallsWhereTheAddInLooks(self):
+        add_in_folder = b"Autodesk/Autodesk Fusion 360/API/AddIns/Velorin"
+        self.assertIn(b"\0" + add_in_folder + b"\0", self.zip.read("Velorin/Velorin.dylib"))
+        with tempfile.TemporaryDirectory() as home:
+            # Without a prefix it goes beneath the home folder, as it was when configuring.
+            subprocess.run(
+                [CMAKE, "--preset", "macos", "-B", f"{home}/build", "-DHOST_API_DIR="],
+                cwd=SOURCE, env={**os.environ, "HOME": home}, check=True,
+            )
+            cache = Path(home, "build/CMakeCache.txt").read_text()
+            prefix = re.search(r"^CMAKE_INSTALL_PREFIX:PATH=(.*)$", cache, re.M)[1]
+            support = Path(home, "Library/Application Support")
+            self.assertEqual(support / add_in_folder.decode(), Path(prefix, "Velorin"))
+            subprocess.run([CMAKE, "--install", BUILD, "--prefix", prefix], check=True)
+            installed = [p for p in Path(prefix).rglob("*") if p.is_file()]
+            self.assertEqual(
+                sorted(info.filename for info in self.zip.infolist() if not info.is_dir()),
+                sorted(str(p.relative_to(prefix)) for p in installed),
+            )
+
     def ManifestIsTheHosts(self):
         manifest = json.loads(self.zip.read("Velorin/Velorin.manifest").decode("utf-8"))
         description = manifest.pop("description")
@@ -99,7 +120,7 @@ class MacPackage(unittest.TestCase):
         wanted = {
             "autodeskProduct": "Fusion", "type": "addin", "version": version(),
             "runOnStartup": True, "supportedOS": "mac", "editEnabled": False,
-        }  # fmt: skip
+        }
         self.assertEqual(wanted, manifest)
 
     def GuideTellsWhatTripsPeople(self):
@@ -157,16 +178,15 @@ class Icons(unittest.TestCase):
 
     def AreThoseOfTheDrawings(self):
         with tempfile.TemporaryDirectory() as folder:
-            subprocess.run(
-                [CMAKE, f"-DOUTPUT={folder}", "-P", SOURCE / "resources/draw-icons.cmake"], check=True
-            )
+            script = SOURCE / "resources/draw-icons.cmake"
+            subprocess.run([CMAKE, f"-DOUTPUT={folder}", "-P", script], check=True)
             made = sorted(str(p.relative_to(folder)) for p in Path(folder).rglob("*.png"))
             self.assertEqual(sorted(ICONS), made)
             for icon in ICONS:
                 self.assertEqual(
                     self.picture(icon, Path(folder)).pixels, self.picture(icon).pixels,
                     f"{icon} is older than its drawing: build the target icons",
-                )  # fmt: skip
+                )
 
 
 if __name__ == "__main__":

@@ -11,7 +11,8 @@ def run(*command):
     """What a command prints; its failure, with what it said, is the test's."""
     result = subprocess.run(command, capture_output=True, text=True, check=False)
     if result.returncode != 0:
-        raise AssertionError(f"{' '.join(map(str, command))} failed:\n{result.stdout}{result.stderr}")
+        said = result.stdout + result.stderr
+        raise AssertionError(f"{' '.join(map(str, command))} failed:\n{said}")
     return result.stdout
 
 
