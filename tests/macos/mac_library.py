@@ -249,6 +249,12 @@ class MacLibraryRefused(Workplace):
         library = self.relinked(lambda command: command.replace("@rpath/", f"{BUILD}/"))
         self.assertIn(str(BUILD), self.failure(library, "HoldsNoPathOfThisMachine"))
 
+    def ASegmentToWriteAndRun(self):
+        library = self.relinked(
+            lambda command: command.replace(" -dylib ", " -dylib -segprot __DATA rwx rwx ")
+        )
+        self.assertIn("__DATA", self.failure(library, "HasNoSegmentToWriteAndRun"))
+
     def AChangedByte(self):
         library = self.folder / "Velorin.dylib"
         data = bytearray((BUILD / "Velorin.dylib").read_bytes())

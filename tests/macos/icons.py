@@ -1,0 +1,118 @@
+"""The buttons' icons: in the sizes that the host asks for, seen on any bar, and as drawn."""
+
+import os
+import struct
+import subprocess
+import tempfile
+import unittest
+import zlib
+from pathlib import Path
+
+SOURCE = Path(os.environ["VELORIN_SOURCE"])
+CMAKE = os.environ["VELORIN_CMAKE"]
+
+FOLDERS = ["Velorin", "Velorin/LessTen", "Eshop", "Eshop/LessTen"]
+PICTURES = {
+    "16x16.png": 16, "32x32.png": 32, "64x64.png": 64,
+    "16x16@2x.png": 32, "32x32@2x.png": 64, "64x64@2x.png": 128,
+}
+ICONS = [f"{folder}/{picture}" for folder in FOLDERS for picture in PICTURES]
+
+
+class Picture:
+    """A PNG file with red, green, blue and alpha in 8 bits each; pixels row by row."""
+
+    def __init__(self, data):
+        assert data[:8] == b"\x89PNG\r\n\x1a\n"
+        packed, place = b"", 8
+        while place < len(data):
+            (size,) = struct.unpack_from(">I", data, place)
+            kind, content = data[place + 4 : place + 8], data[place + 8 : place + 8 + size]
+            if kind == b"IHDR":
+                self.width, self.height, depth, colours, _, _, interlaced = struct.unpack(
+                    ">IIBBBBB", content
+                )
+                assert (depth, colours, interlaced) == (8, 6, 0), "no 8-bit picture with alpha"
+            elif kind == b"IDAT":
+                packed += content
+            place += 12 + size
+        self.pixels = self._unfiltered(zlib.decompress(packed))
+
+    def alphas(self):
+        return {pixel[3] for pixel in self.pixels}
+
+    def ink(self):
+        """What is seen: places with their colour, wherever something is drawn at all."""
+        return {place: pixel for place, pixel in enumerate(self.pixels) if pixel[3] > 0}
+
+    def _unfiltered(self, data):
+        stride = 4 * self.width
+        above, pixels = bytes(stride), []
+        for row in range(self.height):
+            kind, *line = data[row * (stride + 1) : (row + 1) * (stride + 1)]
+            for i in range(stride):
+                left = line[i - 4] if i >= 4 else 0
+                corner = above[i - 4] if i >= 4 else 0
+                up = above[i]
+                nearest = min((left, up, corner), key=lambda v: abs(left + up - corner - v))
+                line[i] = (line[i] + (0, left, up, (left + up) // 2, nearest)[kind]) % 256
+            pixels += [tuple(line[i : i + 4]) for i in range(0, stride, 4)]
+            above = line
+        return pixels
+
+
+class Icons(unittest.TestCase):
+    def picture(self, icon, folder=SOURCE / "resources"):
+        return Picture((folder / icon).read_bytes())
+
+    def HaveTheSizesThatTheirNamesSay(self):
+        for icon in ICONS:
+            picture = self.picture(icon)
+            size = PICTURES[Path(icon).name]
+            self.assertEqual((size, size), (picture.width, picture.height), icon)
+
+    def AreTransparentAroundTheInk(self):
+        for icon in ICONS:
+            alphas = self.picture(icon).alphas()
+            self.assertIn(0, alphas, icon)
+            self.assertIn(255, alphas, icon)
+
+    def TellTheFirstStartsApart(self):
+        for folder in ("Velorin", "Eshop"):
+            for name, size in PICTURES.items():
+                plain = self.picture(f"{folder}/{name}").ink()
+                new = self.picture(f"{folder}/LessTen/{name}").ink()
+                differing = {p for p in plain | new if plain.get(p) != new.get(p)}
+                self.assertGreater(len(differing), size * size / 10, f"{folder}/{name}")
+
+    def StandOutOnLightAndDarkBars(self):
+        def luminance(colour):
+            parts = [c / 255 for c in colour]
+            parts = [p / 12.92 if p <= 0.04045 else ((p + 0.055) / 1.055) ** 2.4 for p in parts]
+            return 0.2126 * parts[0] + 0.7152 * parts[1] + 0.0722 * parts[2]
+
+        for icon in ICONS:
+            solid = [pixel[:3] for pixel in self.picture(icon).pixels if pixel[3] == 255]
+            for bar in ((0xF5, 0xF5, 0xF5), (0x33, 0x38, 0x3F)):
+                ground = luminance(bar)
+                ratios = [
+                    (max(ground, l) + 0.05) / (min(ground, l) + 0.05) for l in map(luminance, solid)
+                ]
+                clear = sum(ratio >= 2 for ratio in ratios)
+                self.assertGreater(clear, len(solid) * 0.6, f"{icon} on {bar}")
+
+    def AreThoseOfTheDrawings(self):
+        with tempfile.TemporaryDirectory() as folder:
+            script = SOURCE / "resources/draw-icons.cmake"
+            subprocess.run([CMAKE, f"-DOUTPUT={folder}", "-P", script], check=True)
+            made = sorted(str(p.relative_to(folder)) for p in Path(folder).rglob("*.png"))
+            self.assertEqual(sorted(ICONS), made)
+            for icon in ICONS:
+                self.assertEqual(
+                    self.picture(icon, Path(folder)).pixels, self.picture(icon).pixels,
+                    f"{icon} is older than its drawing: build the target icons",
+                )
+
+
+if __name__ == "__main__":
+    unittest.main()
