@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <iostream>
 #include <stdexcept>
 
 namespace fs = std::filesystem;
@@ -9,11 +10,6 @@ namespace fs = std::filesystem;
 namespace substitute {
 
 namespace {
-
-// Library and scenarios lie beside the program, wherever that is.
-fs::path besideProgram(const std::string& name) {
-  return fs::read_symlink("/proc/self/exe").parent_path() / name;
-}
 
 std::string userFolder() {
   const char* const data = std::getenv("XDG_DATA_HOME");
@@ -56,7 +52,7 @@ void addOptions(CLI::App& parser, CommandLine& values) {
 }
 
 Settings settingsFor(CommandLine& values) {
-  if (values.addin.empty()) values.addin = besideProgram("Velorin.so").string();
+  if (values.addin.empty()) values.addin = besideProgram("Velorin.so");
   if (values.data.empty()) values.data = userFolder();
   Settings settings;
   settings.executable = values.executable.empty() ? executableIn(values.data) : values.executable;
@@ -77,12 +73,24 @@ void installAddinFolder(const CommandLine& values) {
   }
 }
 
+std::string besideProgram(const std::string& name) {
+  return (fs::read_symlink("/proc/self/exe").parent_path() / name).string();
+}
+
 std::string scenarioFile(const std::string& word) {
   if (fs::is_regular_file(word)) return word;
-  const fs::path known = besideProgram("scenarios") / (word + ".txt");
-  if (word.find('/') == std::string::npos && fs::is_regular_file(known)) return known.string();
+  const std::string known = besideProgram("scenarios/" + word + ".txt");
+  if (word.find('/') == std::string::npos && fs::is_regular_file(known)) return known;
   if (fs::exists(word) && !fs::is_directory(word)) return word;
   throw std::runtime_error("there is no scenario " + word);
+}
+
+std::vector<Command> readScenario(const std::string& word) {
+  if (word == "-") return parseScenario(std::cin, "standard input");
+  const std::string file = scenarioFile(word);
+  std::ifstream input(file);
+  if (!input) throw ScenarioError("the scenario " + file + " cannot be read");
+  return parseScenario(input, file);
 }
 
 TraceFile::TraceFile(const std::string& path) : path_(path), file_(path, std::ios::app) {

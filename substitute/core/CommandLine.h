@@ -7,6 +7,7 @@
 #include <string>
 
 #include "substitute/core/Host.h"
+#include "substitute/core/Scenario.h"
 
 namespace substitute {
 
@@ -35,9 +36,16 @@ Settings settingsFor(CommandLine& values);
 // std::runtime_error, with one sentence, when it cannot be made.
 void installAddinFolder(const CommandLine& values);
 
+// What the host has beside its program, wherever that is: the built library, scenarios and more.
+std::string besideProgram(const std::string& name);
+
 // The file that the word SCENARIO means: the file of that name, or one of the scenarios that come
 // with the host. Throws std::runtime_error when there is neither.
 std::string scenarioFile(const std::string& word);
+
+// The commands of that scenario; of standard input for the word -. Throws ScenarioError, and what
+// scenarioFile throws.
+std::vector<Command> readScenario(const std::string& word);
 
 // A file that a host's trace is written to, line by line.
 class TraceFile {

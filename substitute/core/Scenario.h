@@ -52,6 +52,9 @@ class Player {
   // Plays one command. Throws LoadError when the library cannot be loaded.
   void play(const Command& command);
 
+  // True between `start` and `stop` or `unload`, whatever `run` returned.
+  bool loaded() const { return addin_ != nullptr; }
+
   // Whether each command is repeated above what comes of it.
   bool echo = true;
 

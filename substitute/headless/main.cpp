@@ -5,7 +5,6 @@
 #include <clocale>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <iostream>
 #include <sstream>
 
@@ -101,14 +100,6 @@ void prompt(Player& player) {
     }
   }
   std::cout << '\n';
-}
-
-std::vector<Command> readScenario(const std::string& word) {
-  if (word == "-") return parseScenario(std::cin, "standard input");
-  const std::string file = scenarioFile(word);
-  std::ifstream input(file);
-  if (!input) throw ScenarioError("the scenario " + file + " cannot be read");
-  return parseScenario(input, file);
 }
 
 int play(CommandLine& values) {
