@@ -1,0 +1,387 @@
+#include "substitute/desktop/MainWindow.h"
+
+#include <QAction>
+#include <QActionGroup>
+#include <QCloseEvent>
+#include <QFileInfo>
+#include <QInputDialog>
+#include <QLabel>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QPointer>
+#include <QStatusBar>
+#include <algorithm>
+#include <fstream>
+#include <limits>
+
+#include "substitute/core/HostObjects.h"
+#include "substitute/desktop/Canvas.h"
+#include "substitute/desktop/HostToolbar.h"
+#include "substitute/desktop/PaletteDock.h"
+#include "substitute/desktop/TracePanel.h"
+#include "substitute/desktop/WebPage.h"
+
+namespace substitute {
+
+namespace {
+
+// The palette that the scenarios' `show` and `hide` are about.
+constexpr const char* learningPalette = "teachPalete";
+constexpr int czech = 2;
+constexpr int other = 3;
+
+QString text(const std::string& bytes) {
+  return QString::fromStdString(bytes);
+}
+
+// The docking state for a dock area; 0 floats.
+int dockingState(Qt::DockWidgetArea area) {
+  for (const int state : {1, 2, 3, 4}) {
+    if (dockArea(state) == area) return state;
+  }
+  return 0;
+}
+
+// The second line of the info file, which counts the starts.
+QString startsIn(const std::string& infoFile) {
+  std::ifstream file(infoFile);
+  std::string date;
+  std::string count;
+  std::getline(file, date);
+  std::getline(file, count);
+  return text(count.substr(0, 12));
+}
+
+}  // namespace
+
+MainWindow::MainWindow(Host& host, Player& player, WebEngine& engine, const std::string& addin)
+    : host_(host),
+      player_(player),
+      engine_(engine),
+      addinFolder_(QFileInfo(text(addin)).absolutePath()),
+      wasOffline_(host.application().offline),
+      trace_(new TracePanel(this)) {
+  setWindowTitle(tr("The substitute host"));
+  setContextMenuPolicy(Qt::NoContextMenu);
+  setCorner(Qt::BottomRightCorner, Qt::RightDockWidgetArea);
+  setCorner(Qt::BottomLeftCorner, Qt::LeftDockWidgetArea);
+  resize(1080, 700);
+  setCentralWidget(new Canvas);
+  addDockWidget(Qt::BottomDockWidgetArea, trace_);
+  resizeDocks({trace_}, {190}, Qt::Vertical);
+  makeMenus();
+  makeStatusBar();
+  host_.gate().listen([window = QPointer<MainWindow>(this)](const Json& entry) {
+    if (window) window->follow(entry);
+  });
+  setFocus();
+  refresh();
+}
+
+bool MainWindow::play(const Command& command) {
+  bool played = true;
+  try {
+    player_.play(command);
+  } catch (const LoadError& error) {
+    statusBar()->showMessage(text(error.what()));
+    played = false;
+  }
+  refresh();
+  return played;
+}
+
+PaletteDock* MainWindow::dock(const std::string& id) const {
+  for (PaletteDock* const dock : docks_) {
+    if (dock->object().id() == id) return dock;
+  }
+  return nullptr;
+}
+
+bool MainWindow::settled() const {
+  return std::all_of(docks_.begin(), docks_.end(),
+                     [](const PaletteDock* dock) { return dock->isHidden() || dock->settled(); });
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+  if (stopsAtEnd_ && player_.loaded()) play("stop");
+  QMainWindow::closeEvent(event);
+}
+
+void MainWindow::changeEvent(QEvent* event) {
+  QMainWindow::changeEvent(event);
+  if (event->type() == QEvent::PaletteChange) {
+    toolbarsShown_ = Json();
+    if (offline_ != nullptr) refresh();
+  }
+}
+
+void MainWindow::makeMenus() {
+  const auto plays = [this](const char* line) { return [this, line] { play(line); }; };
+  QMenu* const addin = menuBar()->addMenu(tr("&Add-in"));
+  start_ = addin->addAction(tr("&Start"), this, plays("start"));
+  stop_ = addin->addAction(tr("S&top"), this, plays("stop"));
+  again_ = addin->addAction(tr("Start &again as on another day"), this, [this] {
+    if (player_.loaded()) play("stop");
+    play("start");
+  });
+  addin->addSeparator();
+  QAction* const quit = addin->addAction(tr("&Quit"), this, &QWidget::close);
+  quit->setShortcut(QKeySequence::Quit);
+
+  QMenu* const host = menuBar()->addMenu(tr("&Host"));
+  offline_ = host->addAction(tr("&Offline"));
+  offline_->setCheckable(true);
+  connect(offline_, &QAction::triggered, this,
+          [this](bool offline) { play(offline ? "offline" : "online"); });
+  host->addSeparator();
+  QMenu* const language = host->addMenu(tr("User &language"));
+  languages_ = new QActionGroup(this);
+  for (const auto& [number, name] :
+       {std::pair(czech, tr("Czech (2)")), std::pair(other, tr("Another (3)"))}) {
+    QAction* const choice = language->addAction(
+        name, this, [this, value = number] { play("language " + std::to_string(value)); });
+    choice->setCheckable(true);
+    choice->setData(number);
+    languages_->addAction(choice);
+  }
+  language->addAction(tr("&Number…"), this, &MainWindow::askLanguage);
+  host->addAction(tr("&Entitlement text…"), this, &MainWindow::askEntitlement);
+  noEntitlement_ = host->addAction(tr("N&o entitlement text"), this, plays("entitlement"));
+
+  QMenu* const view = menuBar()->addMenu(tr("&View"));
+  showPalette_ = view->addAction(tr("&Learning palette"));
+  showPalette_->setCheckable(true);
+  connect(showPalette_, &QAction::triggered, this,
+          [this](bool show) { play(show ? "show" : "hide"); });
+  trace_->toggleViewAction()->setText(tr("&Trace"));
+  view->addAction(trace_->toggleViewAction());
+
+  start_->setObjectName("start");
+  stop_->setObjectName("stop");
+  again_->setObjectName("again");
+  offline_->setObjectName("offline");
+}
+
+void MainWindow::makeStatusBar() {
+  statusBar()->setSizeGripEnabled(false);
+  for (QLabel** const label : {&addinLabel_, &onlineLabel_, &languageLabel_, &entitlementLabel_}) {
+    *label = new QLabel;
+    (*label)->setTextFormat(Qt::RichText);
+    statusBar()->addPermanentWidget(*label);
+  }
+}
+
+// In the midst of the add-in's call: nothing is done here that would call the host.
+void MainWindow::follow(const Json& entry) {
+  trace_->append(entry);
+  if (entry.contains("op")) {
+    // The address of a deleted palette may be another's by the end of the call.
+    if (entry["op"] == "Palette.deleteMe") dropDeadDocks();
+    return;
+  }
+  const std::string event = entry["event"];
+  if (event == "open") {
+    QStringList words = {"open"};
+    for (const Json& argument : entry["args"]) words << text(argument);
+    statusBar()->showMessage(tr("The add-in ran: %1").arg(words.join(' ')));
+  } else if (event == "threw") {
+    statusBar()->showMessage(
+        tr("An exception left the add-in: %1, %2").arg(text(entry["type"]), text(entry["what"])));
+  } else if (event == "run returned" || event == "stop returned") {
+    statusBar()->showMessage(QStringLiteral("%1 %2").arg(
+        text(event),
+        entry["value"].get<bool>() ? QStringLiteral("true") : QStringLiteral("false")));
+  }
+}
+
+void MainWindow::refresh() {
+  refreshing_ = true;
+  dropDeadDocks();
+  refreshDocks();
+  refreshToolbars();
+  refreshMenus();
+  refreshStatusBar();
+  const bool offline = host_.application().offline;
+  if (wasOffline_ && !offline) {
+    for (PaletteDock* const dock : docks_) dock->retry();
+  }
+  wasOffline_ = offline;
+  refreshing_ = false;
+}
+
+void MainWindow::dropDeadDocks() {
+  const auto& palettes = host_.application().userInterface->palettes->all.items();
+  const auto dead = [&](PaletteDock* dock) {
+    const bool alive = std::any_of(palettes.begin(), palettes.end(), [&](const auto& palette) {
+      return palette.get() == &dock->object();
+    });
+    if (alive) return false;
+    dock->disconnect(this);
+    removeDockWidget(dock);
+    // Later: its own page may be the caller.
+    dock->deleteLater();
+    return true;
+  };
+  docks_.erase(std::remove_if(docks_.begin(), docks_.end(), dead), docks_.end());
+}
+
+void MainWindow::refreshDocks() {
+  for (const auto& palette : host_.application().userInterface->palettes->all.items()) {
+    PaletteDock* shown = dock(palette->id());
+    if (shown == nullptr) shown = addDock(*palette);
+    place(*shown);
+    shown->refresh();
+  }
+}
+
+PaletteDock* MainWindow::addDock(const PaletteObject& object) {
+  auto* const dock = new PaletteDock(object, engine_, this);
+  dock->hide();
+  docks_.push_back(dock);
+  const std::string& id = object.id();
+  connect(dock, &PaletteDock::closeRequested, this, [this, id] {
+    if (id == learningPalette) {
+      play("close");
+    } else {
+      host_.setVisible(id, false);
+      refresh();
+    }
+  });
+  connect(dock, &PaletteDock::messageSent, this, [this, id](const QString& sent) {
+    const std::string bytes = sent.toStdString();
+    if (id == learningPalette) {
+      play(Command{"message " + bytes, "message", {bytes}});
+    } else {
+      host_.message(id, bytes);
+      refresh();
+    }
+  });
+  connect(dock, &QDockWidget::topLevelChanged, this, [this, dock] { userPlaced(*dock); });
+  connect(dock, &QDockWidget::dockLocationChanged, this, [this, dock] { userPlaced(*dock); });
+  return dock;
+}
+
+void MainWindow::place(PaletteDock& dock) {
+  const PaletteValues& values = dock.object().values;
+  const Qt::DockWidgetArea area = dockArea(dock.object().dockingState);
+  const bool added = dockWidgetArea(&dock) != Qt::NoDockWidgetArea;
+  if (area == Qt::NoDockWidgetArea) {
+    if (!added) addDockWidget(Qt::RightDockWidgetArea, &dock);
+    if (!dock.isFloating()) {
+      dock.setFloating(true);
+      dock.resize(values.width, values.height);
+    }
+    return;
+  }
+  if (added && !dock.isFloating() && dockWidgetArea(&dock) == area) return;
+  dock.setFloating(false);
+  addDockWidget(area, &dock);
+  dock.show();
+  const bool upright = area == Qt::LeftDockWidgetArea || area == Qt::RightDockWidgetArea;
+  resizeDocks({&dock}, {upright ? values.width : values.height},
+              upright ? Qt::Horizontal : Qt::Vertical);
+}
+
+// The user has dragged the palette elsewhere: that is its place in the host from now on.
+void MainWindow::userPlaced(PaletteDock& moved) {
+  if (refreshing_) return;
+  for (const auto& palette : host_.application().userInterface->palettes->all.items()) {
+    if (palette.get() != &moved.object()) continue;
+    palette->dockingState = moved.isFloating() ? 0 : dockingState(dockWidgetArea(&moved));
+  }
+}
+
+void MainWindow::refreshToolbars() {
+  const Json state = host_.state();
+  const Json now = {state["toolbars"], state["definitions"]};
+  if (now == toolbarsShown_) return;
+  toolbarsShown_ = now;
+  for (HostToolbar* const toolbar : toolbars_) {
+    removeToolBar(toolbar);
+    // Later: a button of its own may be the caller.
+    toolbar->deleteLater();
+  }
+  toolbars_.clear();
+  const UserInterfaceObject& ui = *host_.application().userInterface;
+  for (const auto& toolbar : ui.toolbars->all.items()) {
+    auto* const shown = new HostToolbar(*toolbar, *ui.definitions, addinFolder_, this);
+    connect(shown, &HostToolbar::pressed, this, [this](const QString& id) {
+      play(Command{"click " + id.toStdString(), "click", {id.toStdString()}});
+    });
+    connect(shown, &HostToolbar::helpRequested, this, &MainWindow::showHelp);
+    addToolBar(Qt::TopToolBarArea, shown);
+    shown->show();
+    toolbars_.push_back(shown);
+  }
+}
+
+void MainWindow::refreshMenus() {
+  const bool loaded = player_.loaded();
+  start_->setEnabled(!loaded);
+  stop_->setEnabled(loaded);
+  offline_->setChecked(host_.application().offline);
+  noEntitlement_->setEnabled(host_.application().entitlement.has_value());
+  for (QAction* const choice : languages_->actions()) {
+    choice->setChecked(choice->data().toInt() ==
+                       host_.application().preferences->general->language);
+  }
+  const PaletteDock* const learning = dock(learningPalette);
+  showPalette_->setEnabled(learning != nullptr);
+  showPalette_->setChecked(learning != nullptr && learning->object().values.visible);
+}
+
+void MainWindow::refreshStatusBar() {
+  const auto dot = [](const char* colour, const QString& word) {
+    return QStringLiteral("<span style='color:%1'>●</span>&nbsp;&nbsp;%2").arg(colour, word);
+  };
+  const QString starts = startsIn(host_.infoFile());
+  addinLabel_->setText(
+      (player_.loaded() ? tr("Add-in running") : tr("Add-in stopped")) +
+      (starts.isEmpty() ? QString() : tr(", counter %1").arg(starts.toHtmlEscaped())));
+  onlineLabel_->setText(host_.application().offline ? dot("#d9822b", tr("Offline"))
+                                                    : dot("#3aa657", tr("Online")));
+  const int language = host_.application().preferences->general->language;
+  languageLabel_->setText(language == czech ? tr("Czech (2)") : tr("Language %1").arg(language));
+  const auto& entitlement = host_.application().entitlement;
+  entitlementLabel_->setText(
+      entitlement
+          ? fontMetrics().elidedText(text(*entitlement), Qt::ElideRight, 240).toHtmlEscaped()
+          : tr("No entitlement text"));
+}
+
+void MainWindow::askLanguage() {
+  bool given = false;
+  const int number = QInputDialog::getInt(
+      this, tr("User language"), tr("The number of the host's user language; 2 is Czech:"),
+      host_.application().preferences->general->language, std::numeric_limits<int>::min(),
+      std::numeric_limits<int>::max(), 1, &given);
+  if (given) play("language " + std::to_string(number));
+}
+
+void MainWindow::askEntitlement() {
+  bool given = false;
+  const QString now = text(host_.application().entitlement.value_or(""));
+  const std::string answer =
+      QInputDialog::getText(this, tr("Entitlement text"),
+                            tr("The host's entitlement text. An open palette keeps its page; the "
+                               "next start takes the new text:"),
+                            QLineEdit::Normal, now, &given)
+          .toStdString();
+  if (given) play(Command{"entitlement " + answer, "entitlement", {answer}});
+}
+
+void MainWindow::showHelp() {
+  auto* const box = new QMessageBox(
+      QMessageBox::NoIcon, tr("The substitute host"),
+      tr("<p>This window stands in for the host that the add-in is made for. It loads the add-in's "
+         "library, gives it the host's objects and shows them: the toolbar, the palettes and their "
+         "pages.</p><p><b>Add-in</b> starts and stops it, also as on another day. <b>Host</b> "
+         "changes what the host tells it. <b>View</b> brings the palette and the trace of all "
+         "calls.</p>"),
+      QMessageBox::Close, this);
+  box->setAttribute(Qt::WA_DeleteOnClose);
+  box->open();
+}
+
+}  // namespace substitute

@@ -1,0 +1,90 @@
+// The host's window. It holds nothing of the host's: what it shows is read from the host's objects
+// after every change, and what the user does is done to them.
+#pragma once
+
+#include <QMainWindow>
+#include <memory>
+#include <vector>
+
+#include "substitute/core/Scenario.h"
+
+class QAction;
+class QActionGroup;
+class QLabel;
+
+namespace substitute {
+
+class HostToolbar;
+class PaletteDock;
+class TracePanel;
+class WebEngine;
+
+class MainWindow : public QMainWindow {
+  Q_OBJECT
+
+ public:
+  // `addin` is the library whose folder holds the icons, and which `player` starts on `host`. All
+  // references outlive the window.
+  MainWindow(Host& host, Player& player, WebEngine& engine, const std::string& addin);
+
+  // Plays one command and shows what came of it. A library that cannot be loaded is told in the
+  // status bar, and in the result: false.
+  bool play(const Command& command);
+  bool play(const std::string& line) { return play(parseCommand(line)); }
+
+  // Whether closing the window calls the add-in's `stop` first, as a host does at its end. True at
+  // the beginning.
+  void setStopsAtEnd(bool stops) { stopsAtEnd_ = stops; }
+
+  // The palette's dock; null when there is no such palette.
+  PaletteDock* dock(const std::string& id) const;
+
+  // True when every page that can be seen is loaded or known to be out of reach.
+  bool settled() const;
+
+ protected:
+  void closeEvent(QCloseEvent* event) override;
+  void changeEvent(QEvent* event) override;
+
+ private:
+  void makeMenus();
+  void makeStatusBar();
+  void follow(const Json& entry);
+  void refresh();
+  void dropDeadDocks();
+  void refreshDocks();
+  void place(PaletteDock& dock);
+  PaletteDock* addDock(const PaletteObject& object);
+  void userPlaced(PaletteDock& moved);
+  void refreshToolbars();
+  void refreshMenus();
+  void refreshStatusBar();
+  void askLanguage();
+  void askEntitlement();
+  void showHelp();
+
+  Host& host_;
+  Player& player_;
+  WebEngine& engine_;
+  QString addinFolder_;
+  bool stopsAtEnd_ = true;
+  bool refreshing_ = false;
+  bool wasOffline_;
+  Json toolbarsShown_;
+  std::vector<PaletteDock*> docks_;
+  std::vector<HostToolbar*> toolbars_;
+  TracePanel* trace_;
+  QAction* start_ = nullptr;
+  QAction* stop_ = nullptr;
+  QAction* again_ = nullptr;
+  QAction* offline_ = nullptr;
+  QAction* showPalette_ = nullptr;
+  QAction* noEntitlement_ = nullptr;
+  QActionGroup* languages_ = nullptr;
+  QLabel* addinLabel_ = nullptr;
+  QLabel* onlineLabel_ = nullptr;
+  QLabel* languageLabel_ = nullptr;
+  QLabel* entitlementLabel_ = nullptr;
+};
+
+}  // namespace substitute

@@ -1,0 +1,179 @@
+#include "substitute/desktop/PaletteDock.h"
+
+#include <QCloseEvent>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QStackedWidget>
+#include <QToolButton>
+#include <QVBoxLayout>
+#include <QWebEngineLoadingInfo>
+#include <QWebEngineView>
+
+#include "substitute/core/HostObjects.h"
+#include "substitute/desktop/Theme.h"
+#include "substitute/desktop/WebPage.h"
+
+namespace substitute {
+
+Qt::DockWidgetArea dockArea(int dockingState) {
+  switch (dockingState) {
+    case 1:
+      return Qt::TopDockWidgetArea;
+    case 2:
+      return Qt::BottomDockWidgetArea;
+    case 3:
+      return Qt::LeftDockWidgetArea;
+    case 4:
+      return Qt::RightDockWidgetArea;
+    default:
+      return Qt::NoDockWidgetArea;
+  }
+}
+
+PaletteDock::PaletteDock(const PaletteObject& object, WebEngine& engine, QWidget* parent)
+    : QDockWidget(parent),
+      object_(object),
+      engine_(engine),
+      address_(QString::fromStdString(object.values.address)),
+      pages_(new QStackedWidget),
+      view_(new QWebEngineView) {
+  setObjectName("palette:" + QString::fromStdString(object.id()));
+  setTitleBarWidget(makeTitleBar());
+  notice_ = makeNotice();
+  pages_->addWidget(view_);
+  pages_->addWidget(notice_);
+  setWidget(pages_);
+
+  auto* const page = new WebPage(engine, view_);
+  view_->setPage(page);
+  view_->setContextMenuPolicy(Qt::NoContextMenu);
+  connect(page, &WebPage::messageSent, this, &PaletteDock::messageSent);
+  connect(page, &QWebEnginePage::loadingChanged, this, [this](const QWebEngineLoadingInfo& info) {
+    switch (info.status()) {
+      case QWebEngineLoadingInfo::LoadStartedStatus:
+        state_ = State::loading;
+        break;
+      case QWebEngineLoadingInfo::LoadSucceededStatus:
+        state_ = State::reached;
+        pages_->setCurrentWidget(view_);
+        break;
+      case QWebEngineLoadingInfo::LoadFailedStatus:
+        fail();
+        break;
+      case QWebEngineLoadingInfo::LoadStoppedStatus:  // by the next load
+        break;
+    }
+  });
+  resize(object.values.width, object.values.height);
+  if (!address_.isEmpty()) {
+    state_ = State::loading;
+    view_->load(address_);
+  }
+  paintIcons();
+}
+
+void PaletteDock::refresh() {
+  const PaletteValues& values = object_.values;
+  const QString title = QString::fromStdString(values.title);
+  if (title != windowTitle()) setWindowTitle(title);
+  title_->setText(title);
+  closeButton_->setVisible(values.closeButton);
+  DockWidgetFeatures wanted = DockWidgetMovable | DockWidgetFloatable;
+  if (values.closeButton) wanted |= DockWidgetClosable;
+  if (wanted != features()) setFeatures(wanted);
+  if (!values.resizable) {
+    const Qt::DockWidgetArea area = dockArea(object_.dockingState);
+    const bool lying = area == Qt::TopDockWidgetArea || area == Qt::BottomDockWidgetArea;
+    const bool upright = area == Qt::LeftDockWidgetArea || area == Qt::RightDockWidgetArea;
+    // Docked, the other measure is the window's.
+    setMinimumSize(lying ? 0 : values.width, upright ? 0 : values.height);
+    setMaximumSize(lying ? QWIDGETSIZE_MAX : values.width,
+                   upright ? QWIDGETSIZE_MAX : values.height);
+  }
+  if (values.visible == isHidden()) setVisible(values.visible);
+}
+
+void PaletteDock::retry() {
+  if (state_ != State::failed) return;
+  state_ = State::loading;
+  view_->load(address_);
+}
+
+void PaletteDock::closeEvent(QCloseEvent* event) {
+  event->ignore();
+  Q_EMIT closeRequested();
+}
+
+void PaletteDock::changeEvent(QEvent* event) {
+  QDockWidget::changeEvent(event);
+  if (event->type() == QEvent::PaletteChange) paintIcons();
+}
+
+// The style's own title bar draws its buttons for light windows only.
+QWidget* PaletteDock::makeTitleBar() {
+  auto* const bar = new QWidget;
+  bar->setObjectName("titleBar");
+  bar->setAttribute(Qt::WA_StyledBackground);
+  auto* const row = new QHBoxLayout(bar);
+  row->setContentsMargins(12, 4, 6, 4);
+  row->setSpacing(2);
+  title_ = new QLabel;
+  row->addWidget(title_, 1);
+  floatButton_ = new QToolButton;
+  floatButton_->setObjectName("float");
+  floatButton_->setAutoRaise(true);
+  floatButton_->setToolTip(tr("Detach or dock"));
+  connect(floatButton_, &QToolButton::clicked, this, [this] { setFloating(!isFloating()); });
+  row->addWidget(floatButton_);
+  closeButton_ = new QToolButton;
+  closeButton_->setObjectName("close");
+  closeButton_->setAutoRaise(true);
+  closeButton_->setToolTip(tr("Close"));
+  connect(closeButton_, &QToolButton::clicked, this, &QWidget::close);
+  row->addWidget(closeButton_);
+  return bar;
+}
+
+QWidget* PaletteDock::makeNotice() {
+  auto* const page = new QWidget;
+  page->setObjectName("notice");
+  page->setAttribute(Qt::WA_StyledBackground);
+  auto* const column = new QVBoxLayout(page);
+  column->setContentsMargins(24, 24, 24, 24);
+  column->setSpacing(10);
+  column->addStretch(2);
+  auto* const heading = new QLabel(tr("The page is out of reach"));
+  heading->setObjectName("heading");
+  heading->setWordWrap(true);
+  heading->setAlignment(Qt::AlignCenter);
+  column->addWidget(heading);
+  reason_ = new QLabel;
+  reason_->setObjectName("reason");
+  reason_->setWordWrap(true);
+  reason_->setAlignment(Qt::AlignCenter);
+  column->addWidget(reason_);
+  auto* const again = new QPushButton(tr("Try again"));
+  connect(again, &QPushButton::clicked, this, &PaletteDock::retry);
+  column->addWidget(again, 0, Qt::AlignHCenter);
+  column->addStretch(3);
+  return page;
+}
+
+void PaletteDock::paintIcons() {
+  const QColor colour = palette().color(QPalette::WindowText);
+  view_->page()->setBackgroundColor(palette().color(QPalette::Base));
+  closeButton_->setIcon(drawnIcon(Drawing::cross, colour));
+  floatButton_->setIcon(drawnIcon(Drawing::window, colour));
+}
+
+void PaletteDock::fail() {
+  state_ = State::failed;
+  reason_->setText(engine_.offline()
+                       ? tr("The host is offline. It loads the page when it goes online.")
+                       : tr("%1 does not answer. The host tries again when it goes online.")
+                             .arg(address_.host()));
+  pages_->setCurrentWidget(notice_);
+}
+
+}  // namespace substitute

@@ -1,0 +1,194 @@
+#include "substitute/desktop/Theme.h"
+
+#include <QApplication>
+#include <QFontDatabase>
+#include <QIconEngine>
+#include <QPainter>
+#include <QPainterPath>
+#include <QPalette>
+#include <QStyleFactory>
+#include <utility>
+
+namespace substitute {
+
+namespace {
+
+struct Colours {
+  QColor window;   // around everything
+  QColor surface;  // what stands on it: fields, pages, lists
+  QColor text;
+  QColor faint;     // text of lesser weight
+  QColor line;      // between parts
+  QColor hover;     // under the pointer
+  QColor accent;    // what is chosen
+  QColor onAccent;  // text on it
+};
+
+Colours coloursOf(Theme theme) {
+  if (theme == Theme::dark) {
+    return {"#2a2e34", "#1f2327", "#e7eaee", "#9aa4b0", "#3d434b", "#3a4048", "#4c9be8", "#0d1620"};
+  }
+  return {"#f2f4f6", "#ffffff", "#1f2a35", "#5d6b79", "#d3d9df", "#e3e8ed", "#1268b8", "#ffffff"};
+}
+
+QPalette paletteOf(const Colours& colours) {
+  QPalette palette;
+  palette.setColor(QPalette::Window, colours.window);
+  palette.setColor(QPalette::WindowText, colours.text);
+  palette.setColor(QPalette::Base, colours.surface);
+  palette.setColor(QPalette::AlternateBase, colours.window);
+  palette.setColor(QPalette::Text, colours.text);
+  palette.setColor(QPalette::PlaceholderText, colours.faint);
+  palette.setColor(QPalette::Button, colours.window);
+  palette.setColor(QPalette::ButtonText, colours.text);
+  palette.setColor(QPalette::ToolTipBase, colours.surface);
+  palette.setColor(QPalette::ToolTipText, colours.text);
+  palette.setColor(QPalette::Highlight, colours.accent);
+  palette.setColor(QPalette::HighlightedText, colours.onAccent);
+  palette.setColor(QPalette::Link, colours.accent);
+  palette.setColor(QPalette::Light, colours.hover);
+  palette.setColor(QPalette::Midlight, colours.hover);
+  palette.setColor(QPalette::Mid, colours.line);
+  palette.setColor(QPalette::Dark, colours.line);
+  for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
+    palette.setColor(QPalette::Disabled, role, colours.faint);
+  }
+  return palette;
+}
+
+constexpr const char* sheet = R"(
+QMainWindow::separator { background: LINE; width: 1px; height: 1px; }
+QMenuBar { background: WINDOW; padding: 2px 6px; border-bottom: 1px solid LINE; }
+QMenuBar::item { padding: 5px 10px; border-radius: 4px; }
+QMenuBar::item:selected { background: HOVER; }
+QMenu { background: SURFACE; border: 1px solid LINE; padding: 4px; }
+QMenu::item { padding: 6px 26px 6px 24px; border-radius: 4px; }
+QMenu::item:selected { background: HOVER; color: TEXT; }
+QMenu::item:disabled { color: FAINT; }
+QMenu::separator { height: 1px; background: LINE; margin: 4px 6px; }
+QMenu::indicator { width: 14px; height: 14px; left: 5px; }
+QToolBar { background: WINDOW; border: none; border-bottom: 1px solid LINE; padding: 4px 8px;
+           spacing: 4px; }
+QToolButton { border: none; border-radius: 5px; padding: 4px; color: TEXT; }
+QToolButton:hover { background: HOVER; }
+QToolButton:pressed { background: LINE; }
+QToolBar QToolButton { padding: 4px 10px; }
+QToolTip { background: SURFACE; color: TEXT; border: 1px solid LINE; padding: 6px; }
+QWidget#titleBar { background: WINDOW; border-bottom: 1px solid LINE; }
+QWidget#titleBar QLabel { font-weight: 600; }
+QWidget#notice { background: SURFACE; }
+QLabel#heading { font-weight: 600; }
+QLabel#reason { color: FAINT; }
+QWidget#titleBar QLabel#count { color: FAINT; font-weight: 400; }
+QAbstractScrollArea::corner { background: SURFACE; }
+QPushButton { background: SURFACE; border: 1px solid LINE; border-radius: 5px; padding: 6px 14px; }
+QPushButton:hover { background: HOVER; }
+QLineEdit { background: SURFACE; border: 1px solid LINE; border-radius: 5px; padding: 4px 8px; }
+QLineEdit:focus { border-color: ACCENT; }
+QTreeView { background: SURFACE; alternate-background-color: SURFACE; border: none; }
+QTreeView::item { padding: 2px 4px; }
+QTreeView::item:selected { background: ACCENT; color: ONACCENT; }
+QHeaderView::section { background: WINDOW; color: FAINT; border: none;
+                       border-bottom: 1px solid LINE; padding: 4px 3px; }
+QScrollBar { background: transparent; border: none; }
+QScrollBar:vertical { width: 10px; }
+QScrollBar:horizontal { height: 10px; }
+QScrollBar::handle { background: LINE; border-radius: 5px; min-height: 24px; min-width: 24px; }
+QScrollBar::add-line, QScrollBar::sub-line { width: 0; height: 0; }
+QScrollBar::add-page, QScrollBar::sub-page { background: transparent; }
+QStatusBar { background: WINDOW; border-top: 1px solid LINE; }
+QStatusBar::item { border: none; }
+QStatusBar QLabel { padding: 3px 10px; color: FAINT; }
+)";
+
+class DrawnIcon : public QIconEngine {
+ public:
+  DrawnIcon(Drawing drawing, QColor colour) : drawing_(drawing), colour_(std::move(colour)) {}
+
+  QIconEngine* clone() const override { return new DrawnIcon(drawing_, colour_); }
+
+  QPixmap pixmap(const QSize& size, QIcon::Mode mode, QIcon::State state) override {
+    QPixmap picture(size);
+    picture.fill(Qt::transparent);
+    QPainter painter(&picture);
+    paint(&painter, QRect(QPoint(), size), mode, state);
+    return picture;
+  }
+
+  // On a square of 16 by 16.
+  void paint(QPainter* painter, const QRect& place, QIcon::Mode mode,
+             QIcon::State /*state*/) override {
+    painter->save();
+    painter->setRenderHint(QPainter::Antialiasing);
+    painter->translate(place.topLeft());
+    painter->scale(place.width() / 16.0, place.height() / 16.0);
+    QColor colour = colour_;
+    if (mode == QIcon::Disabled) colour.setAlphaF(0.4F);
+    painter->setPen(QPen(colour, 1.4, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    switch (drawing_) {
+      case Drawing::cross:
+        painter->drawLine(QPointF(4, 4), QPointF(12, 12));
+        painter->drawLine(QPointF(12, 4), QPointF(4, 12));
+        break;
+      case Drawing::window:
+        painter->drawRoundedRect(QRectF(3, 5.5, 7.5, 7.5), 1, 1);
+        painter->drawPolyline(QPolygonF({{6, 3}, {13, 3}, {13, 10}}));
+        break;
+      case Drawing::help: {
+        // Lighter than the pictures it stands beside.
+        painter->translate(8, 8);
+        painter->scale(0.7, 0.7);
+        painter->translate(-8, -8);
+        painter->drawEllipse(QPointF(8, 8), 6.5, 6.5);
+        QPainterPath mark(QPointF(6, 6.3));
+        mark.cubicTo(6, 3.9, 10, 3.9, 10, 6.3);
+        mark.cubicTo(10, 7.9, 8, 7.8, 8, 9.4);
+        painter->drawPath(mark);
+        painter->setBrush(colour);
+        painter->setPen(Qt::NoPen);
+        painter->drawEllipse(QPointF(8, 11.6), 0.9, 0.9);
+        break;
+      }
+    }
+    painter->restore();
+  }
+
+ private:
+  Drawing drawing_;
+  QColor colour_;
+};
+
+}  // namespace
+
+Theme systemTheme() {
+  const QPalette palette = QApplication::palette();
+  return palette.color(QPalette::WindowText).lightness() >
+                 palette.color(QPalette::Window).lightness()
+             ? Theme::dark
+             : Theme::light;
+}
+
+void apply(Theme theme) {
+  const Colours colours = coloursOf(theme);
+  if (QFontDatabase::hasFamily("Inter")) {
+    QFont font = QApplication::font();
+    font.setFamily("Inter");
+    QApplication::setFont(font);
+  }
+  QApplication::setStyle(QStyleFactory::create("Fusion"));
+  QApplication::setPalette(paletteOf(colours));
+  QString text = sheet;
+  const std::pair<const char*, QColor> names[] = {
+      {"WINDOW", colours.window}, {"SURFACE", colours.surface}, {"FAINT", colours.faint},
+      {"LINE", colours.line},     {"HOVER", colours.hover},     {"ONACCENT", colours.onAccent},
+      {"ACCENT", colours.accent}, {"TEXT", colours.text},
+  };
+  for (const auto& [name, colour] : names) text.replace(name, colour.name());
+  qApp->setStyleSheet(text);
+}
+
+QIcon drawnIcon(Drawing drawing, const QColor& colour) {
+  return QIcon(new DrawnIcon(drawing, colour));
+}
+
+}  // namespace substitute

@@ -1,0 +1,36 @@
+// The trace on screen: a row for each entry, growing as the calls happen.
+#pragma once
+
+#include <QDockWidget>
+
+#include "substitute/core/Gate.h"
+
+class QLabel;
+class QSortFilterProxyModel;
+class QStandardItemModel;
+class QTreeView;
+
+namespace substitute {
+
+class TracePanel : public QDockWidget {
+  Q_OBJECT
+
+ public:
+  explicit TracePanel(QWidget* parent);
+
+  // One more row. `entry` is an entry of the gate's, an operation or an event.
+  void append(const Json& entry);
+
+ protected:
+  void changeEvent(QEvent* event) override;
+
+ private:
+  void count();
+
+  QStandardItemModel* rows_;
+  QSortFilterProxyModel* shown_;
+  QTreeView* list_;
+  QLabel* count_;
+};
+
+}  // namespace substitute

@@ -1,0 +1,110 @@
+#include "substitute/desktop/WebPage.h"
+
+#include <unistd.h>
+
+#include <QFile>
+#include <QLoggingCategory>
+#include <QWebChannel>
+#include <QWebEngineCertificateError>
+#include <QWebEngineScript>
+#include <QWebEngineScriptCollection>
+#include <QWebEngineSettings>
+#include <QWebEngineUrlRequestInterceptor>
+
+#include "substitute/core/Host.h"
+#include "substitute/core/HostObjects.h"
+
+namespace substitute {
+
+namespace {
+
+// What the page's script finds before its own first line. A call waits until the channel stands.
+constexpr const char* bridgeScript = R"(
+(() => {
+  const host = new Promise(resolve => {
+    new QWebChannel(qt.webChannelTransport, channel => resolve(channel.objects.host));
+  });
+  window.adsk = {
+    fusionSendData: (action, data) => host.then(bridge => new Promise(resolve => {
+      bridge.send(String(action), String(data ?? ''), resolve);
+    })),
+  };
+})();
+)";
+
+QString channelScript() {
+  QFile file(":/qtwebchannel/qwebchannel.js");
+  file.open(QIODevice::ReadOnly);
+  return QString::fromUtf8(file.readAll());
+}
+
+// The engine reads its switches once, when the first profile is made.
+const LearningSite& readied(const LearningSite& site, Theme theme) {
+  const char* const variable = "QTWEBENGINE_CHROMIUM_FLAGS";
+  // Quiet: it would report the site's own certificate at every load. Last stands what the user
+  // says.
+  QByteArray switches = "--log-level=3 " + site.engineSwitch() + ' ';
+  if (theme == Theme::dark) switches += "--force-dark-mode ";
+  qputenv(variable, switches + qgetenv(variable));
+  QLoggingCategory::setFilterRules("qt.webenginecontext.info=false");
+  // The engine refuses to run in its sandbox for root.
+  if (geteuid() == 0) qputenv("QTWEBENGINE_DISABLE_SANDBOX", "1");
+  return site;
+}
+
+class OfflineBarrier : public QWebEngineUrlRequestInterceptor {
+ public:
+  OfflineBarrier(const WebEngine& engine, QObject* parent)
+      : QWebEngineUrlRequestInterceptor(parent), engine_(engine) {}
+
+  void interceptRequest(QWebEngineUrlRequestInfo& request) override {
+    if (engine_.offline()) request.block(true);
+  }
+
+ private:
+  const WebEngine& engine_;
+};
+
+}  // namespace
+
+WebEngine::WebEngine(Host& host, const LearningSite& site, Theme theme)
+    : host_(host), site_(readied(site, theme)) {
+  profile_.setUrlRequestInterceptor(new OfflineBarrier(*this, &profile_));
+  profile_.settings()->setAttribute(QWebEngineSettings::ErrorPageEnabled, false);
+  QWebEngineScript script;
+  script.setName("adsk");
+  script.setInjectionPoint(QWebEngineScript::DocumentCreation);
+  script.setWorldId(QWebEngineScript::MainWorld);
+  script.setSourceCode(channelScript() + bridgeScript);
+  profile_.scripts()->insert(script);
+}
+
+bool WebEngine::offline() const {
+  return host_.application().offline;
+}
+
+QString PageBridge::send(const QString& action, const QString& data) {
+  Q_EMIT sent(action, data);
+  return {};
+}
+
+WebPage::WebPage(WebEngine& engine, QObject* parent) : QWebEnginePage(&engine.profile(), parent) {
+  auto* const channel = new QWebChannel(this);
+  auto* const bridge = new PageBridge(this);
+  channel->registerObject("host", bridge);
+  setWebChannel(channel);
+  connect(bridge, &PageBridge::sent, this,
+          [this](const QString& /*action*/, const QString& data) { Q_EMIT messageSent(data); });
+  connect(this, &QWebEnginePage::certificateError, this,
+          [&engine](QWebEngineCertificateError error) {
+            const QList<QSslCertificate> chain = error.certificateChain();
+            if (error.url().host() == LearningSite::host && !chain.isEmpty() &&
+                engine.site().isOwn(chain.first())) {
+              error.acceptCertificate();
+            } else {
+              error.rejectCertificate();
+            }
+          });
+}
+
+}  // namespace substitute
