@@ -1,0 +1,611 @@
+// The add-in on screen: window, palette and page in the real web engine.
+#include <gtest/gtest.h>
+
+#include <QAction>
+#include <QApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QFile>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPainter>
+#include <QProcess>
+#include <QSslSocket>
+#include <QStandardItemModel>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+#include <QToolButton>
+#include <QTreeView>
+#include <QWebEngineView>
+#include <filesystem>
+#include <fstream>
+
+#include "substitute/core/CommandLine.h"
+#include "substitute/core/HostObjects.h"
+#include "substitute/desktop/MainWindow.h"
+#include "substitute/desktop/PaletteDock.h"
+#include "substitute/desktop/TracePanel.h"
+#include "substitute/desktop/WebPage.h"
+
+namespace {
+
+using namespace substitute;
+
+using Runs = std::vector<std::vector<std::string>>;
+
+constexpr int patience = 60000;
+constexpr const char* sketchAddress = "https://learning.velorin.example/fusion360/first-sketch.asp";
+
+QString beside(const char* name) {
+  return QString::fromStdString(besideProgram(name));
+}
+
+// One for the process: the engine learns its port once.
+const LearningSite& site() {
+  static const LearningSite site(beside("site"), beside("learning-site.crt"),
+                                 beside("learning-site.key"));
+  return site;
+}
+
+// Lets everything run until `condition` holds; false when it never does. (QTest's own waiting gives
+// the engine too little to run.)
+bool becomes(const std::function<bool()>& condition) {
+  QEventLoop loop;
+  QElapsedTimer clock;
+  clock.start();
+  QTimer poll;
+  QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
+    if (condition() || clock.hasExpired(patience)) loop.quit();
+  });
+  poll.start(5);
+  loop.exec();
+  return condition();
+}
+
+// A host with its window, the add-in not started yet.
+class Desktop : public testing::Test {
+ protected:
+  Desktop() {
+    window.show();
+    host.gate().listen([this](const Json& entry) { trace.push_back(entry); });
+  }
+
+  static Settings settingsIn(const QTemporaryDir& folder) {
+    const std::string path = folder.path().toStdString();
+    std::filesystem::create_directories(addinFolderIn(path));
+    Settings settings;
+    settings.executable = executableIn(path);
+    return settings;
+  }
+
+  // What the next start finds as its counter.
+  void setCounter(int count) { std::ofstream(host.infoFile()) << "1.1.2026\n" << count << '\n'; }
+
+  PaletteDock* learningDock() const { return window.dock("teachPalete"); }
+  QWebEngineView& view() const { return learningDock()->view(); }
+
+  bool pageLoaded() const {
+    return becomes([this] { return learningDock() && learningDock()->reached(); });
+  }
+
+  QToolButton* button() const { return window.findChild<QToolButton*>("control:runTeachPalette"); }
+
+  // Starts the add-in and waits for the page that it opens.
+  void startWithPage() {
+    window.play("start");
+    ASSERT_NE(learningDock(), nullptr);
+    ASSERT_TRUE(pageLoaded());
+  }
+
+  // The value of an expression in the page, by the page's own script engine.
+  QVariant inPage(const QString& expression) {
+    QVariant result;
+    bool done = false;
+    view().page()->runJavaScript(expression, [&](const QVariant& value) {
+      result = value;
+      done = true;
+    });
+    EXPECT_TRUE(becomes([&] { return done; })) << expression.toStdString();
+    return result;
+  }
+
+  bool becomesTrueInPage(const QString& expression) {
+    return becomes([&] { return inPage(expression).toBool(); });
+  }
+
+  // A press of the mouse in the middle of the page's first such element.
+  void clickInPage(const QString& selector) {
+    const QVariantList place =
+        inPage(QStringLiteral("(() => { const r = document.querySelector('%1')"
+                              ".getBoundingClientRect();"
+                              " return [r.x + r.width / 2, r.y + r.height / 2]; })()")
+                   .arg(selector))
+            .toList();
+    ASSERT_EQ(place.size(), 2);
+    QTest::mouseClick(view().focusProxy(), Qt::LeftButton, {},
+                      QPoint(place[0].toInt(), place[1].toInt()));
+  }
+
+  // The page sends `data`, given as an expression of its script; true once it has its answer.
+  bool pageSends(const QString& data) {
+    inPage(QStringLiteral("window.answered = false; adsk.fusionSendData('open', %1)"
+                          ".then(() => { window.answered = true; }); 0")
+               .arg(data));
+    return becomesTrueInPage("window.answered");
+  }
+
+  QTemporaryDir folder;
+  Host host{settingsIn(folder)};
+  std::ostringstream told;
+  Player player{host, besideProgram("Velorin.so"), told};
+  WebEngine engine{host, site(), Theme::light};
+  MainWindow window{host, player, engine, besideProgram("Velorin.so")};
+  std::vector<Json> trace;
+};
+
+TEST_F(Desktop, FirstStartOpensThePaletteDocked) {
+  startWithPage();
+  const PaletteDock& dock = *learningDock();
+  EXPECT_TRUE(dock.isVisible());
+  EXPECT_FALSE(dock.isFloating());
+  EXPECT_EQ(window.dockWidgetArea(learningDock()), Qt::RightDockWidgetArea);
+  EXPECT_EQ(dock.width(), 300);
+  EXPECT_EQ(dock.windowTitle(), "Velorin");
+  EXPECT_TRUE(dock.findChild<QToolButton*>("close")->isVisible());
+  EXPECT_EQ(inPage("document.readyState"), "complete");
+  EXPECT_EQ(inPage("document.querySelector('h1').innerText"), QString::fromUtf8("První kroky"));
+  ASSERT_NE(button(), nullptr);
+  EXPECT_TRUE(button()->isVisible());
+  EXPECT_EQ(button()->text().trimmed(), "Zobrazit velorin");
+  EXPECT_TRUE(
+      button()->toolTip().contains(QString::fromUtf8("Velorin je pomocník pro začátečníky")));
+  // At the toolbar's right end, behind the help control.
+  const auto* const help = window.findChild<QToolButton*>("control:HelpGroupCommand");
+  EXPECT_GT(button()->x(), help->x());
+  EXPECT_GT(button()->geometry().right(), window.width() - 30);
+}
+
+// The add-in escapes nothing, so the engine reads the text as part of an address: a blank becomes
+// %20, a Czech letter its bytes in UTF-8 behind percent signs, "&" ends the value of `lic`, and "#"
+// ends the query, the rest being the fragment, which no server is sent. The page's script still has
+// every character of it in `location.href`.
+TEST_F(Desktop, PageReadsItsAddress) {
+  host.setEntitlement("Žlutý kůň & syn #7, konec");
+  startWithPage();
+  EXPECT_EQ(inPage("location.protocol + '//' + location.host + location.pathname"),
+            "https://learning.velorin.example/fusion360/learning.asp");
+  EXPECT_EQ(inPage("location.search"),
+            "?lang=CSY&lic=%C5%BDlut%C3%BD%20k%C5%AF%C5%88%20&%20syn%20");
+  EXPECT_EQ(inPage("location.hash"), "#7,%20konec");
+  EXPECT_EQ(inPage("new URLSearchParams(location.search).get('lang')"), "CSY");
+  EXPECT_EQ(inPage("new URLSearchParams(location.search).get('lic')"),
+            QString::fromUtf8("Žlutý kůň "));
+  EXPECT_EQ(inPage("document.getElementById('licence').innerText"),
+            QString::fromUtf8("Žlutý kůň & syn #7, konec"));
+}
+
+TEST_F(Desktop, OtherLanguageShowsTheEnglishPage) {
+  host.setLanguage(3);
+  host.setEntitlement(std::nullopt);
+  startWithPage();
+  EXPECT_EQ(inPage("location.search"), "?lang=ENG&lic=");
+  EXPECT_EQ(inPage("document.querySelector('h1').innerText"), "First steps");
+}
+
+TEST_F(Desktop, LinkOpensItsAddress) {
+  startWithPage();
+  clickInPage(".lesson");
+  ASSERT_TRUE(becomes([this] { return !host.opened().empty(); }));
+  EXPECT_EQ(host.opened(), Runs({{sketchAddress}}));
+  EXPECT_TRUE(becomesTrueInPage("document.querySelector('.lesson').matches('.opened')"));
+  EXPECT_TRUE(inPage("location.pathname").toString().endsWith("learning.asp"));
+}
+
+TEST_F(Desktop, MessageReachesTheShellAsItStands) {
+  startWithPage();
+  ASSERT_TRUE(pageSends("'\"first second\"'"));
+  ASSERT_TRUE(pageSends("'\"\"'"));
+  ASSERT_TRUE(pageSends("'\"příště\"'"));
+  EXPECT_EQ(host.opened(), Runs({{"first", "second"}, {}, {"příště"}}));
+  // An empty text raises the library's error, which the host survives, and runs nothing.
+  ASSERT_TRUE(pageSends("''"));
+  EXPECT_EQ(host.opened().size(), 3U);
+  EXPECT_EQ(trace.back()["event"], "threw");
+  EXPECT_EQ(trace.back()["type"], "std::out_of_range");
+}
+
+TEST_F(Desktop, ButtonBringsBackTheSamePage) {
+  startWithPage();
+  clickInPage("#search");
+  QTest::keyClicks(view().focusProxy(), "otvor");
+  ASSERT_TRUE(becomesTrueInPage("document.getElementById('search').value === 'otvor'"));
+  inPage("window.mark = 'still here'; 0");
+
+  QTest::mouseClick(learningDock()->findChild<QToolButton*>("close"), Qt::LeftButton);
+  ASSERT_NE(learningDock(), nullptr);
+  EXPECT_FALSE(learningDock()->isVisible());
+  EXPECT_EQ(host.state()["palettes"][0]["visible"], false);
+
+  QTest::mouseClick(button(), Qt::LeftButton);
+  EXPECT_TRUE(learningDock()->isVisible());
+  EXPECT_EQ(host.state()["palettes"][0]["visible"], true);
+  EXPECT_EQ(inPage("document.getElementById('search').value"), "otvor");
+  EXPECT_EQ(inPage("window.mark"), "still here");
+}
+
+TEST_F(Desktop, GoingOnlineBringsThePaletteBackInTheFirstStarts) {
+  auto* const offline = window.findChild<QAction*>("offline");
+  for (const int count : {0, 3, 4}) {
+    SCOPED_TRACE(count);
+    setCounter(count);
+    window.play("start");
+    if (count == 4) {
+      EXPECT_EQ(learningDock(), nullptr);
+      QTest::mouseClick(button(), Qt::LeftButton);
+    }
+    ASSERT_NE(learningDock(), nullptr);
+    EXPECT_TRUE(learningDock()->isVisible());
+    QTest::mouseClick(learningDock()->findChild<QToolButton*>("close"), Qt::LeftButton);
+    EXPECT_FALSE(learningDock()->isVisible());
+    offline->trigger();
+    EXPECT_FALSE(learningDock()->isVisible());
+    offline->trigger();
+    EXPECT_EQ(learningDock()->isVisible(), count < 4);
+    window.play("stop");
+  }
+}
+
+TEST_F(Desktop, PageOutOfReachIsTriedAgainWhenOnline) {
+  window.play("offline");
+  setCounter(4);
+  window.play("start");
+  window.play("click");
+  ASSERT_TRUE(becomes([this] { return learningDock()->settled(); }));
+  EXPECT_FALSE(learningDock()->reached());
+  const auto* const reason = learningDock()->findChild<QLabel*>("reason");
+  EXPECT_TRUE(reason->isVisible());
+  EXPECT_TRUE(reason->text().contains("offline")) << reason->text().toStdString();
+  window.play("online");
+  ASSERT_TRUE(pageLoaded());
+  EXPECT_FALSE(reason->isVisible());
+  EXPECT_TRUE(view().isVisible());
+  EXPECT_EQ(inPage("location.pathname"), "/fusion360/learning.asp");
+}
+
+TEST_F(Desktop, StopClearsTheWindow) {
+  startWithPage();
+  window.play("stop");
+  EXPECT_EQ(learningDock(), nullptr);
+  EXPECT_TRUE(becomes([this] {
+    return button() == nullptr && window.findChildren<PaletteDock*>().isEmpty() &&
+           window.findChildren<QWebEnginePage*>().isEmpty();
+  }));
+  EXPECT_EQ(ledger().references, 0);
+  EXPECT_EQ(ledger().texts, 0);
+  EXPECT_FALSE(AddIn::isLoaded(besideProgram("Velorin.so")));
+  startWithPage();
+  ASSERT_NE(button(), nullptr);
+}
+
+// Whether a process runs; one that has ended and waits for its parent does not.
+bool runs(qint64 process) {
+  QFile file(QStringLiteral("/proc/%1/stat").arg(process));
+  return file.open(QIODevice::ReadOnly) && !file.readAll().contains(") Z ");
+}
+
+TEST_F(Desktop, HundredStartsLeaveNoWindowAndNoPage) {
+  const auto count = [] {
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QCoreApplication::processEvents();
+    return std::tuple(QApplication::allWidgets().size(), QApplication::topLevelWindows().size(),
+                      ledger().objects);
+  };
+  std::vector<qint64> pages;  // the engine's processes that ran one
+  const auto startAndStop = [&](bool waitForPage) {
+    setCounter(0);
+    window.play("start");
+    ASSERT_NE(learningDock(), nullptr);
+    if (waitForPage) {
+      ASSERT_TRUE(pageLoaded());
+      pages.push_back(view().page()->renderProcessPid());
+      ASSERT_TRUE(runs(pages.back()));
+    }
+    window.play("stop");
+  };
+  startAndStop(true);
+  const auto before = count();
+  for (int i = 0; i < 100; ++i) {
+    startAndStop(i % 10 == 0);
+    ASSERT_EQ(count(), before) << "start " << i;
+    ASSERT_TRUE(window.findChildren<QWebEnginePage*>().isEmpty());
+  }
+  EXPECT_EQ(ledger().references, 0);
+  EXPECT_TRUE(becomes([&] { return std::none_of(pages.begin(), pages.end(), runs); }));
+}
+
+TEST_F(Desktop, PaletteFollowsTheValuesOfItsCreation) {
+  adsk::core::Palette* const made = host.application().userInterface->palettes->add_raw(
+      "bare", "Bare", "", true, false, false, 240, 180, true);
+  made->dockingState_raw(static_cast<adsk::core::PaletteDockingStates>(3));
+  window.play("state");
+  const PaletteDock* const dock = window.dock("bare");
+  ASSERT_NE(dock, nullptr);
+  EXPECT_EQ(window.dockWidgetArea(window.dock("bare")), Qt::LeftDockWidgetArea);
+  EXPECT_FALSE(dock->findChild<QToolButton*>("close")->isVisible());
+  EXPECT_EQ(dock->minimumWidth(), 240);
+  EXPECT_EQ(dock->maximumWidth(), 240);
+  made->isVisible_raw(false);
+  window.play("state");
+  EXPECT_FALSE(dock->isVisible());
+  made->deleteMe_raw();
+  made->release();
+  EXPECT_EQ(window.dock("bare"), nullptr);
+}
+
+// The site's certificate counts for the placeholder host alone.
+TEST_F(Desktop, CertificateIsRefusedForAnotherHost) {
+  const QByteArray port = site().engineSwitch().split(':').last().chopped(1);
+  const std::string address = "https://127.0.0.1:" + port.toStdString() + "/fusion360/learning.asp";
+  host.application()
+      .userInterface->palettes
+      ->add_raw("foreign", "Foreign", address.c_str(), true, true, true, 300, 400, true)
+      ->release();
+  window.play("state");
+  const PaletteDock* const dock = window.dock("foreign");
+  ASSERT_NE(dock, nullptr);
+  ASSERT_TRUE(becomes([&] { return dock->settled(); }));
+  EXPECT_FALSE(dock->reached());
+  EXPECT_EQ(dock->findChild<QLabel*>("reason")->text(),
+            "127.0.0.1 does not answer. The host tries again when it goes online.");
+}
+
+TEST_F(Desktop, DetachingChangesThePaletteOfTheHost) {
+  startWithPage();
+  auto* const detach = learningDock()->findChild<QToolButton*>("float");
+  QTest::mouseClick(detach, Qt::LeftButton);
+  EXPECT_TRUE(learningDock()->isFloating());
+  EXPECT_EQ(host.state()["palettes"][0]["dockingState"], 0);
+  window.play("state");
+  EXPECT_TRUE(learningDock()->isFloating());
+  QTest::mouseClick(detach, Qt::LeftButton);
+  EXPECT_FALSE(learningDock()->isFloating());
+  EXPECT_EQ(host.state()["palettes"][0]["dockingState"], 4);
+}
+
+// The picture in `folder` for the toolbar's icon size at the screen's scale.
+QImage fileFor(const QString& folder) {
+  const QString scale = qApp->devicePixelRatio() > 1 ? "@2x" : "";
+  return QImage(folder + "/32x32" + scale + ".png");
+}
+
+// Whether `picture` stands somewhere in what the button paints.
+bool shows(QToolButton& button, const QImage& picture) {
+  const qreal scale = qApp->devicePixelRatio();
+  const auto onWhite = [scale](const QSize& size, const std::function<void(QPainter&)>& paint) {
+    QImage image(size, QImage::Format_RGB32);
+    image.fill(Qt::white);
+    image.setDevicePixelRatio(scale);
+    QPainter painter(&image);
+    paint(painter);
+    painter.end();
+    image.setDevicePixelRatio(1);
+    return image;
+  };
+  const QImage painted = onWhite(button.size() * scale, [&](QPainter& painter) {
+    button.render(&painter, {}, {}, QWidget::RenderFlags());
+  });
+  QImage source = picture;
+  source.setDevicePixelRatio(scale);
+  const QImage wanted =
+      onWhite(picture.size(), [&](QPainter& painter) { painter.drawImage(0, 0, source); });
+  for (int y = 0; y + wanted.height() <= painted.height(); ++y) {
+    for (int x = 0; x + wanted.width() <= painted.width(); ++x) {
+      if (painted.copy(QRect(QPoint(x, y), wanted.size())) == wanted) return true;
+    }
+  }
+  return false;
+}
+
+TEST_F(Desktop, EveryIconFolderShows) {
+  const QStringList names = {"resources/Velorin", "resources/Velorin/LessTen", "resources/Eshop",
+                             "resources/Eshop/LessTen"};
+  for (const QString& name : names) {
+    SCOPED_TRACE(name.toStdString());
+    const QImage wanted = fileFor(beside("") + name);
+    ASSERT_FALSE(wanted.isNull());
+    ASSERT_EQ(wanted.width(), 32 * qApp->devicePixelRatio());
+    auto& definitions = *host.application().userInterface->definitions;
+    definitions.addButtonDefinition_raw("pictured", "Pictured", "", name.toUtf8().constData())
+        ->release();
+    window.play("plant control pictured");
+    auto* const pictured = window.findChild<QToolButton*>("control:pictured");
+    ASSERT_NE(pictured, nullptr);
+    EXPECT_EQ(pictured->toolButtonStyle(), Qt::ToolButtonTextBesideIcon);
+    EXPECT_TRUE(shows(*pictured, wanted));
+    for (const QString& different : names) {
+      if (different != name) {
+        EXPECT_FALSE(shows(*pictured, fileFor(beside("") + different)));
+      }
+    }
+    window.play("remove control pictured");
+    window.play("remove definition pictured");
+    QTest::qWait(0);
+  }
+}
+
+TEST_F(Desktop, ButtonBearsTheIconOfTheFolderThatTheAddInNamed) {
+  window.play("start");
+  ASSERT_NE(button(), nullptr);
+  EXPECT_TRUE(shows(*button(), fileFor(beside("resources/Velorin/LessTen"))));
+  window.play("stop");
+  QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+  window.play("start");
+  ASSERT_NE(button(), nullptr);
+  EXPECT_TRUE(shows(*button(), fileFor(beside("resources/Velorin"))));
+}
+
+TEST_F(Desktop, TracePanelGrowsAndFilters) {
+  auto* const list = window.findChild<QTreeView*>("traceList");
+  auto* const filter = window.findChild<QLineEdit*>("traceFilter");
+  window.play("start");
+  ASSERT_FALSE(trace.empty());
+  EXPECT_EQ(list->model()->rowCount(), static_cast<int>(trace.size()));
+  EXPECT_EQ(list->model()->index(0, 1).data(), "run");
+  QTest::keyClicks(filter, "palettes.");
+  const auto about = std::count_if(trace.begin(), trace.end(), [](const Json& entry) {
+    return line(entry).find("Palettes.") != std::string::npos;
+  });
+  EXPECT_GT(about, 0);
+  EXPECT_EQ(list->model()->rowCount(), static_cast<int>(about));
+  filter->clear();
+  window.play("stop");
+  EXPECT_EQ(list->model()->rowCount(), static_cast<int>(trace.size()));
+}
+
+TEST_F(Desktop, StartingAgainCountsOneMore) {
+  startWithPage();
+  window.findChild<QAction*>("again")->trigger();
+  std::ifstream file(host.infoFile());
+  std::string date;
+  std::string count;
+  std::getline(file, date);
+  std::getline(file, count);
+  EXPECT_EQ(count, "2");
+  EXPECT_TRUE(pageLoaded());
+}
+
+TEST_F(Desktop, ClosingTheWindowStopsTheAddIn) {
+  startWithPage();
+  window.close();
+  EXPECT_FALSE(player.loaded());
+  EXPECT_EQ(trace.back()["event"], "stop returned");
+}
+
+TEST_F(Desktop, SiteServesItsOwnFolderOnly) {
+  const auto answerTo = [](const QByteArray& path) {
+    QSslSocket socket;
+    socket.setPeerVerifyMode(QSslSocket::VerifyNone);
+    const QByteArray port = site().engineSwitch().split(':').last().chopped(1);
+    socket.connectToHostEncrypted("127.0.0.1", port.toUShort());
+    EXPECT_TRUE(becomes([&] { return socket.isEncrypted(); }));
+    EXPECT_TRUE(site().isOwn(socket.peerCertificate()));
+    socket.write("GET " + path + " HTTP/1.1\r\nHost: " + LearningSite::host + "\r\n\r\n");
+    EXPECT_TRUE(becomes([&] { return socket.state() == QAbstractSocket::UnconnectedState; }));
+    return socket.readAll();
+  };
+  EXPECT_TRUE(answerTo("/fusion360/learning.asp?lang=CSY").startsWith("HTTP/1.1 200 "));
+  EXPECT_TRUE(answerTo("/fusion360/learning.css").contains("text/css"));
+  for (const QByteArray path : {"/fusion360/../learning-site.key", "/fusion360/none.asp", "/",
+                                "/fusion360/%2e%2e/learning-site.key", "/fusion360//etc/passwd"}) {
+    EXPECT_TRUE(answerTo(path).startsWith("HTTP/1.1 404 ")) << path.toStdString();
+  }
+  EXPECT_FALSE(site().isOwn(QSslCertificate()));
+}
+
+// What a program of the project's says and how it ends.
+struct Ended {
+  int status = -1;
+  QByteArray output;
+  QByteArray errors;
+};
+
+Ended runProgram(const char* name, const QStringList& arguments,
+                 const QProcessEnvironment& environment) {
+  QProcess process;
+  process.setProcessEnvironment(environment);
+  process.start(beside(name), arguments);
+  EXPECT_TRUE(process.waitForFinished(60000)) << name;
+  return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+}
+
+Ended runProgram(const char* name, const QStringList& arguments) {
+  return runProgram(name, arguments, QProcessEnvironment::systemEnvironment());
+}
+
+QByteArray contentOf(const QString& name) {
+  QFile file(name);
+  EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << name.toStdString();
+  return file.readAll();
+}
+
+TEST(DesktopProgram, GivesTheTraceOfTheTerminal) {
+  const QFileInfoList scenarios = QDir(beside("scenarios")).entryInfoList({"*.txt"});
+  ASSERT_FALSE(scenarios.isEmpty());
+  for (const QFileInfo& scenario : scenarios) {
+    SCOPED_TRACE(scenario.fileName().toStdString());
+    const QTemporaryDir folder;
+    const QString path = folder.path();
+    const QString file = scenario.filePath();
+    const Ended shown = runProgram(
+        "substitute-desktop",
+        {"--play", file, "--quit", "--data", path + "/window", "--trace", path + "/window.trace"});
+    const Ended played = runProgram("substitute-host", {file, "--data", path + "/terminal",
+                                                        "--trace", path + "/terminal.trace"});
+    EXPECT_EQ(shown.status, played.status) << shown.errors.toStdString();
+    const QList<QByteArray> seen = contentOf(path + "/window.trace").split('\n');
+    const QList<QByteArray> wanted = contentOf(path + "/terminal.trace").split('\n');
+    EXPECT_GT(wanted.size(), 2);
+    ASSERT_EQ(seen.size(), wanted.size());
+    for (int i = 0; i < wanted.size(); ++i) ASSERT_EQ(seen[i], wanted[i]) << "line " << i + 1;
+  }
+}
+
+TEST(DesktopProgram, TakesAScreenshot) {
+  const QTemporaryDir folder;
+  const QString file = folder.filePath("window.png");
+  const Ended ended = runProgram(
+      "substitute-desktop", {"--data", folder.path(), "--theme", "dark", "--screenshot", file});
+  EXPECT_EQ(ended.status, 0) << ended.errors.toStdString();
+  const QImage picture(file);
+  ASSERT_FALSE(picture.isNull());
+  // The page on the right is painted, dark as the window: something bright stands on a dark ground.
+  const QRect page(picture.width() - 280, 150, 260, 300);
+  int bright = 0;
+  int dark = 0;
+  for (int y = page.top(); y < page.bottom(); ++y) {
+    for (int x = page.left(); x < page.right(); ++x) {
+      const int value = qGray(picture.pixel(x, y));
+      bright += value > 180;
+      dark += value < 80;
+    }
+  }
+  EXPECT_GT(bright, 200);
+  EXPECT_GT(dark, page.width() * page.height() / 2);
+}
+
+TEST(DesktopProgram, SaysWhatIsWrong) {
+  const QTemporaryDir folder;
+  const QStringList data = {"--data", folder.path()};
+  const auto expect = [&](const QStringList& arguments, int status, const char* words) {
+    const Ended ended = runProgram("substitute-desktop", data + arguments);
+    EXPECT_EQ(ended.status, status);
+    EXPECT_TRUE(ended.errors.contains(words)) << ended.errors.toStdString();
+  };
+  expect({"--wrong"}, 2, "--wrong");
+  expect({"--theme", "pink"}, 2, "light");
+  expect({"--play", "no-such"}, 2, "there is no scenario no-such.");
+  expect({"--quit", "--addin", "/nowhere/lib.so"}, 1, "there is no library /nowhere/lib.so.");
+  expect({"--quit", "--site", folder.path()}, 2, "holds no learning.html.");
+  expect({"--screenshot", "/nowhere/a.png"}, 2, "/nowhere/a.png.");
+
+  QProcessEnvironment blind = QProcessEnvironment::systemEnvironment();
+  for (const char* const name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
+    blind.remove(name);
+  const Ended ended = runProgram("substitute-desktop", data, blind);
+  EXPECT_EQ(ended.status, 2);
+  EXPECT_EQ(ended.errors,
+            "substitute-desktop: there is no display to open a window on; "
+            "substitute-host plays in the terminal.\n");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  testing::InitGoogleTest(&argc, argv);
+  qputenv("QT_QPA_PLATFORM", "offscreen");
+  QApplication application(argc, argv);
+  apply(Theme::light);
+  return RUN_ALL_TESTS();
+}
