@@ -44,14 +44,17 @@ install_packages() {
       "have other names, install them by hand and set VELORIN_ASSUME_PACKAGES=1."
   fi
   rm -f "$log"
+  installed=1
 }
 
-# build PRESET: configures the preset once and builds it.
+# build PRESET: builds the preset, configured once and again when there are new packages to be found.
 build() {
   echo "Building: $1"
   (
     cd "$root" &&
-      { [[ -e build/$1/build.ninja ]] || cmake --preset "$1" --log-level=WARNING >/dev/null; } &&
+      if [[ ! -e build/$1/build.ninja || -n ${installed:-} ]]; then
+        cmake --preset "$1" --log-level=NOTICE >/dev/null
+      fi &&
       cmake --build --preset "$1"
   ) || fail "the preset $1 could not be built."
 }
