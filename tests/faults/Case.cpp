@@ -1,0 +1,288 @@
+#include "tests/faults/Case.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <system_error>
+
+namespace fs = std::filesystem;
+
+namespace faults {
+
+namespace {
+
+using model::Json;
+using Lines = std::vector<std::string>;
+
+constexpr int patience = 60'000;  // milliseconds; a case takes a few
+
+const std::string assertion = "Memory:150: operator->: Assertion `ptr_ != nullptr' failed.";
+
+// What substitute-host says in words alone when the add-in breaks the rules of counting.
+const Lines complaints = {"A reference was dropped", "A text was handed back", "It left ",
+                          "The add-in was let go"};
+
+// What a process left.
+struct Ending {
+  int status = 0;  // as waitpid gives it
+  bool killed = false;
+  std::string out;
+  std::string err;
+  std::string trace;
+  std::optional<std::string> infoFile;
+};
+
+std::optional<std::string> bytesOf(const fs::path& file) {
+  std::ifstream input(file, std::ios::binary);
+  if (!input) return {};
+  return std::string(std::istreambuf_iterator<char>(input), {});
+}
+
+Lines linesOf(const std::string& text) {
+  Lines lines;
+  std::istringstream input(text);
+  for (std::string line; std::getline(input, line);) lines.push_back(line);
+  return lines;
+}
+
+std::string today() {
+  const std::time_t now = std::time(nullptr);
+  std::tm local = {};
+  localtime_r(&now, &local);
+  char text[16] = {};
+  std::strftime(text, sizeof text, "%d.%m.%Y", &local);
+  return text;
+}
+
+fs::path infoFileIn(const fs::path& data) {
+  return data / "Autodesk/Autodesk Fusion 360/API/AddIns/Velorin/Velorin_Info.txt";
+}
+
+Lines withStates(const Lines& scenario) {
+  Lines all;
+  for (const std::string& command : scenario) {
+    all.push_back(command);
+    all.push_back("state");
+  }
+  return all;
+}
+
+// Runs `command` with its output in files of `directory`, and waits for its end.
+int spawn(const Lines& command, const fs::path& directory, bool& killed) {
+  std::vector<char*> argv;
+  for (const std::string& word : command) argv.push_back(const_cast<char*>(word.c_str()));
+  argv.push_back(nullptr);
+
+  // A process that aborts leaves its temporary files behind; here they go with the directory.
+  const std::string temporary = "TMPDIR=" + directory.string();
+  std::vector<char*> environment = {const_cast<char*>(temporary.c_str())};
+  for (char** entry = environ; *entry != nullptr; ++entry) {
+    if (std::string(*entry).rfind("TMPDIR=", 0) != 0) environment.push_back(*entry);
+  }
+  environment.push_back(nullptr);
+
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+  const int flags = O_WRONLY | O_CREAT | O_TRUNC;
+  const std::string out = directory / "out";
+  const std::string err = directory / "err";
+  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, out.c_str(), flags, 0600);
+  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, err.c_str(), flags, 0600);
+  pid_t child = 0;
+  const int error =
+      posix_spawn(&child, argv[0], &actions, nullptr, argv.data(), environment.data());
+  posix_spawn_file_actions_destroy(&actions);
+  if (error != 0) throw std::system_error(error, std::generic_category(), command[0]);
+
+  const int handle = static_cast<int>(syscall(SYS_pidfd_open, child, 0));
+  if (handle >= 0) {
+    pollfd ended = {handle, POLLIN, 0};
+    int ready = 0;
+    do {
+      ready = poll(&ended, 1, patience);
+    } while (ready < 0 && errno == EINTR);
+    if (ready == 0) {
+      killed = true;
+      kill(child, SIGKILL);
+    }
+    close(handle);
+  }
+  int status = 0;
+  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  }
+  return status;
+}
+
+Ending play(const Case& one, const Tools& tools, const fs::path& directory) {
+  const fs::path data = directory / "data";
+  const fs::path infoFile = infoFileIn(data);
+  fs::remove_all(directory / "trace");
+  fs::remove(infoFile);
+  if (one.infoFile) {
+    fs::create_directories(infoFile.parent_path());
+    std::ofstream(infoFile, std::ios::binary) << *one.infoFile;
+  }
+  const fs::path scenario = directory / "scenario";
+  std::ofstream commands(scenario, std::ios::binary);
+  for (const std::string& command : withStates(one.scenario)) commands << command << '\n';
+  commands.close();
+
+  Ending ending;
+  ending.status = spawn({tools.host, "--addin", tools.addin, "--data", data, "--trace",
+                         directory / "trace", scenario},
+                        directory, ending.killed);
+  ending.out = bytesOf(directory / "out").value_or("");
+  ending.err = bytesOf(directory / "err").value_or("");
+  ending.trace = bytesOf(directory / "trace").value_or("");
+  ending.infoFile = bytesOf(infoFile);
+  return ending;
+}
+
+std::string ofStatus(int status) {
+  if (WIFSIGNALED(status)) return std::string("signal ") + strsignal(WTERMSIG(status));
+  return "exit status " + std::to_string(WEXITSTATUS(status));
+}
+
+std::string ofBytes(const std::optional<std::string>& bytes) {
+  return bytes ? Json(*bytes).dump(-1, ' ', false, Json::error_handler_t::replace) : "absent";
+}
+
+// The first line in which `got` is not what is `expected`, told for a person.
+void compareLines(const std::string& what, const std::vector<Json>& expected, const Lines& got,
+                  Lines& found) {
+  for (std::size_t i = 0; i < std::max(expected.size(), got.size()); ++i) {
+    const std::string place = what + " " + std::to_string(i + 1) + ": ";
+    if (i >= got.size()) {
+      found.push_back(place + "expected " + expected[i].dump() + ", got no more");
+      return;
+    }
+    if (i >= expected.size()) {
+      found.push_back(place + "expected no more, got " + got[i]);
+      return;
+    }
+    Json entry = Json::parse(got[i], nullptr, false);
+    if (expected[i].value("event", "") == "threw" && !expected[i].contains("what")) {
+      entry.erase("what");
+    }
+    if (entry == expected[i]) continue;
+    found.push_back(place + "expected " + expected[i].dump() + ", got " + got[i]);
+    return;
+  }
+}
+
+// The same for states, of which only what differs is told.
+void compareStates(const std::vector<Json>& expected, const Lines& got, Lines& found) {
+  for (std::size_t i = 0; i < std::min(expected.size(), got.size()); ++i) {
+    const Json state = Json::parse(got[i], nullptr, false);
+    if (state == expected[i]) continue;
+    for (const auto& [key, value] : expected[i].items()) {
+      const Json other = state.is_object() ? state.value(key, Json()) : Json();
+      if (other == value) continue;
+      found.push_back("state after command " + std::to_string(i + 1) + ": expected " + key + " " +
+                      value.dump() + ", got " + other.dump());
+      return;
+    }
+    found.push_back("state after command " + std::to_string(i + 1) + ": expected " +
+                    expected[i].dump() + ", got " + got[i]);
+    return;
+  }
+  if (expected.size() != got.size()) {
+    found.push_back("expected " + std::to_string(expected.size()) + " states, got " +
+                    std::to_string(got.size()));
+  }
+}
+
+Lines compare(const Ending& ending, const model::Outcome& expected) {
+  Lines found;
+  if (ending.killed) found.push_back("the process did not end");
+  const bool aborted = WIFSIGNALED(ending.status) && WTERMSIG(ending.status) == SIGABRT;
+  const bool asExpected = expected.aborted ? aborted : ending.status == 0;
+  if (!asExpected) {
+    found.push_back(std::string("expected ") +
+                    (expected.aborted ? "the end by an assertion" : "exit status 0") + ", got " +
+                    ofStatus(ending.status));
+  }
+  if (expected.aborted ? ending.err.find(assertion) == std::string::npos : !ending.err.empty()) {
+    found.push_back(std::string("standard error: expected ") +
+                    (expected.aborted ? assertion : "nothing") + ", got " + ending.err);
+  }
+  compareLines("trace line", expected.trace, linesOf(ending.trace), found);
+  Lines states;
+  for (const std::string& line : linesOf(ending.out)) {
+    if (line[0] == '{') states.push_back(line);
+    for (const std::string& complaint : complaints) {
+      if (line.find("  " + complaint) == 0) found.push_back("the host says: " + line.substr(2));
+    }
+  }
+  compareStates(expected.states, states, found);
+  if (ending.infoFile != expected.infoFile) {
+    found.push_back("info file: expected " + ofBytes(expected.infoFile) + ", got " +
+                    ofBytes(ending.infoFile));
+  }
+  return found;
+}
+
+// One word for the shell, whatever it holds.
+std::string quoted(const std::string& word) {
+  const std::string plain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_./:";
+  if (!word.empty() && word.find_first_not_of(plain) == std::string::npos) return word;
+  bool special = false;
+  std::string text;
+  for (const char byte : word) {
+    switch (byte) {
+      case '\n':
+        text += "\\n";
+        special = true;
+        break;
+      case '\r':
+        text += "\\r";
+        special = true;
+        break;
+      case '\'':
+      case '\\':
+        special = true;
+        text += std::string("\\") + byte;
+        break;
+      default:
+        text += byte;
+    }
+  }
+  return (special ? "$'" : "'") + text + "'";
+}
+
+}  // namespace
+
+model::Outcome predict(const Case& one, const Tools& tools, const std::string& data) {
+  return model::predict(withStates(one.scenario), {data, today(), one.infoFile, tools.emptyHandle});
+}
+
+std::vector<std::string> differences(const Case& one, const Tools& tools,
+                                     const std::string& directory) {
+  while (true) {
+    const std::string day = today();
+    const Ending ending = play(one, tools, directory);
+    Lines found = compare(ending, predict(one, tools, directory + "/data"));
+    // A difference that midnight made is none.
+    if (found.empty() || day == today()) return found;
+  }
+}
+
+std::string arguments(const Case& one) {
+  std::string text = "play";
+  if (one.infoFile) text += " --info-file " + quoted(*one.infoFile);
+  for (const std::string& command : one.scenario) text += " " + quoted(command);
+  return text;
+}
+
+}  // namespace faults

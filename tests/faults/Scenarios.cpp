@@ -1,0 +1,287 @@
+#include "tests/faults/Scenarios.h"
+
+#include <map>
+#include <random>
+
+namespace faults {
+
+namespace {
+
+using model::Json;
+
+const std::string link = "message \"https://learning.velorin.example/sketch.asp\"";
+
+std::string counted(const std::string& count) {
+  return "16.11.2026\n" + count;
+}
+
+// All that the host can be asked.
+const std::vector<std::string> operations = {
+    "Application.get",
+    "Application.userInterface",
+    "Application.preferences",
+    "Application.executeTextCommand",
+    "Application.isOffLine",
+    "Application.onlineStatusChanged",
+    "ApplicationEvent.add",
+    "ApplicationEventArgs.isOffLine",
+    "Base.isValid",
+    "Base.query",
+    "Command.commandInputs",
+    "Command.execute",
+    "CommandCreatedEvent.add",
+    "CommandCreatedEventArgs.command",
+    "CommandDefinition.commandCreated",
+    "CommandDefinition.deleteMe",
+    "CommandDefinitions.addButtonDefinition",
+    "CommandDefinitions.itemById",
+    "CommandEvent.add",
+    "GeneralPreferences.userLanguage",
+    "HTMLEvent.add",
+    "HTMLEventArgs.data",
+    "Palette.deleteMe",
+    "Palette.dockingState",
+    "Palette.incomingFromHTML",
+    "Palette.isVisible",
+    "Palettes.add",
+    "Palettes.itemById",
+    "Preferences.generalPreferences",
+    "Toolbar.controls",
+    "ToolbarControl.deleteMe",
+    "ToolbarControls.addCommand",
+    "ToolbarControls.itemById",
+    "Toolbars.itemById",
+    "UserInterface.commandDefinitions",
+    "UserInterface.palettes",
+    "UserInterface.toolbars",
+};
+
+// A source of chance that is the same with every standard library.
+class Chance {
+ public:
+  explicit Chance(std::uint64_t seed) : bits_(seed) {}
+
+  // One of 0 to `count` - 1.
+  std::size_t below(std::size_t count) { return bits_() % count; }
+  bool percent(std::size_t share) { return below(100) < share; }
+
+  template <class T>
+  const T& of(const std::vector<T>& all) {
+    return all[below(all.size())];
+  }
+
+ private:
+  std::mt19937_64 bits_;
+};
+
+// Every call that the model sees in `one`, as what `fail` takes: the operation and which call of
+// it.
+std::vector<std::string> callsIn(const Case& one, const Tools& tools) {
+  std::vector<std::string> calls;
+  std::map<std::string, int> count;
+  for (const Json& entry : predict(one, tools, "/host").trace) {
+    if (!entry.contains("op")) continue;
+    const std::string operation = entry["op"];
+    calls.push_back(operation + " " + std::to_string(++count[operation]));
+  }
+  return calls;
+}
+
+NamedCase withFault(NamedCase named, const std::string& words) {
+  named.name += ", " + words;
+  named.one.scenario.insert(named.one.scenario.begin(), "fail " + words);
+  return named;
+}
+
+std::string randomMessage(Chance& chance) {
+  static const std::vector<std::string> messages = {
+      "message \"https://learning.velorin.example/sketch.asp\"",
+      "message 'https://learning.velorin.example/body.asp second  word'",
+      "message (two words)",
+      "message \"příklad/žluťoučký kůň\"",
+      "message xx",
+      "message x",
+      "message č",
+      "message \" \"",
+      "message",
+      "message ",
+      "message-null",
+  };
+  return chance.of(messages);
+}
+
+std::string randomObject(Chance& chance, bool planted) {
+  static const std::vector<std::string> known = {
+      "palette teachPalete",
+      "palette other",
+      "definition openEshop",
+      "definition runTeachPalette",
+      "control openEshop",
+      "control runTeachPalette",
+      "control HelpGroupCommand",
+      "plain-control openEshop",
+      "plain-control runTeachPalette",
+      "plain-control HelpGroupCommand",
+  };
+  if (!planted && chance.percent(15)) return "toolbar QATRight";
+  return chance.of(known);
+}
+
+std::string randomFault(Chance& chance) {
+  std::string words = chance.of(operations);
+  if (chance.percent(50)) words += " " + std::to_string(1 + chance.below(4));
+  if (chance.percent(60)) words += chance.percent(50) ? " throw" : " null";
+  return words;
+}
+
+std::string randomCommand(Chance& chance) {
+  switch (chance.below(20)) {
+    case 0:
+    case 1:
+    case 2:
+    case 3:
+      return "start";
+    case 4:
+    case 5:
+      return "stop";
+    case 6:
+      return "unload";
+    case 7:
+    case 8:
+      return chance.percent(85) ? "click" : "click openEshop";
+    case 9:
+    case 10:
+      return randomMessage(chance);
+    case 11:
+    case 12:
+      return "online";
+    case 13:
+      return "offline";
+    case 14:
+      return chance.of<std::string>({"hide", "show", "close"});
+    case 15:
+      return chance.percent(50)
+                 ? "language " + chance.of<std::string>({"0", "1", "2", "3", "-2", "2147483647"})
+                 : chance.of<std::string>({"entitlement", "entitlement ", "entitlement A B&c=d#e",
+                                           "entitlement žluťoučký"});
+    case 16:
+      return "plant " + randomObject(chance, true);
+    case 17:
+      return "remove " + randomObject(chance, false);
+    default:
+      return "fail " + randomFault(chance);
+  }
+}
+
+std::optional<std::string> randomInfoFile(Chance& chance) {
+  if (chance.percent(30)) return {};
+  if (chance.percent(15)) {
+    return chance.of<std::string>({"", "\n", "\n\n", "1", "1\n", "16.11.2026", "16.11.2026\n"});
+  }
+  static const std::vector<std::string> counts = {"0",
+                                                  "1",
+                                                  "2",
+                                                  "3",
+                                                  "4",
+                                                  "5",
+                                                  "-1",
+                                                  "-5",
+                                                  "2147483646",
+                                                  "2147483647",
+                                                  "2147483648",
+                                                  "-2147483648",
+                                                  "-2147483649",
+                                                  "99999999999",
+                                                  "99999999999999999999999",
+                                                  "abc",
+                                                  "",
+                                                  " 7x",
+                                                  "\t3",
+                                                  "\v\f\r3",
+                                                  "+2",
+                                                  "-",
+                                                  "+-3",
+                                                  "0x10",
+                                                  "007",
+                                                  "3.9",
+                                                  "3\r"};
+  return counted(chance.of(counts)) +
+         chance.of<std::string>({"", "\n", "\n\n", "\nnotes", "\nnotes\r\n\nmore\n"});
+}
+
+}  // namespace
+
+const std::vector<NamedCase>& scenarios() {
+  static const std::vector<NamedCase> all = {
+      {"first start", {{"start", link, "close", "click", "stop"}, {}}},
+      {"fourth start", {{"start", "close", "online", link, "click", "stop"}, counted("3\n")}},
+      {"fifth start", {{"start", "online", "click", link, "click", "stop"}, counted("4\n")}},
+      {"unreadable count", {{"start", "online", "stop"}, counted("-1")}},
+      {"start offline", {{"offline", "start", "click", "online", link, "stop"}, {}}},
+      {"going online", {{"offline", "start", "online", link, "click", "stop"}, counted("2\n")}},
+      {"another language", {{"language 3", "entitlement", "start", "click", "stop"}, counted("1")}},
+      {"existing palette",
+       {{"plant palette teachPalete", "hide", "start", "online", link, "click", "stop"}, {}}},
+      {"planted e-shop",
+       {{"plant definition openEshop", "plant control openEshop", "start", "click openEshop",
+         "stop"},
+        counted("9\n")}},
+      {"plain controls",
+       {{"plant plain-control openEshop", "start", "remove control runTeachPalette",
+         "plant plain-control runTeachPalette", "stop"},
+        counted("9\n")}},
+      {"leftovers of an earlier load",
+       {{"start", "unload", "start", "click", link, "stop"}, counted("3\n")}},
+      {"palette replaced",
+       {{"start", "remove palette teachPalete", "plant palette teachPalete", "click", "online",
+         "stop"},
+        {}}},
+      {"no toolbar", {{"remove toolbar QATRight", "start", "stop"}, {}}},
+      {"toolbar goes before stop", {{"start", "remove toolbar QATRight", "stop"}, {}}},
+      {"three starts",
+       {{"start", "stop", "start", "message", "message-null", "stop", "start", "stop"},
+        counted("2\n")}},
+  };
+  return all;
+}
+
+std::vector<NamedCase> singleFaults(const NamedCase& scenario, const Tools& tools) {
+  std::vector<NamedCase> cases;
+  for (const std::string& call : callsIn(scenario.one, tools)) {
+    for (const char* const how : {" null", " throw"}) {
+      cases.push_back(withFault(scenario, call + how));
+    }
+  }
+  return cases;
+}
+
+std::set<std::string> unreachedOperations(const Tools& tools) {
+  std::set<std::string> unreached(operations.begin(), operations.end());
+  for (const NamedCase& scenario : scenarios()) {
+    for (const std::string& call : callsIn(scenario.one, tools)) {
+      unreached.erase(call.substr(0, call.find(' ')));
+    }
+  }
+  return unreached;
+}
+
+NamedCase pairOfFaults(std::uint64_t seed, const Tools& tools) {
+  Chance chance(seed);
+  NamedCase named = chance.of(scenarios());
+  for (int fault = 0; fault < 2; ++fault) {
+    const std::vector<std::string> calls = callsIn(named.one, tools);
+    named = withFault(named, chance.of(calls) + (chance.percent(50) ? " null" : " throw"));
+  }
+  return named;
+}
+
+NamedCase randomScenario(std::uint64_t seed) {
+  Chance chance(seed);
+  NamedCase named{"seed " + std::to_string(seed), {}};
+  named.one.infoFile = randomInfoFile(chance);
+  const std::size_t length = 1 + chance.below(14);
+  for (std::size_t i = 0; i < length; ++i) named.one.scenario.push_back(randomCommand(chance));
+  return named;
+}
+
+}  // namespace faults

@@ -1,0 +1,198 @@
+#include "tests/model/AddInRules.h"
+
+#include <cctype>
+#include <limits>
+
+namespace model {
+
+namespace {
+
+const std::string paletteId = "teachPalete";
+const std::string learningSite = "https://" VELORIN_LEARNING_HOST;
+
+// Something is not there that the rest of the rule is about: the rule ends here.
+struct Ended {};
+
+const Handle& present(const Handle& handle) {
+  if (handle.empty()) throw Ended{};
+  return handle;
+}
+
+void accepted(bool answer) {
+  if (!answer) throw Ended{};
+}
+
+bool firstStarts(std::int32_t count) {
+  return count >= 0 && count < 4;
+}
+
+// The number that a text begins with, white space before it skipped; none when there is no digit
+// or the number has more than 32 bits.
+std::optional<std::int32_t> leadingNumber(const std::string& text) {
+  std::size_t at = 0;
+  while (at < text.size() && std::isspace(static_cast<unsigned char>(text[at])) != 0) ++at;
+  const bool negative = at < text.size() && text[at] == '-';
+  if (at < text.size() && (text[at] == '-' || text[at] == '+')) ++at;
+  if (at == text.size() || text[at] < '0' || text[at] > '9') return {};
+  std::int64_t value = 0;
+  const std::int64_t beyond = std::int64_t{1} << 32;
+  for (; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at) {
+    value = std::min(value * 10 + (text[at] - '0'), beyond);
+  }
+  if (negative) value = -value;
+  if (value < std::numeric_limits<std::int32_t>::min()) return {};
+  if (value > std::numeric_limits<std::int32_t>::max()) return {};
+  return static_cast<std::int32_t>(value);
+}
+
+}  // namespace
+
+InfoFileUpdate updateInfoFile(const std::optional<std::string>& before, const std::string& today) {
+  if (!before) return {0, today + "\n1"};
+
+  std::vector<std::string> lines(1);
+  for (const char byte : *before) {
+    if (byte == '\n') {
+      lines.emplace_back();
+    } else {
+      lines.back() += byte;
+    }
+  }
+  // What follows the last line feed is a line only if there is something.
+  if (lines.back().empty()) lines.pop_back();
+
+  std::int32_t returned = 0;
+  if (lines.size() <= 1) {
+    lines.emplace_back("1");
+  } else {
+    returned = leadingNumber(lines[1]).value_or(0);
+    const bool wraps = returned == std::numeric_limits<std::int32_t>::max();
+    lines[1] = wraps ? "-2147483648" : std::to_string(returned + 1);
+  }
+  std::string after;
+  for (const std::string& line : lines) after += line + "\n";
+  return {returned, after};
+}
+
+std::optional<std::string> shellCommand(const std::string& data) {
+  if (data.empty()) return {};
+  std::string target = data;
+  target.erase(target.begin());
+  if (!target.empty()) target.pop_back();
+  return "open " + target;
+}
+
+bool AddIn::run() try {
+  app_ = host_.application();
+  present(app_);
+  ui_ = host_.userInterface(app_);
+  present(ui_);
+  const InfoFileUpdate update = updateInfoFile(infoFile_, today_);
+  infoFile_ = update.after;
+  count_ = update.returned;
+
+  const Handle onlineEvent = host_.onlineStatusChanged(app_);
+  host_.addHandler(present(onlineEvent), "OnlineStatusChangedHandler");
+  if (!host_.isOffLine(app_) && firstStarts(count_)) openByButton();
+
+  const Handle toolbars = host_.toolbarsOf(host_.userInterface(app_));
+  const Handle toolbar = present(host_.toolbarById(toolbars, "QATRight"));
+  const std::string icons = count_ >= 1 ? "resources/Velorin" : "resources/Velorin/LessTen";
+  const std::string tooltip =
+      "Velorin je pomocník pro začátečníky, integrovaný do prostředí programu Fusion 360 a "
+      "napomáhá s prvními kroky v aplikaci.";
+  const Handle definition = present(host_.addButtonDefinition(
+      host_.commandDefinitions(ui_), "runTeachPalette", "Zobrazit velorin", tooltip, icons));
+  const Handle controls = host_.controlsOf(toolbar);
+  present(host_.addCommand(controls, definition, "HelpGroupCommand", false));
+  return host_.addHandler(present(host_.commandCreated(definition)), "CmdCreatedEventHandler");
+} catch (const Ended&) {
+  return false;
+}
+
+bool AddIn::stop() try {
+  if (ui_.empty()) return true;
+  const Handle palettes = present(host_.palettesOf(ui_));
+  const Handle shown = host_.paletteById(palettes, paletteId);
+  if (!shown.empty()) {
+    host_.deletePalette(shown);
+    host_.isValid(shown);
+  }
+  const Handle toolbars = host_.toolbarsOf(host_.userInterface(app_));
+  const Handle toolbar = present(host_.toolbarById(toolbars, "QATRight"));
+  for (const char* const id : {"openEshop", "runTeachPalette"}) removeCommand(toolbar, id);
+  ui_ = {};
+  return true;
+} catch (const Ended&) {
+  return false;
+}
+
+void AddIn::removeCommand(const Handle& toolbar, const std::string& id) {
+  const Handle definition = host_.definitionById(host_.commandDefinitions(ui_), id);
+  if (!definition.empty()) host_.deleteDefinition(definition);
+  const Handle control = host_.controlById(host_.controlsOf(toolbar), id);
+  if (control.empty()) return;
+  const Handle commandControl = host_.asCommandControl(control);
+  if (!commandControl.empty()) host_.deleteControl(commandControl);
+}
+
+// The e-shop's handlers are never registered, so that the host has no way to call them.
+void AddIn::notify(const std::string& handler) try {
+  if (handler == "CmdCreatedEventHandler") connectExecute();
+  if (handler == "CmdExecuteEventHandler") openByButton();
+  if (handler == "OnlineStatusChangedHandler") openByOnlineReport();
+  if (handler == "RovaHTMLEventHandler" || handler == "CadFirst3sHTMLEventHandler") openTarget();
+} catch (const Ended&) {
+}
+
+int AddIn::references() const {
+  return (app_.empty() ? 0 : 1) + (ui_.empty() ? 0 : 1) + (palette_.empty() ? 0 : 1);
+}
+
+// Its result is nobody's concern: an early end here ends nothing of the caller's.
+void AddIn::openByButton() try {
+  const std::string address = learningPageAddress();
+  const Handle application = present(host_.application());
+  const Handle userInterface = present(host_.userInterface(application));
+  showOrCreate(present(host_.palettesOf(userInterface)), address, "RovaHTMLEventHandler");
+} catch (const Ended&) {
+}
+
+void AddIn::openByOnlineReport() {
+  if (host_.reportsOffLine() || !firstStarts(count_)) return;
+  const std::string address = learningPageAddress();
+  showOrCreate(present(host_.palettesOf(ui_)), address, "CadFirst3sHTMLEventHandler");
+}
+
+std::string AddIn::learningPageAddress() {
+  const std::string licence = host_.executeTextCommand(app_, "Debug.EntitlementString");
+  const Handle general = host_.generalPreferences(host_.preferences(app_));
+  const std::string language = host_.userLanguage(general) == 2 ? "CSY" : "ENG";
+  return learningSite + "/fusion360/learning.asp?lang=" + language + "&lic=" + licence;
+}
+
+void AddIn::showOrCreate(const Handle& palettes, const std::string& address,
+                         const std::string& handler) {
+  palette_ = host_.paletteById(palettes, paletteId);
+  if (palette_.empty()) {
+    palette_ = host_.addPalette(palettes, paletteId, "Velorin", address, {true, true, true}, 300,
+                                400, true);
+    host_.setDockingState(present(palette_), 4);
+    accepted(host_.addHandler(present(host_.incomingFromHTML(palette_)), handler));
+  }
+  host_.setVisible(palette_, true);
+}
+
+void AddIn::connectExecute() {
+  const Handle command = host_.createdCommand();
+  present(host_.commandInputs(command));
+  host_.addHandler(present(host_.execute(command)), "CmdExecuteEventHandler");
+}
+
+void AddIn::openTarget() {
+  const std::optional<std::string> command = shellCommand(host_.messageData());
+  if (!command) throw Thrown{"std::out_of_range", {}};
+  shellCommands_.push_back(*command);
+}
+
+}  // namespace model
