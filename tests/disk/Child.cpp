@@ -1,0 +1,56 @@
+#include "tests/disk/Child.h"
+
+#include <grp.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <iostream>
+#include <system_error>
+
+namespace {
+
+constexpr uid_t nobody = 65534;
+
+void check(int result, const char* what) {
+  if (result != 0) throw std::system_error(errno, std::generic_category(), what);
+}
+
+}  // namespace
+
+pid_t fork(const std::function<void()>& work) {
+  const pid_t child = ::fork();
+  if (child < 0) throw std::system_error(errno, std::generic_category(), "fork");
+  if (child > 0) return child;
+  try {
+    work();
+  } catch (const std::exception& error) {
+    std::cerr << "child process: " << error.what() << std::endl;
+    _exit(EXIT_FAILURE);
+  }
+  _exit(EXIT_SUCCESS);
+}
+
+std::optional<std::int32_t> inChild(const std::function<std::int32_t()>& work) {
+  int ends[2];
+  check(pipe(ends), "pipe");
+  const pid_t child = fork([&] {
+    const std::int32_t result = work();
+    if (write(ends[1], &result, sizeof result) != sizeof result) _exit(EXIT_FAILURE);
+  });
+  close(ends[1]);
+  std::int32_t result = 0;
+  const bool complete = read(ends[0], &result, sizeof result) == sizeof result;
+  close(ends[0]);
+  int status = 0;
+  waitpid(child, &status, 0);
+  if (!complete || !WIFEXITED(status) || WEXITSTATUS(status) != EXIT_SUCCESS) return {};
+  return result;
+}
+
+void dropRoot() {
+  if (geteuid() != 0) return;
+  check(setgroups(0, nullptr), "setgroups");
+  check(setgid(nobody), "setgid");
+  check(setuid(nobody), "setuid");
+}

@@ -1,0 +1,20 @@
+// Work done in a process of its own, so that what happens to that process ends with it.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+
+// Forks a process that runs `work` and ends without any clean-up; its id. The caller waits for it.
+// Throws std::system_error when there is no process to be had.
+pid_t fork(const std::function<void()>& work);
+
+// Runs `work` in a child process and waits for it. The result of `work`, or nothing when the child
+// ended in another way.
+std::optional<std::int32_t> inChild(const std::function<std::int32_t()>& work);
+
+// Makes this process one of a user without any rights of his own; nothing when it is one already.
+// For child processes. Throws std::system_error.
+void dropRoot();

@@ -1,0 +1,39 @@
+// A message of the page that is longer than any that the page sends.
+#include "tests/AddInLife.h"
+
+namespace {
+
+class LongMessage : public AddInLife {
+ protected:
+  // What `open` is given for a message whose target has `size` characters; it runs once or never.
+  std::vector<std::vector<std::string>> opened(std::size_t size) {
+    EXPECT_TRUE(host->message("teachPalete", '"' + std::string(size, 'x') + '"'));
+    return host->opened();
+  }
+};
+
+TEST_F(LongMessage, HundredKilobytesReachOpenWhole) {
+  ASSERT_EQ(start(), true);
+  const auto runs = opened(100'000);
+  ASSERT_EQ(runs.size(), 1U);
+  ASSERT_EQ(runs[0].size(), 1U);
+  EXPECT_TRUE(runs[0][0] == std::string(100'000, 'x'));
+  EXPECT_EQ(stop(), true);
+}
+
+// The shell gets the command as one argument, and the system sets an end to those: 128 KiB here,
+// the closing zero included. A longer message opens nothing, and nobody is told.
+TEST_F(LongMessage, LongerThanAnArgumentOpensNothing) {
+  constexpr std::size_t argument = 128 * 1024;
+  constexpr std::size_t longest = argument - sizeof "open ";
+  ASSERT_EQ(start(), true);
+  EXPECT_EQ(opened(longest).size(), 1U);
+  EXPECT_EQ(opened(longest + 1).size(), 1U);
+  EXPECT_EQ(opened(10'000'000).size(), 1U);
+  EXPECT_EQ(callsOf("threw").size(), 0U);
+  // The next message is heard as ever.
+  EXPECT_EQ(opened(5).size(), 2U);
+  EXPECT_EQ(stop(), true);
+}
+
+}  // namespace

@@ -1,0 +1,120 @@
+// The add-in's whole life, again and again in one process: the process ends as it began.
+#include <malloc.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <ostream>
+
+#include "tests/AddInLife.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// What a process holds of its system.
+struct Holdings {
+  std::size_t heap;      // bytes in use
+  std::size_t resident;  // bytes
+  std::size_t files;
+  std::size_t threads;
+  std::size_t mappings;
+};
+
+std::size_t entries(const char* directory) {
+  const fs::directory_iterator all(directory);
+  return static_cast<std::size_t>(std::distance(begin(all), end(all)));
+}
+
+std::size_t mappings() {
+  std::ifstream maps("/proc/self/maps");
+  std::size_t count = 0;
+  for (std::string line; std::getline(maps, line);) ++count;
+  return count;
+}
+
+Holdings holdings() {
+  Holdings now{};
+  now.files = entries("/proc/self/fd");
+  now.threads = entries("/proc/self/task");
+  now.mappings = mappings();
+  std::size_t total = 0;
+  std::ifstream("/proc/self/statm") >> total >> now.resident;
+  now.resident *= static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  now.heap = mallinfo2().uordblks;
+  return now;
+}
+
+std::ostream& operator<<(std::ostream& out, const Holdings& now) {
+  return out << "heap " << now.heap << " bytes, resident " << now.resident << " bytes, "
+             << now.files << " files, " << now.threads << " threads, " << now.mappings
+             << " mappings";
+}
+
+class Load : public AddInLife {
+ protected:
+  Load() {
+    // Unlike the host's own record, this one does not grow in the host's memory.
+    const std::string open = folder.path() + "/open";
+    writeFile(open, "#!/bin/sh\nprintf '%s\\n' \"$1\" >>\"$0.runs\"\n");
+    fs::permissions(open, fs::perms::owner_all);
+    // A host of its own, without that record and without the list of calls.
+    substitute::Settings settings = host->settings();
+    settings.recordOpen = false;
+    settings.offline = true;
+    host.reset();
+    oldPath_ = std::getenv("PATH");
+    host = std::make_unique<substitute::Host>(settings);
+    setenv("PATH", (folder.path() + ":" + oldPath_).c_str(), 1);
+  }
+  ~Load() override { setenv("PATH", oldPath_.c_str(), 1); }
+
+  // Every second life the palette opens by going online, else by the click.
+  void live(int number) {
+    const bool offline = number % 2 == 0;
+    fs::remove(infoFile);
+    host->setOffline(offline);
+    ASSERT_EQ(start(), true);
+    host->setOffline(!offline);
+    ASSERT_EQ(host->click("runTeachPalette"), substitute::Click::done);
+    ASSERT_TRUE(host->message("teachPalete", "\"https://learning.velorin.example/\""));
+    host->setOffline(false);
+    ASSERT_EQ(stop(), true);
+    unload();
+    ASSERT_EQ(substitute::ledger().references, 0) << "in life " << number;
+    ASSERT_EQ(substitute::ledger().texts, 0) << "in life " << number;
+    ASSERT_EQ(substitute::ledger().badReleases, 0) << "in life " << number;
+    ASSERT_EQ(substitute::ledger().badTexts, 0) << "in life " << number;
+  }
+
+ private:
+  std::string oldPath_;
+};
+
+TEST_F(Load, TenThousandLives) {
+  constexpr int warmUp = 100;
+  constexpr int lives = 10'000;
+  for (int i = 0; i < warmUp; ++i) ASSERT_NO_FATAL_FAILURE(live(i));
+  const long objects = substitute::ledger().objects;
+  const Holdings before = holdings();
+  for (int i = 0; i < lives; ++i) ASSERT_NO_FATAL_FAILURE(live(i));
+  const Holdings after = holdings();
+  std::cout << "before: " << before << "\nafter:  " << after << '\n';
+  // Less than a byte a life: a leak of any size would be more.
+  EXPECT_LT(after.heap, before.heap + lives);
+  EXPECT_LE(after.resident, before.resident + 512 * 1024);
+  EXPECT_EQ(after.files, before.files);
+  EXPECT_EQ(after.threads, before.threads);
+  EXPECT_EQ(after.mappings, before.mappings);
+  EXPECT_EQ(substitute::ledger().objects, objects);
+
+  std::size_t opened = 0;
+  std::ifstream runs(folder.path() + "/open.runs");
+  for (std::string target; std::getline(runs, target); ++opened) {
+    ASSERT_EQ(target, "https://learning.velorin.example/");
+  }
+  EXPECT_EQ(opened, static_cast<std::size_t>(warmUp + lives));
+}
+
+}  // namespace
