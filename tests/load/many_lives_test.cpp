@@ -52,9 +52,9 @@ std::ostream& operator<<(std::ostream& out, const Holdings& now) {
              << " mappings";
 }
 
-class Load : public AddInLife {
+class ManyLives : public AddInLife {
  protected:
-  Load() {
+  ManyLives() {
     // Unlike the host's own record, this one does not grow in the host's memory.
     const std::string open = folder.path() + "/open";
     writeFile(open, "#!/bin/sh\nprintf '%s\\n' \"$1\" >>\"$0.runs\"\n");
@@ -68,7 +68,7 @@ class Load : public AddInLife {
     host = std::make_unique<substitute::Host>(settings);
     setenv("PATH", (folder.path() + ":" + oldPath_).c_str(), 1);
   }
-  ~Load() override { setenv("PATH", oldPath_.c_str(), 1); }
+  ~ManyLives() override { setenv("PATH", oldPath_.c_str(), 1); }
 
   // Every second life the palette opens by going online, else by the click.
   void live(int number) {
@@ -92,7 +92,7 @@ class Load : public AddInLife {
   std::string oldPath_;
 };
 
-TEST_F(Load, TenThousandLives) {
+TEST_F(ManyLives, EndAsTheyBegan) {
   constexpr int warmUp = 100;
   constexpr int lives = 10'000;
   for (int i = 0; i < warmUp; ++i) ASSERT_NO_FATAL_FAILURE(live(i));
