@@ -22,6 +22,11 @@ extern "C" __attribute__((visibility("default"))) std::time_t time(std::time_t* 
   return seconds;
 }
 
+// The C library never frees the list of folders that it looks for locales in.
+extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions() {
+  return "leak:argz_add_sep";
+}
+
 namespace {
 
 class TimeAndPlace : public AddInLife {
