@@ -56,25 +56,27 @@ class Ptr {
   Ptr() noexcept = default;
 
   // Holds `p`. With `attach` takes over a reference that the caller holds; without, adds one.
-  Ptr(const T* p, bool attach) { reset(p, attach); }
+  Ptr(const T* p, bool attach) : ptr_(const_cast<T*>(p)) {
+    if (!attach && ptr_ != nullptr) Counting::template addref<T>(ptr_);
+  }
 
   // Holds what `other` holds; adds one reference.
-  Ptr(const Ptr& other) { reset(other.ptr_, false); }
+  Ptr(const Ptr& other) : Ptr(other.ptr_, false) {}
 
   // Holds the object of `other` as a T; adds one reference. Empty, and no count changes, when
   // `other` is empty or its object is no T.
   template <class U>
-  explicit Ptr(const Ptr<U, Counting>& other) {
-    if (other) reset(other->template query<T>(), false);
-  }
+  explicit Ptr(const Ptr<U, Counting>& other)
+      : Ptr(other ? other->template query<T>() : nullptr, false) {}
 
   // Drops the reference, if any. A failure in there ends the process.
   ~Ptr() { reset(nullptr, false); }
 
-  // Drops the old reference, then adds one to what `other` holds. Nothing for the handle itself,
-  // or where both hold the same object.
+  // Drops the old reference, then adds one to what `other` holds. Nothing where both hold the same
+  // object, as a handle and itself do.
+  // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): reset() finds nothing to do
   Ptr& operator=(const Ptr& other) {
-    if (this != &other) reset(other.ptr_, false);
+    reset(other.ptr_, false);
     return *this;
   }
 
