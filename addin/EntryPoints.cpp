@@ -14,16 +14,15 @@ namespace {
 
 // What a button shows.
 struct ButtonTexts {
-  std::string name;
-  std::string tooltip;
-  std::string resourceFolder;
+  const char* name;
+  const char* tooltip;
+  const char* resourceFolder;
 };
 
-// The icons of the first start stand in a folder of their own below the plain ones.
-ButtonTexts buttonTexts(const char* name, const char* tooltip, const char* resourceFolder) {
-  ButtonTexts texts{name, tooltip, resourceFolder};
-  if (countOpenPalette < 1) texts.resourceFolder += "/LessTen";
-  return texts;
+// `firstFolder` holds the icons of the first start.
+ButtonTexts buttonTexts(const char* name, const char* tooltip, const char* resourceFolder,
+                        const char* firstFolder) {
+  return {name, tooltip, countOpenPalette < 1 ? firstFolder : resourceFolder};
 }
 
 void deleteDefinition(const std::string& id) {
@@ -61,7 +60,7 @@ bool run(const char* /*context*/) {
       buttonTexts("Zobrazit velorin",
                   "Velorin je pomocník pro začátečníky, integrovaný do prostředí programu Fusion "
                   "360 a napomáhá s prvními kroky v aplikaci.",
-                  "resources/Velorin");
+                  "resources/Velorin", "resources/Velorin/LessTen");
   const Ptr<CommandDefinition> definition = ui->commandDefinitions()->addButtonDefinition(
       "runTeachPalette", learning.name, learning.tooltip, learning.resourceFolder);
   if (!definition) return false;
@@ -71,7 +70,7 @@ bool run(const char* /*context*/) {
       buttonTexts("CAD/CAM eshop",
                   "Otevře nabídku výukových kurzů, doplňků a rozšíření Fusionu 360 na e-shopu "
                   "Tessaro Sytems.",
-                  "resources/Eshop"));
+                  "resources/Eshop", "resources/Eshop/LessTen"));
 
   const Ptr<CommandControl> control =
       toolbar->controls()->addCommand(definition, "HelpGroupCommand", false);

@@ -1,5 +1,7 @@
 #include "palette/LearningPalette.h"
 
+#include <string_view>
+
 #include "addin/GlobalState.h"
 #include "palette/PageMessages.h"
 
@@ -19,10 +21,13 @@ bool OpenPalette() {
 std::string learningPageAddress() {
   const std::string entitlement = app->executeTextCommand("Debug.EntitlementString");
   const bool czech = app->preferences()->generalPreferences()->userLanguage() == 2;
-  std::string address = "https://" VELORIN_LEARNING_HOST "/fusion360/learning.asp?lang=";
-  address += czech ? "CSY" : "ENG";
-  address += "&lic=";
-  address += entitlement;
+  constexpr std::string_view prefix =
+      "https://" VELORIN_LEARNING_HOST "/fusion360/learning.asp?lang=";
+  const std::string_view language = czech ? "CSY" : "ENG";
+  constexpr std::string_view separator = "&lic=";
+  std::string address;
+  address.reserve(prefix.size() + language.size() + separator.size() + entitlement.size());
+  address.append(prefix).append(language).append(separator).append(entitlement);
   return address;
 }
 
