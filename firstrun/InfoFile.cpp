@@ -1,9 +1,9 @@
 #include "firstrun/InfoFile.h"
 
+#include <algorithm>
 #include <exception>
 #include <fstream>
 #include <string>
-#include <vector>
 
 #include "firstrun/DataLocation.h"
 #include "firstrun/Dates.h"
@@ -28,27 +28,28 @@ std::int32_t next(std::int32_t count) {
 std::int32_t AutoOpenPalette() {
   const std::string path = SetAddinLocation(GetExecutableDirectory()) + "/Velorin_Info.txt";
 
+  std::fstream file;
   if (!FileExists(path)) {
-    std::fstream file(path, std::ios::in | std::ios::out | std::ios::trunc);
+    file.open(path, std::ios::in | std::ios::out | std::ios::trunc);
     file << datetime() << "\n1";
     return 0;
   }
 
-  std::ifstream input(path);
-  if (!input.is_open()) return -1;
-  std::vector<std::string> lines;
-  for (std::string line; std::getline(input, line);) lines.push_back(line);
-  input.close();
+  file.open(path, std::ios::in);
+  if (!file.is_open()) return -1;
+  std::string text;  // the new content
+  // In one piece, where the stream can tell how long the file is: the counter may grow, and a last
+  // line feed be added.
+  text.reserve(static_cast<std::size_t>(std::max<std::streamsize>(file.rdbuf()->in_avail(), 0)) +
+               16);
+  std::string line;
+  if (std::getline(file, line, '\n')) text.append(line) += '\n';
+  const std::int32_t count = std::getline(file, line, '\n') ? parseCount(line) : 0;
+  text.append(std::to_string(next(count))) += '\n';
+  while (std::getline(file, line, '\n')) text.append(line) += '\n';
+  file.close();
 
-  std::int32_t count = 0;
-  if (lines.size() < 2) {
-    lines.emplace_back("1");
-  } else {
-    count = parseCount(lines[1]);
-    lines[1] = std::to_string(next(count));
-  }
-
-  std::ofstream output(path);
-  for (const std::string& line : lines) output << line << '\n';
+  file.open(path, std::ios::out);
+  file << text;
   return count;
 }
