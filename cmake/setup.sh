@@ -47,13 +47,14 @@ install_packages() {
   installed=1
 }
 
-# build PRESET: builds the preset, configured once and again when there are new packages to be found.
+# build PRESET [OPTION...]: builds the preset, configured once and again when there are options of
+# cmake or new packages to be found.
 build() {
   echo "Building: $1"
   (
     cd "$root" &&
-      if [[ ! -e build/$1/build.ninja || -n ${installed:-} ]]; then
-        cmake --preset "$1" --log-level=NOTICE >/dev/null
+      if (($# > 1)) || [[ ! -e build/$1/build.ninja || -n ${installed:-} ]]; then
+        cmake --preset "$@" --log-level=NOTICE >/dev/null
       fi &&
       cmake --build --preset "$1"
   ) || fail "the preset $1 could not be built."
