@@ -23,9 +23,9 @@ std::int64_t dayNumber(Date date) {
 
 std::string datetime() {
   const std::time_t now = std::time(nullptr);
-  char text[80];
-  const std::size_t length = std::strftime(text, sizeof text, "%d.%m.%Y", std::localtime(&now));
-  return std::string(text, length);
+  char text[80] = {};
+  std::strftime(text, sizeof text, "%d.%m.%Y", std::localtime(&now));
+  return text;
 }
 
 std::int32_t countLeapYears(Date date) {

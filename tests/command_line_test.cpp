@@ -207,8 +207,7 @@ TEST_F(CommandLine, WithoutScenarioTheFirstStartsArePlayed) {
 TEST_F(CommandLine, AScenarioIsFoundByItsName) {
   const Result result = run("first-starts");
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.output.rfind("
-#First start, online.", 0), 0U);
+  EXPECT_EQ(result.output.rfind("\n# First start, online.", 0), 0U);
 }
 
 TEST_F(CommandLine, TheStateIsOneLineOfJson) {
