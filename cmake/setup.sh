@@ -48,7 +48,7 @@ install_packages() {
 }
 
 # build PRESET [OPTION...]: builds the preset, configured once and again when there are options of
-# cmake or new packages to be found.
+# cmake or new packages to be found. The variable `target` may name the one target to build.
 build() {
   echo "Building: $1"
   (
@@ -56,6 +56,6 @@ build() {
       if (($# > 1)) || [[ ! -e build/$1/build.ninja || -n ${installed:-} ]]; then
         cmake --preset "$@" --log-level=NOTICE >/dev/null
       fi &&
-      cmake --build --preset "$1"
+      cmake --build --preset "$1" ${target:+--target "$target"}
   ) || fail "the preset $1 could not be built."
 }
