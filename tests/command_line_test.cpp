@@ -99,6 +99,19 @@ TEST_F(CommandLine, AnOptionWithoutItsValueIsRefused) {
   expectRefused(run("--trace"), 2, "--trace");
 }
 
+TEST_F(CommandLine, AnEmptyNameIsRefused) {
+  expectRefused(run("''"), 2, "empty");
+  expectRefused(run("--addin '' -"), 2, "--addin");
+  expectRefused(run("--trace '' -"), 2, "--trace");
+  expectRefused(runAsTyped("--data '' -"), 2, "--data");
+}
+
+TEST_F(CommandLine, AnEmptyExecutableIsReported) {
+  const auto seen = states(run("--executable '' --no-addin-folder -", "state\n"));
+  EXPECT_EQ(seen.at(0)["infoFile"],
+            "Autodesk/Autodesk Fusion 360/API/AddIns/Velorin/Velorin_Info.txt");
+}
+
 TEST_F(CommandLine, ALanguageThatIsNoNumberIsRefused) {
   expectRefused(run("--language Czech -"), 2, "Czech");
 }

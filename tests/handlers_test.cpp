@@ -136,7 +136,7 @@ TEST_F(Handlers, HaveTheirVirtualOperationsInTheHostsOrder) {
   ASSERT_NE(dladdr(dlsym(library, "run"), &ours), 0);
   for (const auto& [name, handler] : all()) {
     void* const* table = nullptr;
-    std::memcpy(&table, handler, sizeof table);
+    std::memcpy(&table, static_cast<const void*>(handler), sizeof table);
     // Two of the destructor and notify, which are the class's own.
     for (const int slot : {0, 1, 18}) {
       Dl_info found{};

@@ -26,11 +26,13 @@ std::string userFolder() {
 
 void addOptions(CLI::App& parser, CommandLine& values) {
   parser.add_option("--addin", values.addin, "the library to load; the built one if left out")
-      ->type_name("FILE");
+      ->type_name("FILE")
+      ->check(refuseEmpty);
   parser
       .add_option("--data", values.data,
                   "where the host is installed; a folder of the user's if left out")
-      ->type_name("DIR");
+      ->type_name("DIR")
+      ->check(refuseEmpty);
   parser.add_flag("--no-addin-folder", values.noAddinFolder, "do not make the add-in's folder");
   parser.add_option("--executable", values.executable, "report PATH as the host's executable")
       ->type_name("PATH");
@@ -46,16 +48,21 @@ void addOptions(CLI::App& parser, CommandLine& values) {
   parser
       .add_option("--trace", values.trace,
                   "write every call of the host there, a line of JSON each")
-      ->type_name("FILE");
+      ->type_name("FILE")
+      ->check(refuseEmpty);
   parser.add_flag("--system-open", values.systemOpen,
                   "let the system's own `open` run instead of recording its arguments");
+}
+
+std::string refuseEmpty(const std::string& value) {
+  return value.empty() ? "its name is empty" : "";
 }
 
 Settings settingsFor(CommandLine& values) {
   if (values.addin.empty()) values.addin = besideProgram("Velorin.so");
   if (values.data.empty()) values.data = userFolder();
   Settings settings;
-  settings.executable = values.executable.empty() ? executableIn(values.data) : values.executable;
+  settings.executable = values.executable.value_or(executableIn(values.data));
   settings.offline = values.offline;
   settings.language = values.language;
   settings.entitlement = values.entitlement;

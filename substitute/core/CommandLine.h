@@ -16,7 +16,7 @@ struct CommandLine {
   std::string addin;  // the built library if left out
   std::string data;   // a folder of the user's if left out
   bool noAddinFolder = false;
-  std::string executable;
+  std::optional<std::string> executable;  // that of a host installed in `data` if left out
   int language = 2;
   std::string entitlement = *Settings().entitlement;
   bool offline = false;
@@ -27,6 +27,10 @@ struct CommandLine {
 
 // Declares the options of both hosts on `parser`; parsing fills `values`, which outlives it.
 void addOptions(CLI::App& parser, CommandLine& values);
+
+// What is wrong with an option's empty value, where a file or folder is wanted; for CLI11's
+// check().
+std::string refuseEmpty(const std::string& value);
 
 // Fills in what was left out and gives the host's values. Nothing is made yet. Throws
 // std::runtime_error when there is no folder for the host's data.

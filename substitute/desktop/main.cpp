@@ -150,7 +150,8 @@ int main(int argc, char** argv) {
       .add_option("--play", values.scenario,
                   "play a file, a name (first-starts), or - for standard input; else start the "
                   "add-in")
-      ->type_name("SCENARIO");
+      ->type_name("SCENARIO")
+      ->check(refuseEmpty);
   parser.add_flag("--quit", values.quit, "leave at the end of it");
   parser
       .add_option("--screenshot", values.screenshot,

@@ -138,7 +138,8 @@ int main(int argc, char** argv) {
   parser
       .add_option("SCENARIO", values.scenario,
                   "what to play: a file, a name (first-starts), or - for standard input")
-      ->option_text(" ");
+      ->option_text(" ")
+      ->check(refuseEmpty);
   try {
     parser.parse(argc, argv);
   } catch (const CLI::Success& done) {
