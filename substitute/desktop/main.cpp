@@ -1,6 +1,12 @@
 // substitute-desktop: the substitute host as a window.
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <QApplication>
+#include <QStatusBar>
 #include <QTimer>
+#include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <iostream>
@@ -39,13 +45,34 @@ void complain(const std::string& sentence) {
   std::cerr << "substitute-desktop: " << sentence << (sentence.back() == '.' ? "\n" : ".\n");
 }
 
-// Whether there is something to draw on. A picture needs no screen.
-bool hasDisplay(bool forPictureOnly) {
-  for (const char* const variable : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) {
-    if (!qgetenv(variable).isEmpty()) return true;
+// Whether Qt finds a screen. It ends the process where it does not, so a child of this one tries.
+bool screenOpens(int argc, char** argv) {
+  const pid_t child = fork();
+  if (child == 0) {
+    const rlimit none = {0, 0};
+    setrlimit(RLIMIT_CORE, &none);
+    if (std::freopen("/dev/null", "w", stderr) == nullptr) _exit(EXIT_FAILURE);
+    const QGuiApplication probe(argc, argv);
+    _exit(EXIT_SUCCESS);
   }
-  if (forPictureOnly) qputenv("QT_QPA_PLATFORM", "offscreen");
-  return forPictureOnly;
+  int status = 0;
+  return child > 0 && waitpid(child, &status, 0) == child && status == 0;
+}
+
+// Finds something to draw on; a picture needs no screen. Throws std::runtime_error otherwise.
+void findScreen(bool forPictureOnly, int argc, char** argv) {
+  std::string named;
+  for (const char* const variable : {"QT_QPA_PLATFORM", "WAYLAND_DISPLAY", "DISPLAY"}) {
+    if (named.empty()) named = qgetenv(variable).toStdString();
+  }
+  if (!named.empty() && screenOpens(argc, argv)) return;
+  if (forPictureOnly && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    return;
+  }
+  throw std::runtime_error((named.empty() ? "there is no display to open a window on"
+                                          : "no window can be opened on the display " + named) +
+                           "; substitute-host plays in the terminal");
 }
 
 // Plays the commands one after the other, then calls `done`.
@@ -65,7 +92,10 @@ class Playing : public QObject {
     while (next_ < commands_.size() && commands_[next_].name.empty())
       window_.play(commands_[next_++]);
     if (next_ == commands_.size()) return done_();
-    if (!window_.play(commands_[next_++])) return QCoreApplication::exit(cannotLoad);
+    if (!window_.play(commands_[next_++])) {
+      complain(window_.statusBar()->currentMessage().toStdString());
+      return QCoreApplication::exit(cannotLoad);
+    }
     timer_.start();
   }
 
@@ -83,11 +113,12 @@ void takeScreenshot(MainWindow& window, const QString& file) {
   QObject::connect(watch, &QTimer::timeout, &window, [&window, watch, left, file] {
     if (!window.settled() && --*left > 0) return;
     watch->stop();
-    if (*left == 0) complain("a page was still loading when the screenshot was taken");
-    QTimer::singleShot(paintTime, &window, [&window, file] {
+    const bool complete = window.settled();
+    if (!complete) complain("a page was still loading when the screenshot was taken");
+    QTimer::singleShot(paintTime, &window, [&window, file, complete] {
       const bool saved = window.grab().save(file);
       if (!saved) complain("the screenshot cannot be written to " + file.toStdString());
-      QCoreApplication::exit(saved ? EXIT_SUCCESS : wrongInput);
+      QCoreApplication::exit(saved && complete ? EXIT_SUCCESS : wrongInput);
     });
   });
   watch->start(100);
@@ -96,10 +127,7 @@ void takeScreenshot(MainWindow& window, const QString& file) {
 int show(DesktopLine& values, int& argc, char** argv) {
   const bool plays = !values.scenario.empty();
   const bool ends = values.quit || !values.screenshot.empty();
-  if (!hasDisplay(ends)) {
-    complain("there is no display to open a window on; substitute-host plays in the terminal");
-    return wrongInput;
-  }
+  findScreen(ends, argc, argv);
   std::vector<Command> commands =
       plays ? readScenario(values.scenario) : std::vector<Command>{parseCommand("start")};
   Host host(settingsFor(values));
@@ -152,10 +180,10 @@ int main(int argc, char** argv) {
                   "add-in")
       ->type_name("SCENARIO")
       ->check(refuseEmpty);
-  parser.add_flag("--quit", values.quit, "leave at the end of it");
+  parser.add_flag("--quit", values.quit, "leave when the scenario has been played");
   parser
       .add_option("--screenshot", values.screenshot,
-                  "save a picture of the window at the end of it, and leave")
+                  "save a picture of the window when the scenario has been played, and leave")
       ->type_name("FILE");
   parser.add_option("--theme", values.theme, "light or dark; the desktop's if left out")
       ->type_name("THEME")
