@@ -108,14 +108,6 @@ void MainWindow::closeEvent(QCloseEvent* event) {
   QMainWindow::closeEvent(event);
 }
 
-void MainWindow::changeEvent(QEvent* event) {
-  QMainWindow::changeEvent(event);
-  if (event->type() == QEvent::PaletteChange) {
-    toolbarsShown_ = Json();
-    if (offline_ != nullptr) refresh();
-  }
-}
-
 void MainWindow::makeMenus() {
   const auto plays = [this](const char* line) { return [this, line] { play(line); }; };
   QMenu* const addin = menuBar()->addMenu(tr("&Add-in"));

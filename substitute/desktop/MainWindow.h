@@ -3,7 +3,6 @@
 #pragma once
 
 #include <QMainWindow>
-#include <memory>
 #include <vector>
 
 #include "substitute/core/Scenario.h"
@@ -44,7 +43,6 @@ class MainWindow : public QMainWindow {
 
  protected:
   void closeEvent(QCloseEvent* event) override;
-  void changeEvent(QEvent* event) override;
 
  private:
   void makeMenus();

@@ -1,6 +1,5 @@
 #include "substitute/desktop/TracePanel.h"
 
-#include <QEvent>
 #include <QFontDatabase>
 #include <QHBoxLayout>
 #include <QHeaderView>
@@ -76,11 +75,13 @@ TracePanel::TracePanel(QWidget* parent)
   row->addWidget(count_);
   row->addStretch(1);
   auto* const clear = new QToolButton;
+  clear->setObjectName("clear");
   clear->setText(tr("Clear"));
   row->addWidget(clear);
   auto* const close = new QToolButton;
   close->setObjectName("close");
   close->setToolTip(tr("Hide the trace"));
+  close->setIcon(drawnIcon(Drawing::cross, palette().color(QPalette::WindowText)));
   connect(close, &QToolButton::clicked, this, &QWidget::close);
   row->addWidget(close);
   setTitleBarWidget(bar);
@@ -117,8 +118,6 @@ TracePanel::TracePanel(QWidget* parent)
     count();
   });
   count();
-  QEvent colours(QEvent::PaletteChange);
-  changeEvent(&colours);
 }
 
 void TracePanel::append(const Json& entry) {
@@ -126,7 +125,7 @@ void TracePanel::append(const Json& entry) {
   const QScrollBar* const bar = list_->verticalScrollBar();
   const bool atEnd = bar->value() == bar->maximum();
   const QString whole = QString::fromStdString(line(entry));
-  QList<QStandardItem*> cells = {new QStandardItem(QString::number(rows_->rowCount() + 1))};
+  QList<QStandardItem*> cells = {new QStandardItem(QString::number(++appended_))};
   for (const QString& cell : cellsOf(entry)) cells << new QStandardItem(cell);
   cells[0]->setData(whole, lineRole);
   cells[0]->setForeground(palette().color(QPalette::PlaceholderText));
@@ -140,13 +139,6 @@ void TracePanel::append(const Json& entry) {
   rows_->appendRow(cells);
   count();
   if (atEnd) list_->scrollToBottom();
-}
-
-void TracePanel::changeEvent(QEvent* event) {
-  QDockWidget::changeEvent(event);
-  if (event->type() != QEvent::PaletteChange || titleBarWidget() == nullptr) return;
-  titleBarWidget()->findChild<QToolButton*>("close")->setIcon(
-      drawnIcon(Drawing::cross, palette().color(QPalette::WindowText)));
 }
 
 void TracePanel::count() {

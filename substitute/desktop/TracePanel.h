@@ -21,9 +21,6 @@ class TracePanel : public QDockWidget {
   // One more row. `entry` is an entry of the gate's, an operation or an event.
   void append(const Json& entry);
 
- protected:
-  void changeEvent(QEvent* event) override;
-
  private:
   void count();
 
@@ -31,6 +28,7 @@ class TracePanel : public QDockWidget {
   QSortFilterProxyModel* shown_;
   QTreeView* list_;
   QLabel* count_;
+  int appended_ = 0;  // goes on after a clearing, as the trace's file does
 };
 
 }  // namespace substitute
