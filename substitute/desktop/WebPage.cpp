@@ -46,6 +46,10 @@ const LearningSite& readied(const LearningSite& site, Theme theme) {
   QByteArray switches = "--log-level=3 " + site.engineSwitch() + ' ';
   if (theme == Theme::dark) switches += "--force-dark-mode ";
   qputenv(variable, switches + qgetenv(variable));
+  // No proxy knows the site's name.
+  const char* const exceptions = qEnvironmentVariableIsSet("no_proxy") ? "no_proxy" : "NO_PROXY";
+  const QByteArray others = qgetenv(exceptions);
+  qputenv("no_proxy", LearningSite::host + (others.isEmpty() ? others : ',' + others));
   QLoggingCategory::setFilterRules("qt.webenginecontext.info=false");
   // The engine refuses to run in its sandbox for root.
   if (geteuid() == 0) qputenv("QTWEBENGINE_DISABLE_SANDBOX", "1");
