@@ -3,6 +3,7 @@
 #include <QCloseEvent>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QPointer>
 #include <QPushButton>
 #include <QStackedWidget>
 #include <QToolButton>
@@ -15,6 +16,12 @@
 #include "substitute/desktop/WebPage.h"
 
 namespace substitute {
+
+namespace {
+
+constexpr const char* startPage = "about:blank";
+
+}  // namespace
 
 Qt::DockWidgetArea dockArea(int dockingState) {
   switch (dockingState) {
@@ -48,6 +55,7 @@ PaletteDock::PaletteDock(const PaletteObject& object, WebEngine& engine, QWidget
   auto* const page = new WebPage(engine, view_);
   view_->setPage(page);
   view_->setContextMenuPolicy(Qt::NoContextMenu);
+  page->setBackgroundColor(palette().color(QPalette::Base));
   connect(page, &WebPage::messageSent, this, &PaletteDock::messageSent);
   connect(page, &QWebEnginePage::loadingChanged, this, [this](const QWebEngineLoadingInfo& info) {
     switch (info.status()) {
@@ -55,22 +63,20 @@ PaletteDock::PaletteDock(const PaletteObject& object, WebEngine& engine, QWidget
         state_ = State::loading;
         break;
       case QWebEngineLoadingInfo::LoadSucceededStatus:
+        if (info.url() == QUrl(startPage)) return leaveStartPage();
         state_ = State::reached;
         pages_->setCurrentWidget(view_);
         break;
       case QWebEngineLoadingInfo::LoadFailedStatus:
-        fail();
+        fail(info.errorDomain() == QWebEngineLoadingInfo::HttpStatusCodeDomain ? info.errorCode()
+                                                                               : 0);
         break;
       case QWebEngineLoadingInfo::LoadStoppedStatus:  // by the next load
         break;
     }
   });
   resize(object.values.width, object.values.height);
-  if (!address_.isEmpty()) {
-    state_ = State::loading;
-    view_->load(address_);
-  }
-  paintIcons();
+  if (!address_.isEmpty()) load();
 }
 
 void PaletteDock::refresh() {
@@ -95,19 +101,12 @@ void PaletteDock::refresh() {
 }
 
 void PaletteDock::retry() {
-  if (state_ != State::failed) return;
-  state_ = State::loading;
-  view_->load(address_);
+  if (state_ == State::failed) load();
 }
 
 void PaletteDock::closeEvent(QCloseEvent* event) {
   event->ignore();
   Q_EMIT closeRequested();
-}
-
-void PaletteDock::changeEvent(QEvent* event) {
-  QDockWidget::changeEvent(event);
-  if (event->type() == QEvent::PaletteChange) paintIcons();
 }
 
 // The style's own title bar draws its buttons for light windows only.
@@ -118,16 +117,19 @@ QWidget* PaletteDock::makeTitleBar() {
   auto* const row = new QHBoxLayout(bar);
   row->setContentsMargins(12, 4, 6, 4);
   row->setSpacing(2);
+  const QColor colour = palette().color(QPalette::WindowText);
   title_ = new QLabel;
   row->addWidget(title_, 1);
   floatButton_ = new QToolButton;
   floatButton_->setObjectName("float");
+  floatButton_->setIcon(drawnIcon(Drawing::window, colour));
   floatButton_->setAutoRaise(true);
   floatButton_->setToolTip(tr("Detach or dock"));
   connect(floatButton_, &QToolButton::clicked, this, [this] { setFloating(!isFloating()); });
   row->addWidget(floatButton_);
   closeButton_ = new QToolButton;
   closeButton_->setObjectName("close");
+  closeButton_->setIcon(drawnIcon(Drawing::cross, colour));
   closeButton_->setAutoRaise(true);
   closeButton_->setToolTip(tr("Close"));
   connect(closeButton_, &QToolButton::clicked, this, &QWidget::close);
@@ -160,19 +162,38 @@ QWidget* PaletteDock::makeNotice() {
   return page;
 }
 
-void PaletteDock::paintIcons() {
-  const QColor colour = palette().color(QPalette::WindowText);
-  view_->page()->setBackgroundColor(palette().color(QPalette::Base));
-  closeButton_->setIcon(drawnIcon(Drawing::cross, colour));
-  floatButton_->setIcon(drawnIcon(Drawing::window, colour));
+// The add-in's address is not always well formed. QUrl would mend it, so the engine is given the
+// text itself, by a script in an empty page.
+void PaletteDock::load() {
+  state_ = State::loading;
+  const bool byScript = address_.scheme() == "https" || address_.scheme() == "http";
+  view_->load(byScript ? QUrl(startPage) : address_);
 }
 
-void PaletteDock::fail() {
+void PaletteDock::leaveStartPage() {
+  const QString address = QString::fromStdString(line(object_.values.address));
+  view_->page()->runJavaScript(
+      QStringLiteral("(() => { try { location.replace(%1); return true; } catch { return false; } "
+                     "})()")
+          .arg(address),
+      [dock = QPointer<PaletteDock>(this)](const QVariant& leaves) {
+        // Nothing comes back from a page that has been left already.
+        if (dock && leaves.isValid() && !leaves.toBool()) dock->fail(0);
+      });
+}
+
+void PaletteDock::fail(int httpStatus) {
   state_ = State::failed;
-  reason_->setText(engine_.offline()
-                       ? tr("The host is offline. It loads the page when it goes online.")
-                       : tr("%1 does not answer. The host tries again when it goes online.")
-                             .arg(address_.host()));
+  if (engine_.offline()) {
+    reason_->setText(tr("The host is offline. It loads the page when it goes online."));
+  } else if (httpStatus != 0) {
+    reason_->setText(tr("%1 answers with the error %2. The host tries again when it goes online.")
+                         .arg(address_.host())
+                         .arg(httpStatus));
+  } else {
+    reason_->setText(
+        tr("%1 does not answer. The host tries again when it goes online.").arg(address_.host()));
+  }
   pages_->setCurrentWidget(notice_);
 }
 

@@ -47,15 +47,16 @@ class PaletteDock : public QDockWidget {
 
  protected:
   void closeEvent(QCloseEvent* event) override;
-  void changeEvent(QEvent* event) override;
 
  private:
   enum class State { loading, reached, failed };
 
   QWidget* makeTitleBar();
   QWidget* makeNotice();
-  void paintIcons();
-  void fail();
+  void load();
+  void leaveStartPage();
+  // `httpStatus` is 0 when there was no answer at all.
+  void fail(int httpStatus);
 
   const PaletteObject& object_;
   WebEngine& engine_;

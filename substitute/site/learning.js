@@ -3,14 +3,17 @@
 const language = new URLSearchParams(location.search).get('lang') === 'CSY' ? 'cs' : 'en';
 document.documentElement.lang = language;
 
-// The host's text stands behind the last key as it is: its own "&" and "#" belong to it.
+// The host's text stands behind the last key as it is: its own "&", "#" and "%" belong to it. What
+// the engine has escaped is read back, all else is left.
 function licence() {
   const text = location.href.split('&lic=').slice(1).join('&lic=');
-  try {
-    return decodeURIComponent(text);
-  } catch {
-    return text;
-  }
+  return text.replace(/(%[0-9a-f]{2})+/gi, escaped => {
+    try {
+      return decodeURIComponent(escaped);
+    } catch {
+      return escaped;
+    }
+  });
 }
 document.getElementById('licence').textContent = licence() || '–';
 

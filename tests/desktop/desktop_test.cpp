@@ -152,6 +152,8 @@ TEST_F(Desktop, FirstStartOpensThePaletteDocked) {
   EXPECT_FALSE(dock.isFloating());
   EXPECT_EQ(window.dockWidgetArea(learningDock()), Qt::RightDockWidgetArea);
   EXPECT_EQ(dock.width(), 300);
+  EXPECT_EQ(host.state()["palettes"][0]["width"], 300);
+  EXPECT_EQ(host.state()["palettes"][0]["height"], 400);
   EXPECT_EQ(dock.windowTitle(), "Velorin");
   EXPECT_TRUE(dock.findChild<QToolButton*>("close")->isVisible());
   EXPECT_EQ(inPage("document.readyState"), "complete");
@@ -169,21 +171,21 @@ TEST_F(Desktop, FirstStartOpensThePaletteDocked) {
 
 // The add-in escapes nothing, so the engine reads the text as part of an address: a blank becomes
 // %20, a Czech letter its bytes in UTF-8 behind percent signs, "&" ends the value of `lic`, and "#"
-// ends the query, the rest being the fragment, which no server is sent. The page's script still has
-// every character of it in `location.href`.
+// ends the query, the rest being the fragment, which no server is sent. Percent signs, backslashes
+// and every further "#" stay as they are. The page's script has all of it in `location.href`.
 TEST_F(Desktop, PageReadsItsAddress) {
-  host.setEntitlement("Žlutý kůň & syn #7, konec");
+  host.setEntitlement("Žlutý kůň & 5 % \\ syn #7, konec #8");
   startWithPage();
   EXPECT_EQ(inPage("location.protocol + '//' + location.host + location.pathname"),
             "https://learning.velorin.example/fusion360/learning.asp");
   EXPECT_EQ(inPage("location.search"),
-            "?lang=CSY&lic=%C5%BDlut%C3%BD%20k%C5%AF%C5%88%20&%20syn%20");
-  EXPECT_EQ(inPage("location.hash"), "#7,%20konec");
+            "?lang=CSY&lic=%C5%BDlut%C3%BD%20k%C5%AF%C5%88%20&%205%20%%20\\%20syn%20");
+  EXPECT_EQ(inPage("location.hash"), "#7,%20konec%20#8");
   EXPECT_EQ(inPage("new URLSearchParams(location.search).get('lang')"), "CSY");
   EXPECT_EQ(inPage("new URLSearchParams(location.search).get('lic')"),
             QString::fromUtf8("Žlutý kůň "));
   EXPECT_EQ(inPage("document.getElementById('licence').innerText"),
-            QString::fromUtf8("Žlutý kůň & syn #7, konec"));
+            QString::fromUtf8("Žlutý kůň & 5 % \\ syn #7, konec #8"));
 }
 
 TEST_F(Desktop, OtherLanguageShowsTheEnglishPage) {
@@ -201,6 +203,26 @@ TEST_F(Desktop, LinkOpensItsAddress) {
   EXPECT_EQ(host.opened(), Runs({{sketchAddress}}));
   EXPECT_TRUE(becomesTrueInPage("document.querySelector('.lesson').matches('.opened')"));
   EXPECT_TRUE(inPage("location.pathname").toString().endsWith("learning.asp"));
+}
+
+TEST_F(Desktop, LinkWithABlankIsTwoArguments) {
+  startWithPage();
+  inPage(
+      "Object.defineProperty(document.querySelector('.lesson'), 'href',"
+      " {value: 'first second'}); 0");
+  clickInPage(".lesson");
+  ASSERT_TRUE(becomes([this] { return !host.opened().empty(); }));
+  EXPECT_EQ(host.opened(), Runs({{"first", "second"}}));
+}
+
+TEST_F(Desktop, PaletteMadeByGoingOnlineTakesMessages) {
+  window.play("offline");
+  window.play("start");
+  ASSERT_EQ(learningDock(), nullptr);
+  window.play("online");
+  ASSERT_TRUE(pageLoaded());
+  ASSERT_TRUE(pageSends("'\"first\"'"));
+  EXPECT_EQ(host.opened(), Runs({{"first"}}));
 }
 
 TEST_F(Desktop, MessageReachesTheShellAsItStands) {
@@ -361,6 +383,34 @@ TEST_F(Desktop, CertificateIsRefusedForAnotherHost) {
             "127.0.0.1 does not answer. The host tries again when it goes online.");
 }
 
+TEST_F(Desktop, PageThatIsNotThereIsToldFromNoAnswer) {
+  const std::string address = std::string("https://") + LearningSite::host + "/fusion360/none.asp";
+  host.application()
+      .userInterface->palettes
+      ->add_raw("missing", "Missing", address.c_str(), true, true, true, 300, 400, true)
+      ->release();
+  window.play("state");
+  const PaletteDock* const dock = window.dock("missing");
+  ASSERT_NE(dock, nullptr);
+  ASSERT_TRUE(becomes([&] { return dock->settled(); }));
+  EXPECT_FALSE(dock->reached());
+  EXPECT_EQ(
+      dock->findChild<QLabel*>("reason")->text(),
+      "learning.velorin.example answers with the error 404. The host tries again when it goes "
+      "online.");
+}
+
+TEST_F(Desktop, FloatingPaletteHasItsSize) {
+  adsk::core::Palette* const made = host.application().userInterface->palettes->add_raw(
+      "loose", "Loose", "", true, true, true, 300, 400, true);
+  made->dockingState_raw(static_cast<adsk::core::PaletteDockingStates>(0));
+  made->release();
+  window.play("state");
+  ASSERT_NE(window.dock("loose"), nullptr);
+  EXPECT_TRUE(window.dock("loose")->isFloating());
+  EXPECT_EQ(window.dock("loose")->size(), QSize(300, 400));
+}
+
 TEST_F(Desktop, DetachingChangesThePaletteOfTheHost) {
   startWithPage();
   auto* const detach = learningDock()->findChild<QToolButton*>("float");
@@ -462,6 +512,11 @@ TEST_F(Desktop, TracePanelGrowsAndFilters) {
   filter->clear();
   window.play("stop");
   EXPECT_EQ(list->model()->rowCount(), static_cast<int>(trace.size()));
+  const std::string next = std::to_string(trace.size() + 1);
+  QTest::mouseClick(window.findChild<QToolButton*>("clear"), Qt::LeftButton);
+  EXPECT_EQ(list->model()->rowCount(), 0);
+  window.play("start");
+  EXPECT_EQ(list->model()->index(0, 0).data().toString().toStdString(), next);
 }
 
 TEST_F(Desktop, StartingAgainCountsOneMore) {
@@ -552,11 +607,59 @@ TEST(DesktopProgram, GivesTheTraceOfTheTerminal) {
   }
 }
 
+// What is done by mouse and page calls the host as the same commands do in the terminal.
+TEST_F(Desktop, MouseAndPageGiveTheTraceOfTheTerminal) {
+  auto* const offline = window.findChild<QAction*>("offline");
+  startWithPage();
+  ASSERT_TRUE(pageSends("'\"first second\"'"));
+  ASSERT_TRUE(pageSends("''"));
+  QTest::mouseClick(learningDock()->findChild<QToolButton*>("close"), Qt::LeftButton);
+  QTest::mouseClick(button(), Qt::LeftButton);
+  offline->trigger();
+  offline->trigger();
+  window.findChild<QAction*>("stop")->trigger();
+  std::ofstream(folder.filePath("same.txt").toStdString())
+      << "start\nmessage \"first second\"\nmessage \nclose\nclick\noffline\nonline\nstop\n";
+  ASSERT_TRUE(std::filesystem::remove(host.infoFile()));
+  const Ended ended = runProgram(
+      "substitute-host",
+      {folder.filePath("same.txt"), "--data", folder.path(), "--trace", folder.filePath("trace")});
+  ASSERT_EQ(ended.status, 0) << ended.errors.toStdString();
+  std::string seen;
+  for (const Json& entry : trace) seen += line(entry) + '\n';
+  EXPECT_EQ(seen, contentOf(folder.filePath("trace")).toStdString());
+}
+
+TEST(DesktopProgram, TellsThatTheLibraryHasGone) {
+  const QTemporaryDir folder;
+  const QString library = folder.filePath("Velorin.so");
+  const QString trace = folder.filePath("trace");
+  ASSERT_TRUE(QFile::copy(beside("Velorin.so"), library));
+  std::ofstream(folder.filePath("late.txt").toStdString()) << "offline\noffline\noffline\nstart\n";
+  QProcess process;
+  process.start(beside("substitute-desktop"),
+                {"--play", folder.filePath("late.txt"), "--data", folder.path(), "--trace", trace,
+                 "--addin", library});
+  // The trace is made when the library has been tried.
+  ASSERT_TRUE(becomes([&] { return QFile::exists(trace); }));
+  ASSERT_TRUE(QFile::remove(library));
+  ASSERT_TRUE(process.waitForFinished(patience));
+  EXPECT_EQ(process.exitCode(), 1);
+  const QByteArray errors = process.readAllStandardError();
+  EXPECT_TRUE(
+      errors.contains("substitute-desktop: there is no library " + library.toUtf8() + ".\n"))
+      << errors.toStdString();
+}
+
+// Also behind a proxy, which does not know the learning site.
 TEST(DesktopProgram, TakesAScreenshot) {
   const QTemporaryDir folder;
   const QString file = folder.filePath("window.png");
-  const Ended ended = runProgram(
-      "substitute-desktop", {"--data", folder.path(), "--theme", "dark", "--screenshot", file});
+  QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+  environment.insert("https_proxy", "http://127.0.0.1:1");
+  const Ended ended =
+      runProgram("substitute-desktop",
+                 {"--data", folder.path(), "--theme", "dark", "--screenshot", file}, environment);
   EXPECT_EQ(ended.status, 0) << ended.errors.toStdString();
   const QImage picture(file);
   ASSERT_FALSE(picture.isNull());
@@ -564,14 +667,17 @@ TEST(DesktopProgram, TakesAScreenshot) {
   const QRect page(picture.width() - 280, 150, 260, 300);
   int bright = 0;
   int dark = 0;
+  int accent = 0;  // of the page's style sheet, found in nothing else
   for (int y = page.top(); y < page.bottom(); ++y) {
     for (int x = page.left(); x < page.right(); ++x) {
       const int value = qGray(picture.pixel(x, y));
       bright += value > 180;
       dark += value < 80;
+      accent += picture.pixel(x, y) == qRgb(0x5a, 0xa7, 0xef);
     }
   }
   EXPECT_GT(bright, 200);
+  EXPECT_GT(accent, 50);
   EXPECT_GT(dark, page.width() * page.height() / 2);
 }
 
@@ -597,6 +703,12 @@ TEST(DesktopProgram, SaysWhatIsWrong) {
   EXPECT_EQ(ended.status, 2);
   EXPECT_EQ(ended.errors,
             "substitute-desktop: there is no display to open a window on; "
+            "substitute-host plays in the terminal.\n");
+  blind.insert("DISPLAY", ":4077");
+  const Ended misled = runProgram("substitute-desktop", data, blind);
+  EXPECT_EQ(misled.status, 2);
+  EXPECT_EQ(misled.errors,
+            "substitute-desktop: no window can be opened on the display :4077; "
             "substitute-host plays in the terminal.\n");
 }
 
