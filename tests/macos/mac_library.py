@@ -42,11 +42,22 @@ LANGUAGE_RUNTIME = {
     "_memchr", "_memcpy", "_memmove", "_memset", "_strlen",
     "___assert_rtn", "__Unwind_Resume", "___cxa_atexit", "dyld_stub_binder",
     # The file streams: the libc++ of macOS 11 leaves them to the program.
-    "_fopen", "_fclose", "_fread", "_fwrite", "_fflush", "_fseek", "_fseeko", "_ftello", "_setbuf",
+    "_fopen", "_fclose", "_fread", "_fwrite", "_fflush", "_fseeko", "_ftello", "_setbuf",
 }
 
 # What a library without assertions needs instead: it throws.
-WITHOUT_ASSERTIONS = {("libc++", "__ZNSt9exceptionD1Ev"), ("libc++", "__ZTVSt9exception")}
+WITHOUT_ASSERTIONS = {
+    ("libc++", "__ZNSt9exceptionD1Ev"), ("libc++", "__ZTISt9exception"),
+    ("libc++", "__ZTVSt9exception"),
+}
+
+
+def stub_names():
+    return {
+        (stub.stem, symbol)
+        for stub in STUBS.glob("*.tbd")
+        for symbol in re.findall(r"^ +- (\w+)$", stub.read_text(), re.M)
+    }
 
 
 def mangled(name):
@@ -143,13 +154,8 @@ class MacLibrary(unittest.TestCase):
     def ImportsWhatTheStubsName(self):
         imports = self.library.imports()
         self.assertEqual(self.library.undefined, {symbol for _, symbol in imports})
-        named = {
-            (stub.stem, symbol)
-            for stub in STUBS.glob("*.tbd")
-            for symbol in re.findall(r"^ +- (\w+)$", stub.read_text(), re.M)
-        }
-        self.assertEqual(set(), imports - named)
-        self.assertEqual(WITHOUT_ASSERTIONS, named - imports)
+        self.assertEqual(set(), imports - stub_names())
+        self.assertEqual(WITHOUT_ASSERTIONS, stub_names() - imports)
 
     def CallsOnlyTheListedSystemFunctions(self):
         calls = {symbol for library, symbol in self.library.imports() if library == "libSystem"}
@@ -287,6 +293,16 @@ class MacLibraryRefused(Workplace):
         said = self.failure(library, "HandlersHaveTheHostsSlots")
         self.assertIn("placeholderEventHandler4", said)
         self.assertIsNone(self.failure(library, "ExportsExactlyTheListedNames"))
+
+
+class MacWithoutAssertions(Workplace):
+    def ImportsWhatThrowingNeeds(self):
+        said, done = configure(self.folder / "build", "-DHOST_API_DIR=", "-DVELORIN_ASSERTIONS=OFF")
+        self.assertTrue(done, said)
+        build(self.folder / "build", "velorin")
+        imports = Library(self.folder / "build/Velorin.dylib").imports()
+        self.assertEqual(set(), WITHOUT_ASSERTIONS - imports)
+        self.assertEqual({("libSystem", "___assert_rtn")}, stub_names() - imports)
 
 
 class MacKit(Workplace):
