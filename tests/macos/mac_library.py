@@ -1,11 +1,13 @@
 """The library for macOS, looked at from outside, and libraries that must be refused."""
 
+import json
 import os
 import re
 import shutil
 import subprocess
 import tempfile
 import unittest
+import zipfile
 from pathlib import Path
 
 from macho import Library
@@ -97,11 +99,19 @@ class MacLibrary(unittest.TestCase):
 
     def HoldsNoPathOfThisMachine(self):
         texts = [t.decode() for t in re.findall(rb"[\x20-\x7e]{4,}", self.library.data)]
-        for place in (str(SOURCE), str(BUILD)):
-            self.assertEqual([], [text for text in texts if place in text])
+        places = [str(p) for p in (SOURCE, BUILD, Path.home(), tempfile.gettempdir())]
+        self.assertEqual([], [place for place in places if place.encode() in self.library.data])
+        homes = rb"/(?:home|root|tmp|Users)/[\x20-\x7e]*"
+        self.assertEqual([], re.findall(homes, self.library.data))
         paths = {text for text in texts if re.match(r"/[^/]+/", text)}
         self.assertEqual({"/usr/lib/libc++.1.dylib", "/usr/lib/libSystem.B.dylib"}, paths)
         self.assertEqual([], [c for c in self.library.commands if c["cmd"] == "LC_RPATH"])
+
+    def IsSmall(self):
+        with tempfile.TemporaryDirectory() as folder:
+            stripped = shutil.copy(self.path, folder)
+            subprocess.run(["llvm-strip", stripped], check=True)
+            self.assertLessEqual(Path(stripped).stat().st_size, 81_920)
 
     def LoadsTheHostsLibrariesThenTheSystems(self):
         self.assertEqual(
@@ -254,12 +264,20 @@ class MacLibraryRefused(Workplace):
     def APathOfThisMachine(self):
         library = self.relinked(lambda command: command.replace("@rpath/", f"{BUILD}/"))
         self.assertIn(str(BUILD), self.failure(library, "HoldsNoPathOfThisMachine"))
+        library = self.relinked(lambda command: command.replace("@rpath/", "@rpath/Users/me/"))
+        self.assertIn("/Users/me/", self.failure(library, "HoldsNoPathOfThisMachine"))
 
     def ASegmentToWriteAndRun(self):
         library = self.relinked(
             lambda command: command.replace(" -dylib ", " -dylib -segprot __DATA rwx rwx ")
         )
         self.assertIn("__DATA", self.failure(library, "HasNoSegmentToWriteAndRun"))
+
+    def ALargeLibrary(self):
+        library = self.relinked(
+            lambda command: command.replace(" -dylib ", " -dylib -headerpad 0x8000 ")
+        )
+        self.assertIn("not less than or equal to 81920", self.failure(library, "IsSmall"))
 
     def AChangedByte(self):
         library = self.folder / "Velorin.dylib"
@@ -310,12 +328,17 @@ class MacKit(Workplace):
 
     def MakesALibraryThatPassesEveryCheck(self):
         kit = self.copy_kit()
-        said, done = configure(self.folder / "build", f"-DHOST_API_DIR={kit}")
+        said, done = configure(
+            self.folder / "build", f"-DHOST_API_DIR={kit}", "-DVELORIN_HOST_PRODUCT=Fusion360"
+        )
         self.assertTrue(done, said)
         self.assertNotIn("inspection", said)
         build(self.folder / "build", "package")
         self.assertEqual([], list((self.folder / "build").glob("*-inspection.zip")))
-        self.assertEqual(1, len(list((self.folder / "build").glob("*.zip"))))
+        (path,) = (self.folder / "build").glob("*.zip")
+        with zipfile.ZipFile(path) as package:
+            manifest = json.loads(package.read("Velorin/Velorin.manifest"))
+        self.assertEqual("Fusion360", manifest["autodeskProduct"])
         for check in named_checks():
             self.assertIsNone(self.failure(self.folder / "build/Velorin.dylib", check), check)
 
