@@ -40,19 +40,31 @@ class MacPackage(unittest.TestCase):
         library = (BUILD / "Velorin.dylib").read_bytes()
         self.assertEqual(library, self.zip.read("Velorin/Velorin.dylib"))
 
-    def InstallsWhereTheAddInLooks(self):
+    def InstallsNothingThatTheHostCannotLoad(self):
         add_in_folder = b"Autodesk/Autodesk Fusion 360/API/AddIns/Velorin"
         self.assertIn(b"\0" + add_in_folder + b"\0", self.zip.read("Velorin/Velorin.dylib"))
         with tempfile.TemporaryDirectory() as home:
-            # Without a prefix it goes beneath the home folder, as it was when configuring.
+            # As on a Mac, where it goes beneath the home folder, as that was when configuring.
             subprocess.run(
-                [CMAKE, "--preset", "macos", "-B", f"{home}/build", "-DHOST_API_DIR="],
+                [CMAKE, "--preset", "macos", "-B", f"{home}/build", "-DHOST_API_DIR=",
+                 "-DCMAKE_HOST_APPLE=ON"],
                 cwd=SOURCE, env={**os.environ, "HOME": home}, check=True,
             )
-            cache = Path(home, "build/CMakeCache.txt").read_text()
-            prefix = re.search(r"^CMAKE_INSTALL_PREFIX:PATH=(.*)$", cache, re.M)[1]
-            support = Path(home, "Library/Application Support")
-            self.assertEqual(support / add_in_folder.decode(), Path(prefix, "Velorin"))
+            prefix = Path(home, "Library/Application Support", add_in_folder.decode()).parent
+            result = subprocess.run(
+                [CMAKE, "--install", f"{home}/build"], capture_output=True, text=True, check=False,
+            )
+            self.assertNotEqual(0, result.returncode)
+            self.assertRegex(result.stderr, r"built\s+without\s+the\s+host's\s+kit")
+            self.assertFalse(prefix.exists())
+            for build, is_there in ((Path(home, "build"), True), (BUILD, False)):
+                cache = (build / "CMakeCache.txt").read_text()
+                usual = re.search(r"^CMAKE_INSTALL_PREFIX:PATH=(.*)$", cache, re.M)[1]
+                self.assertEqual(is_there, usual == str(prefix), usual)
+                self.assertEqual(is_there, "Autodesk" in usual, usual)
+
+    def InstallsWhereItIsTold(self):
+        with tempfile.TemporaryDirectory() as prefix:
             subprocess.run([CMAKE, "--install", BUILD, "--prefix", prefix], check=True)
             installed = [p for p in Path(prefix).rglob("*") if p.is_file()]
             self.assertEqual(
@@ -79,12 +91,20 @@ class MacPackage(unittest.TestCase):
     def GuideTellsWhatTripsPeople(self):
         guide = self.zip.read("Velorin/Install.html").decode("utf-8")
         czech, english = guide.split('<section lang="en">')
-        for text, create in ((czech, "Nevolte „Create“"), (english, 'Do not choose "Create"')):
-            self.assertIn("com.apple.quarantine", text)
+        release = (
+            "<code>xattr -dr com.apple.quarantine "
+            '~/"Library/Application Support/Autodesk/Autodesk Fusion 360/API/AddIns/Velorin"</code>'
+        )
+        for text, add, create, missing in (
+            (czech, "„+“", "Nevolte „Create“", "Pokud složka AddIns chybí"),
+            (english, '"+"', 'Do not choose "Create"', "If the folder AddIns is missing"),
+        ):
+            self.assertIn(release, text)
             self.assertIn("Autodesk Fusion 360/API/AddIns", text)
             self.assertIn("Velorin 2", text)
-            self.assertIn("+", text)
+            self.assertIn(add, text)
             self.assertIn(create, text)
+            self.assertIn(missing, text)
         for picture in re.findall(r'src="([^"]+)"', guide):
             self.assertIn(f"Velorin/{picture}", self.zip.namelist())
 
