@@ -206,7 +206,13 @@ TEST_P(Locale, AddressAndButtonsAreTheSame) {
   EXPECT_EQ(startAfter(3), true);
   const substitute::Json now = state();
   EXPECT_EQ(now["palettes"][0]["width"], 300);
+  EXPECT_EQ(now["palettes"][0]["address"],
+            "https://learning.velorin.example/fusion360/learning.asp?lang=CSY&lic=TEXT");
   EXPECT_EQ(readFile(infoFile), "16.11.2026\n4\n");
+  EXPECT_EQ(now["definitions"][0]["name"], "Zobrazit velorin");
+  EXPECT_EQ(now["definitions"][0]["tooltip"],
+            "Velorin je pomocník pro začátečníky, integrovaný do prostředí programu Fusion 360 a "
+            "napomáhá s prvními kroky v aplikaci.");
   EXPECT_EQ(now["definitions"][0]["resourceFolder"], "resources/Velorin");
   EXPECT_EQ(stop(), true);
 }
