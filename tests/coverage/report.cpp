@@ -4,10 +4,11 @@
 //   coverage-report EXPORT LIST SOURCES
 //
 // EXPORT is the JSON of `llvm-cov export`, LIST the list, SOURCES the project's folder. Exit status
-// 1 when a line is not reached, a branch is neither reached nor listed, or one is listed without
-// need.
+// 1 when a line is not reached, a branch is neither reached nor listed, a source file is neither in
+// EXPORT nor listed, or one of these is listed without need.
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iomanip>
 #include <iostream>
@@ -17,13 +18,15 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
 
 using Json = nlohmann::json;
 
-// One outcome of a condition, as the list tells it: "addin/EntryPoints.cpp: ui: false".
+// One outcome of a condition, as the list tells it: "addin/EntryPoints.cpp: ui: false". Or a file's
+// name alone.
 using Branch = std::string;
 
 struct Listed {
@@ -105,6 +108,20 @@ std::set<std::size_t> unreachedLines(const Json& file, const std::vector<std::st
   return unreached;
 }
 
+// The source files of the add-in, by their names below the project's folder `sources`.
+std::set<std::string> sourceFiles(const std::string& sources) {
+  namespace fs = std::filesystem;
+  std::set<std::string> files;
+  for (const char* const folder : {"host", "addin", "palette", "firstrun"}) {
+    for (const auto& entry : fs::recursive_directory_iterator(fs::path(sources) / folder)) {
+      const std::string extension = entry.path().extension();
+      if (extension != ".cpp" && extension != ".h") continue;
+      files.insert(entry.path().lexically_relative(sources));
+    }
+  }
+  return files;
+}
+
 std::string share(const Json& summary) {
   std::ostringstream text;
   text << std::setw(5) << summary["covered"] << " of " << std::setw(4) << summary["count"];
@@ -115,6 +132,7 @@ int report(const std::string& exported, const std::string& listFile, const std::
   const Json data = Json::parse(open(exported))["data"][0];
   std::map<Branch, Listed> list = readList(listFile);
   std::vector<std::string> faults;
+  std::set<std::string> untold = sourceFiles(sources);
 
   std::cout << std::left << std::setw(34) << "File" << std::right << std::setw(14) << "Lines"
             << std::setw(16) << "Branches" << '\n';
@@ -122,6 +140,7 @@ int report(const std::string& exported, const std::string& listFile, const std::
     const std::string path = file["filename"];
     if (path.rfind(sources + "/", 0) != 0) continue;
     const std::string name = path.substr(sources.size() + 1);
+    untold.erase(name);
     const std::vector<std::string> lines = linesOf(path);
     const Json& summary = file["summary"];
     std::cout << std::left << std::setw(34) << name << std::right << std::setw(14)
@@ -150,6 +169,14 @@ int report(const std::string& exported, const std::string& listFile, const std::
       } else {
         listed->second.needed = true;
       }
+    }
+  }
+  for (const std::string& name : untold) {
+    const auto listed = list.find(name);
+    if (listed == list.end()) {
+      faults.push_back("nothing is told of this file, and it is not in the list: " + name);
+    } else {
+      listed->second.needed = true;
     }
   }
   const Json& totals = data["totals"];
