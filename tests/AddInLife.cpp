@@ -67,16 +67,6 @@ void becomeAnyUser() {
   if (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0) std::abort();
 }
 
-TemporaryFolder::TemporaryFolder()
-    : path_((fs::temp_directory_path() / "velorin-test-XXXXXX").string()) {
-  if (mkdtemp(path_.data()) == nullptr) throw std::runtime_error("cannot make " + path_);
-}
-
-TemporaryFolder::~TemporaryFolder() {
-  std::error_code ignored;
-  fs::remove_all(path_, ignored);
-}
-
 AddInLife::AddInLife() {
   fs::create_directories(substitute::addinFolderIn(folder.path()));
   infoFile = substitute::addinFolderIn(folder.path()) + infoFileName;
@@ -103,6 +93,13 @@ void AddInLife::install(substitute::Settings settings) {
   host.reset();
   host = std::make_unique<substitute::Host>(std::move(settings));
   host->gate().listen([this](const Json& entry) { trace_.push_back(entry); });
+}
+
+void AddInLife::openTheWay() {
+  for (fs::path way = fs::path(infoFile).parent_path();
+       way != fs::path(folder.path()).parent_path(); way = way.parent_path()) {
+    fs::permissions(way, fs::perms(0755));
+  }
 }
 
 void AddInLife::load() {

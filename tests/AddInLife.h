@@ -16,6 +16,7 @@
 #include "substitute/core/AddIn.h"
 #include "substitute/core/Host.h"
 #include "substitute/core/HostObjects.h"
+#include "tests/TemporaryFolder.h"
 
 // The library under test: VELORIN_ADDIN where that is set, else the built one.
 std::string addinFile();
@@ -24,21 +25,9 @@ std::string addinFile();
 std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& bytes);
 
-// Gives up being root in this process, if it is: root may read and write everything.
+// Gives up being root in this process, if it is: root may read and write everything. For child
+// processes; ends the process when it cannot.
 void becomeAnyUser();
-
-// A folder that ends with its owner.
-class TemporaryFolder {
- public:
-  TemporaryFolder();
-  ~TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
 
 // A host with the add-in's folder in place; the library is loaded on start() or load().
 class AddInLife : public testing::Test {
@@ -51,6 +40,9 @@ class AddInLife : public testing::Test {
 
   // A new host in place of the first one; before load() only.
   void install(substitute::Settings settings);
+
+  // Lets every user reach and read the add-in's folder, whatever the mask of new folders.
+  void openTheWay();
 
   void load();
   void unload();

@@ -148,12 +148,8 @@ TEST_F(Run, OfflineCallsTheHostInItsOrder) {
 
 TEST_F(Run, AFileThatCannotBeReadOpensNothingWithTheFirstIcons) {
   writeFile(infoFile, "16.11.2026\n2\n");
-  namespace fs = std::filesystem;
-  fs::permissions(infoFile, fs::perms::none);
-  for (fs::path way = fs::path(infoFile).parent_path();
-       way != fs::path(folder.path()).parent_path(); way = way.parent_path()) {
-    fs::permissions(way, fs::perms::owner_all | fs::perms::others_exec);
-  }
+  std::filesystem::permissions(infoFile, std::filesystem::perms::none);
+  openTheWay();
   load();
   EXPECT_EXIT(
       {

@@ -20,11 +20,6 @@ class InfoFile : public AddInLife {
   // What AutoOpenPalette returns where the user is not root, who may read and write everything.
   void expectReturnedToAUser(std::int32_t expected) {
     load();
-    // The way there, whatever the mask of new folders.
-    for (fs::path way = fs::path(infoFile).parent_path().parent_path();
-         way != fs::path(folder.path()).parent_path(); way = way.parent_path()) {
-      fs::permissions(way, fs::perms::owner_all | fs::perms::others_exec);
-    }
     EXPECT_EXIT(
         {
           becomeAnyUser();
@@ -174,6 +169,7 @@ TEST_F(InfoFile, WithoutItsFolderEveryStartIsTheFirst) {
 }
 
 TEST_F(InfoFile, InAFolderThatCannotBeWrittenEveryStartIsTheFirst) {
+  openTheWay();
   fs::permissions(substitute::addinFolderIn(folder.path()),
                   fs::perms::owner_read | fs::perms::owner_exec | fs::perms::others_read |
                       fs::perms::others_exec);
@@ -182,6 +178,7 @@ TEST_F(InfoFile, InAFolderThatCannotBeWrittenEveryStartIsTheFirst) {
 }
 
 TEST_F(InfoFile, ThatCannotBeReadGivesMinusOneAndStays) {
+  openTheWay();
   writeFile(infoFile, date + "\n3\n");
   fs::permissions(infoFile, fs::perms::none);
   expectReturnedToAUser(-1);
@@ -190,6 +187,7 @@ TEST_F(InfoFile, ThatCannotBeReadGivesMinusOneAndStays) {
 }
 
 TEST_F(InfoFile, ThatCannotBeWrittenGivesTheSameCountEveryTime) {
+  openTheWay();
   writeFile(infoFile, date + "\n3\n");
   fs::permissions(infoFile, fs::perms::owner_read | fs::perms::others_read);
   expectReturnedToAUser(3);

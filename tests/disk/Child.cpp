@@ -1,16 +1,14 @@
 #include "tests/disk/Child.h"
 
-#include <grp.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <iostream>
 #include <system_error>
 
 namespace {
-
-constexpr uid_t nobody = 65534;
 
 void check(int result, const char* what) {
   if (result != 0) throw std::system_error(errno, std::generic_category(), what);
@@ -46,11 +44,4 @@ std::optional<std::int32_t> inChild(const std::function<std::int32_t()>& work) {
   waitpid(child, &status, 0);
   if (!complete || !WIFEXITED(status) || WEXITSTATUS(status) != EXIT_SUCCESS) return {};
   return result;
-}
-
-void dropRoot() {
-  if (geteuid() != 0) return;
-  check(setgroups(0, nullptr), "setgroups");
-  check(setgid(nobody), "setgid");
-  check(setuid(nobody), "setuid");
 }

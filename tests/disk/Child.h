@@ -14,7 +14,3 @@ pid_t fork(const std::function<void()>& work);
 // Runs `work` in a child process and waits for it. The result of `work`, or nothing when the child
 // ended in another way.
 std::optional<std::int32_t> inChild(const std::function<std::int32_t()>& work);
-
-// Makes this process one of a user without any rights of his own; nothing when it is one already.
-// For child processes. Throws std::system_error.
-void dropRoot();

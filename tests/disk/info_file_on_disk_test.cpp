@@ -28,8 +28,7 @@ class InfoFileOnDisk : public AddInLife {
   InfoFileOnDisk() {
     load();
     addinFolder = fs::path(infoFile).parent_path().string();
-    // The way to the add-in's folder is open to every user.
-    fs::permissions(folder.path(), fs::perms(0755));
+    openTheWay();
   }
 
   ~InfoFileOnDisk() override {
@@ -40,7 +39,7 @@ class InfoFileOnDisk : public AddInLife {
   // The result of one start's update by a user without rights of his own.
   std::optional<std::int32_t> updateAsAnyUser() {
     return inChild([this] {
-      dropRoot();
+      becomeAnyUser();
       return AutoOpenPalette();
     });
   }
@@ -87,6 +86,7 @@ TEST_F(InfoFileOnDisk, UnreadableFileGivesMinusOneAndIsKept) {
   writeFile(infoFile, day + std::string("3\n"));
   fs::permissions(infoFile, fs::perms(0222));
   for (int i = 0; i < 3; ++i) EXPECT_EQ(updateAsAnyUser(), -1);
+  fs::permissions(infoFile, fs::perms(0644));
   EXPECT_EQ(readFile(infoFile), day + std::string("3\n"));
 }
 
@@ -193,16 +193,30 @@ class InfoFileOnFullDisk : public InfoFileOnDisk {
   // 1 when all of `work` holds in there, 0 when not, -1 when this system lets nobody mount.
   void onDiskOfOnePage(const std::function<bool()>& work) {
     const auto result = inChild([&] {
-      const bool own = unshare(CLONE_NEWNS) == 0 || unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0;
-      if (!own || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return -1;
+      if (unshare(CLONE_NEWNS) != 0 && !enterOwnNamespace()) return -1;
+      if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return -1;
       const std::string size = "size=" + std::to_string(page);
       if (mount("tmpfs", addinFolder.c_str(), "tmpfs", 0, size.c_str()) != 0) return -1;
+      const std::string probe = addinFolder + "/probe";
+      if (!(std::ofstream(probe) << "written" << std::flush) || !fs::remove(probe)) return -1;
       const bool holds = work();
       std::cout << std::flush;
       return holds && !HasFailure() ? 1 : 0;
     });
     if (result == -1) GTEST_SKIP() << "this system lets the test mount nothing";
     EXPECT_EQ(result, 1);
+  }
+
+  // For who is not root: a namespace in which this user is. False where that is not allowed.
+  static bool enterOwnNamespace() {
+    const std::string user = "0 " + std::to_string(geteuid()) + " 1";
+    const std::string group = "0 " + std::to_string(getegid()) + " 1";
+    if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return false;
+    const auto tell = [](const char* file, const std::string& text) {
+      return static_cast<bool>(std::ofstream(file) << text << std::flush);
+    };
+    return tell("/proc/self/setgroups", "deny") && tell("/proc/self/uid_map", user) &&
+           tell("/proc/self/gid_map", group);
   }
 
   const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));

@@ -1,15 +1,20 @@
 // Two hosts that start at the same moment and share one info file.
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
+#include <csignal>
 #include <filesystem>
 #include <map>
 #include <optional>
 #include <set>
+#include <system_error>
 #include <tuple>
+#include <utility>
 
 #include "tests/AddInLife.h"
 #include "tests/disk/Child.h"
@@ -133,14 +138,24 @@ class StartsAtOnce : public AddInLife {
     fs::remove(infoFile);
     if (before) writeFile(infoFile, *before);
     auto* const meeting = new (meeting_) Meeting;
-    pid_t children[2];
+    pid_t children[2] = {};
     for (int i = 0; i < 2; ++i) {
-      children[i] = fork([this, meeting, i] {
+      const auto work = [this, meeting, i] {
         ++meeting->arrived;
         while (meeting->arrived < 2) sched_yield();
         if (addin->run(*host) != true) throw std::runtime_error("run returned false");
         meeting->counts[i] = countOpenPalette();
-      });
+      };
+      try {
+        children[i] = fork(work);
+      } catch (const std::system_error&) {
+        // Nobody else will arrive.
+        if (i == 1) {
+          kill(children[0], SIGKILL);
+          waitpid(children[0], nullptr, 0);
+        }
+        throw;
+      }
     }
     for (const pid_t child : children) {
       int status = 0;
@@ -153,10 +168,14 @@ class StartsAtOnce : public AddInLife {
   // A thousand times. Prints how often which outcome came.
   void startThousandTimes(const std::optional<std::string>& before) {
     const std::set<Outcome> possible = Orders(before).outcomes();
-    const std::string date = datetime();
     std::map<Outcome, int> seen;
     for (int i = 0; i < 1000; ++i) {
-      Outcome now = startTwo(before);
+      std::string date;
+      Outcome now;
+      do {  // two starts with midnight between them are made again
+        date = datetime();
+        now = startTwo(before);
+      } while (date != datetime());
       std::string& file = std::get<2>(now);
       if (const auto at = file.find(date); at != std::string::npos) {
         file.replace(at, date.size(), today);
