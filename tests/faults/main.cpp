@@ -11,7 +11,10 @@
 #include <mutex>
 #include <set>
 #include <thread>
+#include <utility>
 
+#include "substitute/core/Scenario.h"
+#include "tests/TemporaryFolder.h"
 #include "tests/faults/Case.h"
 #include "tests/faults/Scenarios.h"
 
@@ -27,30 +30,11 @@ constexpr int differs = 1;
 constexpr int wrongInput = 2;
 constexpr std::size_t toldInFull = 5;
 
-// A folder that ends with the program.
-class TemporaryFolder {
- public:
-  TemporaryFolder() : path_((fs::temp_directory_path() / "velorin-fault-XXXXXX").string()) {
-    if (mkdtemp(path_.data()) == nullptr) {
-      throw std::system_error(errno, std::generic_category(), path_);
-    }
-  }
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  std::string below(const std::string& name) const {
-    std::string folder = path_ + "/" + name;
-    fs::create_directories(folder);
-    return folder;
-  }
-
- private:
-  std::string path_;
-};
+std::string madeIn(const TemporaryFolder& folder, const std::string& name) {
+  std::string path = folder.path() + "/" + name;
+  fs::create_directories(path);
+  return path;
+}
 
 struct Options {
   Tools tools;
@@ -125,7 +109,7 @@ int playAll(const std::string& title, std::size_t count, const MakeCase& make,
   };
   std::vector<std::thread> workers;
   for (unsigned i = 0; i < options.jobs; ++i) {
-    workers.emplace_back(work, folder.below(std::to_string(i)));
+    workers.emplace_back(work, madeIn(folder, std::to_string(i)));
   }
   for (std::thread& worker : workers) worker.join();
   if (progress) std::cerr << '\r' << std::string(40, ' ') << '\r';
@@ -133,19 +117,17 @@ int playAll(const std::string& title, std::size_t count, const MakeCase& make,
 
   std::size_t told = 0;
   for (const auto& [index, entry] : failed) {
-    if (told++ == toldInFull) break;
     const auto& [named, found] = entry;
     std::cout << "differs: " << named.name << '\n';
-    if (shrinks) {
-      const std::string directory = folder.below("shrink");
+    if (told++ >= toldInFull) {
+      tell(options, named.one, {});
+    } else if (shrinks) {
+      const std::string directory = madeIn(folder, "shrink");
       const Case shortest = shrink(named.one, options.tools, directory);
       tell(options, shortest, differences(shortest, options.tools, directory));
     } else {
       tell(options, named.one, found);
     }
-  }
-  if (failed.size() > toldInFull) {
-    std::cout << "and " << failed.size() - toldInFull << " more\n";
   }
   std::cout << title << ": " << done << " cases, " << failed.size()
             << (failed.size() == 1 ? " differs" : " differ") << " from the model\n";
@@ -173,7 +155,7 @@ int sweep(const Options& options) {
 
 int playOne(const Case& one, const Options& options) {
   const TemporaryFolder folder;
-  const Lines found = differences(one, options.tools, folder.below("0"));
+  const Lines found = differences(one, options.tools, madeIn(folder, "0"));
   if (found.empty()) {
     std::cout << "as the model says\n";
     return EXIT_SUCCESS;
@@ -227,7 +209,8 @@ int runProgram(int argc, char** argv) {
   parser.add_subcommand("sweep", "in each of these scenarios every call fails once, in each way")
       ->callback([&] { work = [&] { return sweep(options); }; });
   const auto withSeed = [&](CLI::App* command) {
-    command->add_option("--count", count, "how many; 1000 if left out");
+    command->add_option("--count", count, "how many; 1000 if left out")
+        ->check(CLI::Range(std::size_t{1}, std::size_t{1'000'000'000}));
     command->add_option("--seed", seed, "where chance begins; 1 if left out");
     return command;
   };
@@ -275,6 +258,10 @@ int runProgram(int argc, char** argv) {
   }
   for (const CLI::App* const command : {playCommand, predictCommand}) {
     if (command->count("--info-file") != 0) one.infoFile = infoFile;
+  }
+  for (const std::string& command : one.scenario) {
+    if (command.find('\n') != std::string::npos) throw std::runtime_error("a command is one line");
+    substitute::parseCommand(command);
   }
   if (options.tools.addin.empty()) {
     options.tools.addin = beside / "Velorin.so";
