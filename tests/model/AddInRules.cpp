@@ -1,5 +1,6 @@
 #include "tests/model/AddInRules.h"
 
+#include <algorithm>
 #include <cctype>
 #include <limits>
 
@@ -93,7 +94,7 @@ bool AddIn::run() try {
 
   const Handle onlineEvent = host_.onlineStatusChanged(app_);
   host_.addHandler(present(onlineEvent), "OnlineStatusChangedHandler");
-  if (!host_.isOffLine(app_) && firstStarts(count_)) openByButton();
+  if (!host_.isOffLine(app_) && firstStarts(count_)) wayOfTheButton();
 
   const Handle toolbars = host_.toolbarsOf(host_.userInterface(app_));
   const Handle toolbar = present(host_.toolbarById(toolbars, "QATRight"));
@@ -139,8 +140,8 @@ void AddIn::removeCommand(const Handle& toolbar, const std::string& id) {
 // The e-shop's handlers are never registered, so that the host has no way to call them.
 void AddIn::notify(const std::string& handler) try {
   if (handler == "CmdCreatedEventHandler") connectExecute();
-  if (handler == "CmdExecuteEventHandler") openByButton();
-  if (handler == "OnlineStatusChangedHandler") openByOnlineReport();
+  if (handler == "CmdExecuteEventHandler") wayOfTheButton();
+  if (handler == "OnlineStatusChangedHandler") wayOfTheOnlineReport();
   if (handler == "RovaHTMLEventHandler" || handler == "CadFirst3sHTMLEventHandler") openTarget();
 } catch (const Ended&) {
 }
@@ -149,38 +150,51 @@ int AddIn::references() const {
   return (app_.empty() ? 0 : 1) + (ui_.empty() ? 0 : 1) + (palette_.empty() ? 0 : 1);
 }
 
-// Its result is nobody's concern: an early end here ends nothing of the caller's.
-void AddIn::openByButton() try {
-  const std::string address = learningPageAddress();
+// The way of the button and of the first starts. Its result is nobody's concern: an early end here
+// ends nothing of the caller's.
+void AddIn::wayOfTheButton() try {
+  const std::string licence = host_.executeTextCommand(app_, "Debug.EntitlementString");
+  const Handle preferences = host_.preferences(app_);
+  const bool czech = host_.userLanguage(host_.generalPreferences(preferences)) == 2;
   const Handle application = present(host_.application());
   const Handle userInterface = present(host_.userInterface(application));
-  showOrCreate(present(host_.palettesOf(userInterface)), address, "RovaHTMLEventHandler");
+  const Handle palettes = present(host_.palettesOf(userInterface));
+  palette_ = host_.paletteById(palettes, "teachPalete");
+  if (palette_.empty()) {
+    const std::string address = learningSite +
+                                "/fusion360/learning.asp?lang=" + (czech ? "CSY" : "ENG") +
+                                "&lic=" + licence;
+    palette_ = host_.addPalette(palettes, "teachPalete", "Velorin", address, {true, true, true},
+                                300, 400, true);
+    host_.setDockingState(present(palette_), 4);
+    accepted(host_.addHandler(present(host_.incomingFromHTML(palette_)), "RovaHTMLEventHandler"));
+  }
+  host_.setVisible(palette_, true);
 } catch (const Ended&) {
 }
 
-void AddIn::openByOnlineReport() {
-  if (host_.reportsOffLine() || !firstStarts(count_)) return;
-  const std::string address = learningPageAddress();
-  showOrCreate(present(host_.palettesOf(ui_)), address, "CadFirst3sHTMLEventHandler");
-}
-
-std::string AddIn::learningPageAddress() {
+// The way of the host's report that it has gone online: with the user interface that run kept, and
+// another handler of the page's messages.
+void AddIn::wayOfTheOnlineReport() {
+  if (host_.reportsOffLine()) return;
+  if (count_ < 0 || count_ > 3) return;
   const std::string licence = host_.executeTextCommand(app_, "Debug.EntitlementString");
-  const Handle general = host_.generalPreferences(host_.preferences(app_));
-  const std::string language = host_.userLanguage(general) == 2 ? "CSY" : "ENG";
-  return learningSite + "/fusion360/learning.asp?lang=" + language + "&lic=" + licence;
-}
-
-void AddIn::showOrCreate(const Handle& palettes, const std::string& address,
-                         const std::string& handler) {
-  palette_ = host_.paletteById(palettes, paletteId);
-  if (palette_.empty()) {
-    palette_ = host_.addPalette(palettes, paletteId, "Velorin", address, {true, true, true}, 300,
-                                400, true);
-    host_.setDockingState(present(palette_), 4);
-    accepted(host_.addHandler(present(host_.incomingFromHTML(palette_)), handler));
+  const Handle preferences = host_.preferences(app_);
+  const bool czech = host_.userLanguage(host_.generalPreferences(preferences)) == 2;
+  const Handle palettes = present(host_.palettesOf(ui_));
+  palette_ = host_.paletteById(palettes, "teachPalete");
+  if (!palette_.empty()) {
+    host_.setVisible(palette_, true);
+    return;
   }
-  host_.setVisible(palette_, true);
+  palette_ = host_.addPalette(
+      palettes, "teachPalete", "Velorin",
+      learningSite + "/fusion360/learning.asp?lang=" + (czech ? "CSY" : "ENG") + "&lic=" + licence,
+      {true, true, true}, 300, 400, true);
+  if (palette_.empty()) return;
+  host_.setDockingState(palette_, 4);
+  const Handle messages = present(host_.incomingFromHTML(palette_));
+  if (host_.addHandler(messages, "CadFirst3sHTMLEventHandler")) host_.setVisible(palette_, true);
 }
 
 void AddIn::connectExecute() {

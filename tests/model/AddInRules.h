@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/model/HostRules.h"
@@ -29,10 +30,8 @@ class AddIn {
   std::vector<std::string> takeShellCommands() { return std::exchange(shellCommands_, {}); }
 
  private:
-  void openByButton();
-  void openByOnlineReport();
-  std::string learningPageAddress();
-  void showOrCreate(const Handle& palettes, const std::string& address, const std::string& handler);
+  void wayOfTheButton();
+  void wayOfTheOnlineReport();
   void connectExecute();
   void openTarget();
   void removeCommand(const Handle& toolbar, const std::string& id);

@@ -1,6 +1,7 @@
 #include "tests/model/HostRules.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace model {
 

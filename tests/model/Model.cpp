@@ -1,5 +1,6 @@
 #include "tests/model/Model.h"
 
+#include <cctype>
 #include <memory>
 #include <sstream>
 #include <stdexcept>
