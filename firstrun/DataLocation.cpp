@@ -18,7 +18,7 @@ std::string GetExecutableDirectory() {
   _NSGetExecutablePath(path, &size);
   std::string directory = path;
   const auto separator = directory.find_last_of("/\\");
-  directory.erase(separator == std::string::npos ? 0 : separator);
+  directory.resize(separator == std::string::npos ? 0 : separator);
   return directory;
 }
 

@@ -26,7 +26,8 @@ std::int32_t next(std::int32_t count) {
 }  // namespace
 
 std::int32_t AutoOpenPalette() {
-  const std::string path = SetAddinLocation(GetExecutableDirectory()) + "/Velorin_Info.txt";
+  std::string path = SetAddinLocation(GetExecutableDirectory());
+  path += "/Velorin_Info.txt";
 
   std::fstream file;
   if (!FileExists(path)) {
