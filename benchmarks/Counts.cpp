@@ -7,8 +7,11 @@
 #include <valgrind/callgrind.h>
 
 #include <cstdlib>
+#include <filesystem>
+#include <functional>
 #include <iostream>
-#include <sstream>
+#include <string>
+#include <vector>
 
 #include "benchmarks/Allocations.h"
 #include "benchmarks/HandleOperations.h"

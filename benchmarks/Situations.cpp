@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <system_error>
+#include <type_traits>
 
 namespace fs = std::filesystem;
 

@@ -2,6 +2,7 @@
 // alone.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>

@@ -9,6 +9,9 @@
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "benchmarks/HandleOperations.h"
 #include "benchmarks/Situations.h"
