@@ -1,6 +1,7 @@
 #include "benchmarks/HandleOperations.h"
 
 #include <boost/smart_ptr/intrusive_ptr.hpp>
+#include <cassert>
 #include <new>
 
 using namespace adsk::core;
@@ -66,11 +67,10 @@ struct Smart {
 };
 
 struct Boost : Smart<boost::intrusive_ptr> {
-  // Its own assignment counts up and down even where nothing changes.
   static void assign(void* to, const void* from) {
     auto& held = *static_cast<boost::intrusive_ptr<Palette>*>(to);
     const auto& given = *static_cast<const boost::intrusive_ptr<Palette>*>(from);
-    if (held != given) held = given;
+    held = given;
   }
   static void attachAndDestroy(Palette* object) {
     const boost::intrusive_ptr<Palette> handle(object, false);
