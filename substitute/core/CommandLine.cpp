@@ -86,7 +86,7 @@ std::string besideProgram(const std::string& name) {
 
 std::string scenarioFile(const std::string& word) {
   if (fs::is_regular_file(word)) return word;
-  const std::string known = besideProgram("scenarios/" + word + ".txt");
+  std::string known = besideProgram("scenarios/" + word + ".txt");
   if (word.find('/') == std::string::npos && fs::is_regular_file(known)) return known;
   if (fs::exists(word) && !fs::is_directory(word)) return word;
   throw std::runtime_error("there is no scenario " + word);

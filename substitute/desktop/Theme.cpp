@@ -103,7 +103,7 @@ QStatusBar QLabel { padding: 3px 10px; color: FAINT; }
 
 class DrawnIcon : public QIconEngine {
  public:
-  DrawnIcon(Drawing drawing, QColor colour) : drawing_(drawing), colour_(std::move(colour)) {}
+  DrawnIcon(Drawing drawing, QColor colour) : drawing_(drawing), colour_(colour) {}
 
   QIconEngine* clone() const override { return new DrawnIcon(drawing_, colour_); }
 
