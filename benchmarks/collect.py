@@ -252,7 +252,7 @@ class Bench:
         steps = [(after - before) / (larger - smaller)
                  for before, after, smaller, larger in zip(totals, totals[1:], sizes, sizes[1:])]
         spread = max(steps) / min(steps)
-        self.report.add(what, round(steps[-1], 2), "", round(steps[0], 2),
+        self.report.add(what, round(steps[-1], 1), "", round(steps[0], 1),
                         f"from {sizes[0]:,} to {sizes[1]:,}", "the same within a tenth",
                         spread <= 1.1)
 
