@@ -47,8 +47,9 @@ MESSAGE_INSTRUCTIONS = 2_000
 # The two buffers of the file stream, and its file.
 STREAM_BYTES = 9 * 1024
 
-# The targets that are missed: by what count, and why. Any other count there fails the run, be it
-# that the miss has grown or that the target is met and the miss is to be struck out.
+# The targets that are missed: by what count, and why. It fails the run when the count has grown, by
+# more than the hundredth that lengths of paths may make, and when the target is met after all and the
+# miss is to be struck out.
 KNOWN_MISSES = {
     "handle, assign another: instructions":
         (22, "a handle compares first, and releases the old object before it counts the new one"),
@@ -433,7 +434,7 @@ def failures(rows, earlier=None):
     for row in rows:
         ours = number(row["ours"], row["unit"])
         known, _ = KNOWN_MISSES.get(row["what"], (None, None))
-        if row["met"] is False and row["ours"] != known:
+        if row["met"] is False and (known is None or row["ours"] > known * 1.01):
             was = "" if known is None else f" It was {number(known, row['unit'])}."
             result.append(f"Missed: {row['what']}: {ours}; {row['target']}.{was}")
         elif row["met"] and known is not None:
