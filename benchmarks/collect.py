@@ -86,8 +86,9 @@ def progress(text):
 
 
 class Bench:
-    def __init__(self, build, quick):
+    def __init__(self, build, macos, quick):
         self.build = build
+        self.macos = macos
         self.quick = quick
         self.report = Report()
         # What could change a count is the same on every run.
@@ -324,17 +325,14 @@ class Bench:
         uncalled = library.uncalled()
         self.report.count("functions that nothing leads to", len(uncalled), "", 0, "none")
         self.report.details["size"] = {"sections": library.section_sizes(), "uncalled": uncalled}
-        macos = os.path.join(os.path.dirname(self.build), "macos", "Velorin.dylib")
-        if not os.path.exists(macos):  # the one that ./test builds
-            macos = os.path.join(self.build, "tests", "macos", "build", "Velorin.dylib")
         strip = shutil.which("llvm-strip") or shutil.which("llvm-strip-14")
-        if not os.path.exists(macos):
+        if not os.path.exists(self.macos):
             self.report.add("size on macOS, stripped", "not built", "")
         elif strip is None:
             self.report.add("size on macOS, stripped", "no llvm-strip", "")
         else:
             with tempfile.TemporaryDirectory() as folder:
-                subprocess.run([strip, "-x", "-o", f"{folder}/stripped", macos], check=True)
+                subprocess.run([strip, "-x", "-o", f"{folder}/stripped", self.macos], check=True)
                 size = os.path.getsize(f"{folder}/stripped")
             self.report.count("size on macOS, stripped", size, "bytes", MACOS_SIZE,
                               f"at most {MACOS_SIZE:,}")
@@ -452,8 +450,11 @@ def main():
                         help="end with 1, too, when a count differs from that of an earlier run")
     parser.add_argument("--results", metavar="FILE", default="benchmark-results.json",
                         help="where the figures go (%(default)s)")
-    parser.add_argument("--build", metavar="DIR", default=os.path.join(os.path.dirname(__file__), os.pardir, "build", "release"),
+    builds = os.path.join(os.path.dirname(os.path.abspath(__file__)), os.pardir, "build")
+    parser.add_argument("--build", metavar="DIR", default=os.path.join(builds, "release"),
                         help=argparse.SUPPRESS)
+    parser.add_argument("--macos", metavar="FILE", help=argparse.SUPPRESS,
+                        default=os.path.join(builds, "macos", "Velorin.dylib"))
     # For the command in the top folder, which wants to know before it installs and builds anything.
     parser.add_argument("--check-options", action="store_true", help=argparse.SUPPRESS)
     options = parser.parse_args()
@@ -464,7 +465,7 @@ def main():
         with open(options.compare, encoding="utf-8") as file:
             earlier = json.load(file)["rows"]
 
-    report = Bench(os.path.abspath(options.build), options.quick).run()
+    report = Bench(os.path.abspath(options.build), options.macos, options.quick).run()
     with open(options.results, "w", encoding="utf-8") as file:
         json.dump({"machine": machine(), "rows": report.rows, "details": report.details}, file,
                   indent=1, ensure_ascii=False)
