@@ -6,10 +6,12 @@
 #include <QPointer>
 #include <QPushButton>
 #include <QStackedWidget>
+#include <QTimer>
 #include <QToolButton>
 #include <QVBoxLayout>
 #include <QWebEngineLoadingInfo>
 #include <QWebEngineView>
+#include <chrono>
 
 #include "substitute/core/HostObjects.h"
 #include "substitute/desktop/Theme.h"
@@ -68,6 +70,11 @@ PaletteDock::PaletteDock(const PaletteObject& object, WebEngine& engine, QWidget
         pages_->setCurrentWidget(view_);
         break;
       case QWebEngineLoadingInfo::LoadFailedStatus:
+        // The end of a page that failed before can break off the start page, which is always there.
+        if (info.url() == QUrl(startPage)) {
+          QTimer::singleShot(std::chrono::milliseconds(50), this, &PaletteDock::load);
+          break;
+        }
         fail(info.errorDomain() == QWebEngineLoadingInfo::HttpStatusCodeDomain ? info.errorCode()
                                                                                : 0);
         break;
