@@ -1,6 +1,7 @@
 #include "addin/EntryPoints.h"
 
 #include <string>
+#include <string_view>
 
 #include "addin/GlobalState.h"
 #include "addin/ToolbarCommands.h"
@@ -49,10 +50,9 @@ bool run(const char* /*context*/) {
   if (!onlineStatusChanged) return false;
   onlineStatusChanged->add(&onlineStatusChangedHandler_);
 
-  // The status counts as online when its decimal text is "0".
-  if (std::to_string(app->isOffLine()) == "0" && countOpenPalette >= 0 && countOpenPalette <= 3) {
-    OpenPalette();
-  }
+  // The host counts as online when the decimal text of its status is "0".
+  const std::string_view offline = app->isOffLine() ? "1" : "0";
+  if (offline == "0" && countOpenPalette >= 0 && countOpenPalette <= 3) OpenPalette();
 
   const Ptr<Toolbar> toolbar = app->userInterface()->toolbars()->itemById("QATRight");
   if (!toolbar) return false;

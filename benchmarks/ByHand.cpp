@@ -1,13 +1,14 @@
 // The reference: the add-in as one writes it with nothing between oneself and the host. It calls
 // the host's raw operations with plain text, drops each reference through a pointer that costs
 // nothing, and updates the info file with the system's own calls. It makes the same calls in the
-// same order, and copes with all that the add-in copes with; only what is never empty goes
-// unchecked. The e-shop's command is left out: no measured path comes near it.
+// same order, copes with all that the add-in copes with, and asserts where the add-in does. The
+// e-shop's command is left out: no measured path comes near it.
 #include <Core/CoreAll.h>
 #include <fcntl.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include <cassert>
 #include <cerrno>
 #include <climits>
 #include <cstdint>
@@ -36,6 +37,13 @@ struct Release {
 };
 template <class T>
 using Held = std::unique_ptr<T, Release>;
+
+// `object`, which the host always has.
+template <class T>
+T* present(T* object) {
+  assert(object != nullptr);
+  return object;
+}
 
 class MessageHandler final : public HTMLEventHandler {
  public:
@@ -66,7 +74,8 @@ OnlineHandler onOnline;
 
 // The info file's path; false when it does not fit into `path`.
 bool infoFile(char (&path)[PATH_MAX]) {
-  char executable[512] = {};
+  char executable[512];
+  executable[0] = '\0';
   std::uint32_t size = sizeof executable;
   _NSGetExecutablePath(executable, &size);
   char* end = executable + std::strlen(executable);
@@ -157,14 +166,15 @@ std::int32_t updateInfoFile(const char* path) {
 }
 
 std::string address() {
+  assert(app);
   char* const entitlement = app->executeTextCommand_raw("Debug.EntitlementString");
   std::string text;
   const std::size_t length = entitlement == nullptr ? 0 : std::strlen(entitlement);
   static constexpr char prefix[] = "https://" VELORIN_LEARNING_HOST "/fusion360/learning.asp?lang=";
   text.reserve(sizeof prefix + 8 + length);
   text = prefix;
-  const Held<Preferences> preferences(app->preferences_raw());
-  const Held<GeneralPreferences> general(preferences->generalPreferences_raw());
+  const Held<Preferences> preferences(present(app->preferences_raw()));
+  const Held<GeneralPreferences> general(present(preferences->generalPreferences_raw()));
   text += general->userLanguage_raw() == 2 ? "CSY&lic=" : "ENG&lic=";
   if (entitlement != nullptr) {
     text.append(entitlement, length);
@@ -208,12 +218,13 @@ void OnlineHandler::notify(const Ptr<ApplicationEventArgs>& eventArgs) {
   if (!eventArgs || eventArgs->isOffLine_raw()) return;
   if (count < 0 || count > 3) return;
   const std::string page = address();
+  assert(ui);
   const Held<Palettes> palettes(ui->palettes_raw());
   if (palettes) show(*palettes, page, onMessageFirst3);
 }
 
 void CreatedHandler::notify(const Ptr<CommandCreatedEventArgs>& eventArgs) {
-  const Held<Command> command(eventArgs->command_raw());
+  const Held<Command> command(present(eventArgs->command_raw()));
   const Held<CommandInputs> inputs(command->commandInputs_raw());
   if (!inputs) return;
   const Held<CommandEvent> execute(command->execute_raw());
@@ -226,11 +237,11 @@ void ExecuteHandler::notify(const Ptr<CommandEventArgs>& /*eventArgs*/) {
 
 void removeCommand(const Toolbar& toolbar, const char* id) {
   {
-    const Held<CommandDefinitions> definitions(ui->commandDefinitions_raw());
+    const Held<CommandDefinitions> definitions(present(ui->commandDefinitions_raw()));
     const Held<CommandDefinition> definition(definitions->itemById_raw(id));
     if (definition) definition->deleteMe_raw();
   }
-  const Held<ToolbarControls> controls(toolbar.controls_raw());
+  const Held<ToolbarControls> controls(present(toolbar.controls_raw()));
   const Held<ToolbarControl> control(controls->itemById_raw(id));
   if (!control) return;
   auto* const command =
@@ -270,18 +281,18 @@ bool run(const char* /*context*/) {
   }
   if (!app->isOffLine_raw() && count >= 0 && count <= 3) OpenPalette();
 
-  const Held<UserInterface> userInterface(app->userInterface_raw());
-  const Held<Toolbars> toolbars(userInterface->toolbars_raw());
+  const Held<UserInterface> userInterface(present(app->userInterface_raw()));
+  const Held<Toolbars> toolbars(present(userInterface->toolbars_raw()));
   const Held<Toolbar> toolbar(toolbars->itemById_raw("QATRight"));
   if (!toolbar) return false;
-  const Held<CommandDefinitions> definitions(ui->commandDefinitions_raw());
+  const Held<CommandDefinitions> definitions(present(ui->commandDefinitions_raw()));
   const Held<CommandDefinition> definition(definitions->addButtonDefinition_raw(
       "runTeachPalette", "Zobrazit velorin",
       "Velorin je pomocník pro začátečníky, integrovaný do prostředí programu Fusion "
       "360 a napomáhá s prvními kroky v aplikaci.",
       count < 1 ? "resources/Velorin/LessTen" : "resources/Velorin"));
   if (!definition) return false;
-  const Held<ToolbarControls> controls(toolbar->controls_raw());
+  const Held<ToolbarControls> controls(present(toolbar->controls_raw()));
   const Held<CommandControl> control(
       controls->addCommand_raw(definition.get(), "HelpGroupCommand", false));
   if (!control) return false;
@@ -298,8 +309,9 @@ bool stop(const char* /*context*/) {
     shown->deleteMe_raw();
     shown->isValid_raw();
   }
-  const Held<UserInterface> userInterface(app->userInterface_raw());
-  const Held<Toolbars> toolbars(userInterface->toolbars_raw());
+  assert(app);
+  const Held<UserInterface> userInterface(present(app->userInterface_raw()));
+  const Held<Toolbars> toolbars(present(userInterface->toolbars_raw()));
   const Held<Toolbar> toolbar(toolbars->itemById_raw("QATRight"));
   if (!toolbar) return false;
   removeCommand(*toolbar, "openEshop");

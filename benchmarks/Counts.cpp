@@ -8,8 +8,10 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <iostream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -116,6 +118,11 @@ void measureHandles() {
   }
 }
 
+std::string textOf(const std::string& path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
 void measureSituations(const std::string& library) {
   for (const Situation& situation : situations()) {
     const Prepared prepared = prepare(situation, library);
@@ -126,9 +133,12 @@ void measureSituations(const std::string& library) {
         if (listening) calls.push_back(entry);
       });
     }
-    measure(situation.name, prepared.call);
+    bool result = false;
+    measure(situation.name, [&] { result = prepared.call(); });
     listening = false;
-    tell({{"hostCalls", calls}});
+    tell({{"hostCalls", calls},
+          {"result", result},
+          {"infoFile", textOf(prepared.installation->infoFile())}});
   }
 }
 

@@ -89,19 +89,22 @@ std::function<void()> Session::message(const std::string& text) {
 }
 
 const std::vector<Situation>& situations() {
-  using Call = std::function<void()>;
-  const auto run = [](Session& session) -> Call { return [&] { session.run(nullptr); }; };
+  using Call = std::function<bool()>;
+  const auto run = [](Session& session) -> Call { return [&] { return session.run(nullptr); }; };
   const auto openPalette = [](Session& session) -> Call {
     session.run(nullptr);
-    return [&] { session.openPalette(); };
+    return [&] { return session.openPalette(); };
   };
   const auto onlineReport = [](Session& session) -> Call {
     session.run(nullptr);
-    return session.onlineReport();
+    return [report = session.onlineReport()] {
+      report();
+      return true;
+    };
   };
   const auto stop = [](Session& session) -> Call {
     session.run(nullptr);
-    return [&] { session.stop(nullptr); };
+    return [&] { return session.stop(nullptr); };
   };
   // From the fifth start on nothing opens by itself; with the host offline, not before either.
   static const std::vector<Situation> all = {

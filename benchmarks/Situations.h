@@ -77,8 +77,9 @@ struct Situation {
   bool firstStart;  // there is no info file
   int count;        // in the info file
   bool offline;     // the host at its start
-  // Brings the session to the point before the call, and makes the call; the result is the call.
-  std::function<std::function<void()>(Session&)> prepare;
+  // Brings the session to the point before the call, and makes the call; the result is the call,
+  // whose own one is the add-in's answer, true where it gives none.
+  std::function<std::function<bool()>(Session&)> prepare;
 };
 
 const std::vector<Situation>& situations();
@@ -87,7 +88,7 @@ const std::vector<Situation>& situations();
 struct Prepared {
   std::unique_ptr<Installation> installation;
   std::unique_ptr<Session> session;
-  std::function<void()> call;
+  std::function<bool()> call;
 };
 Prepared prepare(const Situation& situation, const std::string& library);
 

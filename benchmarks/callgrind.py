@@ -8,42 +8,50 @@ import tempfile
 
 # The functions of the C++ library that serve file streams. The rest of it serves texts and memory.
 STREAMS = re.compile(
-    r"basic_(filebuf|[io]?fstream|[io]?stream|ios|streambuf|file)|ios_base|sentry|locale|codecvt|"
+    r"std::[io]stream::|basic_(filebuf|[io]?fstream|[io]?stream|ios|streambuf|file)|ios_base|sentry|locale|codecvt|"
     r"ctype|facet|getline|__ostream_insert|__dynamic_cast|_dyncast|__cxxabiv1|type_info|__convert|"
     r"^0x"
 )
+# And its headers, whose functions are compiled into their callers.
+STREAM_HEADERS = {"fstream", "istream", "ostream", "streambuf", "basic_ios.h", "ios_base.h"}
 
 
 class Instructions:
-    """What one call executed, by library and function; what the host did beneath it is left out."""
+    """What one call executed, by library, function and source file; what the host did beneath it is
+    left out."""
 
-    def __init__(self, by_function):
-        self.by_function = by_function
+    def __init__(self, costs):
+        self.costs = costs
+
+    def own(self, library):
+        """The instructions of the library and of the C++ library, but for those of its streams."""
+        return sum(
+            n for (where, function, file), n in self.costs.items()
+            if where == library and file not in STREAM_HEADERS
+            or where.startswith("libstdc++") and not STREAMS.search(function)
+        )
 
     def of(self, library):
-        """The instructions of the library's own, of all its functions."""
-        return sum(n for (where, _), n in self.by_function.items() if where.startswith(library))
-
-    def with_texts(self, library):
-        """The same, and those of the C++ library but for its streams."""
-        return self.of(library) + sum(
-            n
-            for (where, function), n in self.by_function.items()
-            if where.startswith("libstdc++") and not STREAMS.search(function)
-        )
+        """All instructions of the library."""
+        return sum(n for (where, _, _), n in self.costs.items() if where.startswith(library))
 
     def outside(self, *libraries):
         """All instructions but those of these libraries."""
-        return sum(
-            n for (where, _), n in self.by_function.items() if not where.startswith(libraries)
-        )
+        return sum(n for (where, _, _), n in self.costs.items() if not where.startswith(libraries))
 
     def libraries(self):
         """The instructions by library."""
         result = collections.Counter()
-        for (where, _), n in self.by_function.items():
+        for (where, _, _), n in self.costs.items():
             result[where] += n
-        return dict(sorted(result.items()))
+        return result
+
+    def functions(self):
+        """The instructions by library and function."""
+        result = collections.Counter()
+        for (where, function, _), n in self.costs.items():
+            result[f"{where}: {function}"] += n
+        return result
 
 
 def host_operations(build):
@@ -78,7 +86,7 @@ def count(build, environment, *words):
 
 
 def _read(path):
-    name = where = function = None
+    name = where = function = header = file = None
     after_call = False
     costs = collections.Counter()
     with open(path, encoding="utf-8", errors="replace") as lines:
@@ -88,12 +96,17 @@ def _read(path):
                 name = line.split(": ", 3)[3]
             elif line.startswith("ob="):
                 where = os.path.basename(line[3:])
+            elif line.startswith("fl="):
+                header = os.path.basename(line[3:])
             elif line.startswith("fn="):
                 function = line[3:]
+                file = header
+            elif line.startswith(("fi=", "fe=")):
+                file = os.path.basename(line[3:])
             elif line.startswith("calls="):
                 after_call = True  # the next line holds what the callee cost
             elif re.match(r"[\d+*-]", line):
                 if not after_call:
-                    costs[(where, function)] += int(line.split()[-1])
+                    costs[(where, function, file)] += int(line.split()[-1])
                 after_call = False
     return (name, Instructions(costs)) if name else None

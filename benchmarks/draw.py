@@ -43,11 +43,14 @@ def plot(folder, name, commands, columns, height=400, key="left top"):
 
 def draw(results, folder):
     points = [point for point in results["details"]["update"] if "ours" in point]
-    plot(folder, "update-time.svg", LINES + """
+    fit = results["details"]["updateFit"]["ours"]
+    plot(folder, "update-time.svg", LINES + f"""
 set title "Updating the info file"
 set ylabel "milliseconds"
 plot $data using 1:2 with linespoints linestyle 2 title "sed -i", \\
-     $data using 1:5 with linespoints linestyle 1 title "the add-in", \\
+     $data using 1:5 with points linestyle 1 title "the add-in", \\
+     {fit["start"] / 1e6} + {fit["slope"] / 1e6} * x linestyle 1 \\
+         title "{fit["start"] / 1e3:.1f} µs and {fit["slope"]:.1f} ns a line: its linear fit", \\
      $data using 1:3 with linespoints linestyle 3 title "by hand, read and write", \\
      $data using 1:4 with linespoints linestyle 4 title "getline, reading only"
 """, [[p["lines"], *(p[kind] / 1e6 for kind in ("sed", "byHand", "getline", "ours"))]

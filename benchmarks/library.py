@@ -115,14 +115,19 @@ class Library:
 
     def _holder(self, place, symbol, target):
         for start, (name, size) in self.objects.items():
-            if start <= place < start + size:
+            if start <= place < start + max(size, 1):  # one that the linker made has no size
                 return name
         for section in (".init_array", ".fini_array"):
             address, size = self.sections.get(section, (0, 0))
             if address <= place < address + size:
                 return f"{section}: {self._name(target)}"
-        pointed = symbol or self._name(target)
-        return f"address of {pointed}" if pointed else None
+        # The table of addresses has one entry for each thing that the code names.
+        for section in (".got", ".got.plt"):
+            address, size = self.sections.get(section, (0, 0))
+            if address <= place < address + size:
+                pointed = symbol or self._name(target)
+                return f"address of {pointed}" if pointed else None
+        return None
 
     def _start(self, address):
         """Where the function or object begins that holds `address`; none when there is none."""

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <cstring>
 #include <stdexcept>
 
 #if defined(__APPLE__)
@@ -13,18 +14,18 @@ extern "C" int _NSGetExecutablePath(char* path, std::uint32_t* size);
 #endif
 
 std::string GetExecutableDirectory() {
-  char path[512] = {};  // stays empty when the executable's path does not fit
-  std::uint32_t size = sizeof path;
-  _NSGetExecutablePath(path, &size);
-  std::string directory = path;
-  const auto separator = directory.find_last_of("/\\");
-  directory.resize(separator == std::string::npos ? 0 : separator);
-  return directory;
+  std::string path(512, '\0');  // stays empty when the executable's path does not fit
+  auto size = static_cast<std::uint32_t>(path.size());
+  _NSGetExecutablePath(path.data(), &size);
+  std::size_t end = std::strlen(path.c_str());
+  while (end > 0 && path[end] != '/' && path[end] != '\\') --end;
+  path.erase(end);
+  return path;
 }
 
 std::string SetAddinLocation(std::string path) {
-  const auto anchor = path.find("Autodesk");
-  if (anchor != std::string::npos) path.erase(anchor);
+  const char* const anchor = std::strstr(path.c_str(), "Autodesk");
+  if (anchor != nullptr) path.erase(static_cast<std::size_t>(anchor - path.c_str()));
   path += "Autodesk/Autodesk Fusion 360/API/AddIns/Velorin";
   return path;
 }

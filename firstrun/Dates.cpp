@@ -24,9 +24,7 @@ std::int64_t dayNumber(Date date) {
 std::string datetime() {
   const std::time_t now = std::time(nullptr);
   char text[80];
-  text[0] = '\0';
-  std::strftime(text, sizeof text, "%d.%m.%Y", std::localtime(&now));
-  return text;
+  return {text, std::strftime(text, sizeof text, "%d.%m.%Y", std::localtime(&now))};
 }
 
 std::int32_t countLeapYears(Date date) {

@@ -4,11 +4,27 @@
 #include <exception>
 #include <fstream>
 #include <string>
+#include <string_view>
 
 #include "firstrun/DataLocation.h"
 #include "firstrun/Dates.h"
 
 namespace {
+
+// The rest of the file; its last line has a line feed like any other.
+std::string readLines(std::fstream& file) {
+  std::string text;
+  // In one piece, where the stream can tell how long the file is; a line feed may be added.
+  text.reserve(static_cast<std::size_t>(std::max<std::streamsize>(file.rdbuf()->in_avail(), 0)) +
+               1);
+  char block[4096];
+  do {
+    file.read(block, sizeof block);
+    text.append(block, static_cast<std::size_t>(file.gcount()));
+  } while (file);
+  if (!text.empty() && text.back() != '\n') text += '\n';
+  return text;
+}
 
 std::int32_t parseCount(const std::string& line) {
   try {
@@ -38,19 +54,16 @@ std::int32_t AutoOpenPalette() {
 
   file.open(path, std::ios::in);
   if (!file.is_open()) return -1;
-  std::string text;  // the new content
-  // In one piece, where the stream can tell how long the file is: the counter may grow, and a last
-  // line feed be added.
-  text.reserve(static_cast<std::size_t>(std::max<std::streamsize>(file.rdbuf()->in_avail(), 0)) +
-               16);
-  std::string line;
-  if (std::getline(file, line, '\n')) text.append(line) += '\n';
-  const std::int32_t count = std::getline(file, line, '\n') ? parseCount(line) : 0;
-  text.append(std::to_string(next(count))) += '\n';
-  while (std::getline(file, line, '\n')) text.append(line) += '\n';
+  std::string text = readLines(file);
   file.close();
 
+  const std::size_t second = text.find('\n') + 1;  // at the beginning of an empty file
+  if (second == text.size()) text += '\n';  // a second line that is missing is like an empty one
+  const std::size_t end = text.find('\n', second);
+  const std::int32_t count = parseCount(text.substr(second, end - second));
+
   file.open(path, std::ios::out);
-  file << text;
+  const std::string_view lines = text;
+  file << lines.substr(0, second) << std::to_string(next(count)) << lines.substr(end);
   return count;
 }

@@ -21,13 +21,12 @@ bool OpenPalette() {
 std::string learningPageAddress() {
   const std::string entitlement = app->executeTextCommand("Debug.EntitlementString");
   const bool czech = app->preferences()->generalPreferences()->userLanguage() == 2;
-  constexpr std::string_view prefix =
-      "https://" VELORIN_LEARNING_HOST "/fusion360/learning.asp?lang=";
-  const std::string_view language = czech ? "CSY" : "ENG";
-  constexpr std::string_view separator = "&lic=";
+  const std::string_view page =
+      czech ? "https://" VELORIN_LEARNING_HOST "/fusion360/learning.asp?lang=CSY&lic="
+            : "https://" VELORIN_LEARNING_HOST "/fusion360/learning.asp?lang=ENG&lic=";
   std::string address;
-  address.reserve(prefix.size() + language.size() + separator.size() + entitlement.size());
-  address.append(prefix).append(language).append(separator).append(entitlement);
+  address.reserve(page.size() + entitlement.size());
+  address.append(page).append(entitlement);
   return address;
 }
 

@@ -26,9 +26,8 @@ void DeallocateArray(T* array) {
 // Copies a text that the host returned and hands it back. Null gives an empty string, and nothing
 // is handed back.
 inline std::string TakeText(char* text) {
-  std::string result;
-  if (text == nullptr) return result;
-  result = text;
+  if (text == nullptr) return {};
+  std::string result = text;
   DeallocateArray<char>(text);
   return result;
 }
