@@ -1,11 +1,11 @@
-// The reference: the add-in as one writes it with nothing between oneself and the host. It calls
-// the host's raw operations with plain text, drops each reference through a pointer that costs
-// nothing, and updates the info file with the system's own calls. It makes the same calls in the
+// The reference: the add-in as one writes it with nothing between oneself and the host. It hands
+// plain text to the host's raw operations, drops each reference through a pointer that costs
+// nothing, and updates the info file with the system's own calls. What can be of any length, the
+// page's address and the file's content, it keeps in a string. It makes the same calls in the
 // same order, copes with all that the add-in copes with, and asserts where the add-in does. The
 // e-shop's command is left out: no measured path comes near it.
 #include <Core/CoreAll.h>
 #include <fcntl.h>
-#include <sys/uio.h>
 #include <unistd.h>
 
 #include <cassert>

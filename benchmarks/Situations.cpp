@@ -32,8 +32,12 @@ std::string Installation::infoFile() const {
 
 void Installation::writeInfoFile(std::size_t lines, int count, std::size_t width) const {
   std::ofstream file(infoFile());
-  file << "16.11.2026\n" << count << '\n';
   const std::string further(width, 'x');
+  if (lines == 1) {
+    file << further;
+    return;
+  }
+  file << "16.11.2026\n" << count << '\n';
   for (std::size_t line = 2; line < lines; ++line) file << further << '\n';
 }
 

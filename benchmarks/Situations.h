@@ -31,7 +31,7 @@ class Installation {
   std::string infoFile() const;
 
   // Writes an info file of `lines` lines, the counter `count` on the second one and `width` bytes
-  // on each further one.
+  // on each further one; of one line, these bytes alone, without a line feed.
   void writeInfoFile(std::size_t lines, int count, std::size_t width) const;
 
  private:

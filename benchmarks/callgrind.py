@@ -28,7 +28,7 @@ class Instructions:
         return sum(
             n for (where, function, file), n in self.costs.items()
             if where == library and file not in STREAM_HEADERS
-            or where.startswith("libstdc++") and not STREAMS.search(function)
+            or where.startswith("libstdc++") and not STREAMS.search(function.split("(")[0])
         )
 
     def of(self, library):

@@ -120,7 +120,8 @@ class Library:
         for section in (".init_array", ".fini_array"):
             address, size = self.sections.get(section, (0, 0))
             if address <= place < address + size:
-                return f"{section}: {self._name(target)}"
+                name = self._name(target)
+                return f"{section}: {name}" if name else None
         # The table of addresses has one entry for each thing that the code names.
         for section in (".got", ".got.plt"):
             address, size = self.sections.get(section, (0, 0))

@@ -14,9 +14,9 @@ namespace {
 // The rest of the file; its last line has a line feed like any other.
 std::string readLines(std::fstream& file) {
   std::string text;
-  // In one piece, where the stream can tell how long the file is; a line feed may be added.
+  // In one piece, where the stream can tell how long the file is; two line feeds may be added.
   text.reserve(static_cast<std::size_t>(std::max<std::streamsize>(file.rdbuf()->in_avail(), 0)) +
-               1);
+               2);
   char block[4096];
   do {
     file.read(block, sizeof block);
