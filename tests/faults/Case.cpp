@@ -1,8 +1,10 @@
 #include "tests/faults/Case.h"
 
 #include <fcntl.h>
+#include <linux/capability.h>
 #include <poll.h>
 #include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -13,10 +15,13 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <iterator>
 #include <sstream>
+#include <string>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 namespace fs = std::filesystem;
 
@@ -127,28 +132,80 @@ int spawn(const Lines& command, const fs::path& directory, bool& killed) {
   return status;
 }
 
+// Programs that this thread starts from now on have no rights to files beyond those of the files'
+// owner, not even as root, who otherwise may read and write everything.
+void giveUpRights() {
+  if (geteuid() != 0) return;
+  for (const int number : {CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH}) {
+    const auto right = static_cast<unsigned long>(number);
+    if (prctl(PR_CAPBSET_READ, right, 0, 0, 0) == 0) continue;
+    if (prctl(PR_CAPBSET_DROP, right, 0, 0, 0) != 0) {
+      throw std::system_error(errno, std::generic_category(), "root cannot give up its rights");
+    }
+  }
+}
+
+// An info file on its disk, for as long as this lives.
+class InfoFile {
+ public:
+  InfoFile(const Case& one, fs::path infoFile) : infoFile_(std::move(infoFile)) {
+    const fs::path folder = infoFile_.parent_path();
+    fs::remove_all(folder);
+    fs::create_directories(one.disk == model::Disk::noFolder ? folder.parent_path() : folder);
+    if (one.infoFile) std::ofstream(infoFile_, std::ios::binary) << *one.infoFile;
+    if (one.disk == model::Disk::readOnlyFolder) fs::permissions(folder, fs::perms(0500));
+    if (one.disk == model::Disk::unreadableFile) fs::permissions(infoFile_, fs::perms(0200));
+    if (one.disk == model::Disk::readOnlyFile) fs::permissions(infoFile_, fs::perms(0400));
+  }
+
+  ~InfoFile() { allowAll(); }
+  InfoFile(const InfoFile&) = delete;
+  InfoFile& operator=(const InfoFile&) = delete;
+
+  // The file's bytes as they are now; the disk is an open one from now on.
+  std::optional<std::string> take() {
+    allowAll();
+    return bytesOf(infoFile_);
+  }
+
+ private:
+  void allowAll() {
+    std::error_code notThere;
+    fs::permissions(infoFile_.parent_path(), fs::perms(0700), notThere);
+    fs::permissions(infoFile_, fs::perms(0600), notThere);
+  }
+
+  const fs::path infoFile_;
+};
+
 Ending play(const Case& one, const Tools& tools, const fs::path& directory) {
   const fs::path data = directory / "data";
-  const fs::path infoFile = infoFileIn(data);
   fs::remove_all(directory / "trace");
-  fs::remove(infoFile);
-  if (one.infoFile) {
-    fs::create_directories(infoFile.parent_path());
-    std::ofstream(infoFile, std::ios::binary) << *one.infoFile;
-  }
+  InfoFile infoFile(one, infoFileIn(data));
   const fs::path scenario = directory / "scenario";
   std::ofstream commands(scenario, std::ios::binary);
   for (const std::string& command : withStates(one.scenario)) commands << command << '\n';
   commands.close();
 
+  Lines command = {tools.host, "--addin", tools.addin,         "--data",
+                   data,       "--trace", directory / "trace", scenario};
+  if (one.disk == model::Disk::noFolder) command.push_back("--no-addin-folder");
   Ending ending;
-  ending.status = spawn({tools.host, "--addin", tools.addin, "--data", data, "--trace",
-                         directory / "trace", scenario},
-                        directory, ending.killed);
+  const auto run = [&] { return spawn(command, directory, ending.killed); };
+  if (one.disk == model::Disk::open) {
+    ending.status = run();
+  } else {
+    // A right that is given up is lost to the thread, not to the others.
+    const auto withoutRights = [&] {
+      giveUpRights();
+      return run();
+    };
+    ending.status = std::async(std::launch::async, withoutRights).get();
+  }
   ending.out = bytesOf(directory / "out").value_or("");
   ending.err = bytesOf(directory / "err").value_or("");
   ending.trace = bytesOf(directory / "trace").value_or("");
-  ending.infoFile = bytesOf(infoFile);
+  ending.infoFile = infoFile.take();
   return ending;
 }
 
@@ -266,8 +323,21 @@ std::string quoted(const std::string& word) {
 
 }  // namespace
 
+const std::vector<DiskWord>& diskWords() {
+  using model::Disk;
+  static const std::vector<DiskWord> words = {
+      {"open", Disk::open, "whatever the add-in does there succeeds"},
+      {"no-folder", Disk::noFolder, "the add-in's folder is not there; takes no info file"},
+      {"read-only-folder", Disk::readOnlyFolder, "no file can be made in the add-in's folder"},
+      {"unreadable-file", Disk::unreadableFile, "the info file cannot be read; takes one"},
+      {"read-only-file", Disk::readOnlyFile, "the info file cannot be written; takes one"},
+  };
+  return words;
+}
+
 model::Outcome predict(const Case& one, const Tools& tools, const std::string& data) {
-  return model::predict(withStates(one.scenario), {data, today(), one.infoFile, tools.emptyHandle});
+  return model::predict(withStates(one.scenario),
+                        {data, today(), one.infoFile, one.disk, tools.emptyHandle});
 }
 
 std::vector<std::string> differences(const Case& one, const Tools& tools,
@@ -283,6 +353,11 @@ std::vector<std::string> differences(const Case& one, const Tools& tools,
 
 std::string arguments(const Case& one) {
   std::string text = "play";
+  for (const DiskWord& disk : diskWords()) {
+    if (disk.disk == one.disk && one.disk != model::Disk::open) {
+      text += std::string(" --disk ") + disk.word;
+    }
+  }
   if (one.infoFile) text += " --info-file " + quoted(*one.infoFile);
   for (const std::string& command : one.scenario) text += " " + quoted(command);
   return text;

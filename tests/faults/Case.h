@@ -11,9 +11,18 @@
 namespace faults {
 
 struct Case {
-  std::vector<std::string> scenario;    // commands of substitute-host, one each
-  std::optional<std::string> infoFile;  // its bytes before the first command; none: there is none
+  std::vector<std::string> scenario;     // commands of substitute-host, one each
+  std::optional<std::string> infoFile;   // its bytes before the first command; none: there is none
+  model::Disk disk = model::Disk::open;  // model::possible() with that file
 };
+
+// The word that the command line has for each disk, and what the word means.
+struct DiskWord {
+  const char* word;
+  model::Disk disk;
+  const char* meaning;
+};
+const std::vector<DiskWord>& diskWords();
 
 // What the cases are played with.
 struct Tools {

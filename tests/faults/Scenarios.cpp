@@ -1,7 +1,11 @@
 #include "tests/faults/Scenarios.h"
 
 #include <map>
+#include <optional>
 #include <random>
+#include <set>
+#include <string>
+#include <vector>
 
 #include "substitute/core/Gate.h"
 
@@ -171,6 +175,14 @@ std::optional<std::string> randomInfoFile(Chance& chance) {
          chance.of<std::string>({"", "\n", "\n\n", "\nnotes", "\nnotes\r\n\nmore\n"});
 }
 
+model::Disk randomDisk(Chance& chance, bool withInfoFile) {
+  if (!chance.percent(20)) return model::Disk::open;
+  while (true) {
+    const model::Disk disk = chance.of(diskWords()).disk;
+    if (model::possible(disk, withInfoFile)) return disk;
+  }
+}
+
 }  // namespace
 
 const std::vector<NamedCase>& scenarios() {
@@ -198,6 +210,13 @@ const std::vector<NamedCase>& scenarios() {
        {{"start", "remove palette teachPalete", "plant palette teachPalete", "click", "online",
          "stop"},
         {}}},
+      {"info file that cannot be read",
+       {{"start", "online", "stop"}, counted("3\n"), model::Disk::unreadableFile}},
+      {"info file that cannot be written",
+       {{"start", "unload", "start"}, counted("3\n"), model::Disk::readOnlyFile}},
+      {"no folder", {{"start", "unload", "start"}, {}, model::Disk::noFolder}},
+      {"folder that cannot be written",
+       {{"offline", "start", "unload", "start"}, {}, model::Disk::readOnlyFolder}},
       {"no toolbar", {{"remove toolbar QATRight", "start", "stop"}, {}}},
       {"toolbar goes before stop", {{"start", "remove toolbar QATRight", "stop"}, {}}},
       {"three starts",
@@ -246,6 +265,7 @@ NamedCase randomScenario(std::uint64_t seed) {
   Chance chance(seed);
   NamedCase named{"seed " + std::to_string(seed), {}};
   named.one.infoFile = randomInfoFile(chance);
+  named.one.disk = randomDisk(chance, named.one.infoFile.has_value());
   const std::size_t length = 1 + chance.below(14);
   for (std::size_t i = 0; i < length; ++i) named.one.scenario.push_back(randomCommand(chance));
   return named;

@@ -4,14 +4,21 @@
 
 #include <CLI/CLI.hpp>
 #include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <iostream>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <set>
+#include <stdexcept>
+#include <string>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "substitute/core/Scenario.h"
 #include "tests/TemporaryFolder.h"
@@ -68,10 +75,14 @@ Case shrink(Case one, const Tools& tools, const std::string& directory) {
     }
     if (!shorter) chunk /= 2;
   }
+  Case onOpenDisk = one;
+  onOpenDisk.disk = model::Disk::open;
+  if (one.disk != onOpenDisk.disk && differsStill(onOpenDisk)) one = onOpenDisk;
   for (const std::optional<std::string>& simpler :
        {std::optional<std::string>(), std::optional<std::string>("16.11.2026\n1\n")}) {
     Case smaller = one;
     smaller.infoFile = simpler;
+    if (!model::possible(one.disk, simpler.has_value())) continue;
     if (one.infoFile && differsStill(smaller)) return smaller;
   }
   return one;
@@ -176,6 +187,24 @@ int predictOne(const Case& one, const Options& options) {
   return EXIT_SUCCESS;
 }
 
+// The words for --disk, told below the help as the commands of substitute-host are in its own.
+std::string diskList() {
+  std::string list = "What --disk of play and predict says of the disk that the info file is on:\n";
+  for (const DiskWord& disk : diskWords()) {
+    std::string word = disk.word;
+    word.resize(26, ' ');
+    list += "  " + word + disk.meaning + "\n";
+  }
+  return list;
+}
+
+model::Disk diskOf(const std::string& word) {
+  for (const DiskWord& disk : diskWords()) {
+    if (word == disk.word) return disk.disk;
+  }
+  throw std::runtime_error("there is no disk '" + word + "'; fault-test --help lists them");
+}
+
 int runProgram(int argc, char** argv) {
   const fs::path beside = fs::read_symlink("/proc/self/exe").parent_path();
   Options options;
@@ -187,6 +216,7 @@ int runProgram(int argc, char** argv) {
   std::uint64_t seed = 1;
   Case one;
   std::string infoFile;
+  std::string disk = "open";
 
   CLI::App parser(
       "Plays scenarios with the add-in, each in a process of its own, and holds what comes of them"
@@ -194,6 +224,7 @@ int runProgram(int argc, char** argv) {
       "fault-test");
   parser.require_subcommand(1);
   parser.fallthrough();
+  parser.footer(diskList());
   parser
       .add_option("--addin", options.tools.addin, "the library to load; the built one if left out")
       ->type_name("FILE")
@@ -234,6 +265,9 @@ int runProgram(int argc, char** argv) {
     command
         ->add_option("--info-file", infoFile, "the info file's bytes before; no file if left out")
         ->type_name("TEXT");
+    command->add_option("--disk", disk, "the disk that it is on: one of the words listed below")
+        ->type_name("WORD");
+    command->footer(diskList());
     command->add_option("COMMAND", one.scenario, "a command of substitute-host each")
         ->required()
         ->option_text("...");
@@ -258,6 +292,11 @@ int runProgram(int argc, char** argv) {
   }
   for (const CLI::App* const command : {playCommand, predictCommand}) {
     if (command->count("--info-file") != 0) one.infoFile = infoFile;
+  }
+  one.disk = diskOf(disk);
+  if (!model::possible(one.disk, one.infoFile.has_value())) {
+    throw std::runtime_error("--disk " + disk + (one.infoFile ? " takes no" : " needs an") +
+                             " --info-file");
   }
   for (const std::string& command : one.scenario) {
     if (command.find('\n') != std::string::npos) throw std::runtime_error("a command is one line");

@@ -48,8 +48,20 @@ std::optional<std::int32_t> leadingNumber(const std::string& text) {
 
 }  // namespace
 
-InfoFileUpdate updateInfoFile(const std::optional<std::string>& before, const std::string& today) {
-  if (!before) return {0, today + "\n1"};
+bool possible(Disk disk, bool withInfoFile) {
+  if (disk == Disk::noFolder) return !withInfoFile;
+  if (disk == Disk::unreadableFile || disk == Disk::readOnlyFile) return withInfoFile;
+  return true;
+}
+
+// That the file cannot be made or written goes unnoticed; that it cannot be read does not.
+InfoFileUpdate updateInfoFile(const std::optional<std::string>& before, const std::string& today,
+                              Disk disk) {
+  if (!before) {
+    if (disk == Disk::noFolder || disk == Disk::readOnlyFolder) return {0, {}};
+    return {0, today + "\n1"};
+  }
+  if (disk == Disk::unreadableFile) return {-1, before};
 
   std::vector<std::string> lines(1);
   for (const char byte : *before) {
@@ -70,6 +82,7 @@ InfoFileUpdate updateInfoFile(const std::optional<std::string>& before, const st
     const bool wraps = returned == std::numeric_limits<std::int32_t>::max();
     lines[1] = wraps ? "-2147483648" : std::to_string(returned + 1);
   }
+  if (disk == Disk::readOnlyFile) return {returned, before};
   std::string after;
   for (const std::string& line : lines) after += line + "\n";
   return {returned, after};
@@ -88,7 +101,7 @@ bool AddIn::run() try {
   present(app_);
   ui_ = host_.userInterface(app_);
   present(ui_);
-  const InfoFileUpdate update = updateInfoFile(infoFile_, today_);
+  const InfoFileUpdate update = updateInfoFile(infoFile_, today_, disk_);
   infoFile_ = update.after;
   count_ = update.returned;
 

@@ -1,6 +1,7 @@
 // The add-in's half of the model.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <utility>
@@ -13,8 +14,8 @@ namespace model {
 // One loaded add-in, from load to unload. `host` and `infoFile` outlive it.
 class AddIn {
  public:
-  AddIn(Host& host, std::optional<std::string>& infoFile, std::string today)
-      : host_(host), infoFile_(infoFile), today_(std::move(today)) {}
+  AddIn(Host& host, std::optional<std::string>& infoFile, Disk disk, std::string today)
+      : host_(host), infoFile_(infoFile), disk_(disk), today_(std::move(today)) {}
 
   // The entry points. Both may throw Thrown and Aborted, as notify may.
   bool run();
@@ -38,6 +39,7 @@ class AddIn {
 
   Host& host_;
   std::optional<std::string>& infoFile_;
+  Disk disk_;
   std::string today_;
   Handle app_;
   Handle ui_;

@@ -119,7 +119,7 @@ class Play {
 
   void start() {
     if (addin_) return;
-    addin_ = std::make_unique<AddIn>(host_, infoFile_, surroundings_.today);
+    addin_ = std::make_unique<AddIn>(host_, infoFile_, surroundings_.disk, surroundings_.today);
     host_.trace.push_back({{"event", "run"}});
     enter([&] {
       const bool result = addin_->run();
@@ -247,6 +247,9 @@ class Play {
 }  // namespace
 
 Outcome predict(const std::vector<std::string>& scenario, const Surroundings& surroundings) {
+  if (!possible(surroundings.disk, surroundings.infoFile.has_value())) {
+    throw std::invalid_argument("the model knows no such info file on such a disk");
+  }
   return Play(surroundings).play(scenario);
 }
 
