@@ -285,8 +285,7 @@ void Player::start() {
 
 void Player::unload() {
   addin_.reset();
-  say(AddIn::isLoaded(addinFile_) ? "The add-in was let go, yet the process keeps its library."
-                                  : "The add-in is unloaded.");
+  say(AddIn::isLoaded(addinFile_) ? complaint::stillLoaded : "The add-in is unloaded.");
   const Ledger& now = ledger();
   if (now.references == 0 && now.texts == 0) {
     say("It holds nothing of the host any more.");
@@ -364,8 +363,8 @@ void Player::tellChanges() {
   if (info != infoText_) say("The info file reads: " + (info.empty() ? "nothing" : info));
   infoText_ = info;
   const Ledger& now = ledger();
-  if (now.badReleases != badReleases_) say("A reference was dropped that the add-in did not hold!");
-  if (now.badTexts != badTexts_) say("A text was handed back that the add-in did not hold!");
+  if (now.badReleases != badReleases_) say(complaint::badRelease);
+  if (now.badTexts != badTexts_) say(complaint::badText);
   badReleases_ = now.badReleases;
   badTexts_ = now.badTexts;
 }

@@ -43,6 +43,15 @@ Command parseCommand(const std::string& line);
 // and the number of the line.
 std::vector<Command> parseScenario(std::istream& input, const std::string& source);
 
+// What a player says when the add-in breaks the rules of counting, or its library outlives it;
+// whatever else it says can be seen in the trace and the state.
+namespace complaint {
+inline constexpr const char* badRelease = "A reference was dropped that the add-in did not hold!";
+inline constexpr const char* badText = "A text was handed back that the add-in did not hold!";
+inline constexpr const char* stillLoaded =
+    "The add-in was let go, yet the process keeps its library.";
+}  // namespace complaint
+
 // Plays commands on a host and tells in words what comes of them.
 class Player {
  public:

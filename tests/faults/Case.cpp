@@ -23,6 +23,8 @@
 #include <utility>
 #include <vector>
 
+#include "substitute/core/Scenario.h"
+
 namespace fs = std::filesystem;
 
 namespace faults {
@@ -35,10 +37,6 @@ using Lines = std::vector<std::string>;
 constexpr int patience = 60'000;  // milliseconds; a case takes a few
 
 const std::string assertion = "Memory:150: operator->: Assertion `ptr_ != nullptr' failed.";
-
-// What substitute-host says in words alone when the add-in breaks the rules of counting.
-const Lines complaints = {"A reference was dropped", "A text was handed back", "It left ",
-                          "The add-in was let go"};
 
 // What a process left.
 struct Ending {
@@ -281,8 +279,11 @@ Lines compare(const Ending& ending, const model::Outcome& expected) {
   Lines states;
   for (const std::string& line : linesOf(ending.out)) {
     if (line[0] == '{') states.push_back(line);
-    for (const std::string& complaint : complaints) {
-      if (line.find("  " + complaint) == 0) found.push_back("the host says: " + line.substr(2));
+    // What is still held shows in the states.
+    for (const char* const complaint :
+         {substitute::complaint::badRelease, substitute::complaint::badText,
+          substitute::complaint::stillLoaded}) {
+      if (line == std::string("  ") + complaint) found.emplace_back(complaint);
     }
   }
   compareStates(expected.states, states, found);
