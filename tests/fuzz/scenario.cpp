@@ -1,61 +1,278 @@
-// Any bytes as a scenario: commands that read back as they were, or one sentence that names the
-// line.
+// The scenario reader: scenarios of which it is known what each line says, and any bytes.
 #include "substitute/core/Scenario.h"
 
+#include <fuzzer/FuzzedDataProvider.h>
+
 #include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <optional>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include "tests/fuzz/Fuzz.h"
 
 namespace {
 
 using namespace substitute;
+using Words = std::vector<std::string>;
 
-bool known(const std::string& name) {
-  const auto& help = commandHelp();
-  return std::any_of(help.begin(), help.end(),
-                     [&](const auto& entry) { return entry.name == name; });
+// A line as it is written, and what the reader must make of it: a command, whose name is empty for
+// a comment, or an error that says `wrong`, or nothing.
+struct Line {
+  std::string text;
+  std::optional<Command> command;
+  std::optional<std::string> wrong;
+};
+
+std::string quoted(const std::string& word) {
+  return "'" + word + "'";
 }
 
-// The lines that hold more than blanks.
-std::vector<std::string> filledLines(const std::string& text) {
+// Writes lines of every kind, as the input chooses; a few are spoiled.
+class Writer {
+ public:
+  explicit Writer(FuzzedDataProvider& choice) : choice_(choice) {}
+
+  Line next() {
+    switch (choice_.ConsumeIntegralInRange(0, 9)) {
+      case 0:
+        return {blanks(0), {}, {}};
+      case 1: {
+        const std::string text = blanks(0) + "#" + bytes();
+        return {text, Command{text, "", {}}, {}};
+      }
+      case 2:
+        return withText(choice_.ConsumeBool() ? "message" : "entitlement");
+      default:
+        return spoils() ? spoiled() : good();
+    }
+  }
+
+ private:
+  bool spoils() { return choice_.ConsumeIntegralInRange(0, 7) == 7; }
+
+  std::string blanks(std::size_t least) {
+    std::string all;
+    for (std::size_t left = least + choice_.ConsumeIntegralInRange<std::size_t>(0, 2); left > 0;
+         --left) {
+      all += choice_.PickValueInArray({' ', '\t', '\r'});
+    }
+    return all;
+  }
+
+  // Anything but the end of a line.
+  std::string bytes() {
+    std::string all = choice_.ConsumeRandomLengthString(24);
+    std::replace(all.begin(), all.end(), '\n', 'n');
+    return all;
+  }
+
+  // One word that is no number.
+  std::string word() {
+    std::string all = "w" + bytes();
+    for (char& byte : all) {
+      if (byte == '\0' || (byte >= '\t' && byte <= '\r') || byte == ' ') byte = '_';
+    }
+    return all;
+  }
+
+  std::string pick(const Words& words) {
+    return words[choice_.ConsumeIntegralInRange<std::size_t>(0, words.size() - 1)];
+  }
+
+  std::string number() { return std::to_string(choice_.ConsumeIntegral<std::int32_t>()); }
+  std::string operation() { return pick({"Application.get", "Palettes.add", "Base.query"}); }
+
+  Words failing() {
+    Words arguments = {operation()};
+    if (choice_.ConsumeBool()) {
+      arguments.push_back(std::to_string(choice_.ConsumeIntegralInRange<std::uint64_t>(
+          1, std::numeric_limits<std::uint64_t>::max())));
+    }
+    if (choice_.ConsumeBool()) arguments.push_back(pick({"null", "throw"}));
+    return arguments;
+  }
+
+  std::string written(const std::string& name, const Words& arguments) {
+    std::string text = blanks(0) + name;
+    for (const std::string& argument : arguments) text += blanks(1) + argument;
+    return text + blanks(0);
+  }
+
+  Line of(const std::string& name, const Words& arguments) {
+    const std::string text = written(name, arguments);
+    return {text, Command{text, name, arguments}, {}};
+  }
+
+  // A command whose argument is all the rest of its line, behind the one blank.
+  Line withText(const std::string& name) {
+    const std::string begin = blanks(0) + name;
+    if (choice_.ConsumeBool()) return {begin, Command{begin, name, {}}, {}};
+    const std::string rest = bytes();
+    const std::string text = begin + pick({" ", "\t"}) + rest;
+    return {text, Command{text, name, {rest}}, {}};
+  }
+
+  Line good() {
+    switch (choice_.ConsumeIntegralInRange(0, 4)) {
+      case 0:
+        return of("click", choice_.ConsumeBool() ? Words{word()} : Words{});
+      case 1:
+        return of("language", {number()});
+      case 2:
+        if (choice_.ConsumeBool()) return of("remove", {"toolbar", word()});
+        return of(pick({"plant", "remove"}),
+                  {pick({"palette", "definition", "control", "plain-control"}), word()});
+      case 3:
+        return of("fail", failing());
+      default:
+        return of(lone(), {});
+    }
+  }
+
+  std::string lone() {
+    return pick({"start", "stop", "unload", "message-null", "online", "offline", "hide", "show",
+                 "close", "state"});
+  }
+
+  Line wrong(const std::string& name, const Words& arguments, const std::string& what) {
+    return {written(name, arguments), {}, what};
+  }
+
+  // `name` with more or fewer arguments than it takes.
+  Line miscounted(const std::string& name, const Words& arguments) {
+    return wrong(name, arguments, quoted(name) + " takes ");
+  }
+
+  Line spoiled() {
+    switch (choice_.ConsumeIntegralInRange(0, 12)) {
+      case 0:
+        return miscounted(lone(), {word()});
+      case 1:
+        return miscounted("click", {word(), word()});
+      case 2:
+        return miscounted("language", choice_.ConsumeBool() ? Words{} : Words{number(), number()});
+      case 3:
+        return miscounted(pick({"plant", "remove"}), choice_.ConsumeBool()
+                                                         ? Words{"palette"}
+                                                         : Words{"palette", word(), word()});
+      case 4:
+        return miscounted(
+            "fail", choice_.ConsumeBool() ? Words{} : Words{operation(), "1", "null", word()});
+      case 5: {
+        const std::string beyond = pick({"2147483648", "-2147483649", "+1", "1.5", word()});
+        return wrong("language", {beyond}, quoted(beyond));
+      }
+      case 6: {
+        const std::string kind = word();
+        return wrong(pick({"plant", "remove"}), {kind, word()}, quoted(kind));
+      }
+      case 7:
+        return wrong("plant", {"toolbar", word()}, "toolbar");
+      case 8: {
+        const std::string unknown = word();
+        return wrong("fail", {unknown}, quoted(unknown));
+      }
+      case 9: {
+        const std::string how = pick({"-1", "18446744073709551616", "nulls", word()});
+        return wrong("fail", {operation(), how}, quoted(how));
+      }
+      case 10:
+        return wrong("fail", {operation(), "0"}, "counted from 1");
+      case 11:
+        return wrong("fail", {operation(), "null", word()}, "behind");
+      default: {
+        const std::string unknown = word();
+        return wrong(unknown, {}, quoted(unknown));
+      }
+    }
+  }
+
+  FuzzedDataProvider& choice_;
+};
+
+// The number of the line in an error's text, which begins with the source and that number.
+std::size_t lineOf(const std::string& error) {
+  require(error.rfind("fuzz:", 0) == 0, "the source");
+  std::size_t length = 0;
+  const std::size_t number = std::stoul(error.substr(5), &length);
+  require(error.compare(5 + length, 2, ": ") == 0 && error.size() > 7 + length, "the sentence");
+  return number;
+}
+
+std::vector<Command> read(const std::string& text) {
+  std::istringstream input(text);
+  return parseScenario(input, "fuzz");
+}
+
+void checkWritten(FuzzedDataProvider& choice) {
+  Writer writer(choice);
+  const bool lastLineEnds = choice.ConsumeBool();
+  std::string text;
+  std::vector<Command> expected;
+  std::optional<Line> firstWrong;
+  std::size_t number = 0;  // of the line with the first error; of the last line if there is none
+  while (choice.remaining_bytes() > 0) {
+    const Line line = writer.next();
+    text += line.text;
+    if (choice.remaining_bytes() > 0 || lastLineEnds) text += '\n';
+    if (!firstWrong) ++number;
+    if (line.command) expected.push_back(*line.command);
+    if (line.wrong && !firstWrong) firstWrong = line;
+  }
+  try {
+    const std::vector<Command> commands = read(text);
+    require(!firstWrong, "a wrong line is refused");
+    const auto same = [](const Command& one, const Command& other) {
+      return one.line == other.line && one.name == other.name && one.arguments == other.arguments;
+    };
+    require(std::equal(commands.begin(), commands.end(), expected.begin(), expected.end(), same),
+            "the commands");
+  } catch (const ScenarioError& error) {
+    const std::string what = error.what();
+    require(firstWrong.has_value(), "right lines are taken");
+    require(lineOf(what) == number, "the number of the first wrong line");
+    require(what.find(*firstWrong->wrong) != std::string::npos, "what is wrong with it");
+    require(what.find('\n') == std::string::npos, "one line about it");
+  }
+}
+
+void checkAny(const std::string& text) {
   std::vector<std::string> lines;
   std::istringstream input(text);
-  for (std::string line; std::getline(input, line);) {
-    if (line.find_first_not_of(" \t\r\n") != std::string::npos) lines.push_back(line);
+  for (std::string line; std::getline(input, line);) lines.push_back(line);
+  try {
+    const auto filled = [](const std::string& line) {
+      return line.find_first_not_of(" \t\r") != std::string::npos;
+    };
+    const auto count = std::count_if(lines.begin(), lines.end(), filled);
+    require(read(text).size() == static_cast<std::size_t>(count), "a command for every line");
+  } catch (const ScenarioError& error) {
+    const std::size_t number = lineOf(error.what());
+    require(number >= 1 && number <= lines.size(), "a line of the text");
+    std::string before;
+    for (std::size_t i = 0; i + 1 < number; ++i) before += lines[i] + '\n';
+    try {
+      read(before);
+    } catch (const ScenarioError&) {
+      require(false, "the first wrong line");
+    }
+    try {
+      read(lines[number - 1]);
+    } catch (const ScenarioError&) {
+      return;
+    }
+    require(false, "a wrong line");
   }
-  return lines;
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string text(reinterpret_cast<const char*>(data), size);
-  const std::vector<std::string> lines = filledLines(text);
-  std::istringstream input(text);
-  try {
-    const std::vector<Command> commands = parseScenario(input, "fuzz");
-    require(commands.size() == lines.size(), "a command for every line");
-    for (std::size_t i = 0; i < commands.size(); ++i) {
-      const Command& command = commands[i];
-      require(command.name.empty() || known(command.name), "known commands only");
-      const Command again = parseCommand(lines[i]);
-      require(again.name == command.name && again.arguments == command.arguments, "the command");
-    }
-  } catch (const ScenarioError& error) {
-    const std::string what = error.what();
-    require(what.rfind("fuzz:", 0) == 0 && what.find(": ", 5) != std::string::npos, "the place");
-    require(std::stoul(what.substr(5)) >= 1, "the line's number");
-    require(std::any_of(lines.begin(), lines.end(),
-                        [](const std::string& line) {
-                          try {
-                            parseCommand(line);
-                            return false;
-                          } catch (const ScenarioError&) {
-                            return true;
-                          }
-                        }),
-            "a wrong line");
-  }
+  checkAny(std::string(reinterpret_cast<const char*>(data), size));
+  FuzzedDataProvider choice(data, size);
+  checkWritten(choice);
   return 0;
 }
