@@ -1,11 +1,18 @@
 // Dates: today's, and the days between two.
 #include <cstdlib>
 #include <ctime>
+#include <string>
 
 #include "tests/AddInLife.h"
+#include "tests/Clock.h"
 
 namespace {
-class Dates : public AddInLife {};
+
+class Dates : public AddInLife {
+ protected:
+  ~Dates() override { setClock.reset(); }
+};
+
 }  // namespace
 
 TEST_F(Dates, DifferenceOfADateWithItselfIsZero) {
@@ -97,9 +104,6 @@ TEST_F(Dates, TodayHasTwoDigitsForDayAndMonth) {
 
 namespace {
 
-// Answers for the C library's clock when a test has set it.
-std::time_t clockNow = -1;
-
 std::time_t at(int year, int month, int day, int hour, int minute) {
   std::tm utc{};
   utc.tm_year = year - 1900;
@@ -112,22 +116,13 @@ std::time_t at(int year, int month, int day, int hour, int minute) {
 
 }  // namespace
 
-// The library's calls of time arrive here, as this program's own name comes first.
-extern "C" std::time_t time(std::time_t* result) {
-  timespec now{};
-  clock_gettime(CLOCK_REALTIME, &now);
-  const std::time_t answer = clockNow == -1 ? now.tv_sec : clockNow;
-  if (result != nullptr) *result = answer;
-  return answer;
-}
-
 TEST_F(Dates, TodayHasLeadingZeros) {
-  clockNow = at(2026, 3, 5, 12, 0);
+  setClock = at(2026, 3, 5, 12, 0);
   EXPECT_EQ(datetime(), "05.03.2026");
 }
 
 TEST_F(Dates, TodayIsThatOfTheLocalTimeZone) {
-  clockNow = at(2026, 12, 31, 23, 30);
+  setClock = at(2026, 12, 31, 23, 30);
   setenv("TZ", "UTC0", 1);
   tzset();
   EXPECT_EQ(datetime(), "31.12.2026");

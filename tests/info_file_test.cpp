@@ -1,8 +1,13 @@
 // AutoOpenPalette and the info file, byte for byte.
 #include <clocale>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
 #include <locale>
+#include <string>
 
 #include "tests/AddInLife.h"
+#include "tests/Clock.h"
 
 namespace fs = std::filesystem;
 
@@ -10,6 +15,10 @@ namespace {
 
 class InfoFile : public AddInLife {
  protected:
+  // No midnight comes between a date that is written and one that is asked for.
+  InfoFile() { setClock = 1772712000; }  // noon of 5 March 2026 in Greenwich
+  ~InfoFile() override { setClock.reset(); }
+
   // Counts a start with `before` in the file.
   std::int32_t after(const std::string& before) {
     writeFile(infoFile, before);

@@ -1,26 +1,14 @@
-// Today's date and the info file wherever and whenever the user is: the clock is set by this
-// program's own `time`, which the library finds before the system's.
+// Today's date and the info file wherever and whenever the user is.
 #include <clocale>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <locale>
-#include <optional>
+#include <stdexcept>
+#include <string>
 
 #include "tests/AddInLife.h"
-
-namespace {
-
-std::optional<std::time_t> setClock;
-
-}  // namespace
-
-extern "C" __attribute__((visibility("default"))) std::time_t time(std::time_t* result) noexcept {
-  timespec now{};
-  clock_gettime(CLOCK_REALTIME, &now);
-  const std::time_t seconds = setClock.value_or(now.tv_sec);
-  if (result != nullptr) *result = seconds;
-  return seconds;
-}
+#include "tests/Clock.h"
 
 // The C library never frees the list of folders that it looks for locales in.
 extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions() {
