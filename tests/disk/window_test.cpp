@@ -1,12 +1,17 @@
-// How long the info file stands empty at each start: this program's own fopen64, write and writev,
-// which the C++ library finds before the system's, read the clock.
+// The window in which the info file stands empty at each start, and how long it is open: this
+// program's own fopen64, write and writev, which the C++ library finds before the system's, look at
+// the file and read the clock.
 #include <dlfcn.h>
+#include <sys/stat.h>
 #include <sys/uio.h>
 
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <cstdio>
-#include <optional>
+#include <iostream>
+#include <string>
+#include <vector>
 
 #include "tests/AddInLife.h"
 
@@ -14,18 +19,45 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-std::optional<Clock::time_point> emptied;
-std::vector<Clock::duration> windows;
+// What one start does to the file.
+struct Update {
+  int emptied = 0;
+  int written = 0;
+  std::string before;        // the file on the way into the call that empties it
+  bool stayedEmpty = false;  // until the first write
+  std::string after;         // the file behind the last write
+  Clock::duration window{};
+};
+
+std::string watched;     // the file's path; what concerns other files is let through
+int watchedNumber = -1;  // the file's, once it has been emptied
+Clock::time_point windowOpened;
+Update update;
 
 template <class Function>
 Function* next(Function* /*own*/, const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
-void written() {
-  if (!emptied) return;
-  windows.push_back(Clock::now() - *emptied);
-  emptied.reset();
+bool standsEmpty() {
+  struct stat now {};
+  return stat(watched.c_str(), &now) == 0 && now.st_size == 0;
+}
+
+// A write, carried out by `work`. The window is not longer for our looking into it.
+template <class Work>
+ssize_t writeTo(int file, Work work) {
+  if (file != watchedNumber) return work();
+  const bool first = ++update.written == 1;
+  if (first) {
+    update.window = Clock::now() - windowOpened;
+    update.stayedEmpty = standsEmpty();
+  }
+  const Clock::time_point begin = Clock::now();
+  const ssize_t result = work();
+  if (first) update.window += Clock::now() - begin;
+  update.after = readFile(watched);
+  return result;
 }
 
 }  // namespace
@@ -34,37 +66,55 @@ void written() {
 
 INTERPOSED FILE* fopen64(const char* path, const char* mode) {
   static const auto system = next(&fopen64, "fopen64");
+  if (*mode != 'w' || path != watched) return system(path, mode);
+  ++update.emptied;
+  update.before = readFile(watched);
   // The file is emptied somewhere within this call.
-  if (*mode == 'w') emptied = Clock::now();
-  return system(path, mode);
+  windowOpened = Clock::now();
+  FILE* const file = system(path, mode);
+  watchedNumber = file == nullptr ? -1 : fileno(file);
+  return file;
 }
 
 INTERPOSED ssize_t write(int file, const void* bytes, size_t size) {
   static const auto system = next(&write, "write");
-  const ssize_t result = system(file, bytes, size);
-  written();
-  return result;
+  return writeTo(file, [&] { return system(file, bytes, size); });
 }
 
 INTERPOSED ssize_t writev(int file, const iovec* parts, int count) {
   static const auto system = next(&writev, "writev");
-  const ssize_t result = system(file, parts, count);
-  written();
-  return result;
+  return writeTo(file, [&] { return system(file, parts, count); });
 }
 
 namespace {
 
-class InfoFileWindow : public AddInLife {};
+class InfoFileWindow : public AddInLife {
+ protected:
+  ~InfoFileWindow() override { watched.clear(); }
+
+  static std::string counting(std::size_t starts) {
+    return "16.11.2026\n" + std::to_string(starts) + "\n";
+  }
+};
 
 TEST_F(InfoFileWindow, OpensOnceAStart) {
   using Microseconds = std::chrono::duration<double, std::micro>;
-  writeFile(infoFile, "16.11.2026\n1\n");
+  writeFile(infoFile, counting(1));
   load();
+  watched = infoFile;
   constexpr std::size_t starts = 1000;
-  windows.clear();
-  for (std::size_t i = 0; i < starts; ++i) AutoOpenPalette();
-  ASSERT_EQ(windows.size(), starts);
+  std::vector<Clock::duration> windows;
+  for (std::size_t start = 1; start <= starts; ++start) {
+    update = {};
+    AutoOpenPalette();
+    watchedNumber = -1;
+    ASSERT_EQ(update.emptied, 1) << "in start " << start;
+    ASSERT_EQ(update.written, 1) << "in start " << start;
+    ASSERT_EQ(update.before, counting(start));
+    ASSERT_TRUE(update.stayedEmpty) << "in start " << start;
+    ASSERT_EQ(update.after, counting(start + 1));
+    windows.push_back(update.window);
+  }
   std::sort(windows.begin(), windows.end());
   const Microseconds median = windows[starts / 2];
   std::cout << "The file stands empty for " << median.count() << " microseconds (median), "
