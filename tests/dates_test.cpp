@@ -1,4 +1,6 @@
 // Dates: today's, and the days between two.
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <ctime>
 #include <string>

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <locale>
 #include <string>
+#include <vector>
 
 #include "tests/AddInLife.h"
 #include "tests/Clock.h"

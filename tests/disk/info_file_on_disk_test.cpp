@@ -7,9 +7,16 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <iostream>
+#include <optional>
+#include <string>
+#include <system_error>
 
 #include "tests/AddInLife.h"
 #include "tests/disk/Child.h"

@@ -1,4 +1,7 @@
 // An info file that is larger than anybody's.
+#include <cstddef>
+#include <string>
+
 #include "tests/AddInLife.h"
 
 namespace {

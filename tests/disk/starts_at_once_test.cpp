@@ -8,10 +8,14 @@
 #include <algorithm>
 #include <atomic>
 #include <csignal>
+#include <cstdint>
 #include <filesystem>
+#include <iostream>
 #include <map>
 #include <optional>
 #include <set>
+#include <stdexcept>
+#include <string>
 #include <system_error>
 #include <tuple>
 #include <utility>

@@ -7,9 +7,13 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 #include "tests/AddInLife.h"

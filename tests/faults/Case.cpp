@@ -12,6 +12,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
+#include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <fstream>

@@ -1,5 +1,6 @@
 #include "tests/faults/Scenarios.h"
 
+#include <cstddef>
 #include <map>
 #include <optional>
 #include <random>

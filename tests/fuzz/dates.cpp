@@ -2,6 +2,8 @@
 #include "firstrun/Dates.h"
 
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <vector>
 

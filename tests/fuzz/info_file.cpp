@@ -1,6 +1,7 @@
 // Any bytes as the info file: what AutoOpenPalette returns and leaves.
 #include "firstrun/InfoFile.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 

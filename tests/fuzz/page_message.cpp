@@ -1,7 +1,10 @@
 // Any bytes as the page's message: the command that reaches the shell, or the exception. This
 // program's own `system`, which the library finds before the C library's, stands in for the shell.
+#include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 #include "palette/PageMessages.h"

@@ -2,9 +2,12 @@
 #include <unicode/unistr.h>
 #include <unicode/utf16.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <optional>
 #include <stdexcept>
+#include <string>
 
 #include "firstrun/DataLocation.h"
 #include "tests/fuzz/Fuzz.h"
