@@ -12,7 +12,7 @@ namespace substitute {
 class LearningSite {
  public:
   // The placeholder host, a name that no network knows.
-  static constexpr const char* host = "learning.velorin.example";
+  static constexpr const char* host = VELORIN_PLACEHOLDER_HOST;
 
   // Serves the files of `folder`, the learning page as "learning.html", until its end. Certificate
   // and key are the PEM files `certificate` and `key`. Throws std::runtime_error, with one
