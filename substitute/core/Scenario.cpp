@@ -12,9 +12,6 @@ namespace substitute {
 
 namespace {
 
-// The palette whose page sends messages and that the user's commands are about.
-constexpr const char* learningPalette = "teachPalete";
-
 const std::vector<std::pair<std::string, Kind>> kinds = {
     {"palette", Kind::palette}, {"definition", Kind::definition},      {"control", Kind::control},
     {"toolbar", Kind::toolbar}, {"plain-control", Kind::plainControl},

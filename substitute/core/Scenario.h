@@ -12,6 +12,9 @@
 
 namespace substitute {
 
+// The palette whose page sends messages and that the user's commands are about.
+inline constexpr const char* learningPalette = "teachPalete";
+
 // A line that is no command; what() says why in one sentence.
 class ScenarioError : public std::runtime_error {
  public:

@@ -26,8 +26,6 @@ namespace substitute {
 
 namespace {
 
-// The palette that the scenarios' `show` and `hide` are about.
-constexpr const char* learningPalette = "teachPalete";
 constexpr int czech = 2;
 constexpr int other = 3;
 
