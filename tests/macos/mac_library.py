@@ -4,6 +4,7 @@ import json
 import os
 import re
 import shutil
+import struct
 import subprocess
 import tempfile
 import unittest
@@ -86,7 +87,7 @@ class MacLibrary(unittest.TestCase):
     def IsSignedAdHoc(self):
         flags, covers_all, matches = self.library.code_directory()
         self.assertTrue(flags & 0x2, "not marked as signed ad hoc")
-        self.assertTrue(covers_all)
+        self.assertTrue(covers_all, "not signed as a whole")
         self.assertTrue(matches and all(matches), "a page differs from its hash")
 
     def HasNoSegmentToWriteAndRun(self):
@@ -234,6 +235,14 @@ class MacLibraryRefused(Workplace):
         self.assertIsNotNone(library, said)
         return library
 
+    def changed(self, place, content):
+        """A copy of the library with other bytes at a place of the file."""
+        data = bytearray((BUILD / "Velorin.dylib").read_bytes())
+        data[place : place + len(content)] = content
+        library = self.folder / "Velorin.dylib"
+        library.write_bytes(data)
+        return library
+
     def TheSameLinkPasses(self):
         library = self.relinked(lambda command: command + " # as it is")
         self.assertIsNone(self.failure(library, "ExportsExactlyTheListedNames"))
@@ -255,6 +264,31 @@ class MacLibraryRefused(Workplace):
         library = self.relinked(lambda command: re.sub(r"\S+/CAMXInterface10\.tbd", "", command))
         self.assertIn(
             "CAMXInterface10", self.failure(library, "LoadsTheHostsLibrariesThenTheSystems")
+        )
+
+    def AHostLibraryLoadedInAnotherWay(self):
+        # The number of the command stands 24 bytes before the library's name.
+        name = b"@rpath/Neutron/CAMXInterface10.dylib"
+        place = (BUILD / "Velorin.dylib").read_bytes().index(name) - 24
+        for number, command in (
+            (0x80000018, "LC_LOAD_WEAK_DYLIB"), (0x8000001F, "LC_REEXPORT_DYLIB"),
+            (0x20, "LC_LAZY_LOAD_DYLIB"), (0x80000023, "LC_LOAD_UPWARD_DYLIB"),
+        ):
+            with self.subTest(command):
+                library = self.changed(place, struct.pack("<I", number))
+                said = self.failure(library, "LoadsTheHostsLibrariesThenTheSystems")
+                self.assertIn(f"{name.decode()} by {command}", said)
+
+    def ALibraryMoreThatIsExportedAgain(self):
+        stub = self.folder / "More.tbd"
+        text = (STUBS / "CAMXInterface10.tbd").read_text()
+        stub.write_text(text.replace("CAMXInterface10", "More"))
+        library = self.relinked(
+            lambda command: command.replace(" -dylib ", f" -dylib -reexport_library {stub} ")
+        )
+        self.assertIn(
+            "More.dylib by LC_REEXPORT_DYLIB",
+            self.failure(library, "LoadsTheHostsLibrariesThenTheSystems"),
         )
 
     def ANewerSystem(self):
@@ -280,11 +314,18 @@ class MacLibraryRefused(Workplace):
         self.assertIn("not less than or equal to 81920", self.failure(library, "IsSmall"))
 
     def AChangedByte(self):
-        library = self.folder / "Velorin.dylib"
-        data = bytearray((BUILD / "Velorin.dylib").read_bytes())
-        data[len(data) // 2] ^= 1
-        library.write_bytes(data)
+        middle = (BUILD / "Velorin.dylib").stat().st_size // 2
+        byte = (BUILD / "Velorin.dylib").read_bytes()[middle]
+        library = self.changed(middle, bytes([byte ^ 1]))
         self.assertIn("differs from its hash", self.failure(library, "IsSignedAdHoc"))
+
+    def APageThatIsNotSigned(self):
+        data = (BUILD / "Velorin.dylib").read_bytes()
+        # The number of hashes stands 28 bytes behind the directory's beginning.
+        place = data.rindex(struct.pack(">I", 0xFADE0C02)) + 28
+        (pages,) = struct.unpack_from(">I", data, place)
+        library = self.changed(place, struct.pack(">I", pages - 1))
+        self.assertIn("not signed as a whole", self.failure(library, "IsSignedAdHoc"))
 
     def ASymbolThatNoStubNames(self):
         stub = self.folder / "libSystem.tbd"

@@ -37,8 +37,13 @@ class Library:
         return self.objdump("--dylib-id").splitlines()[-1]
 
     def loaded_libraries(self):
-        """The libraries that the library loads, in order."""
-        return [c["name"] for c in self.commands if re.match(r"LC_\w*LOAD\w*_DYLIB$", c["cmd"])]
+        """The libraries that the library loads, in order; the command stands behind the name of
+        one that is not simply loaded, but weakly, lazily, upward or to export it again."""
+        commands = [c for c in self.commands if re.search(r"DYLIB|FVMLIB|^\?", c.get("cmd", ""))]
+        return [
+            c.get("name", "") + ("" if c["cmd"] == "LC_LOAD_DYLIB" else " by " + c["cmd"])
+            for c in commands if c["cmd"] != "LC_ID_DYLIB"
+        ]
 
     def exports(self):
         return set(re.findall(r"^0x[0-9A-F]+ +(\S+)", self.objdump("--exports-trie"), re.M))
@@ -69,7 +74,8 @@ class Library:
         return {name for name, place in self.addresses.items() if place == address}
 
     def code_directory(self):
-        """The signature's flags and, page by page, whether its hash is that of the file."""
+        """The signature's flags, whether its pages are all that lies before it, and, page by page,
+        whether its hash is that of the file."""
         (command,) = [c for c in self.commands if c["cmd"] == "LC_CODE_SIGNATURE"]
         start = int(command["dataoff"])
         magic, _, count = struct.unpack_from(">III", self.data, start)
@@ -85,7 +91,8 @@ class Library:
             wanted = self.data[start + hashes + 32 * page :][:32]
             content = self.data[begin : min(begin + (1 << page_shift), limit)]
             matches.append(hashlib.sha256(content).digest() == wanted)
-        return flags, limit == int(command["dataoff"]), matches
+        covers_all = limit == int(command["dataoff"]) and pages == -(-limit >> page_shift)
+        return flags, covers_all, matches
 
     def _load_commands(self):
         commands, sections = [], []
