@@ -131,12 +131,14 @@ void MainWindow::makeMenus() {
        {std::pair(czech, tr("Czech (2)")), std::pair(other, tr("Another (3)"))}) {
     QAction* const choice = language->addAction(
         name, this, [this, value = number] { play("language " + std::to_string(value)); });
+    choice->setObjectName(QStringLiteral("language:%1").arg(number));
     choice->setCheckable(true);
     choice->setData(number);
     languages_->addAction(choice);
   }
-  language->addAction(tr("&Number…"), this, &MainWindow::askLanguage);
-  host->addAction(tr("&Entitlement text…"), this, &MainWindow::askEntitlement);
+  language->addAction(tr("&Number…"), this, &MainWindow::askLanguage)->setObjectName("askLanguage");
+  host->addAction(tr("&Entitlement text…"), this, &MainWindow::askEntitlement)
+      ->setObjectName("askEntitlement");
   noEntitlement_ = host->addAction(tr("N&o entitlement text"), this, plays("entitlement"));
 
   QMenu* const view = menuBar()->addMenu(tr("&View"));
@@ -151,6 +153,9 @@ void MainWindow::makeMenus() {
   stop_->setObjectName("stop");
   again_->setObjectName("again");
   offline_->setObjectName("offline");
+  noEntitlement_->setObjectName("noEntitlement");
+  showPalette_->setObjectName("showPalette");
+  trace_->toggleViewAction()->setObjectName("showTrace");
 }
 
 void MainWindow::makeStatusBar() {

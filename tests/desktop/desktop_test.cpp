@@ -7,8 +7,11 @@
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFile>
+#include <QInputDialog>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
+#include <QMenuBar>
 #include <QPainter>
 #include <QProcess>
 #include <QSslSocket>
@@ -21,6 +24,8 @@
 #include <QWebEngineView>
 #include <filesystem>
 #include <fstream>
+#include <optional>
+#include <stdexcept>
 
 #include "substitute/core/CommandLine.h"
 #include "substitute/core/HostObjects.h"
@@ -134,6 +139,39 @@ class Desktop : public testing::Test {
                           ".then(() => { window.answered = true; }); 0")
                .arg(data));
     return becomesTrueInPage("window.answered");
+  }
+
+  // An entry of the window's menus.
+  QAction& action(const QString& name) const {
+    for (const QMenu* const menu : window.menuBar()->findChildren<QMenu*>()) {
+      for (QAction* const entry : menu->actions()) {
+        if (entry->objectName() == name) return *entry;
+      }
+    }
+    throw std::runtime_error("no menu has " + name.toStdString());
+  }
+
+  // Chooses an entry whose dialog asks for a text: replaces what stands there by `text` and
+  // confirms, or dismisses the dialog when there is none. What stood there, once the window has
+  // done what comes of it.
+  QString answer(const QString& name, const std::optional<QString>& text) {
+    QString before;
+    bool asked = false;
+    QTimer::singleShot(0, &window, [&] {
+      auto* const dialog = qobject_cast<QInputDialog*>(QApplication::activeModalWidget());
+      ASSERT_NE(dialog, nullptr);
+      asked = true;
+      auto* const field = dialog->findChild<QLineEdit*>();
+      before = field->text();
+      if (text) {
+        field->selectAll();
+        field->insert(*text);
+      }
+      QTest::keyClick(field, text ? Qt::Key_Return : Qt::Key_Escape);
+    });
+    action(name).trigger();
+    EXPECT_TRUE(asked) << name.toStdString();
+    return before;
   }
 
   QTemporaryDir folder;
@@ -517,6 +555,102 @@ TEST_F(Desktop, TracePanelGrowsAndFilters) {
   EXPECT_EQ(list->model()->rowCount(), 0);
   window.play("start");
   EXPECT_EQ(list->model()->index(0, 0).data().toString().toStdString(), next);
+}
+
+TEST_F(Desktop, TracePanelHidesAndComesBackWithWhatHappenedMeanwhile) {
+  auto* const panel = window.findChild<TracePanel*>();
+  auto* const list = window.findChild<QTreeView*>("traceList");
+  QAction& show = action("showTrace");
+  EXPECT_TRUE(panel->isVisible());
+  EXPECT_TRUE(show.isChecked());
+  window.play("start");
+  const int height = window.centralWidget()->height();
+  show.trigger();
+  EXPECT_FALSE(panel->isVisible());
+  EXPECT_FALSE(show.isChecked());
+  EXPECT_TRUE(becomes([&] { return window.centralWidget()->height() > height; }));
+  window.play("stop");
+  show.trigger();
+  EXPECT_TRUE(panel->isVisible());
+  EXPECT_TRUE(show.isChecked());
+  EXPECT_EQ(list->model()->rowCount(), static_cast<int>(trace.size()));
+  EXPECT_EQ(list->model()->index(list->model()->rowCount() - 1, 1).data(), "stop returned");
+  QTest::mouseClick(panel->findChild<QToolButton*>("close"), Qt::LeftButton);
+  EXPECT_FALSE(panel->isVisible());
+  EXPECT_FALSE(show.isChecked());
+}
+
+TEST_F(Desktop, MenuChangesTheLanguage) {
+  EXPECT_TRUE(action("language:2").isChecked());
+  action("language:3").trigger();
+  EXPECT_EQ(host.state()["language"], 3);
+  EXPECT_FALSE(action("language:2").isChecked());
+  EXPECT_TRUE(action("language:3").isChecked());
+  startWithPage();
+  EXPECT_EQ(inPage("document.querySelector('h1').innerText"), "First steps");
+
+  // An open palette keeps its page; the next start has the new language.
+  action("language:2").trigger();
+  EXPECT_EQ(host.state()["language"], 2);
+  EXPECT_TRUE(action("language:2").isChecked());
+  EXPECT_FALSE(action("language:3").isChecked());
+  EXPECT_EQ(inPage("document.querySelector('h1').innerText"), "First steps");
+  action("again").trigger();
+  ASSERT_TRUE(pageLoaded());
+  EXPECT_EQ(inPage("document.querySelector('h1').innerText"), QString::fromUtf8("První kroky"));
+}
+
+TEST_F(Desktop, MenuAsksForTheNumberOfALanguage) {
+  EXPECT_EQ(answer("askLanguage", "17"), "2");
+  EXPECT_EQ(host.state()["language"], 17);
+  EXPECT_FALSE(action("language:2").isChecked());
+  EXPECT_FALSE(action("language:3").isChecked());
+  EXPECT_EQ(answer("askLanguage", std::nullopt), "17");
+  EXPECT_EQ(host.state()["language"], 17);
+  EXPECT_EQ(answer("askLanguage", "-2147483647"), "17");
+  EXPECT_EQ(host.state()["language"], -2147483647);
+  EXPECT_EQ(answer("askLanguage", "2"), "-2147483647");
+  EXPECT_TRUE(action("language:2").isChecked());
+}
+
+TEST_F(Desktop, MenuChangesTheEntitlementText) {
+  const std::string before = host.state()["entitlement"];
+  EXPECT_EQ(answer("askEntitlement", std::nullopt).toStdString(), before);
+  EXPECT_EQ(host.state()["entitlement"], before);
+  EXPECT_EQ(answer("askEntitlement", QString::fromUtf8(" Žlutý & kůň")).toStdString(), before);
+  EXPECT_EQ(host.state()["entitlement"], " Žlutý & kůň");
+  EXPECT_TRUE(action("noEntitlement").isEnabled());
+  startWithPage();
+  EXPECT_EQ(inPage("document.getElementById('licence').innerText"),
+            QString::fromUtf8("Žlutý & kůň"));
+
+  // No text is not an empty one, which the page is given alike.
+  action("noEntitlement").trigger();
+  EXPECT_EQ(host.state()["entitlement"], nullptr);
+  EXPECT_FALSE(action("noEntitlement").isEnabled());
+  action("again").trigger();
+  ASSERT_TRUE(pageLoaded());
+  EXPECT_EQ(inPage("location.search"), "?lang=CSY&lic=");
+  EXPECT_EQ(answer("askEntitlement", ""), "");
+  EXPECT_EQ(host.state()["entitlement"], "");
+  EXPECT_TRUE(action("noEntitlement").isEnabled());
+}
+
+TEST_F(Desktop, MenuHidesAndShowsThePalette) {
+  EXPECT_FALSE(action("showPalette").isEnabled());
+  startWithPage();
+  EXPECT_TRUE(action("showPalette").isEnabled());
+  EXPECT_TRUE(action("showPalette").isChecked());
+  action("showPalette").trigger();
+  EXPECT_FALSE(learningDock()->isVisible());
+  EXPECT_EQ(host.state()["palettes"][0]["visible"], false);
+  EXPECT_FALSE(action("showPalette").isChecked());
+  action("showPalette").trigger();
+  EXPECT_TRUE(learningDock()->isVisible());
+  EXPECT_EQ(host.state()["palettes"][0]["visible"], true);
+  window.play("stop");
+  EXPECT_FALSE(action("showPalette").isEnabled());
+  EXPECT_FALSE(action("showPalette").isChecked());
 }
 
 TEST_F(Desktop, StartingAgainCountsOneMore) {
