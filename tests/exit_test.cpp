@@ -1,4 +1,6 @@
 // stop: what the add-in takes out of the host when it ends.
+#include <algorithm>
+
 #include "tests/AddInLife.h"
 
 using substitute::Json;
@@ -18,10 +20,8 @@ class Stop : public AddInLife {
 
  private:
   static bool has(const Json& list, const std::string& id) {
-    for (const Json& entry : list) {
-      if (entry["id"] == id) return true;
-    }
-    return false;
+    return std::any_of(list.begin(), list.end(),
+                       [&](const Json& entry) { return entry["id"] == id; });
   }
 };
 
