@@ -76,13 +76,14 @@ def progress(text):
 
 
 class Bench:
-    def __init__(self, build, macos, quick):
+    def __init__(self, build, macos, quick, folder):
         self.build = build
         self.macos = macos
         self.quick = quick
         self.report = Report()
-        # What could change a count is the same on every run.
-        self.environment = {"PATH": os.environ["PATH"], "LC_ALL": "C", "TMPDIR": "/tmp", "TZ": "UTC"}
+        # What could change a count is the same on every run; so is the folder for temporary files,
+        # which the substitute host reads.
+        self.environment = {"PATH": os.environ["PATH"], "LC_ALL": "C", "TMPDIR": folder, "TZ": "UTC"}
         self.addin = f"{build}/Velorin.so"
         self.by_hand = f"{build}/ByHand.so"
         self.empty = f"{build}/Empty.so"
@@ -458,7 +459,8 @@ def main():
         with open(options.compare, encoding="utf-8") as file:
             earlier = json.load(file)["rows"]
 
-    report = Bench(os.path.abspath(options.build), options.macos, options.quick).run()
+    with tempfile.TemporaryDirectory(prefix="velorin-") as folder:
+        report = Bench(os.path.abspath(options.build), options.macos, options.quick, folder).run()
     with open(options.results, "w", encoding="utf-8") as file:
         json.dump({"machine": machine(), "rows": report.rows, "details": report.details}, file,
                   indent=1, ensure_ascii=False)

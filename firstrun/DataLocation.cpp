@@ -2,8 +2,10 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <stdexcept>
 
 #if defined(__APPLE__)
@@ -17,9 +19,10 @@ std::string GetExecutableDirectory() {
   std::string path(512, '\0');  // stays empty when the executable's path does not fit
   auto size = static_cast<std::uint32_t>(path.size());
   _NSGetExecutablePath(path.data(), &size);
-  std::size_t end = std::strlen(path.c_str());
-  while (end > 0 && path[end] != '/' && path[end] != '\\') --end;
-  path.erase(end);
+  const char* const slash = std::strrchr(path.c_str(), '/');
+  const char* const backslash = std::strrchr(path.c_str(), '\\');
+  const char* const separator = std::max(slash, backslash, std::less<>());  // null comes first
+  path.erase(separator == nullptr ? 0 : static_cast<std::size_t>(separator - path.c_str()));
   return path;
 }
 

@@ -11,17 +11,18 @@
 
 namespace {
 
-// The rest of the file; its last line has a line feed like any other.
+// All lines of the file, each with a line feed; where the file breaks off, all before that line.
 std::string readLines(std::fstream& file) {
   std::string text;
   // In one piece, where the stream can tell how long the file is; two line feeds may be added.
   text.reserve(static_cast<std::size_t>(std::max<std::streamsize>(file.rdbuf()->in_avail(), 0)) +
                2);
   char block[4096];
-  do {
-    file.read(block, sizeof block);
-    text.append(block, static_cast<std::size_t>(file.gcount()));
-  } while (file);
+  // What lies ready is taken before more is read: when that fails, nothing is lost.
+  while (file.peek() != std::char_traits<char>::eof()) {
+    text.append(block, static_cast<std::size_t>(file.readsome(block, sizeof block)));
+  }
+  if (file.bad()) text.erase(text.rfind('\n') + 1);
   if (!text.empty() && text.back() != '\n') text += '\n';
   return text;
 }

@@ -38,7 +38,7 @@ set(CMAKE_SYSTEM_NAME Darwin)
 set(CMAKE_SYSTEM_VERSION 20.1)  # that of macOS 11; paths relative to the loader depend on it
 set(CMAKE_SYSTEM_PROCESSOR arm64)
 # Of itself it leaves out assertions in optimised builds, and adds what a debugger wants, with paths
-# of this machine. Both are the project's to say.
+# of the machine that builds. Both are the project's to say.
 set(CMAKE_CXX_COMPILER ${compiler} c++ -target aarch64-macos.${CMAKE_OSX_DEPLOYMENT_TARGET} -UNDEBUG -g0)
 # The compiler's headers describe a newer libc++ than that of macOS 11. Told to mind it, they compile
 # into the library what the system's own cannot supply yet.

@@ -21,12 +21,12 @@ bool OpenPalette() {
 std::string learningPageAddress() {
   const std::string entitlement = app->executeTextCommand("Debug.EntitlementString");
   const bool czech = app->preferences()->generalPreferences()->userLanguage() == 2;
-  const std::string_view page =
-      czech ? "https://" VELORIN_LEARNING_HOST "/fusion360/learning.asp?lang=CSY&lic="
-            : "https://" VELORIN_LEARNING_HOST "/fusion360/learning.asp?lang=ENG&lic=";
+  constexpr std::string_view prefix =
+      "https://" VELORIN_LEARNING_HOST "/fusion360/learning.asp?lang=";
+  const std::string_view language = czech ? "CSY&lic=" : "ENG&lic=";
   std::string address;
-  address.reserve(page.size() + entitlement.size());
-  address.append(page).append(entitlement);
+  address.reserve(prefix.size() + language.size() + entitlement.size());
+  address.append(prefix).append(language).append(entitlement);
   return address;
 }
 

@@ -26,9 +26,10 @@ class CommandLine : public testing::Test {
 
   Result runAsTyped(const std::string& arguments, const std::string& input = "") {
     writeFile(folder.path() + "/in", input);
-    const std::string command = "cd '" + folder.path() +
-                                "' && HOME=\"$PWD\" XDG_DATA_HOME= '" VELORIN_SUBSTITUTE_HOST "' " +
-                                arguments + " <in >out 2>err";
+    const std::string command =
+        "cd '" + folder.path() +
+        "' && exec <in && HOME=\"$PWD\" XDG_DATA_HOME= '" VELORIN_SUBSTITUTE_HOST "' " + arguments +
+        " >out 2>err";
     Result result;
     const int status = system(command.c_str());
     if (WIFEXITED(status)) result.status = WEXITSTATUS(status);
@@ -306,10 +307,44 @@ TEST_F(CommandLine, WhatCannotBeDoneIsToldInWords) {
   for (const char* const words :
        {"The add-in is not loaded.", "There is no button \"runTeachPalette\".",
         "There is no palette \"teachPalete\"", "The add-in is loaded already.",
-        "There is no button \"no\".", "has lost its command", "There is no palette \"none\".",
+        "There is no button \"no\".", "has no command", "There is no palette \"none\".",
         "The host refuses the control \"HelpGroupCommand\""}) {
     EXPECT_NE(result.output.find(words), std::string::npos) << words;
   }
+}
+
+TEST_F(CommandLine, AFolderThatTheAddInWillNotFindIsTold) {
+  const Result result = runAsTyped("--data AutodeskLab/h -", "start\n");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_NE(result.errors.find("will not find its folder in AutodeskLab/h"), std::string::npos);
+  EXPECT_EQ(run("-", "start\n").errors, "");
+}
+
+TEST_F(CommandLine, AnInputThatCannotBeReadIsRefused) {
+  expectRefused(run("- <."), 2, "standard input cannot be read");
+  expectRefused(run("- <&-"), 2, "standard input cannot be read");
+}
+
+TEST_F(CommandLine, ALibraryWithATooLongNameIsRefused) {
+  expectRefused(run("--addin " + std::string(300, 'x') + " -"), 1, "File name too long");
+}
+
+TEST_F(CommandLine, FailingHostPlaysToItsEnd) {
+  const Result result = run("failing-host");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.errors, "");
+  for (const char* const words :
+       {"run returned true.", "An exception left the add-in: std::runtime_error",
+        "std::out_of_range", "open ran with 1 argument: \"first\"."}) {
+    EXPECT_NE(result.output.find(words), std::string::npos) << words;
+  }
+}
+
+TEST_F(CommandLine, CarriageReturnsAtTheEndsOfLinesAreNothing) {
+  const auto seen = states(run("-", "entitlement a\r\nstate\r\nentitlement\r\nstate\r\n"));
+  ASSERT_EQ(seen.size(), 2U);
+  EXPECT_EQ(seen[0]["entitlement"], "a");
+  EXPECT_TRUE(seen[1]["entitlement"].is_null());
 }
 
 TEST_F(CommandLine, EntitlementAloneIsNone) {

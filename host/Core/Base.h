@@ -28,7 +28,7 @@ class Base {
     return static_cast<T*>(queryInterface(T::interfaceId()));
   }
 
-  // False once the host has deleted what the object stands for. Never fails.
+  // False once the host has deleted what the object stands for.
   bool isValid() const { return isValid_raw(); }
 
  protected:

@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 
 #include <filesystem>
+#include <system_error>
 
 #include "substitute/core/Host.h"
 
@@ -18,7 +19,10 @@ std::string withSlash(const std::string& file) {
 }  // namespace
 
 AddIn::AddIn(std::string file) : file_(std::move(file)) {
-  if (!std::filesystem::exists(file_)) throw LoadError("there is no library " + file_);
+  std::error_code unknown;  // the loader says why
+  if (!std::filesystem::exists(file_, unknown) && !unknown) {
+    throw LoadError("there is no library " + file_);
+  }
   library_ = dlopen(withSlash(file_).c_str(), RTLD_NOW | RTLD_LOCAL);
   if (library_ == nullptr) {
     throw LoadError("the library " + file_ + " cannot be loaded: " + dlerror());

@@ -1,5 +1,6 @@
 #include "substitute/core/CommandLine.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
@@ -70,13 +71,18 @@ Settings settingsFor(CommandLine& values) {
   return settings;
 }
 
-void installAddinFolder(const CommandLine& values) {
+void installAddinFolder(const CommandLine& values, const Host& host) {
   if (values.noAddinFolder) return;
   const std::string folder = addinFolderIn(values.data);
   std::error_code error;
   fs::create_directories(folder, error);
   if (error) {
     throw std::runtime_error("the folder " + folder + " cannot be made: " + error.message());
+  }
+  // The add-in cuts its host's path at the first "Autodesk".
+  if (!values.executable && fs::path(host.infoFile()).parent_path() != folder) {
+    std::cerr << "The add-in will not find its folder in " << values.data
+              << ": the path is too long, or holds the word Autodesk.\n";
   }
 }
 
@@ -85,15 +91,20 @@ std::string besideProgram(const std::string& name) {
 }
 
 std::string scenarioFile(const std::string& word) {
-  if (fs::is_regular_file(word)) return word;
+  std::error_code unreachable;
+  if (fs::is_regular_file(word, unreachable)) return word;
   std::string known = besideProgram("scenarios/" + word + ".txt");
-  if (word.find('/') == std::string::npos && fs::is_regular_file(known)) return known;
-  if (fs::exists(word) && !fs::is_directory(word)) return word;
+  if (word.find('/') == std::string::npos && fs::is_regular_file(known, unreachable)) return known;
+  if (fs::exists(word, unreachable) && !fs::is_directory(word, unreachable)) return word;
   throw std::runtime_error("there is no scenario " + word);
 }
 
 std::vector<Command> readScenario(const std::string& word) {
-  if (word == "-") return parseScenario(std::cin, "standard input");
+  if (word == "-") {
+    std::vector<Command> commands = parseScenario(std::cin, "standard input");
+    if (std::ferror(stdin) != 0) throw ScenarioError("standard input cannot be read");
+    return commands;
+  }
   const std::string file = scenarioFile(word);
   std::ifstream input(file);
   if (!input) throw ScenarioError("the scenario " + file + " cannot be read");

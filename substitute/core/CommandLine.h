@@ -36,9 +36,10 @@ std::string refuseEmpty(const std::string& value);
 // std::runtime_error when there is no folder for the host's data.
 Settings settingsFor(CommandLine& values);
 
-// Makes the add-in's folder as an installer would, unless it is not wanted. Throws
-// std::runtime_error, with one sentence, when it cannot be made.
-void installAddinFolder(const CommandLine& values);
+// Makes the add-in's folder as an installer would, unless it is not wanted, and says so where the
+// add-in in `host` will not find it. Throws std::runtime_error, with one sentence, when it cannot
+// be made.
+void installAddinFolder(const CommandLine& values, const Host& host);
 
 // What the host has beside its program, wherever that is: the built library, scenarios and more.
 std::string besideProgram(const std::string& name);

@@ -17,10 +17,17 @@ const std::vector<std::pair<std::string, Kind>> kinds = {
     {"toolbar", Kind::toolbar}, {"plain-control", Kind::plainControl},
 };
 
+std::string allKinds() {
+  std::string all;
+  for (const auto& kind : kinds) all += (all.empty() ? "" : ", ") + kind.first;
+  return all;
+}
+
 Kind kindOf(const std::string& name) {
   const auto found = std::find_if(kinds.begin(), kinds.end(),
                                   [&](const auto& kind) { return kind.first == name; });
-  if (found == kinds.end()) throw ScenarioError("'" + name + "' is not a kind of object");
+  if (found == kinds.end())
+    throw ScenarioError("'" + name + "' is not a kind of object; there are " + allKinds());
   return found->second;
 }
 
@@ -168,6 +175,7 @@ std::vector<Command> parseScenario(std::istream& input, const std::string& sourc
   std::size_t number = 0;
   for (std::string line; std::getline(input, line);) {
     ++number;
+    if (!line.empty() && line.back() == '\r') line.pop_back();
     try {
       Command command = parseCommand(line);
       if (!command.name.empty() || line.find('#') != std::string::npos) {
@@ -177,6 +185,7 @@ std::vector<Command> parseScenario(std::istream& input, const std::string& sourc
       throw ScenarioError(source + ":" + std::to_string(number) + ": " + error.what());
     }
   }
+  if (input.bad()) throw ScenarioError(source + " cannot be read");
   return commands;
 }
 
@@ -233,7 +242,7 @@ void Player::act(const Command& command) {
     const Click click = host_.click(id);
     if (click == Click::noControl) say("There is no button " + quoted(id) + ".");
     if (click == Click::noDefinition) {
-      say("The button " + quoted(id) + " has lost its command; nothing happens.");
+      say("The button " + quoted(id) + " has no command; nothing happens.");
     }
   } else if (name == "message" || name == "message-null") {
     std::optional<std::string> data;

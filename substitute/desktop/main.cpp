@@ -134,7 +134,7 @@ int show(DesktopLine& values, int& argc, char** argv) {
   { const AddIn known(values.addin); }  // what cannot be loaded is told before a window opens
   std::optional<TraceFile> trace;
   if (!values.trace.empty()) trace.emplace(values.trace);
-  installAddinFolder(values);
+  installAddinFolder(values, host);
   if (trace) trace->begin(host);
   Player player(host, values.addin, std::cout);
 

@@ -111,7 +111,7 @@ int play(CommandLine& values) {
   { const AddIn known(values.addin); }  // what cannot be loaded is told before anything is done
   std::optional<TraceFile> trace;
   if (!values.trace.empty()) trace.emplace(values.trace);
-  installAddinFolder(values);
+  installAddinFolder(values, host);
   if (trace) trace->begin(host);
   Player player(host, values.addin, std::cout);
   if (interactive) {

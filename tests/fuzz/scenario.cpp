@@ -218,6 +218,8 @@ void checkWritten(FuzzedDataProvider& choice) {
   while (choice.remaining_bytes() > 0) {
     const Line line = writer.next();
     text += line.text;
+    // Of a carriage return at the end of a line, the line itself knows nothing.
+    if (choice.ConsumeBool() || (!line.text.empty() && line.text.back() == '\r')) text += '\r';
     if (choice.remaining_bytes() > 0 || lastLineEnds) text += '\n';
     if (!firstWrong) ++number;
     if (line.command) expected.push_back(*line.command);

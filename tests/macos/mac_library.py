@@ -42,7 +42,7 @@ SYSTEM_CALLS = {
     "_system", "_access", "_time", "_localtime", "_strftime", "__NSGetExecutablePath",
 }
 LANGUAGE_RUNTIME = {
-    "_bzero", "_memchr", "_memcpy", "_memmove", "_memset", "_strlen", "_strstr",
+    "_bzero", "_memchr", "_memcpy", "_memmove", "_memset", "_strlen", "_strrchr", "_strstr",
     "___assert_rtn", "__Unwind_Resume", "___cxa_atexit", "dyld_stub_binder",
     # The file streams: the libc++ of macOS 11 leaves them to the program.
     "_fopen", "_fclose", "_fread", "_fwrite", "_fflush", "_fseeko", "_ftello", "_setbuf",
