@@ -159,7 +159,7 @@ void measureMessage(const std::string& library, std::size_t bytes) {
   session.load(library);
   session.run(nullptr);
   const auto message = session.message(std::string(bytes, 'x'));
-  message();  // a first one, so that the memory for the second lies ready, whatever was there before
+  message();  // so that the memory for the next one lies ready, whatever was there before
   // Its end is in `system`.
   measure("message of " + std::to_string(bytes) + " bytes", message);
   tell({{"bytes", bytes}});

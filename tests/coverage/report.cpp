@@ -18,7 +18,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <utility>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -150,21 +150,22 @@ int report(const std::string& exported, const std::string& listFile, const std::
       faults.push_back(name + ":" + std::to_string(number) +
                        ": not reached: " + lines.at(number - 1));
     }
-    // A template's condition stands there once for each type.
-    std::map<Branch, std::pair<std::uint64_t, std::size_t>> counts;
+    // By line, column and outcome: a template's condition is told once for each type, and equal
+    // conditions at different places are different ones.
+    std::map<std::tuple<std::size_t, std::size_t, Branch>, std::uint64_t> counts;
     for (const Json& branch : file["branches"]) {
       const std::string condition = name + ": " + textOf(lines, branch) + ": ";
-      for (const int outcome : {4, 5}) {
-        auto& [count, line] = counts[condition + (outcome == 4 ? "true" : "false")];
-        count += branch[static_cast<std::size_t>(outcome)].get<std::uint64_t>();
-        line = branch[0];
+      for (const std::size_t outcome : {std::size_t{4}, std::size_t{5}}) {
+        counts[{branch[0], branch[1], condition + (outcome == 4 ? "true" : "false")}] +=
+            branch[outcome].get<std::uint64_t>();
       }
     }
-    for (const auto& [branch, found] : counts) {
-      if (found.first != 0) continue;
+    for (const auto& [place, count] : counts) {
+      if (count != 0) continue;
+      const auto& [line, column, branch] = place;
       const auto listed = list.find(branch);
       if (listed == list.end()) {
-        faults.push_back("line " + std::to_string(found.second) +
+        faults.push_back("line " + std::to_string(line) + ", column " + std::to_string(column) +
                          ": never so, and not in the list: " + branch);
       } else {
         listed->second.needed = true;

@@ -1,5 +1,5 @@
-// An info file that breaks off while it is read: this program's own read, which the C++ library finds
-// before the system's, gives a part of it and then fails.
+// An info file that breaks off while it is read: this program's own read, which the C++ library
+// finds before the system's, gives a part of it and then fails.
 #include <dlfcn.h>
 #include <unistd.h>
 

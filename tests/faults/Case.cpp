@@ -263,6 +263,13 @@ void compareStates(const std::vector<Json>& expected, const Lines& got, Lines& f
   }
 }
 
+// Nothing but the assertion, behind the name of the program.
+bool tellsTheAssertion(const std::string& err) {
+  const std::string end = assertion + "\n";
+  return err.size() >= end.size() && err.find('\n') == err.size() - 1 &&
+         err.compare(err.size() - end.size(), end.size(), end) == 0;
+}
+
 Lines compare(const Ending& ending, const model::Outcome& expected) {
   Lines found;
   if (ending.killed) found.push_back("the process did not end");
@@ -273,9 +280,10 @@ Lines compare(const Ending& ending, const model::Outcome& expected) {
                     (expected.aborted ? "the end by an assertion" : "exit status 0") + ", got " +
                     ofStatus(ending.status));
   }
-  if (expected.aborted ? ending.err.find(assertion) == std::string::npos : !ending.err.empty()) {
+  if (expected.aborted ? !tellsTheAssertion(ending.err) : !ending.err.empty()) {
     found.push_back(std::string("standard error: expected ") +
-                    (expected.aborted ? assertion : "nothing") + ", got " + ending.err);
+                    (expected.aborted ? assertion + " and nothing else" : "nothing") + ", got " +
+                    ending.err);
   }
   compareLines("trace line", expected.trace, linesOf(ending.trace), found);
   Lines states;

@@ -70,14 +70,18 @@ class ManyLives : public AddInLife {
   }
   ~ManyLives() override { setenv("PATH", oldPath_.c_str(), 1); }
 
-  // Every second life the palette opens by going online, else by the click.
+  // In turn, the palette is created by going online, by run, and by the click.
   void live(int number) {
-    const bool offline = number % 2 == 0;
+    const bool byGoingOnline = number % 3 == 0;
+    const bool byTheClick = number % 3 == 2;
     fs::remove(infoFile);
-    host->setOffline(offline);
-    ASSERT_EQ(start(), true);
-    host->setOffline(!offline);
+    host->setOffline(byGoingOnline);
+    ASSERT_EQ(byTheClick ? startAfter(4) : start(), true);
+    ASSERT_EQ(learningPalette().is_null(), byGoingOnline || byTheClick);
+    host->setOffline(!byGoingOnline);
+    ASSERT_EQ(learningPalette().is_null(), byTheClick);
     ASSERT_EQ(host->click("runTeachPalette"), substitute::Click::done);
+    ASSERT_FALSE(learningPalette().is_null());
     ASSERT_TRUE(host->message("teachPalete", "\"https://learning.velorin.example/\""));
     host->setOffline(false);
     ASSERT_EQ(stop(), true);

@@ -173,13 +173,13 @@ void AddIn::wayOfTheButton() try {
   const Handle application = present(host_.application());
   const Handle userInterface = present(host_.userInterface(application));
   const Handle palettes = present(host_.palettesOf(userInterface));
-  palette_ = host_.paletteById(palettes, "teachPalete");
+  palette_ = host_.paletteById(palettes, paletteId);
   if (palette_.empty()) {
     const std::string address = learningSite +
                                 "/fusion360/learning.asp?lang=" + (czech ? "CSY" : "ENG") +
                                 "&lic=" + licence;
-    palette_ = host_.addPalette(palettes, "teachPalete", "Velorin", address, {true, true, true},
-                                300, 400, true);
+    palette_ = host_.addPalette(palettes, paletteId, "Velorin", address, {true, true, true}, 300,
+                                400, true);
     host_.setDockingState(present(palette_), 4);
     accepted(host_.addHandler(present(host_.incomingFromHTML(palette_)), "RovaHTMLEventHandler"));
   }
@@ -196,13 +196,13 @@ void AddIn::wayOfTheOnlineReport() {
   const Handle preferences = host_.preferences(app_);
   const bool czech = host_.userLanguage(host_.generalPreferences(preferences)) == 2;
   const Handle palettes = present(host_.palettesOf(ui_));
-  palette_ = host_.paletteById(palettes, "teachPalete");
+  palette_ = host_.paletteById(palettes, paletteId);
   if (!palette_.empty()) {
     host_.setVisible(palette_, true);
     return;
   }
   palette_ = host_.addPalette(
-      palettes, "teachPalete", "Velorin",
+      palettes, paletteId, "Velorin",
       learningSite + "/fusion360/learning.asp?lang=" + (czech ? "CSY" : "ENG") + "&lic=" + licence,
       {true, true, true}, 300, 400, true);
   if (palette_.empty()) return;
