@@ -46,11 +46,12 @@ std::string memoryFolder() {
   return access(folder, W_OK) == 0 ? folder : fs::temp_directory_path().string();
 }
 
-Session::Session(const Installation& installation, bool offline)
+Session::Session(const Installation& installation, bool offline, bool recordsOpen)
     : host_([&] {
         substitute::Settings settings;
         settings.executable = substitute::executableIn(installation.directory());
         settings.offline = offline;
+        settings.recordOpen = recordsOpen;
         return settings;
       }()) {}
 

@@ -48,8 +48,9 @@ constexpr std::size_t updateWidth = 10;
 // A host with an add-in in it.
 class Session {
  public:
-  // The host is there, the add-in is not.
-  Session(const Installation& installation, bool offline);
+  // The host is there, the add-in is not. With `recordsOpen`, `open` is the host's own; its folder
+  // is named after the process, which moves what is allocated afterwards.
+  Session(const Installation& installation, bool offline, bool recordsOpen = false);
 
   // Loads the library. Throws substitute::LoadError when it is not there or lacks a function.
   void load(const std::string& library);

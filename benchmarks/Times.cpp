@@ -175,7 +175,7 @@ void registerMessages() {
   RegisterBenchmark("message of 100 bytes|Velorin.so", [](State& state) {
     const Installation installation;
     installation.writeInfoFile(2, 2, 0);
-    Session session(installation, false);
+    Session session(installation, false, true);
     session.load(builtLibrary("Velorin.so"));
     session.run(nullptr);
     const auto message = session.message(std::string(bytes, 'x'));
@@ -183,7 +183,7 @@ void registerMessages() {
   })->UseRealTime();
   RegisterBenchmark("message of 100 bytes|system", [](State& state) {
     const Installation installation;
-    const Session session(installation, false);  // its `open` is the one that is run
+    const Session session(installation, false, true);  // its `open` is the one that is run
     const std::string command = "open " + std::string(bytes - 2, 'x');
     for ([[maybe_unused]] auto round : state) {
       benchmark::DoNotOptimize(std::system(command.c_str()));
