@@ -8,8 +8,8 @@ import tempfile
 
 # The functions of the C++ library that serve file streams. The rest of it serves texts and memory.
 STREAMS = re.compile(
-    r"std::[io]stream::|basic_(filebuf|[io]?fstream|[io]?stream|ios|streambuf|file)|ios_base|sentry|locale|codecvt|"
-    r"ctype|facet|getline|__ostream_insert|__dynamic_cast|_dyncast|__cxxabiv1|type_info|__convert|"
+    r"std::[io]stream::|basic_(filebuf|[io]?fstream|[io]?stream|ios|streambuf|file)|ios_base|"
+    r"sentry|locale|codecvt|ctype|facet|getline|__ostream_insert|__dynamic_cast|_dyncast|__cxxabiv1|type_info|__convert|"
     r"^0x"
 )
 # And its headers, whose functions are compiled into their callers.
