@@ -2,10 +2,7 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdint>
-#include <cstring>
-#include <functional>
 #include <stdexcept>
 
 #if defined(__APPLE__)
@@ -16,21 +13,16 @@ extern "C" int _NSGetExecutablePath(char* path, std::uint32_t* size);
 #endif
 
 std::string GetExecutableDirectory() {
-  std::string path(512, '\0');  // stays empty when the executable's path does not fit
-  auto size = static_cast<std::uint32_t>(path.size());
-  _NSGetExecutablePath(path.data(), &size);
-  const char* const slash = std::strrchr(path.c_str(), '/');
-  const char* const backslash = std::strrchr(path.c_str(), '\\');
-  const char* const separator = std::max(slash, backslash, std::less<>());  // null comes first
-  path.erase(separator == nullptr ? 0 : static_cast<std::size_t>(separator - path.c_str()));
-  return path;
+  char buffer[512] = "";  // stays empty when the path does not fit
+  std::uint32_t size = sizeof buffer;
+  _NSGetExecutablePath(buffer, &size);
+  const std::string path = buffer;
+  const auto separator = path.find_last_of("/\\");
+  return separator == std::string::npos ? "" : path.substr(0, separator);
 }
 
 std::string SetAddinLocation(std::string path) {
-  const char* const anchor = std::strstr(path.c_str(), "Autodesk");
-  if (anchor != nullptr) path.erase(static_cast<std::size_t>(anchor - path.c_str()));
-  path += "Autodesk/Autodesk Fusion 360/API/AddIns/Velorin";
-  return path;
+  return path.substr(0, path.find("Autodesk")) + "Autodesk/Autodesk Fusion 360/API/AddIns/Velorin";
 }
 
 bool FileExists(const std::string& path) {

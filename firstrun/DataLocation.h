@@ -11,7 +11,7 @@ std::string GetExecutableDirectory();
 
 // The add-in's folder for a host that runs in `path`: what stands before the first "Autodesk",
 // with the fixed place of the add-in's folder appended. Nothing is set or created. A path without
-// that word is taken whole. `path` holds no zero byte.
+// that word is taken whole.
 std::string SetAddinLocation(std::string path);
 
 // True when anything exists at `path`, readable or not; false also when the way there is barred.

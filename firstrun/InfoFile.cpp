@@ -1,32 +1,16 @@
 #include "firstrun/InfoFile.h"
 
-#include <algorithm>
 #include <exception>
 #include <fstream>
 #include <string>
-#include <string_view>
+#include <vector>
 
 #include "firstrun/DataLocation.h"
 #include "firstrun/Dates.h"
 
 namespace {
 
-// All lines of the file, each with a line feed; where the file breaks off, all before that line.
-std::string readLines(std::fstream& file) {
-  std::string text;
-  // In one piece, where the stream can tell how long the file is; two line feeds may be added.
-  text.reserve(static_cast<std::size_t>(std::max<std::streamsize>(file.rdbuf()->in_avail(), 0)) +
-               2);
-  char block[4096];
-  // What lies ready is taken before more is read: when that fails, nothing is lost.
-  while (file.peek() != std::char_traits<char>::eof()) {
-    text.append(block, static_cast<std::size_t>(file.readsome(block, sizeof block)));
-  }
-  if (file.bad()) text.erase(text.rfind('\n') + 1);
-  if (!text.empty() && text.back() != '\n') text += '\n';
-  return text;
-}
-
+// 0 where the line does not begin with a number of 32 bits.
 std::int32_t parseCount(const std::string& line) {
   try {
     return std::stoi(line);
@@ -35,7 +19,7 @@ std::int32_t parseCount(const std::string& line) {
   }
 }
 
-// After the highest count comes the lowest.
+// One more; after the highest count comes the lowest.
 std::int32_t next(std::int32_t count) {
   return static_cast<std::int32_t>(static_cast<std::uint32_t>(count) + 1U);
 }
@@ -43,28 +27,28 @@ std::int32_t next(std::int32_t count) {
 }  // namespace
 
 std::int32_t AutoOpenPalette() {
-  std::string path = SetAddinLocation(GetExecutableDirectory());
-  path += "/Velorin_Info.txt";
-
-  std::fstream file;
+  const std::string path = SetAddinLocation(GetExecutableDirectory()) + "/Velorin_Info.txt";
   if (!FileExists(path)) {
-    file.open(path, std::ios::in | std::ios::out | std::ios::trunc);
+    std::fstream file(path, std::ios::in | std::ios::out | std::ios::trunc);
     file << datetime() << "\n1";
     return 0;
   }
 
-  file.open(path, std::ios::in);
-  if (!file.is_open()) return -1;
-  std::string text = readLines(file);
-  file.close();
+  std::ifstream input(path);
+  if (!input.is_open()) return -1;
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(input, line);) lines.push_back(line);
+  input.close();
 
-  const std::size_t second = text.find('\n') + 1;  // at the beginning of an empty file
-  if (second == text.size()) text += '\n';  // a second line that is missing is like an empty one
-  const std::size_t end = text.find('\n', second);
-  const std::int32_t count = parseCount(text.substr(second, end - second));
+  std::int32_t count = 0;
+  if (lines.size() < 2) {
+    lines.emplace_back("1");  // an empty file has it on its first line then
+  } else {
+    count = parseCount(lines[1]);
+    lines[1] = std::to_string(next(count));
+  }
 
-  file.open(path, std::ios::out);
-  const std::string_view lines = text;
-  file << lines.substr(0, second) << std::to_string(next(count)) << lines.substr(end);
+  std::ofstream output(path);
+  for (const std::string& line : lines) output << line << '\n';
   return count;
 }

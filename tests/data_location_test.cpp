@@ -66,6 +66,11 @@ TEST_F(DataLocation, AddinFolderOfAPathWithoutTheWordIsGluedToItsEnd) {
   EXPECT_EQ(SetAddinLocation("/opt/autodesk/host"), "/opt/autodesk/host" + place);
 }
 
+TEST_F(DataLocation, AddinFolderIsFoundBehindAZeroByte) {
+  using namespace std::string_literals;
+  EXPECT_EQ(SetAddinLocation("/a\0b/Autodesk/c"s), "/a\0b/"s + place);
+}
+
 TEST_F(DataLocation, AddinFolderOfTheEmptyPathIsThePlaceAlone) {
   EXPECT_EQ(SetAddinLocation(""), place);
 }
