@@ -1,7 +1,6 @@
 #include "addin/EntryPoints.h"
 
 #include <string>
-#include <string_view>
 
 #include "addin/GlobalState.h"
 #include "addin/ToolbarCommands.h"
@@ -12,19 +11,6 @@
 using namespace adsk::core;
 
 namespace {
-
-// What a button shows.
-struct ButtonTexts {
-  const char* name;
-  const char* tooltip;
-  const char* resourceFolder;
-};
-
-// `firstFolder` holds the icons of the first start.
-ButtonTexts buttonTexts(const char* name, const char* tooltip, const char* resourceFolder,
-                        const char* firstFolder) {
-  return {name, tooltip, countOpenPalette < 1 ? firstFolder : resourceFolder};
-}
 
 void deleteDefinition(const std::string& id) {
   const Ptr<CommandDefinition> definition = ui->commandDefinitions()->itemById(id);
@@ -50,27 +36,30 @@ bool run(const char* /*context*/) {
   if (!onlineStatusChanged) return false;
   onlineStatusChanged->add(&onlineStatusChangedHandler_);
 
-  // The host counts as online when the decimal text of its status is "0".
-  const std::string_view offline = app->isOffLine() ? "1" : "0";
-  if (offline == "0" && countOpenPalette >= 0 && countOpenPalette <= 3) OpenPalette();
+  // The host is online when the decimal text of its answer is "0".
+  const bool online = std::to_string(app->isOffLine()) == "0";
+  if (online && countOpenPalette >= 0 && countOpenPalette <= 3) OpenPalette();
 
   const Ptr<Toolbar> toolbar = app->userInterface()->toolbars()->itemById("QATRight");
   if (!toolbar) return false;
-  const ButtonTexts learning =
-      buttonTexts("Zobrazit velorin",
-                  "Velorin je pomocník pro začátečníky, integrovaný do prostředí programu Fusion "
-                  "360 a napomáhá s prvními kroky v aplikaci.",
-                  "resources/Velorin", "resources/Velorin/LessTen");
+
+  const char* const name = "Zobrazit velorin";
+  const char* const tooltip =
+      "Velorin je pomocník pro začátečníky, integrovaný do prostředí programu Fusion 360 a "
+      "napomáhá s prvními kroky v aplikaci.";
+  const char* resourceFolder = "resources/Velorin";
+  if (countOpenPalette < 1) resourceFolder = "resources/Velorin/LessTen";
   const Ptr<CommandDefinition> definition = ui->commandDefinitions()->addButtonDefinition(
-      "runTeachPalette", learning.name, learning.tooltip, learning.resourceFolder);
+      "runTeachPalette", name, tooltip, resourceFolder);
   if (!definition) return false;
 
-  // The e-shop button has its texts ready and is not registered; stop removes one all the same.
-  static_cast<void>(
-      buttonTexts("CAD/CAM eshop",
-                  "Otevře nabídku výukových kurzů, doplňků a rozšíření Fusionu 360 na e-shopu "
-                  "Tessaro Sytems.",
-                  "resources/Eshop", "resources/Eshop/LessTen"));
+  // The e-shop button is dormant: its texts are ready, but it is not registered. stop removes one
+  // all the same.
+  [[maybe_unused]] const char* const eshopName = "CAD/CAM eshop";
+  [[maybe_unused]] const char* const eshopTooltip =
+      "Otevře nabídku výukových kurzů, doplňků a rozšíření Fusionu 360 na e-shopu Tessaro Sytems.";
+  [[maybe_unused]] const char* eshopResourceFolder = "resources/Eshop";
+  if (countOpenPalette < 1) eshopResourceFolder = "resources/Eshop/LessTen";
 
   const Ptr<CommandControl> control =
       toolbar->controls()->addCommand(definition, "HelpGroupCommand", false);

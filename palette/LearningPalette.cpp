@@ -1,7 +1,5 @@
 #include "palette/LearningPalette.h"
 
-#include <string_view>
-
 #include "addin/GlobalState.h"
 #include "palette/PageMessages.h"
 
@@ -21,13 +19,9 @@ bool OpenPalette() {
 std::string learningPageAddress() {
   const std::string entitlement = app->executeTextCommand("Debug.EntitlementString");
   const bool czech = app->preferences()->generalPreferences()->userLanguage() == 2;
-  constexpr std::string_view prefix =
-      "https://" VELORIN_LEARNING_HOST "/fusion360/learning.asp?lang=";
-  const std::string_view language = czech ? "CSY&lic=" : "ENG&lic=";
-  std::string address;
-  address.reserve(prefix.size() + language.size() + entitlement.size());
-  address.append(prefix).append(language).append(entitlement);
-  return address;
+  const std::string language = czech ? "CSY" : "ENG";
+  return "https://" VELORIN_LEARNING_HOST "/fusion360/learning.asp?lang=" + language +
+         "&lic=" + entitlement;
 }
 
 bool showPalette(const Ptr<Palettes>& palettes, const std::string& address,
