@@ -62,22 +62,20 @@ class Palette : public Base {
 class Palettes : public Base {
  public:
   virtual Palette* itemById_raw(const char* id) const = 0;
-  virtual Palette* add_raw(const char* id, const char* title, const char* address, bool visible,
-                           bool closeButton, bool resizable, int width, int height,
-                           bool lastFlag) = 0;
+  virtual Palette* add_raw(const char* id, const char* title, const char* address, bool flag1,
+                           bool flag2, bool flag3, int number1, int number2, bool flag4) = 0;
 
   // The palette with that id; empty when there is none.
   Ptr<Palette> itemById(const std::string& id) const {
     return Ptr<Palette>(itemById_raw(id.c_str()), true);
   }
 
-  // Creates a palette that shows the page at `address`. What the flags and the two integers mean is
-  // the host's to say. Empty when the host refuses.
+  // Creates a palette that shows the page at `address`. What the flags and numbers mean is the
+  // host's to say. Empty when the host refuses.
   Ptr<Palette> add(const std::string& id, const std::string& title, const std::string& address,
-                   bool visible, bool closeButton, bool resizable, int width, int height,
-                   bool lastFlag) {
-    return Ptr<Palette>(add_raw(id.c_str(), title.c_str(), address.c_str(), visible, closeButton,
-                                resizable, width, height, lastFlag),
+                   bool flag1, bool flag2, bool flag3, int number1, int number2, bool flag4) {
+    return Ptr<Palette>(add_raw(id.c_str(), title.c_str(), address.c_str(), flag1, flag2, flag3,
+                                number1, number2, flag4),
                         true);
   }
 };
