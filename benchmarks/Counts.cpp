@@ -81,8 +81,8 @@ void measure(const std::string& name, const std::function<void()>& call) {
 void measureHandles() {
   const Installation installation;
   Session session(installation, false);
-  session.host().plant(substitute::Kind::palette, "one");
-  session.host().plant(substitute::Kind::palette, "other");
+  session.host().plant(substitute::ObjectKind::palette, "one");
+  session.host().plant(substitute::ObjectKind::palette, "other");
   const auto ui = adsk::core::Application::get()->userInterface();
   const auto palettes = ui->palettes();
   const auto toolbar = ui->toolbars()->itemById("QATRight");
@@ -127,15 +127,14 @@ void measureSituations(const std::string& library) {
   for (const Situation& situation : situations()) {
     const Prepared prepared = prepare(situation, library);
     Json calls = Json::array();
-    bool listening = !RUNNING_ON_VALGRIND;
-    if (listening) {
-      prepared.session->host().gate().listen([&](const Json& entry) {
-        if (listening) calls.push_back(entry);
-      });
+    substitute::Signal<Json>::Subscription listening;
+    if (!RUNNING_ON_VALGRIND) {
+      listening = prepared.session->host().interceptor().trace.subscribe(
+          [&](const Json& entry) { calls.push_back(entry); });
     }
     bool result = false;
     measure(situation.name, [&] { result = prepared.call(); });
-    listening = false;
+    listening.reset();
     tell({{"hostCalls", calls},
           {"result", result},
           {"infoFile", textOf(prepared.installation->infoFile())}});

@@ -48,12 +48,12 @@ std::string memoryFolder() {
 
 Session::Session(const Installation& installation, bool offline, bool recordsOpen)
     : host_([&] {
-        substitute::Settings settings;
-        settings.executable = substitute::executableIn(installation.directory());
+        substitute::Settings settings = substitute::settingsIn(installation.directory());
         settings.offline = offline;
-        settings.recordOpen = recordsOpen;
         return settings;
-      }()) {}
+      }()) {
+  if (recordsOpen) recorder_.emplace(host_);
+}
 
 void Session::load(const std::string& library) {
   addin_.emplace(library);
@@ -73,9 +73,9 @@ std::function<void()> Session::onlineReport() {
   application.offline = false;
   auto* const handler = static_cast<adsk::core::ApplicationEventHandler*>(
       application.onlineStatusChanged->registrations.handlers().at(0));
-  auto* const arguments = new substitute::ApplicationEventArgsObject(host_.gate(), false);
-  arguments->lend();
-  arguments->drop();
+  auto* const arguments = new substitute::ApplicationEventArgsObject(host_.interceptor(), false);
+  arguments->addRefForAddIn();
+  arguments->releaseForHost();
   return [handler, handle = adsk::core::Ptr<adsk::core::ApplicationEventArgs>(arguments, true)] {
     handler->notify(handle);
   };
@@ -85,9 +85,9 @@ std::function<void()> Session::message(const std::string& text) {
   const auto& palettes = host_.application().userInterface->palettes->all;
   auto* const handler = static_cast<adsk::core::HTMLEventHandler*>(
       palettes.find("teachPalete")->incomingFromHTML->registrations.handlers().at(0));
-  auto* const arguments = new substitute::HTMLEventArgsObject(host_.gate(), text);
-  arguments->lend();
-  arguments->drop();
+  auto* const arguments = new substitute::HTMLEventArgsObject(host_.interceptor(), text);
+  arguments->addRefForAddIn();
+  arguments->releaseForHost();
   return [handler, handle = adsk::core::Ptr<adsk::core::HTMLEventArgs>(arguments, true)] {
     handler->notify(handle);
   };

@@ -10,9 +10,11 @@
 #include <string>
 #include <vector>
 
-#include "substitute/core/AddIn.h"
-#include "substitute/core/Host.h"
-#include "substitute/core/HostObjects.h"
+#include "substitute/api/Host.h"
+#include "substitute/api/HostObjects.h"
+#include "substitute/driver/AddIn.h"
+#include "substitute/driver/OpenRecorder.h"
+#include "substitute/driver/Velorin.h"
 
 namespace benchmarks {
 
@@ -70,6 +72,7 @@ class Session {
 
  private:
   substitute::Host host_;
+  std::optional<substitute::OpenRecorder> recorder_;
   std::optional<substitute::AddIn> addin_;
 };
 

@@ -34,7 +34,7 @@ struct Held {
   Held() {
     const auto ui = adsk::core::Application::get()->userInterface();
     for (const char* const id : {"one", "other"}) {
-      session.host().plant(substitute::Kind::palette, id);
+      session.host().plant(substitute::ObjectKind::palette, id);
     }
     one = ui->palettes()->itemById_raw("one");
     other = ui->palettes()->itemById_raw("other");

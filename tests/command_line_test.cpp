@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <sstream>
 
-#include "tests/AddInLife.h"
+#include "tests/AddInFixture.h"
 
 namespace fs = std::filesystem;
 using substitute::Json;

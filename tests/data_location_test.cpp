@@ -1,13 +1,13 @@
 // Where the add-in keeps its data, and the helpers for files and text.
 #include <sys/stat.h>
 
-#include "tests/AddInLife.h"
+#include "tests/AddInFixture.h"
 
 namespace {
 
 const std::string place = "Autodesk/Autodesk Fusion 360/API/AddIns/Velorin";
 
-class DataLocation : public AddInLife {
+class DataLocation : public AddInFixture {
  protected:
   std::string directoryOf(const std::string& executable) {
     substitute::Settings settings;

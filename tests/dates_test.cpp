@@ -5,12 +5,12 @@
 #include <ctime>
 #include <string>
 
-#include "tests/AddInLife.h"
+#include "tests/AddInFixture.h"
 #include "tests/Clock.h"
 
 namespace {
 
-class Dates : public AddInLife {
+class Dates : public AddInFixture {
  protected:
   ~Dates() override { setClock.reset(); }
 };

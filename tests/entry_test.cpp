@@ -1,11 +1,11 @@
 // run: what the add-in does when the host starts it.
-#include "tests/AddInLife.h"
+#include "tests/AddInFixture.h"
 
 using substitute::Json;
 
 namespace {
 
-class Run : public AddInLife {
+class Run : public AddInFixture {
  protected:
   // The button's icons, as the definition in the host names them.
   std::string iconFolder() { return state()["definitions"].at(0)["resourceFolder"]; }
@@ -149,7 +149,7 @@ TEST_F(Run, OfflineCallsTheHostInItsOrder) {
 TEST_F(Run, AFileThatCannotBeReadOpensNothingWithTheFirstIcons) {
   writeFile(infoFile, "16.11.2026\n2\n");
   std::filesystem::permissions(infoFile, std::filesystem::perms::none);
-  openTheWay();
+  openFolderToAll();
   load();
   EXPECT_EXIT(
       {
@@ -233,7 +233,7 @@ TEST_F(Run, IgnoresWhetherThePaletteOpens) {
 }
 
 TEST_F(Run, WithoutToolbarReturnsFalseWithThePaletteOpen) {
-  host->remove(substitute::Kind::toolbar, "QATRight");
+  host->remove(substitute::ObjectKind::toolbar, "QATRight");
   EXPECT_EQ(start(), false);
   EXPECT_EQ(learningPalette()["visible"], true);
   EXPECT_EQ(state()["definitions"], Json::array());
@@ -244,7 +244,7 @@ TEST_F(Run, WithoutToolbarReturnsFalseWithThePaletteOpen) {
 }
 
 TEST_F(Run, WithADefinitionLeftOverStillAddsAndReturnsFalse) {
-  host->plant(substitute::Kind::definition, "runTeachPalette");
+  host->plant(substitute::ObjectKind::definition, "runTeachPalette");
   EXPECT_EQ(start(), false);
   const Calls seen = calls();
   ASSERT_GE(seen.size(), 2U);
@@ -270,7 +270,7 @@ TEST_F(Run, WithoutControlReturnsFalseAndKeepsTheDefinition) {
 }
 
 TEST_F(Run, WithAControlLeftOverReturnsFalse) {
-  host->plant(substitute::Kind::control, "runTeachPalette");
+  host->plant(substitute::ObjectKind::control, "runTeachPalette");
   EXPECT_EQ(start(), false);
   EXPECT_EQ(state()["definitions"].size(), 1U);
 }

@@ -1,14 +1,14 @@
 // stop: what the add-in takes out of the host when it ends.
 #include <algorithm>
 
-#include "tests/AddInLife.h"
+#include "tests/AddInFixture.h"
 
 using substitute::Json;
-using substitute::Kind;
+using substitute::ObjectKind;
 
 namespace {
 
-class Stop : public AddInLife {
+class Stop : public AddInFixture {
  protected:
   // Starts with the palette open and forgets the calls of the start.
   void begin() {
@@ -59,8 +59,8 @@ TEST_F(Stop, CallsTheHostInItsOrder) {
 
 TEST_F(Stop, TakesAnEshopThatTheHostHasWithIt) {
   begin();
-  host->plant(Kind::definition, "openEshop");
-  host->plant(Kind::control, "openEshop");
+  host->plant(ObjectKind::definition, "openEshop");
+  host->plant(ObjectKind::control, "openEshop");
   EXPECT_EQ(stop(), true);
   const Calls seen = calls();
   const Calls eshop = {
@@ -134,7 +134,7 @@ TEST_F(Stop, WithoutPaletteTakesTheRest) {
 
 TEST_F(Stop, FindsThePaletteByItsIdAndNotByTheGlobal) {
   ASSERT_EQ(startAfter(4), true);
-  host->plant(Kind::palette, "teachPalete");
+  host->plant(ObjectKind::palette, "teachPalete");
   EXPECT_FALSE(palette());
   EXPECT_EQ(stop(), true);
   EXPECT_TRUE(learningPalette().is_null());
@@ -153,7 +153,7 @@ TEST_F(Stop, WithoutPalettesReturnsFalseAndTakesNothing) {
 
 TEST_F(Stop, WithoutToolbarReturnsFalseWithThePaletteGone) {
   begin();
-  host->remove(Kind::toolbar, "QATRight");
+  host->remove(ObjectKind::toolbar, "QATRight");
   EXPECT_EQ(stop(), false);
   EXPECT_TRUE(learningPalette().is_null());
   EXPECT_TRUE(hasDefinition("runTeachPalette"));
@@ -165,22 +165,22 @@ TEST_F(Stop, WithoutToolbarReturnsFalseWithThePaletteGone) {
 
 TEST_F(Stop, AMissingDefinitionIsSkipped) {
   begin();
-  host->remove(Kind::definition, "runTeachPalette");
+  host->remove(ObjectKind::definition, "runTeachPalette");
   EXPECT_EQ(stop(), true);
   EXPECT_FALSE(hasControl("runTeachPalette"));
 }
 
 TEST_F(Stop, AMissingControlIsSkipped) {
   begin();
-  host->remove(Kind::control, "runTeachPalette");
+  host->remove(ObjectKind::control, "runTeachPalette");
   EXPECT_EQ(stop(), true);
   EXPECT_EQ(state()["definitions"], Json::array());
 }
 
 TEST_F(Stop, LeavesAControlOfAnotherKindAlone) {
   begin();
-  host->plant(Kind::definition, "openEshop");
-  host->plant(Kind::plainControl, "openEshop");
+  host->plant(ObjectKind::definition, "openEshop");
+  host->plant(ObjectKind::plainControl, "openEshop");
   EXPECT_EQ(stop(), true);
   EXPECT_FALSE(hasDefinition("openEshop"));
   EXPECT_TRUE(hasControl("openEshop"));
@@ -200,8 +200,8 @@ TEST_F(Stop, IgnoresRefusedDeletions) {
 
 TEST_F(Stop, IgnoresARefusedDeletionOfTheEshop) {
   begin();
-  host->plant(Kind::definition, "openEshop");
-  host->plant(Kind::control, "openEshop");
+  host->plant(ObjectKind::definition, "openEshop");
+  host->plant(ObjectKind::control, "openEshop");
   fail("CommandDefinition.deleteMe");
   fail("ToolbarControl.deleteMe");
   EXPECT_EQ(stop(), true);

@@ -1,11 +1,11 @@
 // The global objects, from load to unload.
-#include "tests/AddInLife.h"
+#include "tests/AddInFixture.h"
 
 namespace core = adsk::core;
 using substitute::Json;
 
 namespace {
-class GlobalState : public AddInLife {};
+class GlobalState : public AddInFixture {};
 }  // namespace
 
 TEST_F(GlobalState, IsEmptyAfterLoading) {
@@ -43,10 +43,10 @@ TEST_F(GlobalState, KeepsTheOnlineStatusHandlerPrivate) {
 
 TEST_F(GlobalState, TheHostCallsTheVeryObjects) {
   ASSERT_EQ(start(), true);
-  const auto& definition = *host->application().userInterface->definitions->all.items().at(0);
+  const auto& definition = *host->application().userInterface->definitions->all.items().front();
   EXPECT_EQ(definition.commandCreated->registrations.handlers().at(0),
             &global<core::EventHandler>("_cmdCreated"));
-  const auto& palette = *host->application().userInterface->palettes->all.items().at(0);
+  const auto& palette = *host->application().userInterface->palettes->all.items().front();
   EXPECT_EQ(palette.incomingFromHTML->registrations.handlers().at(0),
             &global<core::EventHandler>("_onHTMLEvent"));
 }
@@ -99,8 +99,8 @@ TEST_F(GlobalState, AHundredLivesLeaveNothing) {
     host->setOffline(false);
     ASSERT_EQ(stop(), true);
     unload();
-    ASSERT_EQ(substitute::ledger().references, 0);
-    ASSERT_EQ(substitute::ledger().texts, 0);
+    ASSERT_EQ(substitute::resourceCounts().references, 0);
+    ASSERT_EQ(substitute::resourceCounts().strings, 0);
   }
   EXPECT_EQ(readFile(infoFile).substr(10), "\n100\n");
 }

@@ -7,14 +7,14 @@
 #include <string>
 #include <vector>
 
-#include "tests/AddInLife.h"
+#include "tests/AddInFixture.h"
 #include "tests/Clock.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-class InfoFile : public AddInLife {
+class InfoFile : public AddInFixture {
  protected:
   // No midnight comes between a date that is written and one that is asked for.
   InfoFile() { setClock = 1772712000; }  // noon of 5 March 2026 in Greenwich
@@ -179,7 +179,7 @@ TEST_F(InfoFile, WithoutItsFolderEveryStartIsTheFirst) {
 }
 
 TEST_F(InfoFile, InAFolderThatCannotBeWrittenEveryStartIsTheFirst) {
-  openTheWay();
+  openFolderToAll();
   fs::permissions(substitute::addinFolderIn(folder.path()),
                   fs::perms::owner_read | fs::perms::owner_exec | fs::perms::others_read |
                       fs::perms::others_exec);
@@ -188,7 +188,7 @@ TEST_F(InfoFile, InAFolderThatCannotBeWrittenEveryStartIsTheFirst) {
 }
 
 TEST_F(InfoFile, ThatCannotBeReadGivesMinusOneAndStays) {
-  openTheWay();
+  openFolderToAll();
   writeFile(infoFile, date + "\n3\n");
   fs::permissions(infoFile, fs::perms::none);
   expectReturnedToAUser(-1);
@@ -197,7 +197,7 @@ TEST_F(InfoFile, ThatCannotBeReadGivesMinusOneAndStays) {
 }
 
 TEST_F(InfoFile, ThatCannotBeWrittenGivesTheSameCountEveryTime) {
-  openTheWay();
+  openFolderToAll();
   writeFile(infoFile, date + "\n3\n");
   fs::permissions(infoFile, fs::perms::owner_read | fs::perms::others_read);
   expectReturnedToAUser(3);
@@ -213,7 +213,7 @@ TEST_F(InfoFile, AFolderInItsPlaceIsAFileWithoutLines) {
 
 TEST_F(InfoFile, IsFoundBesideTheHost) {
   EXPECT_EQ(AutoOpenPalette(), 0);
-  EXPECT_EQ(host->infoFile(), infoFile);
+  EXPECT_EQ(substitute::infoFileOf(*host), infoFile);
   EXPECT_TRUE(fs::exists(folder.path() +
                          "/Autodesk/Autodesk Fusion 360/API/AddIns/Velorin/Velorin_Info.txt"));
 }
@@ -264,6 +264,6 @@ TEST_F(InfoFile, CommandsAndAddressesAreTheSameInTheHostsLocales) {
   EXPECT_EQ(learningPalette()["address"],
             "https://learning.velorin.example/fusion360/learning.asp?lang=ENG&lic=TEXT");
   host->message("teachPalete", "\"https://example.com/1000000\"");
-  EXPECT_EQ(host->opened().at(0), std::vector<std::string>{"https://example.com/1000000"});
+  EXPECT_EQ(runsOfOpen().at(0), std::vector<std::string>{"https://example.com/1000000"});
   std::locale::global(before);
 }

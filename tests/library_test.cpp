@@ -6,7 +6,7 @@
 #include <set>
 #include <sstream>
 
-#include "tests/AddInLife.h"
+#include "tests/AddInFixture.h"
 
 namespace {
 
@@ -30,7 +30,7 @@ std::set<std::string> exportedNames() {
   return names;
 }
 
-class Library : public AddInLife {};
+class Library : public AddInFixture {};
 
 }  // namespace
 

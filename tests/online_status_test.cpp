@@ -1,12 +1,12 @@
 // Going online and offline.
-#include "tests/AddInLife.h"
+#include "tests/AddInFixture.h"
 
 using substitute::Json;
-using substitute::Kind;
+using substitute::ObjectKind;
 
 namespace {
 
-class OnlineStatus : public AddInLife {
+class OnlineStatus : public AddInFixture {
  protected:
   // Starts offline after `starts` starts, so that no palette is there, and forgets the calls.
   void begin(int starts) {

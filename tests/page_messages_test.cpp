@@ -1,5 +1,5 @@
 // The page's messages: what reaches the shell.
-#include "tests/AddInLife.h"
+#include "tests/AddInFixture.h"
 
 using substitute::Json;
 
@@ -8,7 +8,7 @@ namespace {
 using Runs = std::vector<std::vector<std::string>>;
 
 // With either handler: the palette of OpenPalette, or that of the online status.
-class PageMessage : public AddInLife, public testing::WithParamInterface<const char*> {
+class PageMessage : public AddInFixture, public testing::WithParamInterface<const char*> {
  protected:
   void SetUp() override {
     const bool first = std::string(GetParam()) == "RovaHTMLEventHandler";
@@ -21,9 +21,9 @@ class PageMessage : public AddInLife, public testing::WithParamInterface<const c
 
   // What `open` was given, run by run, for a message of `data`.
   Runs opened(const std::optional<std::string>& data) {
-    const std::size_t before = host->opened().size();
+    const std::size_t before = runsOfOpen().size();
     EXPECT_TRUE(host->message("teachPalete", data));
-    const auto& all = host->opened();
+    const auto& all = runsOfOpen();
     return {all.begin() + static_cast<std::ptrdiff_t>(before), all.end()};
   }
 };

@@ -1,14 +1,14 @@
 // OpenPalette: the learning palette and its page's address.
-#include "tests/AddInLife.h"
+#include "tests/AddInFixture.h"
 
 using substitute::Json;
-using substitute::Kind;
+using substitute::ObjectKind;
 
 namespace {
 
 const std::string page = "https://learning.velorin.example/fusion360/learning.asp?lang=";
 
-class OpenPaletteTest : public AddInLife {
+class OpenPaletteTest : public AddInFixture {
  protected:
   // Starts so late that nothing opens by itself, and forgets the calls of the start.
   void SetUp() override {
@@ -69,7 +69,7 @@ TEST_F(OpenPaletteTest, OnlyShowsAPaletteThatIsThere) {
 
 TEST_F(OpenPaletteTest, LanguageTwoIsCzechAndEveryOtherEnglish) {
   for (const int language : {2, 0, 1, 3, 4, -2, 258, 2147483647, -2147483647 - 1}) {
-    host->remove(Kind::palette, "teachPalete");
+    host->remove(ObjectKind::palette, "teachPalete");
     host->setLanguage(language);
     EXPECT_TRUE(OpenPalette());
     EXPECT_EQ(address(), page + (language == 2 ? "CSY" : "ENG") + "&lic=TEXT") << language;
@@ -114,7 +114,7 @@ TEST_F(OpenPaletteTest, APaletteOfTheOnlineStatusKeepsItsHandler) {
 }
 
 TEST_F(OpenPaletteTest, APaletteFoundGetsNoHandler) {
-  host->plant(Kind::palette, "teachPalete");
+  host->plant(ObjectKind::palette, "teachPalete");
   host->setVisible("teachPalete", false);
   EXPECT_TRUE(OpenPalette());
   EXPECT_EQ(learningPalette()["visible"], true);
@@ -151,7 +151,7 @@ TEST_F(OpenPaletteTest, WithoutPalettesLeavesPaletteAsItWas) {
 
 TEST_F(OpenPaletteTest, ARefusedCreationEmptiesPalette) {
   EXPECT_TRUE(OpenPalette());
-  host->remove(Kind::palette, "teachPalete");
+  host->remove(ObjectKind::palette, "teachPalete");
   calls();
   fail("Palettes.add");
   EXPECT_FALSE(OpenPalette());
@@ -195,17 +195,17 @@ TEST_F(OpenPaletteTest, IgnoresWhatTheSettersAnswer) {
 
 TEST_F(OpenPaletteTest, WithoutAppUsesAnEmptyHandle) {
   app() = nullptr;
-  expectFatal([this] { host->enter("call", [this] { return OpenPalette(); }); });
+  expectFatal([this] { host->callEntryPoint("call", [this] { return OpenPalette(); }); });
 }
 
 TEST_F(OpenPaletteTest, WithoutPreferencesUsesAnEmptyHandle) {
   fail("Application.preferences");
-  expectFatal([this] { host->enter("call", [this] { return OpenPalette(); }); });
+  expectFatal([this] { host->callEntryPoint("call", [this] { return OpenPalette(); }); });
 }
 
 TEST_F(OpenPaletteTest, WithoutGeneralPreferencesUsesAnEmptyHandle) {
   fail("Preferences.generalPreferences");
-  expectFatal([this] { host->enter("call", [this] { return OpenPalette(); }); });
+  expectFatal([this] { host->callEntryPoint("call", [this] { return OpenPalette(); }); });
 }
 
 TEST_F(OpenPaletteTest, LetsTheHostsExceptionOut) {

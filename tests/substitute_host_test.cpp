@@ -1,16 +1,16 @@
 // The substitute host itself: what the other tests rely on.
-#include "tests/AddInLife.h"
+#include "tests/AddInFixture.h"
 
 extern "C" int _NSGetExecutablePath(char* path, std::uint32_t* size);
 
 namespace core = adsk::core;
 using substitute::Json;
-using substitute::Kind;
+using substitute::ObjectKind;
 
 namespace {
 
 // Without the add-in: this test is the one that calls the host.
-class SubstituteHost : public AddInLife {
+class SubstituteHost : public AddInFixture {
  protected:
   core::Ptr<core::Palettes> palettes() {
     return core::Application::get()->userInterface()->palettes();
@@ -67,19 +67,19 @@ TEST_F(SubstituteHost, CountsEveryReferenceHandedOut) {
 
 TEST_F(SubstituteHost, FindsAReferenceLeftBehind) {
   core::Application* const application = core::Application::get_raw();
-  EXPECT_EQ(substitute::ledger().references, 1);
+  EXPECT_EQ(substitute::resourceCounts().references, 1);
   application->release();
-  EXPECT_EQ(substitute::ledger().references, 0);
+  EXPECT_EQ(substitute::resourceCounts().references, 0);
 }
 
 TEST_F(SubstituteHost, FindsAReferenceDroppedTwice) {
   core::Application* const application = core::Application::get_raw();
   application->release();
   application->release();
-  EXPECT_EQ(substitute::ledger().references, 0);
-  EXPECT_EQ(substitute::ledger().badReleases, 1);
+  EXPECT_EQ(substitute::resourceCounts().references, 0);
+  EXPECT_EQ(substitute::resourceCounts().invalidReleases, 1);
   EXPECT_EQ(controlIds(), Json::array({"HelpGroupCommand"})) << "the object is still there";
-  forgiveMistakes();
+  allowCountingErrors();
 }
 
 TEST_F(SubstituteHost, FindsATextLeftBehindOrHandedBackTwice) {
@@ -91,8 +91,8 @@ TEST_F(SubstituteHost, FindsATextLeftBehindOrHandedBackTwice) {
   EXPECT_EQ(state()["text"], 0);
   core::DeallocateArray<char>(text);
   core::DeallocateArray<char>(nullptr);
-  EXPECT_EQ(substitute::ledger().badTexts, 2);
-  forgiveMistakes();
+  EXPECT_EQ(substitute::resourceCounts().invalidDeallocations, 2);
+  allowCountingErrors();
 }
 
 TEST_F(SubstituteHost, KnowsOneTextCommand) {
@@ -110,13 +110,13 @@ TEST_F(SubstituteHost, RefusesAnIdThatIsTaken) {
   const auto definition = definitions()->itemById("d");
   EXPECT_TRUE(controls()->addCommand(definition, "HelpGroupCommand", false));
   EXPECT_FALSE(controls()->addCommand(definition, "HelpGroupCommand", false));
-  EXPECT_FALSE(host->plant(Kind::palette, "p"));
-  EXPECT_FALSE(host->plant(Kind::definition, "d"));
-  EXPECT_FALSE(host->plant(Kind::plainControl, "d"));
+  EXPECT_FALSE(host->plant(ObjectKind::palette, "p"));
+  EXPECT_FALSE(host->plant(ObjectKind::definition, "d"));
+  EXPECT_FALSE(host->plant(ObjectKind::plainControl, "d"));
 }
 
 TEST_F(SubstituteHost, PlacesAControlByTheOneNamed) {
-  host->plant(Kind::control, "last");
+  host->plant(ObjectKind::control, "last");
   const auto add = [this](const std::string& id, const std::string& position, bool isBefore) {
     controls()->addCommand(definitions()->addButtonDefinition(id, "", "", ""), position, isBefore);
   };
@@ -137,7 +137,7 @@ TEST_F(SubstituteHost, DeletingADefinitionLeavesItsControl) {
   EXPECT_FALSE(definition->deleteMe());
   EXPECT_FALSE(definition->isValid());
   EXPECT_EQ(controlIds(), (Json{"HelpGroupCommand", "d"}));
-  EXPECT_EQ(host->click("d"), substitute::Click::noDefinition);
+  EXPECT_EQ(host->click("d"), substitute::ClickResult::noDefinition);
 }
 
 TEST_F(SubstituteHost, ADeletedPaletteLivesOnInItsHandles) {
@@ -152,31 +152,32 @@ TEST_F(SubstituteHost, ADeletedPaletteLivesOnInItsHandles) {
 }
 
 TEST_F(SubstituteHost, APlainControlIsNoCommandControl) {
-  host->plant(Kind::plainControl, "plain");
-  host->plant(Kind::control, "command");
+  host->plant(ObjectKind::plainControl, "plain");
+  host->plant(ObjectKind::control, "command");
   EXPECT_TRUE(controls()->itemById("plain"));
   EXPECT_FALSE(core::Ptr<core::CommandControl>(controls()->itemById("plain")));
   EXPECT_TRUE(core::Ptr<core::CommandControl>(controls()->itemById("command")));
-  EXPECT_EQ(host->click("plain"), substitute::Click::noControl);
+  EXPECT_EQ(host->click("plain"), substitute::ClickResult::noControl);
 }
 
 TEST_F(SubstituteHost, TakesAwayWhatIsPlanted) {
-  for (const Kind kind : {Kind::palette, Kind::definition, Kind::control, Kind::plainControl}) {
+  for (const ObjectKind kind : {ObjectKind::palette, ObjectKind::definition, ObjectKind::control,
+                                ObjectKind::plainControl}) {
     EXPECT_FALSE(host->remove(kind, "x"));
     EXPECT_TRUE(host->plant(kind, "x"));
     EXPECT_TRUE(host->remove(kind, "x"));
     EXPECT_FALSE(host->remove(kind, "x"));
   }
-  EXPECT_TRUE(host->plant(Kind::control, "x"));
-  EXPECT_FALSE(host->remove(Kind::plainControl, "x"));
-  EXPECT_TRUE(host->remove(Kind::toolbar, "QATRight"));
-  EXPECT_FALSE(host->remove(Kind::toolbar, "QATRight"));
-  EXPECT_FALSE(host->plant(Kind::control, "y"));
+  EXPECT_TRUE(host->plant(ObjectKind::control, "x"));
+  EXPECT_FALSE(host->remove(ObjectKind::plainControl, "x"));
+  EXPECT_TRUE(host->remove(ObjectKind::toolbar, "QATRight"));
+  EXPECT_FALSE(host->remove(ObjectKind::toolbar, "QATRight"));
+  EXPECT_FALSE(host->plant(ObjectKind::control, "y"));
 }
 
 TEST_F(SubstituteHost, AFaultFailsTheCallThatItNames) {
   fail("Palettes.itemById", 2);
-  host->plant(Kind::palette, "p");
+  host->plant(ObjectKind::palette, "p");
   EXPECT_TRUE(palettes()->itemById("p"));
   EXPECT_FALSE(palettes()->itemById("p"));
   EXPECT_TRUE(palettes()->itemById("p"));
@@ -202,8 +203,9 @@ TEST_F(SubstituteHost, AFaultThatThrowsDoesNothing) {
 }
 
 TEST_F(SubstituteHost, CatchesAndTellsEveryException) {
-  EXPECT_EQ(host->enter("call", []() -> bool { throw std::out_of_range("far"); }), std::nullopt);
-  EXPECT_EQ(host->enter("call", []() -> bool { throw 7; }), std::nullopt);
+  EXPECT_EQ(host->callEntryPoint("call", []() -> bool { throw std::out_of_range("far"); }),
+            std::nullopt);
+  EXPECT_EQ(host->callEntryPoint("call", []() -> bool { throw 7; }), std::nullopt);
   EXPECT_EQ(calls(), (Calls{"call", "threw std::out_of_range", "call", "threw int"}));
 }
 
@@ -227,7 +229,7 @@ TEST_F(SubstituteHost, AHandlerThatEndsIsDroppedFromEveryEvent) {
 TEST_F(SubstituteHost, AHandlerMayOutliveItsEvent) {
   CountingHandler handler;
   {
-    substitute::ApplicationEventObject event(host->gate(), "ApplicationEvent");
+    substitute::ApplicationEventObject event(host->interceptor());
     EXPECT_TRUE(event.add_raw(&handler));
   }
 }
@@ -239,13 +241,13 @@ TEST_F(SubstituteHost, RefusesNoHandler) {
 TEST_F(SubstituteHost, RecordsOpenArgumentByArgument) {
   EXPECT_EQ(system("open 'a b' '' '\n'"), 0);
   EXPECT_EQ(system("open"), 0);
-  host->enter("call", [] { return true; });
-  EXPECT_EQ(host->opened(), (std::vector<std::vector<std::string>>{{"a b", "", "\n"}, {}}));
+  host->callEntryPoint("call", [] { return true; });
+  EXPECT_EQ(runsOfOpen(), (std::vector<std::vector<std::string>>{{"a b", "", "\n"}, {}}));
 }
 
 TEST_F(SubstituteHost, GivesPathBack) {
   const std::string during = getenv("PATH");
-  host.reset();
+  recorder.reset();
   EXPECT_NE(getenv("PATH"), during);
   EXPECT_FALSE(std::filesystem::exists(during.substr(0, during.find(':'))));
 }
@@ -255,7 +257,7 @@ TEST_F(SubstituteHost, ReportsItsExecutableOnTheSystemsTerms) {
   std::uint32_t size = 5;
   EXPECT_EQ(_NSGetExecutablePath(path, &size), -1);
   EXPECT_STREQ(path, "unchanged");
-  const std::string executable = substitute::executableIn(folder.path());
+  const std::string executable = substitute::settingsIn(folder.path()).executable;
   EXPECT_EQ(size, executable.size() + 1);
   EXPECT_EQ(_NSGetExecutablePath(path, &size), 0);
   EXPECT_EQ(path, executable);
@@ -275,7 +277,7 @@ TEST_F(SubstituteHost, TellsEveryOperationByItsName) {
   }
   std::sort(seen.begin(), seen.end());
   seen.erase(std::unique(seen.begin(), seen.end()), seen.end());
-  std::vector<std::string> all = substitute::operations();
+  std::vector<std::string> all = substitute::operationNames();
   std::sort(all.begin(), all.end());
   EXPECT_EQ(seen, all);
 }

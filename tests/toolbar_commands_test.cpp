@@ -1,15 +1,15 @@
 // The toolbar's commands: clicks, and the e-shop's handlers that nobody connects.
-#include "tests/AddInLife.h"
+#include "tests/AddInFixture.h"
 
 namespace core = adsk::core;
-using substitute::Click;
+using substitute::ClickResult;
 using substitute::Json;
 
 namespace {
 
 const std::string id = "runTeachPalette";
 
-class ToolbarCommands : public AddInLife {
+class ToolbarCommands : public AddInFixture {
  protected:
   void SetUp() override {
     ASSERT_EQ(startAfter(9), true);
@@ -19,17 +19,18 @@ class ToolbarCommands : public AddInLife {
   // The host creates a command for the handler `created`, then executes it.
   void createAndExecute(const char* created) {
     auto& handler = global<core::CommandCreatedEventHandler>(created);
-    substitute::Gate& gate = host->gate();
-    const auto command = substitute::make<substitute::CommandObject>(gate);
-    const auto creation =
-        substitute::make<substitute::CommandCreatedEventArgsObject>(gate, *command);
-    substitute::CommandCreatedEventObject event(gate, "CommandCreatedEvent");
+    substitute::CallInterceptor& interceptor = host->interceptor();
+    const auto command = substitute::makeHostObject<substitute::CommandObject>(interceptor);
+    const auto creation = substitute::makeHostObject<substitute::CommandCreatedEventArgsObject>(
+        interceptor, *command);
+    substitute::CommandCreatedEventObject event(interceptor);
     const auto call = [](auto& /*handler*/, const auto& work) { work(); };
     event.registrations.add(&handler);
     event.raise(creation.get(), call);
     connected = command->execute->registrations.handlerNames();
-    const auto execution = substitute::make<substitute::CommandEventArgsObject>(gate);
-    host->enter("execute", [&] {
+    const auto execution =
+        substitute::makeHostObject<substitute::CommandEventArgsObject>(interceptor);
+    host->callEntryPoint("execute", [&] {
       command->execute->raise(execution.get(), call);
       return true;
     });
@@ -41,7 +42,7 @@ class ToolbarCommands : public AddInLife {
 }  // namespace
 
 TEST_F(ToolbarCommands, AClickCreatesAndExecutesInItsOrder) {
-  EXPECT_EQ(host->click(id), Click::done);
+  EXPECT_EQ(host->click(id), ClickResult::done);
   const Calls seen = calls();
   const Calls begin = {
       "notify CmdCreatedEventHandler",
@@ -61,7 +62,7 @@ TEST_F(ToolbarCommands, AClickCreatesAndExecutesInItsOrder) {
 TEST_F(ToolbarCommands, EachClickConnectsAndOpensOnce) {
   for (int i = 0; i < 3; ++i) {
     host->setVisible("teachPalete", false);
-    EXPECT_EQ(host->click(id), Click::done);
+    EXPECT_EQ(host->click(id), ClickResult::done);
     const Calls seen = calls();
     EXPECT_EQ(
         std::count(seen.begin(), seen.end(), "CommandEvent.add(\"CmdExecuteEventHandler\") = true"),
@@ -75,7 +76,7 @@ TEST_F(ToolbarCommands, EachClickConnectsAndOpensOnce) {
 
 TEST_F(ToolbarCommands, WithoutInputsNothingIsConnectedAndTheClickDoesNothing) {
   fail("Command.commandInputs");
-  EXPECT_EQ(host->click(id), Click::done);
+  EXPECT_EQ(host->click(id), ClickResult::done);
   EXPECT_EQ(calls(),
             (Calls{"notify CmdCreatedEventHandler", "CommandCreatedEventArgs.command() = Command",
                    "Command.commandInputs() fails by null"}));
@@ -84,14 +85,14 @@ TEST_F(ToolbarCommands, WithoutInputsNothingIsConnectedAndTheClickDoesNothing) {
 
 TEST_F(ToolbarCommands, WithoutExecuteEventTheClickDoesNothing) {
   fail("Command.execute");
-  EXPECT_EQ(host->click(id), Click::done);
+  EXPECT_EQ(host->click(id), ClickResult::done);
   EXPECT_EQ(calls().back(), "Command.execute() fails by null");
   EXPECT_TRUE(learningPalette().is_null());
 }
 
 TEST_F(ToolbarCommands, ARefusedExecuteHandlerIsNotActedOn) {
   fail("CommandEvent.add");
-  EXPECT_EQ(host->click(id), Click::done);
+  EXPECT_EQ(host->click(id), ClickResult::done);
   EXPECT_EQ(calls().back(), "CommandEvent.add(\"CmdExecuteEventHandler\") fails by null");
   EXPECT_TRUE(learningPalette().is_null());
 }
@@ -111,24 +112,24 @@ TEST_F(ToolbarCommands, WithoutCommandUsesAnEmptyHandle) {
 
 TEST_F(ToolbarCommands, LetTheHostsExceptionOut) {
   throwIn("Command.execute");
-  EXPECT_EQ(host->click(id), Click::done);
+  EXPECT_EQ(host->click(id), ClickResult::done);
   EXPECT_EQ(calls().back(), "threw std::runtime_error");
   EXPECT_EQ(state()["references"], 2);
 }
 
 TEST_F(ToolbarCommands, AFailedOpeningIsIgnored) {
   fail("Palettes.add");
-  EXPECT_EQ(host->click(id), Click::done);
+  EXPECT_EQ(host->click(id), ClickResult::done);
   for (const std::string& call : calls()) EXPECT_NE(call.rfind("threw", 0), 0U) << call;
 }
 
 TEST_F(ToolbarCommands, TheCommandHandlesAreReleased) {
-  EXPECT_EQ(host->click(id), Click::done);
+  EXPECT_EQ(host->click(id), ClickResult::done);
   EXPECT_EQ(state()["references"], 3);  // app, ui and palette
 }
 
 TEST_F(ToolbarCommands, NoEshopCommandIsThereToClick) {
-  EXPECT_EQ(host->click("openEshop"), Click::noControl);
+  EXPECT_EQ(host->click("openEshop"), ClickResult::noControl);
   for (const Json& definition : Json(state()["definitions"]))
     EXPECT_NE(definition["id"], "openEshop");
 }
@@ -155,7 +156,7 @@ TEST_F(ToolbarCommands, TheEshopWithoutInputsConnectsNothing) {
   fail("Command.commandInputs");
   createAndExecute("_cmdEshopCreated");
   EXPECT_TRUE(connected.empty());
-  EXPECT_TRUE(host->opened().empty());
+  EXPECT_TRUE(runsOfOpen().empty());
 }
 
 TEST_F(ToolbarCommands, TheEshopWithoutExecuteEventConnectsNothing) {

@@ -4,7 +4,7 @@
 #include <QLabel>
 #include <QToolButton>
 
-#include "substitute/core/HostObjects.h"
+#include "substitute/api/HostObjects.h"
 #include "substitute/desktop/Theme.h"
 
 namespace substitute {
@@ -56,7 +56,7 @@ HostToolbar::HostToolbar(const ToolbarObject& toolbar, const DefinitionsObject& 
     if (definition != nullptr) {
       const QIcon icon =
           resourceIcon(addinFolder + '/' + QString::fromStdString(definition->resourceFolder));
-      // The style sets the name close by the icon; a thin blank keeps them apart.
+      // The style sets the name close by the icon; a thin space keeps them apart.
       button->setText(QChar(0x2009) + QString::fromStdString(definition->name));
       button->setToolTip(tooltipOf(*definition));
       button->setIcon(icon);

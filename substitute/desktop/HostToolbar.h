@@ -4,7 +4,7 @@
 #include <QIcon>
 #include <QToolBar>
 
-#include "substitute/core/Host.h"
+#include "substitute/api/Host.h"
 
 namespace substitute {
 

@@ -9,18 +9,18 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
-#include <QPointer>
 #include <QStatusBar>
 #include <algorithm>
 #include <fstream>
 #include <limits>
 
-#include "substitute/core/HostObjects.h"
+#include "substitute/api/HostObjects.h"
 #include "substitute/desktop/Canvas.h"
 #include "substitute/desktop/HostToolbar.h"
 #include "substitute/desktop/PaletteDock.h"
 #include "substitute/desktop/TracePanel.h"
 #include "substitute/desktop/WebPage.h"
+#include "substitute/driver/Velorin.h"
 
 namespace substitute {
 
@@ -53,9 +53,10 @@ QString startsIn(const std::string& infoFile) {
 
 }  // namespace
 
-MainWindow::MainWindow(Host& host, Player& player, WebEngine& engine, const std::string& addin)
+MainWindow::MainWindow(Host& host, ScenarioRunner& runner, WebEngine& engine,
+                       const std::string& addin)
     : host_(host),
-      player_(player),
+      runner_(runner),
       engine_(engine),
       addinFolder_(QFileInfo(text(addin)).absolutePath()),
       wasOffline_(host.application().offline),
@@ -70,9 +71,8 @@ MainWindow::MainWindow(Host& host, Player& player, WebEngine& engine, const std:
   resizeDocks({trace_}, {190}, Qt::Vertical);
   makeMenus();
   makeStatusBar();
-  host_.gate().listen([window = QPointer<MainWindow>(this)](const Json& entry) {
-    if (window) window->follow(entry);
-  });
+  traceSubscription_ =
+      host_.interceptor().trace.subscribe([this](const Json& entry) { follow(entry); });
   setFocus();
   refresh();
 }
@@ -80,7 +80,7 @@ MainWindow::MainWindow(Host& host, Player& player, WebEngine& engine, const std:
 bool MainWindow::play(const Command& command) {
   bool played = true;
   try {
-    player_.play(command);
+    runner_.play(command);
   } catch (const LoadError& error) {
     statusBar()->showMessage(text(error.what()));
     played = false;
@@ -102,7 +102,7 @@ bool MainWindow::settled() const {
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
-  if (stopsAtEnd_ && player_.loaded()) play("stop");
+  if (stopsAtEnd_ && runner_.loaded()) play("stop");
   QMainWindow::closeEvent(event);
 }
 
@@ -112,7 +112,7 @@ void MainWindow::makeMenus() {
   start_ = addin->addAction(tr("&Start"), this, plays("start"));
   stop_ = addin->addAction(tr("S&top"), this, plays("stop"));
   again_ = addin->addAction(tr("Start &again as on another day"), this, [this] {
-    if (player_.loaded()) play("stop");
+    if (runner_.loaded()) play("stop");
     play("start");
   });
   addin->addSeparator();
@@ -258,7 +258,7 @@ PaletteDock* MainWindow::addDock(const PaletteObject& object) {
 }
 
 void MainWindow::place(PaletteDock& dock) {
-  const PaletteValues& values = dock.object().values;
+  const PaletteValues& values = dock.object().values();
   const Qt::DockWidgetArea area = dockArea(dock.object().dockingState);
   const bool added = dockWidgetArea(&dock) != Qt::NoDockWidgetArea;
   if (area == Qt::NoDockWidgetArea) {
@@ -312,7 +312,7 @@ void MainWindow::refreshToolbars() {
 }
 
 void MainWindow::refreshMenus() {
-  const bool loaded = player_.loaded();
+  const bool loaded = runner_.loaded();
   start_->setEnabled(!loaded);
   stop_->setEnabled(loaded);
   offline_->setChecked(host_.application().offline);
@@ -323,16 +323,16 @@ void MainWindow::refreshMenus() {
   }
   const PaletteDock* const learning = dock(learningPalette);
   showPalette_->setEnabled(learning != nullptr);
-  showPalette_->setChecked(learning != nullptr && learning->object().values.visible);
+  showPalette_->setChecked(learning != nullptr && learning->object().values().visible);
 }
 
 void MainWindow::refreshStatusBar() {
   const auto dot = [](const char* colour, const QString& word) {
     return QStringLiteral("<span style='color:%1'>●</span>&nbsp;&nbsp;%2").arg(colour, word);
   };
-  const QString starts = startsIn(host_.infoFile());
+  const QString starts = startsIn(infoFileOf(host_));
   addinLabel_->setText(
-      (player_.loaded() ? tr("Add-in running") : tr("Add-in stopped")) +
+      (runner_.loaded() ? tr("Add-in running") : tr("Add-in stopped")) +
       (starts.isEmpty() ? QString() : tr(", counter %1").arg(starts.toHtmlEscaped())));
   onlineLabel_->setText(host_.application().offline ? dot("#d9822b", tr("Offline"))
                                                     : dot("#3aa657", tr("Online")));

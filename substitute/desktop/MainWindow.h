@@ -5,7 +5,7 @@
 #include <QMainWindow>
 #include <vector>
 
-#include "substitute/core/Scenario.h"
+#include "substitute/driver/ScenarioRunner.h"
 
 class QAction;
 class QActionGroup;
@@ -22,9 +22,9 @@ class MainWindow : public QMainWindow {
   Q_OBJECT
 
  public:
-  // `addin` is the library whose folder holds the icons, and which `player` starts on `host`. All
+  // `addin` is the library whose folder holds the icons, and which `runner` starts on `host`. All
   // references outlive the window.
-  MainWindow(Host& host, Player& player, WebEngine& engine, const std::string& addin);
+  MainWindow(Host& host, ScenarioRunner& runner, WebEngine& engine, const std::string& addin);
 
   // Plays one command and shows what came of it. A library that cannot be loaded is told in the
   // status bar, and in the result: false.
@@ -62,7 +62,7 @@ class MainWindow : public QMainWindow {
   void showHelp();
 
   Host& host_;
-  Player& player_;
+  ScenarioRunner& runner_;
   WebEngine& engine_;
   QString addinFolder_;
   bool stopsAtEnd_ = true;
@@ -83,6 +83,7 @@ class MainWindow : public QMainWindow {
   QLabel* onlineLabel_ = nullptr;
   QLabel* languageLabel_ = nullptr;
   QLabel* entitlementLabel_ = nullptr;
+  Signal<Json>::Subscription traceSubscription_;
 };
 
 }  // namespace substitute

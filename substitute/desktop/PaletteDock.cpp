@@ -13,7 +13,7 @@
 #include <QWebEngineView>
 #include <chrono>
 
-#include "substitute/core/HostObjects.h"
+#include "substitute/api/HostObjects.h"
 #include "substitute/desktop/Theme.h"
 #include "substitute/desktop/WebPage.h"
 
@@ -44,7 +44,7 @@ PaletteDock::PaletteDock(const PaletteObject& object, WebEngine& engine, QWidget
     : QDockWidget(parent),
       object_(object),
       engine_(engine),
-      address_(QString::fromStdString(object.values.address)),
+      address_(QString::fromStdString(object.values().address)),
       pages_(new QStackedWidget),
       view_(new QWebEngineView) {
   setObjectName("palette:" + QString::fromStdString(object.id()));
@@ -82,12 +82,12 @@ PaletteDock::PaletteDock(const PaletteObject& object, WebEngine& engine, QWidget
         break;
     }
   });
-  resize(object.values.width, object.values.height);
+  resize(object.values().width, object.values().height);
   if (!address_.isEmpty()) load();
 }
 
 void PaletteDock::refresh() {
-  const PaletteValues& values = object_.values;
+  const PaletteValues& values = object_.values();
   const QString title = QString::fromStdString(values.title);
   if (title != windowTitle()) setWindowTitle(title);
   title_->setText(title);
@@ -178,7 +178,7 @@ void PaletteDock::load() {
 }
 
 void PaletteDock::leaveStartPage() {
-  const QString address = QString::fromStdString(line(object_.values.address));
+  const QString address = QString::fromStdString(line(object_.values().address));
   view_->page()->runJavaScript(
       QStringLiteral("(() => { try { location.replace(%1); return true; } catch { return false; } "
                      "})()")

@@ -3,7 +3,7 @@
 
 #include <QDockWidget>
 
-#include "substitute/core/Gate.h"
+#include "substitute/api/Trace.h"
 
 class QLabel;
 class QSortFilterProxyModel;
@@ -18,7 +18,7 @@ class TracePanel : public QDockWidget {
  public:
   explicit TracePanel(QWidget* parent);
 
-  // One more row. `entry` is an entry of the gate's, an operation or an event.
+  // One more row. `entry` is an entry of the trace.
   void append(const Json& entry);
 
  private:

@@ -11,8 +11,8 @@
 #include <QWebEngineSettings>
 #include <QWebEngineUrlRequestInterceptor>
 
-#include "substitute/core/Host.h"
-#include "substitute/core/HostObjects.h"
+#include "substitute/api/Host.h"
+#include "substitute/api/HostObjects.h"
 
 namespace substitute {
 

@@ -14,12 +14,14 @@
 #include <optional>
 #include <stdexcept>
 
-#include "substitute/core/CommandLine.h"
-#include "substitute/core/Scenario.h"
 #include "substitute/desktop/LearningSite.h"
 #include "substitute/desktop/MainWindow.h"
 #include "substitute/desktop/Theme.h"
 #include "substitute/desktop/WebPage.h"
+#include "substitute/driver/CommandLine.h"
+#include "substitute/driver/Files.h"
+#include "substitute/driver/OpenRecorder.h"
+#include "substitute/driver/ScenarioRunner.h"
 
 namespace {
 
@@ -131,12 +133,14 @@ int show(DesktopLine& values, int& argc, char** argv) {
   std::vector<Command> commands =
       plays ? readScenario(values.scenario) : std::vector<Command>{parseCommand("start")};
   Host host(settingsFor(values));
+  std::optional<OpenRecorder> recorder;
+  if (!values.systemOpen) recorder.emplace(host);
   { const AddIn known(values.addin); }  // what cannot be loaded is told before a window opens
   std::optional<TraceFile> trace;
   if (!values.trace.empty()) trace.emplace(values.trace);
   installAddinFolder(values, host);
   if (trace) trace->begin(host);
-  Player player(host, values.addin, std::cout);
+  ScenarioRunner runner(host, values.addin, std::cout);
 
   QApplication application(argc, argv);
   QApplication::setApplicationName("substitute-desktop");
@@ -149,7 +153,7 @@ int show(DesktopLine& values, int& argc, char** argv) {
                           QString::fromStdString(besideProgram("learning-site.crt")),
                           QString::fromStdString(besideProgram("learning-site.key")));
   WebEngine engine(host, site, theme);
-  MainWindow window(host, player, engine, values.addin);
+  MainWindow window(host, runner, engine, values.addin);
   // What is played is played to its end and no further.
   window.setStopsAtEnd(!ends);
   window.show();

@@ -6,10 +6,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <optional>
 #include <sstream>
 
-#include "substitute/core/CommandLine.h"
-#include "substitute/core/Scenario.h"
+#include "substitute/driver/CommandLine.h"
+#include "substitute/driver/Files.h"
+#include "substitute/driver/OpenRecorder.h"
+#include "substitute/driver/ScenarioRunner.h"
 
 namespace {
 
@@ -26,10 +29,10 @@ void complain(const std::string& sentence) {
 std::string commandList() {
   std::ostringstream list;
   list << "Commands of a scenario, one a line; # starts a comment line:\n";
-  for (const CommandHelp& command : commandHelp()) {
-    const std::string usage = command.name + " " + command.arguments;
+  for (const CommandEntry& command : commands()) {
+    const std::string usage = std::string(command.name) + " " + command.usage;
     list << "  " << usage << std::string(usage.size() < 34 ? 34 - usage.size() : 1, ' ')
-         << command.meaning << '\n';
+         << command.help << '\n';
   }
   return list.str();
 }
@@ -42,16 +45,12 @@ std::vector<std::string> candidates(const std::string& typed) {
   words >> first;
   if (typed.find(' ') == std::string::npos) {
     std::vector<std::string> names = {"help", "quit"};
-    for (const CommandHelp& command : commandHelp()) names.push_back(command.name);
+    for (const CommandEntry& command : commands()) names.push_back(command.name);
     return names;
   }
-  if (first == "fail") {
-    std::vector<std::string> names = operations();
-    names.insert(names.end(), {"null", "throw"});
-    return names;
-  }
-  if (first == "plant" || first == "remove") return kindNames();
-  return {};
+  const CommandEntry* const command = findCommand(first);
+  return command != nullptr && command->words != nullptr ? command->words()
+                                                         : std::vector<std::string>();
 }
 
 char* nextCandidate(const char* prefix, int state) {
@@ -73,8 +72,8 @@ char** complete(const char* word, int /*begin*/, int /*end*/) {
   return rl_completion_matches(word, nextCandidate);
 }
 
-void prompt(Player& player) {
-  player.echo = false;
+void prompt(ScenarioRunner& runner) {
+  runner.echo = false;
   rl_readline_name = const_cast<char*>("substitute-host");
   rl_attempted_completion_function = complete;
   // Typed letters are more than ASCII; without a locale for them the line editor drops them.
@@ -94,7 +93,7 @@ void prompt(Player& player) {
     if (line.empty()) continue;
     add_history(line.c_str());
     try {
-      player.play(parseCommand(line));
+      runner.play(parseCommand(line));
     } catch (const ScenarioError& error) {
       complain(error.what());
     }
@@ -108,16 +107,18 @@ int play(CommandLine& values) {
   const std::vector<Command> commands =
       interactive ? std::vector<Command>() : readScenario(values.scenario);
   Host host(settingsFor(values));
+  std::optional<OpenRecorder> recorder;
+  if (!values.systemOpen) recorder.emplace(host);
   { const AddIn known(values.addin); }  // what cannot be loaded is told before anything is done
   std::optional<TraceFile> trace;
   if (!values.trace.empty()) trace.emplace(values.trace);
   installAddinFolder(values, host);
   if (trace) trace->begin(host);
-  Player player(host, values.addin, std::cout);
+  ScenarioRunner runner(host, values.addin, std::cout);
   if (interactive) {
-    prompt(player);
+    prompt(runner);
   } else {
-    for (const Command& command : commands) player.play(command);
+    for (const Command& command : commands) runner.play(command);
   }
   if (trace && !trace->good()) throw std::runtime_error("the trace could not be written in full");
   if (!std::cout.flush()) throw std::runtime_error("the output could not be written in full");

@@ -27,12 +27,16 @@
 #include <optional>
 #include <stdexcept>
 
-#include "substitute/core/CommandLine.h"
-#include "substitute/core/HostObjects.h"
+#include "substitute/api/HostObjects.h"
 #include "substitute/desktop/MainWindow.h"
 #include "substitute/desktop/PaletteDock.h"
 #include "substitute/desktop/TracePanel.h"
 #include "substitute/desktop/WebPage.h"
+#include "substitute/driver/Files.h"
+#include "substitute/driver/HostMonitor.h"
+#include "substitute/driver/OpenRecorder.h"
+#include "substitute/driver/ScenarioRunner.h"
+#include "substitute/driver/Velorin.h"
 
 namespace {
 
@@ -74,19 +78,18 @@ class Desktop : public testing::Test {
  protected:
   Desktop() {
     window.show();
-    host.gate().listen([this](const Json& entry) { trace.push_back(entry); });
+    subscription =
+        host.interceptor().trace.subscribe([this](const Json& entry) { trace.push_back(entry); });
   }
 
   static Settings settingsIn(const QTemporaryDir& folder) {
     const std::string path = folder.path().toStdString();
     std::filesystem::create_directories(addinFolderIn(path));
-    Settings settings;
-    settings.executable = executableIn(path);
-    return settings;
+    return substitute::settingsIn(path);
   }
 
   // What the next start finds as its counter.
-  void setCounter(int count) { std::ofstream(host.infoFile()) << "1.1.2026\n" << count << '\n'; }
+  void setCounter(int count) { std::ofstream(infoFileOf(host)) << "1.1.2026\n" << count << '\n'; }
 
   PaletteDock* learningDock() const { return window.dock("teachPalete"); }
   QWebEngineView& view() const { return learningDock()->view(); }
@@ -176,11 +179,14 @@ class Desktop : public testing::Test {
 
   QTemporaryDir folder;
   Host host{settingsIn(folder)};
+  OpenRecorder recorder{host};
+  HostMonitor monitor{host};
   std::ostringstream told;
-  Player player{host, besideProgram("Velorin.so"), told};
+  ScenarioRunner runner{host, besideProgram("Velorin.so"), told};
   WebEngine engine{host, site(), Theme::light};
-  MainWindow window{host, player, engine, besideProgram("Velorin.so")};
+  MainWindow window{host, runner, engine, besideProgram("Velorin.so")};
   std::vector<Json> trace;
+  Signal<Json>::Subscription subscription;
 };
 
 TEST_F(Desktop, FirstStartOpensThePaletteDocked) {
@@ -237,8 +243,8 @@ TEST_F(Desktop, OtherLanguageShowsTheEnglishPage) {
 TEST_F(Desktop, LinkOpensItsAddress) {
   startWithPage();
   clickInPage(".lesson");
-  ASSERT_TRUE(becomes([this] { return !host.opened().empty(); }));
-  EXPECT_EQ(host.opened(), Runs({{sketchAddress}}));
+  ASSERT_TRUE(becomes([this] { return !monitor.opened().empty(); }));
+  EXPECT_EQ(monitor.opened(), Runs({{sketchAddress}}));
   EXPECT_TRUE(becomesTrueInPage("document.querySelector('.lesson').matches('.opened')"));
   EXPECT_TRUE(inPage("location.pathname").toString().endsWith("learning.asp"));
 }
@@ -249,8 +255,8 @@ TEST_F(Desktop, LinkWithABlankIsTwoArguments) {
       "Object.defineProperty(document.querySelector('.lesson'), 'href',"
       " {value: 'first second'}); 0");
   clickInPage(".lesson");
-  ASSERT_TRUE(becomes([this] { return !host.opened().empty(); }));
-  EXPECT_EQ(host.opened(), Runs({{"first", "second"}}));
+  ASSERT_TRUE(becomes([this] { return !monitor.opened().empty(); }));
+  EXPECT_EQ(monitor.opened(), Runs({{"first", "second"}}));
 }
 
 TEST_F(Desktop, PaletteMadeByGoingOnlineTakesMessages) {
@@ -260,7 +266,7 @@ TEST_F(Desktop, PaletteMadeByGoingOnlineTakesMessages) {
   window.play("online");
   ASSERT_TRUE(pageLoaded());
   ASSERT_TRUE(pageSends("'\"first\"'"));
-  EXPECT_EQ(host.opened(), Runs({{"first"}}));
+  EXPECT_EQ(monitor.opened(), Runs({{"first"}}));
 }
 
 TEST_F(Desktop, MessageReachesTheShellAsItStands) {
@@ -268,10 +274,10 @@ TEST_F(Desktop, MessageReachesTheShellAsItStands) {
   ASSERT_TRUE(pageSends("'\"first second\"'"));
   ASSERT_TRUE(pageSends("'\"\"'"));
   ASSERT_TRUE(pageSends("'\"příště\"'"));
-  EXPECT_EQ(host.opened(), Runs({{"first", "second"}, {}, {"příště"}}));
+  EXPECT_EQ(monitor.opened(), Runs({{"first", "second"}, {}, {"příště"}}));
   // An empty text raises the library's error, which the host survives, and runs nothing.
   ASSERT_TRUE(pageSends("''"));
-  EXPECT_EQ(host.opened().size(), 3U);
+  EXPECT_EQ(monitor.opened().size(), 3U);
   EXPECT_EQ(trace.back()["event"], "threw");
   EXPECT_EQ(trace.back()["type"], "std::out_of_range");
 }
@@ -342,8 +348,8 @@ TEST_F(Desktop, StopClearsTheWindow) {
     return button() == nullptr && window.findChildren<PaletteDock*>().isEmpty() &&
            window.findChildren<QWebEnginePage*>().isEmpty();
   }));
-  EXPECT_EQ(ledger().references, 0);
-  EXPECT_EQ(ledger().texts, 0);
+  EXPECT_EQ(resourceCounts().references, 0);
+  EXPECT_EQ(resourceCounts().strings, 0);
   EXPECT_FALSE(AddIn::isLoaded(besideProgram("Velorin.so")));
   startWithPage();
   ASSERT_NE(button(), nullptr);
@@ -360,7 +366,7 @@ TEST_F(Desktop, HundredStartsLeaveNoWindowAndNoPage) {
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     QCoreApplication::processEvents();
     return std::tuple(QApplication::allWidgets().size(), QApplication::topLevelWindows().size(),
-                      ledger().objects);
+                      resourceCounts().objects);
   };
   std::vector<qint64> pages;  // the engine's processes that ran one
   const auto startAndStop = [&](bool waitForPage) {
@@ -381,7 +387,7 @@ TEST_F(Desktop, HundredStartsLeaveNoWindowAndNoPage) {
     ASSERT_EQ(count(), before) << "start " << i;
     ASSERT_TRUE(window.findChildren<QWebEnginePage*>().isEmpty());
   }
-  EXPECT_EQ(ledger().references, 0);
+  EXPECT_EQ(resourceCounts().references, 0);
   EXPECT_TRUE(becomes([&] { return std::none_of(pages.begin(), pages.end(), runs); }));
 }
 
@@ -656,7 +662,7 @@ TEST_F(Desktop, MenuHidesAndShowsThePalette) {
 TEST_F(Desktop, StartingAgainCountsOneMore) {
   startWithPage();
   window.findChild<QAction*>("again")->trigger();
-  std::ifstream file(host.infoFile());
+  std::ifstream file(infoFileOf(host));
   std::string date;
   std::string count;
   std::getline(file, date);
@@ -668,7 +674,7 @@ TEST_F(Desktop, StartingAgainCountsOneMore) {
 TEST_F(Desktop, ClosingTheWindowStopsTheAddIn) {
   startWithPage();
   window.close();
-  EXPECT_FALSE(player.loaded());
+  EXPECT_FALSE(runner.loaded());
   EXPECT_EQ(trace.back()["event"], "stop returned");
 }
 
@@ -754,7 +760,7 @@ TEST_F(Desktop, MouseAndPageGiveTheTraceOfTheTerminal) {
   window.findChild<QAction*>("stop")->trigger();
   std::ofstream(folder.filePath("same.txt").toStdString())
       << "start\nmessage \"first second\"\nmessage \nclose\nclick\noffline\nonline\nstop\n";
-  ASSERT_TRUE(std::filesystem::remove(host.infoFile()));
+  ASSERT_TRUE(std::filesystem::remove(infoFileOf(host)));
   const Ended ended = runProgram(
       "substitute-host",
       {folder.filePath("same.txt"), "--data", folder.path(), "--trace", folder.filePath("trace")});

@@ -18,7 +18,7 @@
 #include <string>
 #include <system_error>
 
-#include "tests/AddInLife.h"
+#include "tests/AddInFixture.h"
 #include "tests/disk/Child.h"
 
 namespace fs = std::filesystem;
@@ -30,12 +30,12 @@ using testing::MatchesRegex;
 constexpr const char* day = "16.11.2026\n";
 constexpr const char* firstStart = "[0-9]{2}\\.[0-9]{2}\\.[0-9]{4}\n1";
 
-class InfoFileOnDisk : public AddInLife {
+class InfoFileOnDisk : public AddInFixture {
  protected:
   InfoFileOnDisk() {
     load();
     addinFolder = fs::path(infoFile).parent_path().string();
-    openTheWay();
+    openFolderToAll();
   }
 
   ~InfoFileOnDisk() override {

@@ -2,13 +2,13 @@
 #include <cstddef>
 #include <string>
 
-#include "tests/AddInLife.h"
+#include "tests/AddInFixture.h"
 
 namespace {
 
 constexpr const char* day = "16.11.2026\n";
 
-class LargeInfoFile : public AddInLife {};
+class LargeInfoFile : public AddInFixture {};
 
 constexpr std::size_t hundredMegabytes = 100'000'000;
 

@@ -8,7 +8,7 @@
 #include <optional>
 #include <string>
 
-#include "tests/AddInLife.h"
+#include "tests/AddInFixture.h"
 
 namespace {
 
@@ -27,7 +27,7 @@ extern "C" __attribute__((visibility("default"))) ssize_t read(int file, void* b
 
 namespace {
 
-class InfoFileThatBreaksOff : public AddInLife {
+class InfoFileThatBreaksOff : public AddInFixture {
  protected:
   std::int32_t updated(const std::string& text) {
     writeFile(infoFile, text);

@@ -20,7 +20,7 @@
 #include <tuple>
 #include <utility>
 
-#include "tests/AddInLife.h"
+#include "tests/AddInFixture.h"
 #include "tests/disk/Child.h"
 
 namespace fs = std::filesystem;
@@ -128,7 +128,7 @@ struct Meeting {
   std::int32_t counts[2] = {};
 };
 
-class StartsAtOnce : public AddInLife {
+class StartsAtOnce : public AddInFixture {
  protected:
   StartsAtOnce()
       : meeting_(mmap(nullptr, sizeof(Meeting), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS,

@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/AddInLife.h"
+#include "tests/AddInFixture.h"
 #include "tests/disk/Child.h"
 
 namespace fs = std::filesystem;
@@ -25,7 +25,7 @@ namespace {
 
 constexpr const char* day = "16.11.2026\n";
 
-class UpdateInterrupted : public AddInLife {
+class UpdateInterrupted : public AddInFixture {
  protected:
   // How the file stood when the process was about to carry out a system call.
   struct Moment {

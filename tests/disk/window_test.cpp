@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/AddInLife.h"
+#include "tests/AddInFixture.h"
 
 namespace {
 
@@ -88,7 +88,7 @@ INTERPOSED ssize_t writev(int file, const iovec* parts, int count) {
 
 namespace {
 
-class InfoFileWindow : public AddInLife {
+class InfoFileWindow : public AddInFixture {
  protected:
   ~InfoFileWindow() override { watched.clear(); }
 

@@ -25,7 +25,7 @@
 #include <utility>
 #include <vector>
 
-#include "substitute/core/Scenario.h"
+#include "substitute/driver/Reporter.h"
 
 namespace fs = std::filesystem;
 
@@ -290,10 +290,10 @@ Lines compare(const Ending& ending, const model::Outcome& expected) {
   for (const std::string& line : linesOf(ending.out)) {
     if (line[0] == '{') states.push_back(line);
     // What is still held shows in the states.
-    for (const char* const complaint :
-         {substitute::complaint::badRelease, substitute::complaint::badText,
-          substitute::complaint::stillLoaded}) {
-      if (line == std::string("  ") + complaint) found.emplace_back(complaint);
+    for (const char* const diagnostic :
+         {substitute::diagnostic::invalidRelease, substitute::diagnostic::invalidDeallocation,
+          substitute::diagnostic::stillLoaded}) {
+      if (line == std::string("  ") + diagnostic) found.emplace_back(diagnostic);
     }
   }
   compareStates(expected.states, states, found);

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "substitute/core/Gate.h"
+#include "substitute/api/Operation.h"
 
 namespace faults {
 
@@ -95,7 +95,7 @@ std::string randomObject(Chance& chance, bool planted) {
 }
 
 std::string randomFault(Chance& chance) {
-  std::string words = chance.of(substitute::operations());
+  std::string words = chance.of(substitute::operationNames());
   if (chance.percent(50)) words += " " + std::to_string(1 + chance.below(4));
   if (chance.percent(60)) words += chance.percent(50) ? " throw" : " null";
   return words;
@@ -238,7 +238,8 @@ std::vector<NamedCase> singleFaults(const NamedCase& scenario, const Tools& tool
 }
 
 std::set<std::string> unreachedOperations(const Tools& tools) {
-  std::set<std::string> unreached(substitute::operations().begin(), substitute::operations().end());
+  std::set<std::string> unreached(substitute::operationNames().begin(),
+                                  substitute::operationNames().end());
   for (const NamedCase& scenario : scenarios()) {
     for (const std::string& call : callsIn(scenario.one, tools)) {
       unreached.erase(call.substr(0, call.find(' ')));

@@ -21,7 +21,7 @@
 #include <utility>
 #include <vector>
 
-#include "substitute/core/Scenario.h"
+#include "substitute/driver/Scenario.h"
 #include "tests/TemporaryFolder.h"
 #include "tests/faults/Case.h"
 #include "tests/faults/Scenarios.h"

@@ -12,7 +12,8 @@
 #include <string>
 #include <system_error>
 
-#include "substitute/core/Host.h"
+#include "substitute/api/Host.h"
+#include "substitute/driver/Velorin.h"
 
 // Ends the process when `holds` is false; libFuzzer then keeps the input.
 inline void require(bool holds, const char* what) {
@@ -24,7 +25,7 @@ inline void require(bool holds, const char* what) {
 // A host in a folder of its own, in memory where there is such a file system. One for the process.
 class FuzzHost {
  public:
-  FuzzHost() : directory_(makeDirectory()), host_(settings(directory_)) {
+  FuzzHost() : directory_(makeDirectory()), host_(substitute::settingsIn(directory_)) {
     std::filesystem::create_directories(substitute::addinFolderIn(directory_));
   }
   ~FuzzHost() {
@@ -33,10 +34,10 @@ class FuzzHost {
   }
 
   void writeInfoFile(const std::string& bytes) const {
-    std::ofstream(host_.infoFile(), std::ios::binary) << bytes;
+    std::ofstream(substitute::infoFileOf(host_), std::ios::binary) << bytes;
   }
   std::string readInfoFile() const {
-    std::ifstream file(host_.infoFile(), std::ios::binary);
+    std::ifstream file(substitute::infoFileOf(host_), std::ios::binary);
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   }
 
@@ -48,12 +49,6 @@ class FuzzHost {
     path += "/velorin-fuzz-XXXXXX";
     require(mkdtemp(path.data()) != nullptr, "a folder for the host");
     return path;
-  }
-  static substitute::Settings settings(const std::string& directory) {
-    substitute::Settings settings;
-    settings.executable = substitute::executableIn(directory);
-    settings.recordOpen = false;
-    return settings;
   }
 
   std::string directory_;

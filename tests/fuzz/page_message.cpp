@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "palette/PageMessages.h"
-#include "substitute/core/HostObjects.h"
+#include "substitute/api/HostObjects.h"
 #include "tests/fuzz/Fuzz.h"
 #include "tests/model/Model.h"
 
@@ -20,11 +20,13 @@ namespace {
 std::vector<std::string> commands;
 
 // What the handler runs, or nothing when it threw that the text is too short.
-std::optional<std::string> handle(adsk::core::HTMLEventHandler& handler, substitute::Gate& gate,
+std::optional<std::string> handle(adsk::core::HTMLEventHandler& handler,
+                                  substitute::CallInterceptor& interceptor,
                                   const std::optional<std::string>& message) {
   commands.clear();
-  const auto arguments = substitute::make<substitute::HTMLEventArgsObject>(gate, message);
-  arguments->lend();
+  const auto arguments =
+      substitute::makeHostObject<substitute::HTMLEventArgsObject>(interceptor, message);
+  arguments->addRefForAddIn();
   const adsk::core::Ptr<adsk::core::HTMLEventArgs> handle(arguments.get(), true);
   try {
     handler.notify(handle);
@@ -49,11 +51,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   // The host's texts end at their first zero byte.
   const std::string text = bytes.c_str();
   const std::optional<std::string> expected = model::shellCommand(text);
-  require(handle(_onHTMLEvent, host.host().gate(), bytes) == expected, "the command");
-  require(handle(_onHTMLEventFirst3, host.host().gate(), bytes) == expected,
+  require(handle(_onHTMLEvent, host.host().interceptor(), bytes) == expected, "the command");
+  require(handle(_onHTMLEventFirst3, host.host().interceptor(), bytes) == expected,
           "the command of the other handler");
-  require(substitute::ledger().texts == 0, "every text is handed back");
-  require(substitute::ledger().badTexts == 0, "no text is handed back twice");
-  require(substitute::ledger().references == 0, "every reference is dropped");
+  require(substitute::resourceCounts().strings == 0, "every text is handed back");
+  require(substitute::resourceCounts().invalidDeallocations == 0, "no text is handed back twice");
+  require(substitute::resourceCounts().references == 0, "every reference is dropped");
   return 0;
 }

@@ -1,5 +1,5 @@
 // The scenario reader: scenarios of which it is known what each line says, and any bytes.
-#include "substitute/core/Scenario.h"
+#include "substitute/driver/Scenario.h"
 
 #include <fuzzer/FuzzedDataProvider.h>
 
@@ -39,9 +39,9 @@ class Writer {
   Line next() {
     switch (choice_.ConsumeIntegralInRange(0, 9)) {
       case 0:
-        return {blanks(0), {}, {}};
+        return {spaces(0), {}, {}};
       case 1: {
-        const std::string text = blanks(0) + "#" + bytes();
+        const std::string text = spaces(0) + "#" + bytes();
         return {text, Command{text, "", {}}, {}};
       }
       case 2:
@@ -54,7 +54,7 @@ class Writer {
  private:
   bool spoils() { return choice_.ConsumeIntegralInRange(0, 7) == 7; }
 
-  std::string blanks(std::size_t least) {
+  std::string spaces(std::size_t least) {
     std::string all;
     for (std::size_t left = least + choice_.ConsumeIntegralInRange<std::size_t>(0, 2); left > 0;
          --left) {
@@ -97,9 +97,9 @@ class Writer {
   }
 
   std::string written(const std::string& name, const Words& arguments) {
-    std::string text = blanks(0) + name;
-    for (const std::string& argument : arguments) text += blanks(1) + argument;
-    return text + blanks(0);
+    std::string text = spaces(0) + name;
+    for (const std::string& argument : arguments) text += spaces(1) + argument;
+    return text + spaces(0);
   }
 
   Line of(const std::string& name, const Words& arguments) {
@@ -107,9 +107,9 @@ class Writer {
     return {text, Command{text, name, arguments}, {}};
   }
 
-  // A command whose argument is all the rest of its line, behind the one blank.
+  // A command whose argument is all the rest of its line, behind the one space.
   Line withText(const std::string& name) {
-    const std::string begin = blanks(0) + name;
+    const std::string begin = spaces(0) + name;
     if (choice_.ConsumeBool()) return {begin, Command{begin, name, {}}, {}};
     const std::string rest = bytes();
     const std::string text = begin + pick({" ", "\t"}) + rest;

@@ -1,16 +1,16 @@
 // A message of the page that is longer than any that the page sends.
 #include <unistd.h>
 
-#include "tests/AddInLife.h"
+#include "tests/AddInFixture.h"
 
 namespace {
 
-class LongMessage : public AddInLife {
+class LongMessage : public AddInFixture {
  protected:
   // What `open` is given for a message whose target has `size` characters; it runs once or never.
   std::vector<std::vector<std::string>> opened(std::size_t size) {
     EXPECT_TRUE(host->message("teachPalete", '"' + std::string(size, 'x') + '"'));
-    return host->opened();
+    return runsOfOpen();
   }
 };
 

@@ -7,7 +7,7 @@
 #include <fstream>
 #include <ostream>
 
-#include "tests/AddInLife.h"
+#include "tests/AddInFixture.h"
 
 namespace fs = std::filesystem;
 
@@ -52,20 +52,18 @@ std::ostream& operator<<(std::ostream& out, const Holdings& now) {
              << " mappings";
 }
 
-class ManyLives : public AddInLife {
+class ManyLives : public AddInFixture {
  protected:
   ManyLives() {
-    // Unlike the host's own record, this one does not grow in the host's memory.
+    // Unlike the recorder's, this record does not grow in the process's memory.
     const std::string open = folder.path() + "/open";
     writeFile(open, "#!/bin/sh\nprintf '%s\\n' \"$1\" >>\"$0.runs\"\n");
     fs::permissions(open, fs::perms::owner_all);
-    // A host of its own, without that record and without the list of calls.
     substitute::Settings settings = host->settings();
-    settings.recordOpen = false;
     settings.offline = true;
-    host.reset();
+    install(settings);
+    recordNothing();
     oldPath_ = std::getenv("PATH");
-    host = std::make_unique<substitute::Host>(settings);
     setenv("PATH", (folder.path() + ":" + oldPath_).c_str(), 1);
   }
   ~ManyLives() override { setenv("PATH", oldPath_.c_str(), 1); }
@@ -81,16 +79,16 @@ class ManyLives : public AddInLife {
     ASSERT_EQ(learningPalette().is_null(), byGoingOnline || byTheClick);
     host->setOffline(!byGoingOnline);
     ASSERT_EQ(learningPalette().is_null(), byTheClick);
-    ASSERT_EQ(host->click("runTeachPalette"), substitute::Click::done);
+    ASSERT_EQ(host->click("runTeachPalette"), substitute::ClickResult::done);
     ASSERT_FALSE(learningPalette().is_null());
     ASSERT_TRUE(host->message("teachPalete", "\"https://learning.velorin.example/\""));
     host->setOffline(false);
     ASSERT_EQ(stop(), true);
     unload();
-    ASSERT_EQ(substitute::ledger().references, 0) << "in life " << number;
-    ASSERT_EQ(substitute::ledger().texts, 0) << "in life " << number;
-    ASSERT_EQ(substitute::ledger().badReleases, 0) << "in life " << number;
-    ASSERT_EQ(substitute::ledger().badTexts, 0) << "in life " << number;
+    ASSERT_EQ(substitute::resourceCounts().references, 0) << "in life " << number;
+    ASSERT_EQ(substitute::resourceCounts().strings, 0) << "in life " << number;
+    ASSERT_EQ(substitute::resourceCounts().invalidReleases, 0) << "in life " << number;
+    ASSERT_EQ(substitute::resourceCounts().invalidDeallocations, 0) << "in life " << number;
   }
 
  private:
@@ -101,7 +99,7 @@ TEST_F(ManyLives, EndAsTheyBegan) {
   constexpr int warmUp = 100;
   constexpr int lives = 10'000;
   for (int i = 0; i < warmUp; ++i) ASSERT_NO_FATAL_FAILURE(live(i));
-  const long objects = substitute::ledger().objects;
+  const long objects = substitute::resourceCounts().objects;
   const Holdings before = holdings();
   for (int i = 0; i < lives; ++i) ASSERT_NO_FATAL_FAILURE(live(i));
   const Holdings after = holdings();
@@ -112,7 +110,7 @@ TEST_F(ManyLives, EndAsTheyBegan) {
   EXPECT_EQ(after.files, before.files);
   EXPECT_EQ(after.threads, before.threads);
   EXPECT_EQ(after.mappings, before.mappings);
-  EXPECT_EQ(substitute::ledger().objects, objects);
+  EXPECT_EQ(substitute::resourceCounts().objects, objects);
 
   std::size_t opened = 0;
   std::ifstream runs(folder.path() + "/open.runs");

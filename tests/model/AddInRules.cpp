@@ -108,7 +108,7 @@ bool AddIn::run() try {
 
   const Handle onlineEvent = host_.onlineStatusChanged(app_);
   host_.addHandler(present(onlineEvent), "OnlineStatusChangedHandler");
-  if (!host_.isOffLine(app_) && firstStarts(count_)) wayOfTheButton();
+  if (!host_.isOffLine(app_) && firstStarts(count_)) openPalette();
 
   const Handle toolbars = host_.toolbarsOf(host_.userInterface(app_));
   const Handle toolbar = present(host_.toolbarById(toolbars, "QATRight"));
@@ -154,8 +154,8 @@ void AddIn::removeCommand(const Handle& toolbar, const std::string& id) {
 // The e-shop's handlers are never registered, so that the host has no way to call them.
 void AddIn::notify(const std::string& handler) try {
   if (handler == "CmdCreatedEventHandler") connectExecute();
-  if (handler == "CmdExecuteEventHandler") wayOfTheButton();
-  if (handler == "OnlineStatusChangedHandler") wayOfTheOnlineReport();
+  if (handler == "CmdExecuteEventHandler") openPalette();
+  if (handler == "OnlineStatusChangedHandler") handleOnlineStatus();
   if (handler == "RovaHTMLEventHandler" || handler == "CadFirst3sHTMLEventHandler") openTarget();
 } catch (const Ended&) {
 }
@@ -164,9 +164,9 @@ int AddIn::references() const {
   return (app_.empty() ? 0 : 1) + (ui_.empty() ? 0 : 1) + (palette_.empty() ? 0 : 1);
 }
 
-// The way of the button and of the first starts. Its result is nobody's concern: an early end here
-// ends nothing of the caller's.
-void AddIn::wayOfTheButton() try {
+// What the button and the first starts do. Nobody uses the result: an early end here does not end
+// the caller.
+void AddIn::openPalette() try {
   const std::string licence = host_.executeTextCommand(app_, "Debug.EntitlementString");
   const Handle preferences = host_.preferences(app_);
   const bool czech = host_.userLanguage(host_.generalPreferences(preferences)) == 2;
@@ -189,7 +189,7 @@ void AddIn::wayOfTheButton() try {
 
 // The way of the host's report that it has gone online: with the user interface that run kept, and
 // another handler of the page's messages.
-void AddIn::wayOfTheOnlineReport() {
+void AddIn::handleOnlineStatus() {
   if (host_.reportsOffLine()) return;
   if (count_ < 0 || count_ > 3) return;
   const std::string licence = host_.executeTextCommand(app_, "Debug.EntitlementString");

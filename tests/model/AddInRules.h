@@ -31,8 +31,8 @@ class AddIn {
   std::vector<std::string> takeShellCommands() { return std::exchange(shellCommands_, {}); }
 
  private:
-  void wayOfTheButton();
-  void wayOfTheOnlineReport();
+  void openPalette();
+  void handleOnlineStatus();
   void connectExecute();
   void openTarget();
   void removeCommand(const Handle& toolbar, const std::string& id);

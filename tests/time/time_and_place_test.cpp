@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "tests/AddInLife.h"
+#include "tests/AddInFixture.h"
 #include "tests/Clock.h"
 
 // The C library never frees the list of folders that it looks for locales in.
@@ -17,7 +17,7 @@ extern "C" __attribute__((visibility("default"))) const char* __lsan_default_sup
 
 namespace {
 
-class TimeAndPlace : public AddInLife {
+class TimeAndPlace : public AddInFixture {
  protected:
   ~TimeAndPlace() override {
     setClock.reset();

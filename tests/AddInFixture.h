@@ -1,5 +1,5 @@
-// The ground for tests of the add-in: a substitute host in a folder of its own, the library that
-// ships, and all that the host was asked, call by call.
+// The fixture for tests of the add-in: a substitute host in a temporary folder, the library that
+// ships, and a record of every call of the host.
 #pragma once
 
 #include <Core/CoreAll.h>
@@ -13,9 +13,12 @@
 #include <vector>
 
 #include "firstrun/Dates.h"
-#include "substitute/core/AddIn.h"
-#include "substitute/core/Host.h"
-#include "substitute/core/HostObjects.h"
+#include "substitute/api/Host.h"
+#include "substitute/api/HostObjects.h"
+#include "substitute/driver/AddIn.h"
+#include "substitute/driver/HostMonitor.h"
+#include "substitute/driver/OpenRecorder.h"
+#include "substitute/driver/Velorin.h"
 #include "tests/TemporaryFolder.h"
 
 // The library under test: VELORIN_ADDIN where that is set, else the built one.
@@ -30,19 +33,22 @@ void writeFile(const std::string& path, const std::string& bytes);
 void becomeAnyUser();
 
 // A host with the add-in's folder in place; the library is loaded on start() or load().
-class AddInLife : public testing::Test {
+class AddInFixture : public testing::Test {
  protected:
   using Calls = std::vector<std::string>;
 
-  AddInLife();
+  AddInFixture();
   // Every test ends as an add-in's life does: unloaded, with nothing of the host's left.
-  ~AddInLife() override;
+  ~AddInFixture() override;
 
   // A new host in place of the first one; before load() only.
   void install(substitute::Settings settings);
 
+  // Ends the recording of calls and of `open`, which take more memory with each call.
+  void recordNothing();
+
   // Lets every user reach and read the add-in's folder, whatever the mask of new folders.
-  void openTheWay();
+  void openFolderToAll();
 
   void load();
   void unload();
@@ -69,12 +75,15 @@ class AddInLife : public testing::Test {
   void fail(const std::string& operation, std::uint64_t nth = 1);
   void throwIn(const std::string& operation, std::uint64_t nth = 1);
 
-  // The test has let go wrongly on purpose: its end does not mind.
-  void forgiveMistakes() { forgiven_ = true; }
+  // The test releases or hands back on purpose what is not held; its end accepts that.
+  void allowCountingErrors() { countingErrorsAllowed_ = true; }
 
   // The host's palette "teachPalete" in its state; null when there is none.
   substitute::Json learningPalette();
-  substitute::Json state() { return host->state(); }
+  substitute::Json state() { return monitor->state(); }
+
+  // The arguments of each run of `open` so far.
+  const std::vector<std::vector<std::string>>& runsOfOpen() { return monitor->opened(); }
 
   // The add-in's functions, under their C++ names.
   bool OpenPalette();
@@ -102,11 +111,15 @@ class AddInLife : public testing::Test {
   TemporaryFolder folder;
   std::string infoFile;
   std::unique_ptr<substitute::Host> host;
+  std::unique_ptr<substitute::OpenRecorder> recorder;
+  std::unique_ptr<substitute::HostMonitor> monitor;
   std::unique_ptr<substitute::AddIn> addin;
 
  private:
+  void uninstall();
   void* function(const std::string& mangledBegin);
 
   std::vector<substitute::Json> trace_;
-  bool forgiven_ = false;
+  substitute::Signal<substitute::Json>::Subscription subscription_;
+  bool countingErrorsAllowed_ = false;
 };

@@ -1,4 +1,4 @@
-#include "tests/AddInLife.h"
+#include "tests/AddInFixture.h"
 
 #include <grp.h>
 #include <unistd.h>
@@ -42,6 +42,12 @@ std::string inWords(const Json& entry) {
   return words + " = " + (result.is_string() ? result.get<std::string>() : asText(result));
 }
 
+substitute::Operation named(const std::string& operation) {
+  const std::optional<substitute::Operation> found = substitute::operationNamed(operation);
+  if (!found) throw std::invalid_argument(operation + " is not an operation");
+  return *found;
+}
+
 }  // namespace
 
 std::string addinFile() {
@@ -67,72 +73,85 @@ void becomeAnyUser() {
   if (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0) std::abort();
 }
 
-AddInLife::AddInLife() {
+AddInFixture::AddInFixture() {
   fs::create_directories(substitute::addinFolderIn(folder.path()));
   infoFile = substitute::addinFolderIn(folder.path()) + infoFileName;
-  substitute::Settings settings;
-  settings.executable = substitute::executableIn(folder.path());
+  substitute::Settings settings = substitute::settingsIn(folder.path());
   settings.entitlement = "TEXT";
   install(std::move(settings));
 }
 
-AddInLife::~AddInLife() {
+AddInFixture::~AddInFixture() {
   unload();
-  const substitute::Ledger& ledger = substitute::ledger();
-  EXPECT_EQ(ledger.references, 0) << "references of the host's left behind";
-  EXPECT_EQ(ledger.texts, 0) << "texts of the host's left behind";
-  if (!forgiven_) {
-    EXPECT_EQ(ledger.badReleases, 0) << "references dropped that were not held";
-    EXPECT_EQ(ledger.badTexts, 0) << "texts handed back that were not held";
+  const substitute::ResourceCounts& counts = substitute::resourceCounts();
+  EXPECT_EQ(counts.references, 0) << "references to host objects are left behind";
+  EXPECT_EQ(counts.strings, 0) << "host strings are left behind";
+  if (!countingErrorsAllowed_) {
+    EXPECT_EQ(counts.invalidReleases, 0) << "references were released that were not held";
+    EXPECT_EQ(counts.invalidDeallocations, 0) << "strings were handed back that were not held";
   }
-  host.reset();
-  EXPECT_EQ(ledger.objects, 0) << "host objects outlived their host";
+  uninstall();
+  EXPECT_EQ(counts.objects, 0) << "host objects outlived their host";
 }
 
-void AddInLife::install(substitute::Settings settings) {
-  host.reset();
+void AddInFixture::install(substitute::Settings settings) {
+  uninstall();
   host = std::make_unique<substitute::Host>(std::move(settings));
-  host->gate().listen([this](const Json& entry) { trace_.push_back(entry); });
+  recorder = std::make_unique<substitute::OpenRecorder>(*host);
+  monitor = std::make_unique<substitute::HostMonitor>(*host);
+  subscription_ =
+      host->interceptor().trace.subscribe([this](const Json& entry) { trace_.push_back(entry); });
 }
 
-void AddInLife::openTheWay() {
+void AddInFixture::uninstall() {
+  monitor.reset();
+  recorder.reset();
+  host.reset();
+}
+
+void AddInFixture::recordNothing() {
+  recorder.reset();
+  subscription_.reset();
+}
+
+void AddInFixture::openFolderToAll() {
   for (fs::path way = fs::path(infoFile).parent_path();
        way != fs::path(folder.path()).parent_path(); way = way.parent_path()) {
     fs::permissions(way, fs::perms(0755));
   }
 }
 
-void AddInLife::load() {
+void AddInFixture::load() {
   if (!addin) addin = std::make_unique<substitute::AddIn>(addinFile());
 }
 
-void AddInLife::unload() {
+void AddInFixture::unload() {
   addin.reset();
   EXPECT_FALSE(substitute::AddIn::isLoaded(addinFile())) << "the library stays in the process";
 }
 
-std::optional<bool> AddInLife::start() {
+std::optional<bool> AddInFixture::start() {
   load();
   return addin->run(*host);
 }
 
-std::optional<bool> AddInLife::startAfter(int starts) {
+std::optional<bool> AddInFixture::startAfter(int starts) {
   writeFile(infoFile, "16.11.2026\n" + std::to_string(starts) + "\n");
   return start();
 }
 
-std::optional<bool> AddInLife::stop() {
+std::optional<bool> AddInFixture::stop() {
   return addin->stop(*host);
 }
 
-AddInLife::Calls AddInLife::calls() {
+AddInFixture::Calls AddInFixture::calls() {
   Calls words;
   for (const Json& entry : trace_) words.push_back(inWords(entry));
   trace_.clear();
   return words;
 }
 
-AddInLife::Calls AddInLife::callsOf(const std::string& operation) {
+AddInFixture::Calls AddInFixture::callsOf(const std::string& operation) {
   Calls words;
   for (const std::string& call : calls()) {
     if (call.rfind(operation + "(", 0) == 0) words.push_back(call);
@@ -140,7 +159,7 @@ AddInLife::Calls AddInLife::callsOf(const std::string& operation) {
   return words;
 }
 
-void AddInLife::expectFatal(const std::function<void()>& call) {
+void AddInFixture::expectFatal(const std::function<void()>& call) {
 #ifdef NDEBUG
   calls();
   call();
@@ -153,22 +172,22 @@ void AddInLife::expectFatal(const std::function<void()>& call) {
 #endif
 }
 
-void AddInLife::fail(const std::string& operation, std::uint64_t nth) {
-  host->gate().faults.arm(operation, nth, substitute::Failure::null);
+void AddInFixture::fail(const std::string& operation, std::uint64_t nth) {
+  host->interceptor().faults.add(named(operation), nth, substitute::Failure::null);
 }
 
-void AddInLife::throwIn(const std::string& operation, std::uint64_t nth) {
-  host->gate().faults.arm(operation, nth, substitute::Failure::exception);
+void AddInFixture::throwIn(const std::string& operation, std::uint64_t nth) {
+  host->interceptor().faults.add(named(operation), nth, substitute::Failure::exception);
 }
 
-Json AddInLife::learningPalette() {
+Json AddInFixture::learningPalette() {
   for (const Json& entry : Json(state()["palettes"])) {
     if (entry["id"] == "teachPalete") return entry;
   }
   return {};
 }
 
-void* AddInLife::function(const std::string& mangledBegin) {
+void* AddInFixture::function(const std::string& mangledBegin) {
   load();
   // The rest of the name is the compiler's spelling of std::string.
   for (const char* const end :
@@ -180,44 +199,44 @@ void* AddInLife::function(const std::string& mangledBegin) {
   throw std::runtime_error(mangledBegin + " is not exported");
 }
 
-bool AddInLife::OpenPalette() {
+bool AddInFixture::OpenPalette() {
   return reinterpret_cast<bool (*)()>(function("_Z11OpenPalettev"))();
 }
-std::int32_t AddInLife::AutoOpenPalette() {
+std::int32_t AddInFixture::AutoOpenPalette() {
   return reinterpret_cast<std::int32_t (*)()>(function("_Z15AutoOpenPalettev"))();
 }
-std::string AddInLife::GetExecutableDirectory() {
+std::string AddInFixture::GetExecutableDirectory() {
   return reinterpret_cast<std::string (*)()>(function("_Z22GetExecutableDirectory"))();
 }
-std::string AddInLife::SetAddinLocation(const std::string& path) {
+std::string AddInFixture::SetAddinLocation(const std::string& path) {
   return reinterpret_cast<std::string (*)(std::string)>(function("_Z16SetAddinLocation"))(path);
 }
-bool AddInLife::FileExists(const std::string& path) {
+bool AddInFixture::FileExists(const std::string& path) {
   return reinterpret_cast<bool (*)(const std::string&)>(function("_Z10FileExists"))(path);
 }
-std::string AddInLife::ws2s(const std::wstring& text) {
+std::string AddInFixture::ws2s(const std::wstring& text) {
   return reinterpret_cast<std::string (*)(const std::wstring&)>(function("_Z4ws2s"))(text);
 }
-std::string AddInLife::datetime() {
+std::string AddInFixture::datetime() {
   return reinterpret_cast<std::string (*)()>(function("_Z8datetime"))();
 }
-std::int32_t AddInLife::countLeapYears(Date date) {
+std::int32_t AddInFixture::countLeapYears(Date date) {
   return reinterpret_cast<std::int32_t (*)(Date)>(function("_Z14countLeapYears4Date"))(date);
 }
-std::int64_t AddInLife::getDifference(Date first, Date second) {
+std::int64_t AddInFixture::getDifference(Date first, Date second) {
   return reinterpret_cast<std::int64_t (*)(Date, Date)>(function("_Z13getDifference4DateS_"))(
       first, second);
 }
 
-adsk::core::Ptr<adsk::core::Application>& AddInLife::app() {
+adsk::core::Ptr<adsk::core::Application>& AddInFixture::app() {
   return global<adsk::core::Ptr<adsk::core::Application>>("app");
 }
-adsk::core::Ptr<adsk::core::UserInterface>& AddInLife::ui() {
+adsk::core::Ptr<adsk::core::UserInterface>& AddInFixture::ui() {
   return global<adsk::core::Ptr<adsk::core::UserInterface>>("ui");
 }
-adsk::core::Ptr<adsk::core::Palette>& AddInLife::palette() {
+adsk::core::Ptr<adsk::core::Palette>& AddInFixture::palette() {
   return global<adsk::core::Ptr<adsk::core::Palette>>("palette");
 }
-std::int32_t& AddInLife::countOpenPalette() {
+std::int32_t& AddInFixture::countOpenPalette() {
   return global<std::int32_t>("countOpenPalette");
 }

@@ -1,4 +1,4 @@
-#include "substitute/core/OpenRecorder.h"
+#include "substitute/driver/OpenRecorder.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -22,13 +22,13 @@ namespace {
 // A number of arguments, then each of them, all ended by a zero byte: no argument can hold one.
 constexpr const char* script = "#!/bin/sh\nprintf '%s\\0' \"$#\" \"$@\" >>\"$0.runs\"\n";
 
-// The next text in `bytes` from `at` on, which moves behind it; none when its end is missing.
-std::optional<std::string> nextText(const std::string& bytes, std::size_t& at) {
+// The next string in `bytes` from `at` on, which moves behind it; none when its end is missing.
+std::optional<std::string> nextString(const std::string& bytes, std::size_t& at) {
   const auto end = bytes.find('\0', at);
   if (end == std::string::npos) return {};
-  std::string text = bytes.substr(at, end - at);
+  std::string string = bytes.substr(at, end - at);
   at = end + 1;
-  return text;
+  return string;
 }
 
 const std::string prefix = "velorin-open-";
@@ -46,7 +46,7 @@ void removeLeftOvers(const fs::path& place) {
 
 }  // namespace
 
-OpenRecorder::OpenRecorder() {
+OpenRecorder::OpenRecorder(Host& host) {
   std::error_code error;
   const fs::path place = fs::temp_directory_path(error);
   if (error) throw std::runtime_error("TMPDIR names no folder");
@@ -68,6 +68,11 @@ OpenRecorder::OpenRecorder() {
   const char* const path = std::getenv("PATH");
   oldPath_ = path == nullptr ? "/usr/bin:/bin" : path;
   setenv("PATH", (directory_ + ":" + oldPath_).c_str(), 1);
+  callReturned_ = host.callReturned.subscribe([this, &host] {
+    for (const auto& arguments : collect()) {
+      host.interceptor().trace.publish({{"event", "open"}, {"args", arguments}});
+    }
+  });
 }
 
 OpenRecorder::~OpenRecorder() {
@@ -83,16 +88,16 @@ std::vector<std::vector<std::string>> OpenRecorder::collect() {
   std::vector<std::vector<std::string>> runs;
   std::size_t at = 0;
   std::size_t complete = 0;
-  while (const auto count = nextText(bytes, at)) {
+  while (const auto count = nextString(bytes, at)) {
     std::vector<std::string> arguments(std::stoul(*count));
     for (std::string& argument : arguments) {
-      const auto text = nextText(bytes, at);
+      const auto string = nextString(bytes, at);
       // A run in the background that is still writing; the next call finds it whole.
-      if (!text) {
+      if (!string) {
         read_ += complete;
         return runs;
       }
-      argument = *text;
+      argument = *string;
     }
     runs.push_back(std::move(arguments));
     complete = at;

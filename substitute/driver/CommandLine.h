@@ -2,12 +2,11 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
-#include <fstream>
 #include <optional>
 #include <string>
 
-#include "substitute/core/Host.h"
-#include "substitute/core/Scenario.h"
+#include "substitute/api/Host.h"
+#include "substitute/driver/Velorin.h"
 
 namespace substitute {
 
@@ -18,7 +17,7 @@ struct CommandLine {
   bool noAddinFolder = false;
   std::optional<std::string> executable;  // that of a host installed in `data` if left out
   int language = 2;
-  std::string entitlement = *Settings().entitlement;
+  std::string entitlement = exampleEntitlement;
   bool offline = false;
   std::string trace;
   bool systemOpen = false;
@@ -40,34 +39,5 @@ Settings settingsFor(CommandLine& values);
 // add-in in `host` will not find it. Throws std::runtime_error, with one sentence, when it cannot
 // be made.
 void installAddinFolder(const CommandLine& values, const Host& host);
-
-// What the host has beside its program, wherever that is: the built library, scenarios and more.
-std::string besideProgram(const std::string& name);
-
-// The file that the word SCENARIO means: the file of that name, or one of the scenarios that come
-// with the host. Throws std::runtime_error when there is neither.
-std::string scenarioFile(const std::string& word);
-
-// The commands of that scenario; of standard input for the word -. Throws ScenarioError, and what
-// scenarioFile throws.
-std::vector<Command> readScenario(const std::string& word);
-
-// A file that a host's trace is written to, line by line.
-class TraceFile {
- public:
-  // Opens `path` and leaves what is in it. Throws std::runtime_error when it cannot be opened.
-  explicit TraceFile(const std::string& path);
-
-  // Empties the file and writes all that the gate of `host` lets through from now on, for
-  // which the file has to be there.
-  void begin(Host& host);
-
-  // False when something could not be written.
-  bool good() const { return file_.good(); }
-
- private:
-  std::string path_;
-  std::ofstream file_;
-};
 
 }  // namespace substitute

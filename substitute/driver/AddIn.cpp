@@ -1,11 +1,11 @@
-#include "substitute/core/AddIn.h"
+#include "substitute/driver/AddIn.h"
 
 #include <dlfcn.h>
 
 #include <filesystem>
 #include <system_error>
 
-#include "substitute/core/Host.h"
+#include "substitute/api/Host.h"
 
 namespace substitute {
 
@@ -41,11 +41,11 @@ AddIn::~AddIn() {
 }
 
 std::optional<bool> AddIn::run(Host& host) {
-  return host.enter("run", [this] { return run_(nullptr); });
+  return host.callEntryPoint("run", [this] { return run_(nullptr); });
 }
 
 std::optional<bool> AddIn::stop(Host& host) {
-  return host.enter("stop", [this] { return stop_(nullptr); });
+  return host.callEntryPoint("stop", [this] { return stop_(nullptr); });
 }
 
 void* AddIn::symbol(const char* name) const {

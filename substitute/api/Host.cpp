@@ -1,13 +1,11 @@
-#include "substitute/core/Host.h"
+#include "substitute/api/Host.h"
 
 #include <cxxabi.h>
 
-#include <cstring>
 #include <stdexcept>
 #include <typeinfo>
 
-#include "substitute/core/HostObjects.h"
-#include "substitute/core/OpenRecorder.h"
+#include "substitute/api/HostObjects.h"
 
 namespace core = adsk::core;
 
@@ -17,31 +15,20 @@ namespace {
 
 Host* currentHost = nullptr;
 
-const std::string addinFolder = "Autodesk/Autodesk Fusion 360/API/AddIns/Velorin";
-
-Json toJson(const std::optional<std::string>& text) {
-  return text ? Json(*text) : Json();
+Json toJson(const std::optional<std::string>& string) {
+  return string ? Json(*string) : Json();
 }
 
 }  // namespace
 
-std::string executableIn(const std::string& directory) {
-  return directory + "/Autodesk/webdeploy/production/Fusion";
-}
-
-std::string addinFolderIn(const std::string& directory) {
-  return directory + "/" + addinFolder;
-}
-
 Host::Host(Settings settings)
     : settings_(std::move(settings)),
-      application_(make<ApplicationObject>(gate_, settings_.offline, settings_.language,
-                                           settings_.entitlement)) {
+      application_(makeHostObject<ApplicationObject>(interceptor_, settings_.offline,
+                                                     settings_.language, settings_.entitlement)) {
   if (currentHost != nullptr) throw std::logic_error("there is a host in this process already");
-  if (settings_.recordOpen) recorder_ = std::make_unique<OpenRecorder>();
-  auto toolbar = make<ToolbarObject>(gate_, "QATRight");
-  toolbar->controls->all.add(make<ControlObject>(gate_, *toolbar->controls,
-                                                 ControlObject::Kind::command, "HelpGroupCommand"));
+  auto toolbar = makeHostObject<ToolbarObject>(interceptor_, "QATRight");
+  toolbar->controls->all.add(makeHostObject<ControlObject>(
+      interceptor_, toolbar->controls->all, ControlObject::Kind::command, "HelpGroupCommand"));
   application_->userInterface->toolbars->all.add(std::move(toolbar));
   currentHost = this;
 }
@@ -54,19 +41,20 @@ Host* Host::current() {
   return currentHost;
 }
 
-std::optional<bool> Host::enter(const std::string& call, const std::function<bool()>& work) {
+std::optional<bool> Host::callEntryPoint(const std::string& name,
+                                         const std::function<bool()>& entryPoint) {
   std::optional<bool> result;
   guarded([&] {
-    gate_.event({{"event", call}});
-    result = work();
-    gate_.event({{"event", call + " returned"}, {"value", *result}});
+    interceptor_.trace.publish({{"event", name}});
+    result = entryPoint();
+    interceptor_.trace.publish({{"event", name + " returned"}, {"value", *result}});
   });
   return result;
 }
 
 void Host::setOffline(bool offline) {
   application_->offline = offline;
-  const auto arguments = make<ApplicationEventArgsObject>(gate_, offline);
+  const auto arguments = makeHostObject<ApplicationEventArgsObject>(interceptor_, offline);
   application_->onlineStatusChanged->raise(
       arguments.get(), [this](auto& handler, const auto& call) { notify(handler, call); });
 }
@@ -81,34 +69,34 @@ void Host::setLanguage(int language) {
   application_->preferences->general->language = language;
 }
 
-void Host::setEntitlement(std::optional<std::string> text) {
-  application_->entitlement = std::move(text);
+void Host::setEntitlement(std::optional<std::string> entitlement) {
+  application_->entitlement = std::move(entitlement);
 }
 
-Click Host::click(const std::string& id) {
+ClickResult Host::click(const std::string& id) {
   const UserInterfaceObject& ui = *application_->userInterface;
   bool found = false;
   for (const auto& toolbar : ui.toolbars->all.items()) {
     const ControlObject* const control = toolbar->controls->all.find(id);
     found = found || (control != nullptr && control->showsCommand());
   }
-  if (!found) return Click::noControl;
+  if (!found) return ClickResult::noControl;
   DefinitionObject* const definition = ui.definitions->all.find(id);
-  if (definition == nullptr) return Click::noDefinition;
+  if (definition == nullptr) return ClickResult::noDefinition;
 
   const auto call = [this](auto& handler, const auto& work) { notify(handler, work); };
-  const auto command = make<CommandObject>(gate_);
-  const auto created = make<CommandCreatedEventArgsObject>(gate_, *command);
+  const auto command = makeHostObject<CommandObject>(interceptor_);
+  const auto created = makeHostObject<CommandCreatedEventArgsObject>(interceptor_, *command);
   definition->commandCreated->raise(created.get(), call);
-  const auto executed = make<CommandEventArgsObject>(gate_);
+  const auto executed = makeHostObject<CommandEventArgsObject>(interceptor_);
   command->execute->raise(executed.get(), call);
-  return Click::done;
+  return ClickResult::done;
 }
 
 bool Host::message(const std::string& id, std::optional<std::string> data) {
   PaletteObject* const sender = palette(id);
   if (sender == nullptr) return false;
-  const auto arguments = make<HTMLEventArgsObject>(gate_, std::move(data));
+  const auto arguments = makeHostObject<HTMLEventArgsObject>(interceptor_, std::move(data));
   sender->incomingFromHTML->raise(
       arguments.get(), [this](auto& handler, const auto& call) { notify(handler, call); });
   return true;
@@ -117,55 +105,56 @@ bool Host::message(const std::string& id, std::optional<std::string> data) {
 bool Host::setVisible(const std::string& id, bool visible) {
   PaletteObject* const shown = palette(id);
   if (shown == nullptr) return false;
-  shown->values.visible = visible;
+  shown->setVisible(visible);
   return true;
 }
 
-bool Host::plant(Kind kind, const std::string& id) {
+bool Host::plant(ObjectKind kind, const std::string& id) {
   UserInterfaceObject& ui = *application_->userInterface;
   switch (kind) {
-    case Kind::palette: {
+    case ObjectKind::palette: {
       PaletteValues values;
       values.id = id;
       values.title = id;
-      return ui.palettes->all.add(make<PaletteObject>(gate_, *ui.palettes, values)) != nullptr;
+      return ui.palettes->all.add(makeHostObject<PaletteObject>(interceptor_, ui.palettes->all,
+                                                                std::move(values))) != nullptr;
     }
-    case Kind::definition:
-      return ui.definitions->all.add(
-                 make<DefinitionObject>(gate_, *ui.definitions, id, id, "", "")) != nullptr;
-    case Kind::control:
-    case Kind::plainControl: {
+    case ObjectKind::definition:
+      return ui.definitions->all.add(makeHostObject<DefinitionObject>(
+                 interceptor_, ui.definitions->all, id, id, "", "")) != nullptr;
+    case ObjectKind::control:
+    case ObjectKind::plainControl: {
       const ToolbarObject* const toolbar = firstToolbar();
       if (toolbar == nullptr) return false;
       const auto controlKind =
-          kind == Kind::control ? ControlObject::Kind::command : ControlObject::Kind::plain;
-      return toolbar->controls->all.add(
-                 make<ControlObject>(gate_, *toolbar->controls, controlKind, id)) != nullptr;
+          kind == ObjectKind::control ? ControlObject::Kind::command : ControlObject::Kind::plain;
+      return toolbar->controls->all.add(makeHostObject<ControlObject>(
+                 interceptor_, toolbar->controls->all, controlKind, id)) != nullptr;
     }
-    case Kind::toolbar:
+    case ObjectKind::toolbar:
       break;
   }
   return false;
 }
 
-bool Host::remove(Kind kind, const std::string& id) {
+bool Host::remove(ObjectKind kind, const std::string& id) {
   UserInterfaceObject& ui = *application_->userInterface;
   switch (kind) {
-    case Kind::palette:
+    case ObjectKind::palette:
       return ui.palettes->all.remove(ui.palettes->all.find(id));
-    case Kind::definition:
+    case ObjectKind::definition:
       return ui.definitions->all.remove(ui.definitions->all.find(id));
-    case Kind::control:
-    case Kind::plainControl:
+    case ObjectKind::control:
+    case ObjectKind::plainControl:
       for (const auto& toolbar : ui.toolbars->all.items()) {
         auto& controls = toolbar->controls->all;
         const ControlObject* const control = controls.find(id);
-        if (control != nullptr && control->showsCommand() == (kind == Kind::control)) {
+        if (control != nullptr && control->showsCommand() == (kind == ObjectKind::control)) {
           return controls.remove(control);
         }
       }
       return false;
-    case Kind::toolbar:
+    case ObjectKind::toolbar:
       return ui.toolbars->all.remove(ui.toolbars->all.find(id));
   }
   return false;
@@ -181,12 +170,12 @@ Json Host::state() const {
   for (const auto& palette : ui.palettes->all.items()) {
     state["palettes"].push_back(
         {{"id", palette->id()},
-         {"title", palette->values.title},
-         {"address", palette->values.address},
-         {"visible", palette->values.visible},
+         {"title", palette->values().title},
+         {"address", palette->values().address},
+         {"visible", palette->values().visible},
          {"dockingState", palette->dockingState},
-         {"width", palette->values.width},
-         {"height", palette->values.height},
+         {"width", palette->values().width},
+         {"height", palette->values().height},
          {"handlers", palette->incomingFromHTML->registrations.handlerNames()}});
   }
   state["toolbars"] = Json::array();
@@ -207,30 +196,12 @@ Json Host::state() const {
          {"handlers", definition->commandCreated->registrations.handlerNames()}});
   }
   state["onlineStatusHandlers"] = application_->onlineStatusChanged->registrations.handlerNames();
-  state["infoFile"] = infoFile();
-  state["references"] = ledger().references;
-  state["text"] = ledger().texts;
-  state["opened"] = opened_;
   return state;
-}
-
-std::string Host::infoFile() const {
-  std::string path = settings_.executable;
-  if (path.size() > 511) path.clear();  // more than the add-in has room for
-  const auto separator = path.find_last_of("/\\");
-  path.erase(separator == std::string::npos ? 0 : separator);
-  const auto anchor = path.find("Autodesk");
-  if (anchor != std::string::npos) path.erase(anchor);
-  return path + addinFolder + "/Velorin_Info.txt";
-}
-
-const std::vector<std::vector<std::string>>& Host::opened() const {
-  return opened_;
 }
 
 void Host::notify(core::EventHandler& handler, const std::function<void()>& call) {
   guarded([&] {
-    gate_.event({{"event", "notify"}, {"handler", typeName(typeid(handler))}});
+    interceptor_.trace.publish({{"event", "notify"}, {"handler", typeName(typeid(handler))}});
     call();
   });
 }
@@ -246,13 +217,8 @@ void Host::guarded(const std::function<void()>& call) {
     const std::type_info* const type = abi::__cxa_current_exception_type();
     threw = {{"event", "threw"}, {"type", type == nullptr ? "" : typeName(*type)}, {"what", ""}};
   }
-  if (recorder_) {
-    for (auto& arguments : recorder_->collect()) {
-      gate_.event({{"event", "open"}, {"args", arguments}});
-      opened_.push_back(std::move(arguments));
-    }
-  }
-  if (!threw.is_null()) gate_.event(threw);
+  callReturned.publish();
+  if (!threw.is_null()) interceptor_.trace.publish(threw);
 }
 
 ToolbarObject* Host::firstToolbar() const {
@@ -269,19 +235,6 @@ PaletteObject* Host::palette(const std::string& id) const {
 core::Application* core::Application::get_raw() {
   substitute::Host* const host = substitute::Host::current();
   if (host == nullptr) return nullptr;
-  return host->gate().object("Application.get", nullptr, [&] { return &host->application(); });
-}
-
-// The system's on macOS: 0, or -1 with the size that it takes and `path` left alone.
-extern "C" int _NSGetExecutablePath(char* path, std::uint32_t* size) {
-  substitute::Host* const host = substitute::Host::current();
-  if (host == nullptr) return -1;
-  const std::string& executable = host->settings().executable;
-  const auto needed = static_cast<std::uint32_t>(executable.size() + 1);
-  if (needed > *size) {
-    *size = needed;
-    return -1;
-  }
-  std::memcpy(path, executable.c_str(), needed);
-  return 0;
+  return host->interceptor().call(substitute::Operation::Application_get, nullptr,
+                                  [&] { return &host->application(); });
 }

@@ -1,0 +1,106 @@
+// The substitute host as a program drives it: what the user does, what the host's surroundings do,
+// and what can be seen of it. The add-in meets the same host through <Core/CoreAll.h>.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "substitute/api/CallInterceptor.h"
+#include "substitute/api/Export.h"
+#include "substitute/api/ReferenceCounted.h"
+#include "substitute/api/Signal.h"
+#include "substitute/api/Trace.h"
+
+namespace substitute {
+
+class ApplicationObject;
+class PaletteObject;
+class ToolbarObject;
+
+// The host's values at its start.
+struct Settings {
+  // The path that the host reports as its executable, byte for byte.
+  std::string executable;
+  bool offline = false;
+  int language = 2;
+  // The answer to the text command "Debug.EntitlementString"; nothing: the host returns null.
+  std::optional<std::string> entitlement;
+};
+
+// What can be put into the host and taken away by hand. A plain control shows no command.
+enum class ObjectKind { palette, definition, control, plainControl, toolbar };
+
+// What comes of a press on a button.
+enum class ClickResult { done, noControl, noDefinition };
+
+// The one host of the process. All of it belongs to one thread.
+class SUBSTITUTE_API Host {
+ public:
+  // Throws std::logic_error when there is a host already.
+  explicit Host(Settings settings);
+
+  // The add-in is unloaded by now.
+  ~Host();
+  Host(const Host&) = delete;
+  Host& operator=(const Host&) = delete;
+
+  // The host of the process; null when there is none.
+  static Host* current();
+
+  const Settings& settings() const { return settings_; }
+  CallInterceptor& interceptor() { return interceptor_; }
+
+  // The root of the host's objects; they live as long as the host.
+  ApplicationObject& application() { return *application_; }
+  const ApplicationObject& application() const { return *application_; }
+
+  // Published whenever a call into the add-in is over, before an exception that left it is traced.
+  Signal<> callReturned;
+
+  // Calls an entry point of the add-in and traces both ends under its `name`, such as "run". The
+  // result is the entry point's, or nothing when an exception left it, which is traced.
+  std::optional<bool> callEntryPoint(const std::string& name,
+                                     const std::function<bool()>& entryPoint);
+
+  // Sets the status and raises the online-status event.
+  void setOffline(bool offline);
+
+  // Raises the online-status event with an empty handle in place of its arguments.
+  void reportStatusWithoutArguments();
+
+  void setLanguage(int language);
+  void setEntitlement(std::optional<std::string> entitlement);
+
+  // Presses the button of the command control `id`: the host creates the command and executes it.
+  ClickResult click(const std::string& id);
+
+  // The page of the palette `id` sends `data`; nothing: a message without a string. False when
+  // there is no such palette.
+  bool message(const std::string& id, std::optional<std::string> data);
+
+  // The user shows or hides the palette `id`. False when there is none.
+  bool setVisible(const std::string& id, bool visible);
+
+  // Puts an object there, or takes it away. False when the id is taken, or is not there. A control
+  // goes into the first toolbar; a toolbar can only be removed.
+  bool plant(ObjectKind kind, const std::string& id);
+  bool remove(ObjectKind kind, const std::string& id);
+
+  // The host's values and objects: the keys "offline" to "onlineStatusHandlers" of the state
+  // (docs/substitute-host.md).
+  Json state() const;
+
+ private:
+  void notify(adsk::core::EventHandler& handler, const std::function<void()>& call);
+  void guarded(const std::function<void()>& call);
+  ToolbarObject* firstToolbar() const;
+  PaletteObject* palette(const std::string& id) const;
+
+  Settings settings_;
+  CallInterceptor interceptor_;
+  HostPtr<ApplicationObject> application_;
+};
+
+}  // namespace substitute

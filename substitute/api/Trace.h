@@ -1,0 +1,20 @@
+// The trace's entries and their spelling.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <typeinfo>
+
+#include "substitute/api/Export.h"
+
+namespace substitute {
+
+using Json = nlohmann::ordered_json;
+
+// `json` in one line; bytes that are not UTF-8 become U+FFFD.
+SUBSTITUTE_API std::string line(const Json& json);
+
+// The name of a type, in the language's own spelling.
+SUBSTITUTE_API std::string typeName(const std::type_info& type);
+
+}  // namespace substitute

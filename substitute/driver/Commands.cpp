@@ -1,0 +1,215 @@
+#include "substitute/driver/Commands.h"
+
+#include <charconv>
+#include <cstdint>
+#include <optional>
+#include <utility>
+
+#include "substitute/api/Host.h"
+#include "substitute/driver/Scenario.h"
+#include "substitute/driver/ScenarioRunner.h"
+#include "substitute/driver/Velorin.h"
+
+namespace substitute {
+
+namespace {
+
+const std::vector<std::pair<std::string, ObjectKind>> kinds = {
+    {"palette", ObjectKind::palette},
+    {"definition", ObjectKind::definition},
+    {"control", ObjectKind::control},
+    {"toolbar", ObjectKind::toolbar},
+    {"plain-control", ObjectKind::plainControl},
+};
+
+std::vector<std::string> kindNames() {
+  std::vector<std::string> names;
+  for (const auto& kind : kinds) names.push_back(kind.first);
+  return names;
+}
+
+// Throws ScenarioError for a name that is not one of kindNames().
+ObjectKind kindNamed(const std::string& name) {
+  std::string all;
+  for (const auto& kind : kinds) {
+    if (kind.first == name) return kind.second;
+    all += (all.empty() ? "" : ", ") + kind.first;
+  }
+  throw ScenarioError("'" + name + "' is not a kind of object; there are " + all);
+}
+
+// Reads all of `word` as a number. False when it is none, or too large for the type.
+template <class Number>
+bool parseNumber(const std::string& word, Number& number) {
+  const char* const end = word.data() + word.size();
+  const auto [rest, error] = std::from_chars(word.data(), end, number);
+  return error == std::errc() && rest == end;
+}
+
+void click(ScenarioRunner& runner, const Arguments& arguments) {
+  const std::string id = arguments.empty() ? learningButton : arguments[0];
+  switch (runner.host().click(id)) {
+    case ClickResult::done:
+      break;
+    case ClickResult::noControl:
+      runner.reporter().say("There is no button " + quoted(id) + ".");
+      break;
+    case ClickResult::noDefinition:
+      runner.reporter().say("The button " + quoted(id) + " has no command; nothing happens.");
+      break;
+  }
+}
+
+void sendMessage(ScenarioRunner& runner, std::optional<std::string> data) {
+  if (runner.host().message(learningPalette, std::move(data))) return;
+  runner.reporter().say("There is no palette " + quoted(learningPalette) +
+                        " whose page could send that.");
+}
+
+void checkLanguage(const Arguments& arguments) {
+  int number = 0;
+  if (!parseNumber(arguments[0], number)) {
+    throw ScenarioError("'" + arguments[0] + "' is not a 32-bit number");
+  }
+}
+
+void setLanguage(ScenarioRunner& runner, const Arguments& arguments) {
+  int language = 0;
+  parseNumber(arguments[0], language);
+  runner.host().setLanguage(language);
+}
+
+void setEntitlement(ScenarioRunner& runner, const Arguments& arguments) {
+  runner.host().setEntitlement(arguments.empty() ? std::nullopt : std::optional(arguments[0]));
+}
+
+void setVisible(ScenarioRunner& runner, bool visible) {
+  if (runner.host().setVisible(learningPalette, visible)) return;
+  runner.reporter().say("There is no palette " + quoted(learningPalette) + ".");
+}
+
+void checkPlanted(const Arguments& arguments) {
+  if (kindNamed(arguments[0]) == ObjectKind::toolbar) {
+    throw ScenarioError("a toolbar can only be removed");
+  }
+}
+
+void plant(ScenarioRunner& runner, const Arguments& arguments) {
+  if (runner.host().plant(kindNamed(arguments[0]), arguments[1])) return;
+  runner.reporter().say("The host refuses the " + arguments[0] + " " + quoted(arguments[1]) +
+                        ": its id is taken, or there is no toolbar to put it in.");
+}
+
+void remove(ScenarioRunner& runner, const Arguments& arguments) {
+  if (runner.host().remove(kindNamed(arguments[0]), arguments[1])) return;
+  runner.reporter().say("There is no " + arguments[0] + " " + quoted(arguments[1]) + ".");
+}
+
+struct Fault {
+  Operation operation;
+  std::uint64_t nth = 1;
+  Failure how = Failure::null;
+};
+
+// OPERATION [N] [null|throw]. Throws ScenarioError.
+Fault parseFault(const Arguments& arguments) {
+  const std::optional<Operation> operation = operationNamed(arguments[0]);
+  if (!operation) throw ScenarioError("'" + arguments[0] + "' is not an operation of the host");
+  Fault fault{*operation};
+  std::size_t next = 1;
+  if (next < arguments.size() && parseNumber(arguments[next], fault.nth)) ++next;
+  if (fault.nth == 0) throw ScenarioError("calls are counted from 1");
+  if (next < arguments.size()) {
+    if (arguments[next] != "null" && arguments[next] != "throw") {
+      throw ScenarioError("'" + arguments[next] +
+                          "' is not a count of calls, nor 'null' or 'throw'");
+    }
+    fault.how = arguments[next] == "throw" ? Failure::exception : Failure::null;
+    ++next;
+  }
+  if (next < arguments.size()) throw ScenarioError("'fail' takes nothing behind that");
+  return fault;
+}
+
+void planFault(ScenarioRunner& runner, const Arguments& arguments) {
+  const Fault fault = parseFault(arguments);
+  runner.host().interceptor().faults.add(fault.operation, fault.nth, fault.how);
+  const std::string which = fault.nth == 1 ? "The next call of " + arguments[0]
+                                           : "Call " + std::to_string(fault.nth) + " of " +
+                                                 arguments[0] + ", counted from here,";
+  runner.reporter().say(
+      which + (fault.how == Failure::exception ? " will throw." : " will return nothing."));
+}
+
+std::vector<std::string> faultWords() {
+  std::vector<std::string> words = operationNames();
+  words.insert(words.end(), {"null", "throw"});
+  return words;
+}
+
+constexpr ArgumentForm none = {0, 0};
+constexpr ArgumentForm atMostOne = {0, 1};
+constexpr ArgumentForm one = {1, 1};
+constexpr ArgumentForm two = {2, 2};
+constexpr ArgumentForm restOfLine = {0, 1, true};
+
+}  // namespace
+
+const std::vector<CommandEntry>& commands() {
+  using Runner = ScenarioRunner;
+  static const std::vector<CommandEntry> all = {
+      {"start", "", "load the library, call run, tell its result", none,
+       [](Runner& runner, const Arguments&) { runner.start(); }},
+      {"stop", "", "call stop, tell its result, unload the library", none,
+       [](Runner& runner, const Arguments&) { runner.stop(); }},
+      {"unload", "", "unload without stop", none,
+       [](Runner& runner, const Arguments&) { runner.unload(); }},
+      {"click", "[ID]", "press the button (runTeachPalette): create and execute its command",
+       atMostOne, click},
+      {"message", "[DATA]", "the learning page sends DATA, all bytes after the one space",
+       restOfLine,
+       [](Runner& runner, const Arguments& arguments) {
+         sendMessage(runner, arguments.empty() ? "" : arguments[0]);
+       }},
+      {"message-null", "", "the learning page sends a message without a string", none,
+       [](Runner& runner, const Arguments&) { sendMessage(runner, {}); }},
+      {"online", "", "go online and raise the online-status event", none,
+       [](Runner& runner, const Arguments&) { runner.host().setOffline(false); }},
+      {"offline", "", "go offline and raise the online-status event", none,
+       [](Runner& runner, const Arguments&) { runner.host().setOffline(true); }},
+      {"language", "N", "set the host's user language (2 is Czech)", one, setLanguage,
+       checkLanguage},
+      {"entitlement", "[TEXT]", "set the host's entitlement text; alone, the host has none",
+       restOfLine, setEntitlement},
+      {"hide", "", "the user hides the palette", none,
+       [](Runner& runner, const Arguments&) { setVisible(runner, false); }},
+      {"show", "", "the user shows the palette", none,
+       [](Runner& runner, const Arguments&) { setVisible(runner, true); }},
+      {"close", "", "the user closes the palette with its close button, which hides it", none,
+       [](Runner& runner, const Arguments&) { setVisible(runner, false); }},
+      {"plant", "KIND ID", "put a palette, definition, control or plain-control there", two, plant,
+       checkPlanted, kindNames},
+      {"remove", "KIND ID", "take one of these away, or a toolbar", two, remove,
+       [](const Arguments& arguments) { kindNamed(arguments[0]); }, kindNames},
+      {"fail",
+       "OPERATION [N] [null|throw]",
+       "the N-th coming call of OPERATION (1) fails once",
+       {1, 3},
+       planFault,
+       [](const Arguments& arguments) { parseFault(arguments); },
+       faultWords},
+      {"state", "", "print the host's state as one line of JSON", none,
+       [](Runner& runner, const Arguments&) { runner.reporter().print(line(runner.state())); },
+       nullptr, nullptr, true},
+  };
+  return all;
+}
+
+const CommandEntry* findCommand(const std::string& name) {
+  for (const CommandEntry& entry : commands()) {
+    if (name == entry.name) return &entry;
+  }
+  return nullptr;
+}
+
+}  // namespace substitute

@@ -1,0 +1,238 @@
+#include "substitute/driver/Reporter.h"
+
+#include <algorithm>
+#include <fstream>
+#include <ostream>
+
+#include "substitute/api/HostObjects.h"
+#include "substitute/driver/Velorin.h"
+
+namespace substitute {
+
+namespace {
+
+std::string plural(long count, const std::string& noun) {
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+// The objects of `all` among what was changed, in the order in which they were created.
+template <class T, class Changes>
+std::vector<const T*> present(const Collection<T>& all, const Changes& changes) {
+  std::vector<const T*> objects;
+  for (const auto& change : changes) {
+    const T* const object = all.find(change.first);
+    if (object != nullptr) objects.push_back(object);
+  }
+  std::sort(objects.begin(), objects.end(),
+            [](const T* a, const T* b) { return a->serial() < b->serial(); });
+  return objects;
+}
+
+// The titles of what was changed and is not in `all` any more, in the same order.
+template <class T, class Changes>
+std::vector<std::string> titlesOfGone(const Collection<T>& all, const Changes& changes) {
+  std::map<unsigned long, std::string> titles;
+  for (const auto& [id, former] : changes) {
+    if (former && all.find(id) == nullptr) titles[former->serial] = former->title;
+  }
+  std::vector<std::string> result;
+  for (auto& title : titles) result.push_back(std::move(title.second));
+  return result;
+}
+
+}  // namespace
+
+std::string quoted(const std::string& string) {
+  return '"' + string + '"';
+}
+
+Reporter::Reporter(Host& host, std::ostream& out)
+    : host_(host),
+      out_(out),
+      infoFile_(infoFile()),
+      trace_(host.interceptor().trace.subscribe([this](const Json& entry) { tellEvent(entry); })) {
+  const UserInterfaceObject& ui = *host_.application().userInterface;
+  collections_ = {
+      ui.palettes->all.changing.subscribe([this](const std::string& id) { keepPalette(id); }),
+      ui.definitions->all.changing.subscribe([this](const std::string& id) { keepDefinition(id); }),
+      ui.toolbars->all.changing.subscribe([this](const std::string& id) { keepControls(id); })};
+  for (const auto& toolbar : ui.toolbars->all.items()) {
+    collections_.push_back(toolbar->controls->all.changing.subscribe(
+        [this, id = toolbar->id()](const std::string& /*control*/) { keepControls(id); }));
+  }
+}
+
+void Reporter::print(const std::string& line) {
+  out_ << line << '\n' << std::flush;
+}
+
+void Reporter::say(const std::string& sentence) {
+  print("  " + sentence);
+}
+
+void Reporter::tellResult(const std::string& entryPoint, std::optional<bool> result) {
+  if (result) say(entryPoint + " returned " + (*result ? "true." : "false."));
+}
+
+void Reporter::tellUnloaded(bool stillLoaded) {
+  say(stillLoaded ? diagnostic::stillLoaded : "The add-in is unloaded.");
+  const ResourceCounts& counts = resourceCounts();
+  if (counts.references == 0 && counts.strings == 0) {
+    say("It holds nothing of the host any more.");
+  } else {
+    say("It left " + plural(counts.references, "reference") + " and " +
+        plural(counts.strings, "text") + " of the host's behind.");
+  }
+}
+
+void Reporter::watchChanges() {
+  const ApplicationObject& application = host_.application();
+  offline_ = application.offline;
+  language_ = application.preferences->general->language;
+  entitlement_ = application.entitlement;
+  palettes_.clear();
+  definitions_.clear();
+  toolbars_.clear();
+}
+
+void Reporter::tellChanges() {
+  tellSettings();
+  tellPalettes();
+  tellDefinitions();
+  tellToolbars();
+  tellInfoFile();
+  tellBrokenRules();
+  watchChanges();
+}
+
+void Reporter::tellEvent(const Json& entry) {
+  const auto event = entry.find("event");
+  if (event == entry.end()) return;
+  if (*event == "threw") {
+    say("An exception left the add-in: " + entry["type"].get<std::string>() + ", " +
+        quoted(entry["what"].get<std::string>()) + ".");
+  } else if (*event == "open") {
+    const Json& arguments = entry["args"];
+    std::string list;
+    for (const Json& argument : arguments) list += " " + quoted(argument.get<std::string>());
+    say("open ran with " + plural(static_cast<long>(arguments.size()), "argument") +
+        (list.empty() ? "" : ":" + list) + ".");
+  }
+}
+
+void Reporter::tellSettings() {
+  const ApplicationObject& application = host_.application();
+  const int language = application.preferences->general->language;
+  const auto& entitlement = application.entitlement;
+  if (application.offline != offline_) {
+    say(application.offline ? "The host is offline." : "The host is online.");
+  }
+  if (language != language_) say("The host's language is now " + std::to_string(language) + ".");
+  if (entitlement != entitlement_) {
+    say("The host's entitlement is now " + (entitlement ? line(*entitlement) : "null") + ".");
+  }
+}
+
+void Reporter::tellPalettes() {
+  const auto& all = host_.application().userInterface->palettes->all;
+  for (const PaletteObject* const palette : present(all, palettes_)) {
+    const PaletteValues& values = palette->values();
+    const std::string name = "The palette " + quoted(values.title);
+    const auto& former = palettes_.at(palette->id());
+    if (!former) {
+      say(name + (values.visible ? " opened" : " was made, hidden,") +
+          (values.address.empty() ? " without a page." : " at " + values.address));
+    } else if (former->visible != values.visible) {
+      say(name + (values.visible ? " is shown." : " is hidden."));
+    }
+  }
+  for (const std::string& title : titlesOfGone(all, palettes_)) {
+    say("The palette " + quoted(title) + " is gone.");
+  }
+}
+
+void Reporter::tellDefinitions() {
+  const auto& all = host_.application().userInterface->definitions->all;
+  for (const DefinitionObject* const definition : present(all, definitions_)) {
+    if (definitions_.at(definition->id())) continue;
+    const std::string& icons = definition->resourceFolder;
+    say("The command " + quoted(definition->name) + " is defined, " +
+        (icons.empty() ? "without icons." : "its icons in " + quoted(icons) + "."));
+  }
+  for (const std::string& title : titlesOfGone(all, definitions_)) {
+    say("The command " + quoted(title) + " is gone.");
+  }
+}
+
+void Reporter::tellToolbars() {
+  for (const auto& [id, former] : toolbars_) {
+    const std::string name = "The toolbar " + quoted(id);
+    if (host_.application().userInterface->toolbars->all.find(id) == nullptr) {
+      say(name + " is gone.");
+      continue;
+    }
+    const Controls now = controlsOf(id);
+    if (now == former) continue;
+    std::string list;
+    for (const auto& control : now) list += (list.empty() ? "" : ", ") + control.first;
+    say(name + " now holds " + (list.empty() ? "nothing" : list) + ".");
+  }
+}
+
+void Reporter::tellInfoFile() {
+  const std::string now = infoFile();
+  if (now != infoFile_) say("The info file reads: " + (now.empty() ? "nothing" : now));
+  infoFile_ = now;
+}
+
+void Reporter::tellBrokenRules() {
+  const ResourceCounts& counts = resourceCounts();
+  if (counts.invalidReleases != invalidReleases_) say(diagnostic::invalidRelease);
+  if (counts.invalidDeallocations != invalidDeallocations_) say(diagnostic::invalidDeallocation);
+  invalidReleases_ = counts.invalidReleases;
+  invalidDeallocations_ = counts.invalidDeallocations;
+}
+
+void Reporter::keepPalette(const std::string& id) {
+  const PaletteObject* const palette = host_.application().userInterface->palettes->all.find(id);
+  std::optional<Former> former;
+  if (palette != nullptr) {
+    former = Former{palette->serial(), palette->values().title, palette->values().visible};
+  }
+  palettes_.emplace(id, former);  // the first change keeps what was before all
+}
+
+void Reporter::keepDefinition(const std::string& id) {
+  const DefinitionObject* const definition =
+      host_.application().userInterface->definitions->all.find(id);
+  std::optional<Former> former;
+  if (definition != nullptr) former = Former{definition->serial(), definition->name, true};
+  definitions_.emplace(id, former);
+}
+
+void Reporter::keepControls(const std::string& toolbar) {
+  const bool exists = host_.application().userInterface->toolbars->all.find(toolbar) != nullptr;
+  if (exists && toolbars_.count(toolbar) == 0) toolbars_[toolbar] = controlsOf(toolbar);
+}
+
+Reporter::Controls Reporter::controlsOf(const std::string& toolbar) const {
+  Controls controls;
+  const ToolbarObject* const object =
+      host_.application().userInterface->toolbars->all.find(toolbar);
+  for (const auto& control : object->controls->all.items()) {
+    controls.emplace_back(control->id(), control->className());
+  }
+  return controls;
+}
+
+// The first two lines of the info file; empty when it has none.
+std::string Reporter::infoFile() const {
+  std::ifstream file(infoFileOf(host_));
+  std::string date;
+  std::string count;
+  if (!std::getline(file, date)) return "";
+  std::getline(file, count);
+  return date.substr(0, 80) + " / " + count.substr(0, 80);
+}
+
+}  // namespace substitute

@@ -1,0 +1,32 @@
+// All that the driver knows of the add-in that it is made for. Whatever else it loads has only the
+// host's interface to meet.
+#pragma once
+
+#include <string>
+
+#include "substitute/api/Host.h"
+
+namespace substitute {
+
+// The palette whose page sends messages, and which the user hides, shows and closes.
+inline constexpr const char* learningPalette = "teachPalete";
+
+// The control of the button that the user presses.
+inline constexpr const char* learningButton = "runTeachPalette";
+
+// The built library's file name.
+inline constexpr const char* libraryName = "Velorin.so";
+
+// What a host says when it is asked for its entitlement.
+inline constexpr const char* exampleEntitlement = "VELORIN-EXAMPLE 2026";
+
+// The values of a host that is installed in `directory`.
+Settings settingsIn(const std::string& directory);
+
+// The add-in's folder in the installation in `directory`.
+std::string addinFolderIn(const std::string& directory);
+
+// Where the add-in keeps its info file when `host` reports its executable.
+std::string infoFileOf(const Host& host);
+
+}  // namespace substitute
