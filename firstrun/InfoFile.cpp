@@ -28,17 +28,18 @@ std::int32_t next(std::int32_t count) {
 
 std::int32_t AutoOpenPalette() {
   const std::string path = SetAddinLocation(GetExecutableDirectory()) + "/Velorin_Info.txt";
+  std::fstream file;
   if (!FileExists(path)) {
-    std::fstream file(path, std::ios::in | std::ios::out | std::ios::trunc);
+    file.open(path, std::ios::in | std::ios::out | std::ios::trunc);
     file << datetime() << "\n1";
     return 0;
   }
 
-  std::ifstream input(path);
-  if (!input.is_open()) return -1;
+  file.open(path, std::ios::in);
+  if (!file.is_open()) return -1;
   std::vector<std::string> lines;
-  for (std::string line; std::getline(input, line);) lines.push_back(line);
-  input.close();
+  for (std::string line; std::getline(file, line);) lines.push_back(line);
+  file.close();
 
   std::int32_t count = 0;
   if (lines.size() < 2) {
@@ -48,7 +49,7 @@ std::int32_t AutoOpenPalette() {
     lines[1] = std::to_string(next(count));
   }
 
-  std::ofstream output(path);
-  for (const std::string& line : lines) output << line << '\n';
+  file.open(path, std::ios::out);
+  for (const std::string& line : lines) file << line << '\n';
   return count;
 }
