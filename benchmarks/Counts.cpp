@@ -131,9 +131,10 @@ std::time_t time(std::time_t* timer) noexcept {
 int main(int argc, char** argv) {
   const std::vector<std::string> words(argv + 1, argv + argc);
   const std::string what = words.empty() ? "" : words[0];
-  clearenv();  // it is searched for the time zone
-  setenv("TZ", "UTC0", 1);
-  tzset();
+  // The environment is searched for the time zone.
+  static char timeZone[] = "TZ=UTC0";
+  clearenv();
+  putenv(timeZone);
   try {
     const Installation installation;
     if (what == "update" && words.size() == 4) {
