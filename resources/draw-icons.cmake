@@ -1,5 +1,6 @@
 # cmake -DOUTPUT=FOLDER -P draw-icons.cmake: makes the buttons' icons from the drawings, in the
-# folders and sizes that the host asks for.
+# folders and sizes that the host asks for. The picture of 16 pixels has a drawing of its own: reduced,
+# the larger one would be blurred.
 find_program(RSVG_CONVERT rsvg-convert)
 if(NOT RSVG_CONVERT)
   message(FATAL_ERROR "rsvg-convert is not there. Install the Debian package librsvg2-bin.")
@@ -13,9 +14,13 @@ function(draw folder drawing)
       separate_arguments(picture)
       list(GET picture 0 name)
       list(GET picture 1 pixels)
+      set(file ${drawing})
+      if(pixels EQUAL 16)
+        set(file ${drawing}-16)
+      endif()
       execute_process(
         COMMAND ${RSVG_CONVERT} --width ${pixels} --height ${pixels}
-                --output ${OUTPUT}/${folder}/${name} ${CMAKE_CURRENT_LIST_DIR}/drawings/${drawing}.svg
+                --output ${OUTPUT}/${folder}/${name} ${CMAKE_CURRENT_LIST_DIR}/drawings/${file}.svg
         COMMAND_ERROR_IS_FATAL ANY)
     endforeach()
   endforeach()

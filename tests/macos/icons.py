@@ -1,5 +1,6 @@
 """The buttons' icons: in the sizes that the host asks for, seen on any bar, and as drawn."""
 
+import itertools
 import os
 import struct
 import subprocess
@@ -17,6 +18,18 @@ PICTURES = {
     "16x16@2x.png": 32, "32x32@2x.png": 64, "64x64@2x.png": 128,
 }
 ICONS = [f"{folder}/{picture}" for folder in FOLDERS for picture in PICTURES]
+BARS = ((0xF5, 0xF5, 0xF5), (0x33, 0x38, 0x3F))
+
+
+def luminance(colour):
+    parts = [c / 255 for c in colour]
+    parts = [p / 12.92 if p <= 0.04045 else ((p + 0.055) / 1.055) ** 2.4 for p in parts]
+    return 0.2126 * parts[0] + 0.7152 * parts[1] + 0.0722 * parts[2]
+
+
+def contrast(one, other):
+    darker, lighter = sorted((luminance(one), luminance(other)))
+    return (lighter + 0.05) / (darker + 0.05)
 
 
 class Picture:
@@ -44,6 +57,13 @@ class Picture:
     def ink(self):
         """What is seen: places with their colour, wherever something is drawn at all."""
         return {place: pixel for place, pixel in enumerate(self.pixels) if pixel[3] > 0}
+
+    def seen_on(self, ground):
+        """The colours on a ground, pixels row by row."""
+        return [
+            tuple((c * alpha + g * (255 - alpha)) / 255 for c, g in zip(colour, ground))
+            for *colour, alpha in self.pixels
+        ]
 
     def _unfiltered(self, data):
         stride = 4 * self.width
@@ -86,20 +106,34 @@ class Icons(unittest.TestCase):
                 self.assertGreater(len(differing), size * size / 10, f"{folder}/{name}")
 
     def StandOutOnLightAndDarkBars(self):
-        def luminance(colour):
-            parts = [c / 255 for c in colour]
-            parts = [p / 12.92 if p <= 0.04045 else ((p + 0.055) / 1.055) ** 2.4 for p in parts]
-            return 0.2126 * parts[0] + 0.7152 * parts[1] + 0.0722 * parts[2]
-
         for icon in ICONS:
             solid = [pixel[:3] for pixel in self.picture(icon).pixels if pixel[3] == 255]
-            for bar in ((0xF5, 0xF5, 0xF5), (0x33, 0x38, 0x3F)):
-                ground = luminance(bar)
-                ratios = [
-                    (max(ground, l) + 0.05) / (min(ground, l) + 0.05) for l in map(luminance, solid)
-                ]
-                clear = sum(ratio >= 2 for ratio in ratios)
+            for bar in BARS:
+                clear = sum(contrast(colour, bar) >= 2 for colour in solid)
                 self.assertGreater(clear, len(solid) * 0.6, f"{icon} on {bar}")
+
+    def HaveEdgesOnThePixelsOfTheSmallest(self):
+        for folder in FOLDERS:
+            ink = self.picture(f"{folder}/16x16.png").ink().values()
+            blurred = sum(alpha < 255 for *_, alpha in ink)
+            self.assertLess(blurred, len(ink) * 0.4, folder)
+
+    def StandOutMoreWhenSmallest(self):
+        for folder in FOLDERS:
+            pixels = self.picture(f"{folder}/16x16.png").pixels
+            solid = [pixel[:3] for pixel in pixels if pixel[3] == 255]
+            for bar in BARS:
+                clear = sum(contrast(colour, bar) >= 3 for colour in solid)
+                self.assertGreater(clear, len(solid) * 0.85, f"{folder} on {bar}")
+
+    def AreToldApartAlsoWhenSmallest(self):
+        for one, other in itertools.combinations(FOLDERS, 2):
+            for bar in BARS:
+                pair = [self.picture(f"{folder}/16x16.png").seen_on(bar) for folder in (one, other)]
+                differing = sum(
+                    max(abs(a - b) for a, b in zip(*colours)) > 64 for colours in zip(*pair)
+                )
+                self.assertGreater(differing, 16 * 16 / 4, f"{one} and {other} on {bar}")
 
     def AreThoseOfTheDrawings(self):
         with tempfile.TemporaryDirectory() as folder:
