@@ -88,9 +88,17 @@ class MacPackage(unittest.TestCase):
         }
         self.assertEqual(wanted, manifest)
 
+    def guide(self):
+        return self.zip.read("Velorin/Install.html").decode("utf-8")
+
+    def sections(self):
+        """The guide's Czech and English parts."""
+        sections = re.findall(r"<section .*?</section>", self.guide(), re.S)
+        self.assertEqual(2, len(sections))
+        return sections
+
     def GuideTellsWhatTripsPeople(self):
-        guide = self.zip.read("Velorin/Install.html").decode("utf-8")
-        czech, english = guide.split('<section lang="en">')
+        czech, english = self.sections()
         release = (
             "<code>xattr -dr com.apple.quarantine "
             '~/"Library/Application Support/Autodesk/Autodesk Fusion 360/API/AddIns/Velorin"</code>'
@@ -105,8 +113,25 @@ class MacPackage(unittest.TestCase):
             self.assertIn(add, text)
             self.assertIn(create, text)
             self.assertIn(missing, text)
-        for picture in re.findall(r'src="([^"]+)"', guide):
-            self.assertIn(f"Velorin/{picture}", self.zip.namelist())
+
+    def GuideTellsTheSameInBothLanguages(self):
+        czech, english = self.sections()
+        for text, licence, keep in (
+            (czech, "Licenční text", "Celou složku Velorin nenahrazujte"),
+            (english, "The licence text", "Do not replace the whole folder Velorin"),
+        ):
+            self.assertIn(licence, text)
+            self.assertRegex(text, keep + r": [^.]*Velorin_Info\.txt")
+            self.assertIn(f"Velorin {version()}</h1>", text)
+        pictures = [re.findall(r'src="([^"]+)"', text) for text in (czech, english)]
+        self.assertEqual(pictures[0], pictures[1])
+        self.assertEqual(1, len(pictures[0]))
+        self.assertIn(f"Velorin/{pictures[0][0]}", self.zip.namelist())
+
+    def GuideLeadsFromEachLanguageToTheOther(self):
+        for here, there in zip(self.sections(), reversed(self.sections())):
+            (target,) = re.findall(r'href="#(\w+)"', here)
+            self.assertIn(f'<section id="{target}"', there)
 
 
 if __name__ == "__main__":
