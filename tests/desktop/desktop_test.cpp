@@ -4,39 +4,27 @@
 #include <QAction>
 #include <QApplication>
 #include <QDir>
-#include <QElapsedTimer>
-#include <QEventLoop>
 #include <QFile>
-#include <QInputDialog>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMenu>
-#include <QMenuBar>
 #include <QPainter>
 #include <QProcess>
 #include <QSslSocket>
-#include <QStandardItemModel>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QTimer>
 #include <QToolButton>
 #include <QTreeView>
-#include <QWebEngineView>
 #include <filesystem>
 #include <fstream>
-#include <optional>
-#include <stdexcept>
 
 #include "substitute/api/HostObjects.h"
-#include "substitute/desktop/MainWindow.h"
-#include "substitute/desktop/PaletteDock.h"
 #include "substitute/desktop/TracePanel.h"
-#include "substitute/desktop/WebPage.h"
 #include "substitute/driver/Files.h"
 #include "substitute/driver/HostMonitor.h"
 #include "substitute/driver/OpenRecorder.h"
 #include "substitute/driver/ScenarioRunner.h"
 #include "substitute/driver/Velorin.h"
+#include "tests/desktop/DesktopFixture.h"
 
 namespace {
 
@@ -44,150 +32,7 @@ using namespace substitute;
 
 using Runs = std::vector<std::vector<std::string>>;
 
-constexpr int patience = 60000;
 constexpr const char* sketchAddress = "https://learning.velorin.example/fusion360/first-sketch.asp";
-
-QString beside(const char* name) {
-  return QString::fromStdString(besideProgram(name));
-}
-
-// One for the process: the engine learns its port once.
-const LearningSite& site() {
-  static const LearningSite site(beside("site"), beside("learning-site.crt"),
-                                 beside("learning-site.key"));
-  return site;
-}
-
-// Lets everything run until `condition` holds; false when it never does. (QTest's own waiting gives
-// the engine too little to run.)
-bool becomes(const std::function<bool()>& condition) {
-  QEventLoop loop;
-  QElapsedTimer clock;
-  clock.start();
-  QTimer poll;
-  QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
-    if (condition() || clock.hasExpired(patience)) loop.quit();
-  });
-  poll.start(5);
-  loop.exec();
-  return condition();
-}
-
-// A host with its window, the add-in not started yet.
-class Desktop : public testing::Test {
- protected:
-  Desktop() {
-    window.show();
-    subscription =
-        host.interceptor().trace.subscribe([this](const Json& entry) { trace.push_back(entry); });
-  }
-
-  static Settings settingsIn(const QTemporaryDir& folder) {
-    const std::string path = folder.path().toStdString();
-    std::filesystem::create_directories(addinFolderIn(path));
-    return substitute::settingsIn(path);
-  }
-
-  // What the next start finds as its counter.
-  void setCounter(int count) { std::ofstream(infoFileOf(host)) << "1.1.2026\n" << count << '\n'; }
-
-  PaletteDock* learningDock() const { return window.dock("teachPalete"); }
-  QWebEngineView& view() const { return learningDock()->view(); }
-
-  bool pageLoaded() const {
-    return becomes([this] { return learningDock() && learningDock()->reached(); });
-  }
-
-  QToolButton* button() const { return window.findChild<QToolButton*>("control:runTeachPalette"); }
-
-  // Starts the add-in and waits for the page that it opens.
-  void startWithPage() {
-    window.play("start");
-    ASSERT_NE(learningDock(), nullptr);
-    ASSERT_TRUE(pageLoaded());
-  }
-
-  // The value of an expression in the page, by the page's own script engine.
-  QVariant inPage(const QString& expression) {
-    QVariant result;
-    bool done = false;
-    view().page()->runJavaScript(expression, [&](const QVariant& value) {
-      result = value;
-      done = true;
-    });
-    EXPECT_TRUE(becomes([&] { return done; })) << expression.toStdString();
-    return result;
-  }
-
-  bool becomesTrueInPage(const QString& expression) {
-    return becomes([&] { return inPage(expression).toBool(); });
-  }
-
-  // A press of the mouse in the middle of the page's first such element.
-  void clickInPage(const QString& selector) {
-    const QVariantList place =
-        inPage(QStringLiteral("(() => { const r = document.querySelector('%1')"
-                              ".getBoundingClientRect();"
-                              " return [r.x + r.width / 2, r.y + r.height / 2]; })()")
-                   .arg(selector))
-            .toList();
-    ASSERT_EQ(place.size(), 2);
-    QTest::mouseClick(view().focusProxy(), Qt::LeftButton, {},
-                      QPoint(place[0].toInt(), place[1].toInt()));
-  }
-
-  // The page sends `data`, given as an expression of its script; true once it has its answer.
-  bool pageSends(const QString& data) {
-    inPage(QStringLiteral("window.answered = false; adsk.fusionSendData('open', %1)"
-                          ".then(() => { window.answered = true; }); 0")
-               .arg(data));
-    return becomesTrueInPage("window.answered");
-  }
-
-  // An entry of the window's menus.
-  QAction& action(const QString& name) const {
-    for (const QMenu* const menu : window.menuBar()->findChildren<QMenu*>()) {
-      for (QAction* const entry : menu->actions()) {
-        if (entry->objectName() == name) return *entry;
-      }
-    }
-    throw std::runtime_error("no menu has " + name.toStdString());
-  }
-
-  // Chooses an entry whose dialog asks for a text: replaces what stands there by `text` and
-  // confirms, or dismisses the dialog when there is none. What stood there, once the window has
-  // done what comes of it.
-  QString answer(const QString& name, const std::optional<QString>& text) {
-    QString before;
-    bool asked = false;
-    QTimer::singleShot(0, &window, [&] {
-      auto* const dialog = qobject_cast<QInputDialog*>(QApplication::activeModalWidget());
-      ASSERT_NE(dialog, nullptr);
-      asked = true;
-      auto* const field = dialog->findChild<QLineEdit*>();
-      before = field->text();
-      if (text) {
-        field->selectAll();
-        field->insert(*text);
-      }
-      QTest::keyClick(field, text ? Qt::Key_Return : Qt::Key_Escape);
-    });
-    action(name).trigger();
-    EXPECT_TRUE(asked) << name.toStdString();
-    return before;
-  }
-
-  QTemporaryDir folder;
-  Host host{settingsIn(folder)};
-  OpenRecorder recorder{host};
-  HostMonitor monitor{host};
-  std::ostringstream told;
-  ScenarioRunner runner{host, besideProgram("Velorin.so"), told};
-  WebEngine engine{host, site(), Theme::light};
-  MainWindow window{host, runner, engine, besideProgram("Velorin.so")};
-  std::vector<Json> trace;
-  Signal<Json>::Subscription subscription;
-};
 
 TEST_F(Desktop, FirstStartOpensThePaletteDocked) {
   startWithPage();
@@ -699,32 +544,6 @@ TEST_F(Desktop, SiteServesItsOwnFolderOnly) {
   EXPECT_FALSE(site().isOwn(QSslCertificate()));
 }
 
-// What a program of the project's says and how it ends.
-struct Ended {
-  int status = -1;
-  QByteArray output;
-  QByteArray errors;
-};
-
-Ended runProgram(const char* name, const QStringList& arguments,
-                 const QProcessEnvironment& environment) {
-  QProcess process;
-  process.setProcessEnvironment(environment);
-  process.start(beside(name), arguments);
-  EXPECT_TRUE(process.waitForFinished(60000)) << name;
-  return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
-}
-
-Ended runProgram(const char* name, const QStringList& arguments) {
-  return runProgram(name, arguments, QProcessEnvironment::systemEnvironment());
-}
-
-QByteArray contentOf(const QString& name) {
-  QFile file(name);
-  EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << name.toStdString();
-  return file.readAll();
-}
-
 TEST(DesktopProgram, GivesTheTraceOfTheTerminal) {
   const QFileInfoList scenarios = QDir(beside("scenarios")).entryInfoList({"*.txt"});
   ASSERT_FALSE(scenarios.isEmpty());
@@ -853,11 +672,3 @@ TEST(DesktopProgram, SaysWhatIsWrong) {
 }
 
 }  // namespace
-
-int main(int argc, char** argv) {
-  testing::InitGoogleTest(&argc, argv);
-  qputenv("QT_QPA_PLATFORM", "offscreen");
-  QApplication application(argc, argv);
-  apply(Theme::light);
-  return RUN_ALL_TESTS();
-}

@@ -1,0 +1,220 @@
+// What the tests of the window share: a host with its window, on a screen that nobody sees.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <QAction>
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QFile>
+#include <QInputDialog>
+#include <QLineEdit>
+#include <QMenu>
+#include <QMenuBar>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+#include <QToolButton>
+#include <QWebEnginePage>
+#include <QWebEngineView>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <optional>
+#include <stdexcept>
+
+#include "substitute/api/HostObjects.h"
+#include "substitute/desktop/LearningSite.h"
+#include "substitute/desktop/MainWindow.h"
+#include "substitute/desktop/PaletteDock.h"
+#include "substitute/desktop/Theme.h"
+#include "substitute/desktop/WebPage.h"
+#include "substitute/driver/Files.h"
+#include "substitute/driver/HostMonitor.h"
+#include "substitute/driver/OpenRecorder.h"
+#include "substitute/driver/ScenarioRunner.h"
+#include "substitute/driver/Velorin.h"
+
+namespace substitute {
+
+inline constexpr int patience = 60000;
+
+inline QString beside(const char* name) {
+  return QString::fromStdString(besideProgram(name));
+}
+
+// One for the process: the engine learns its port once.
+inline const LearningSite& site() {
+  static const LearningSite site(beside("site"), beside("learning-site.crt"),
+                                 beside("learning-site.key"));
+  return site;
+}
+
+// The theme of window and pages. One for the process, too: dark when VELORIN_TEST_THEME says so.
+inline Theme testTheme() {
+  return qgetenv("VELORIN_TEST_THEME") == "dark" ? Theme::dark : Theme::light;
+}
+
+// Lets everything run until `condition` holds; false when it never does. (QTest's own waiting gives
+// the engine too little to run.)
+inline bool becomes(const std::function<bool()>& condition) {
+  QEventLoop loop;
+  QElapsedTimer clock;
+  clock.start();
+  QTimer poll;
+  QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
+    if (condition() || clock.hasExpired(patience)) loop.quit();
+  });
+  poll.start(5);
+  loop.exec();
+  return condition();
+}
+
+// The value of an expression in a page, by the page's own script engine.
+inline QVariant valueIn(QWebEnginePage& page, const QString& expression) {
+  QVariant result;
+  bool done = false;
+  page.runJavaScript(expression, [&](const QVariant& value) {
+    result = value;
+    done = true;
+  });
+  EXPECT_TRUE(becomes([&] { return done; })) << expression.toStdString();
+  return result;
+}
+
+// A host with its window, the add-in not started yet.
+class Desktop : public testing::Test {
+ protected:
+  Desktop() {
+    window.show();
+    subscription =
+        host.interceptor().trace.subscribe([this](const Json& entry) { trace.push_back(entry); });
+  }
+
+  static Settings settingsIn(const QTemporaryDir& folder) {
+    const std::string path = folder.path().toStdString();
+    std::filesystem::create_directories(addinFolderIn(path));
+    return substitute::settingsIn(path);
+  }
+
+  // What the next start finds as its counter.
+  void setCounter(int count) { std::ofstream(infoFileOf(host)) << "1.1.2026\n" << count << '\n'; }
+
+  PaletteDock* learningDock() const { return window.dock("teachPalete"); }
+  QWebEngineView& view() const { return learningDock()->view(); }
+
+  bool pageLoaded() const {
+    return becomes([this] { return learningDock() && learningDock()->reached(); });
+  }
+
+  QToolButton* button() const { return window.findChild<QToolButton*>("control:runTeachPalette"); }
+
+  // Starts the add-in and waits for the page that it opens.
+  void startWithPage() {
+    window.play("start");
+    ASSERT_NE(learningDock(), nullptr);
+    ASSERT_TRUE(pageLoaded());
+  }
+
+  // The value of an expression in the learning page.
+  QVariant inPage(const QString& expression) const { return valueIn(*view().page(), expression); }
+
+  bool becomesTrueInPage(const QString& expression) {
+    return becomes([&] { return inPage(expression).toBool(); });
+  }
+
+  // A press of the mouse in the middle of the page's first such element.
+  void clickInPage(const QString& selector) {
+    const QVariantList place =
+        inPage(QStringLiteral("(() => { const r = document.querySelector('%1')"
+                              ".getBoundingClientRect();"
+                              " return [r.x + r.width / 2, r.y + r.height / 2]; })()")
+                   .arg(selector))
+            .toList();
+    ASSERT_EQ(place.size(), 2);
+    QTest::mouseClick(view().focusProxy(), Qt::LeftButton, {},
+                      QPoint(place[0].toInt(), place[1].toInt()));
+  }
+
+  // The page sends `data`, given as an expression of its script; true once it has its answer.
+  bool pageSends(const QString& data) {
+    inPage(QStringLiteral("window.answered = false; adsk.fusionSendData('open', %1)"
+                          ".then(() => { window.answered = true; }); 0")
+               .arg(data));
+    return becomesTrueInPage("window.answered");
+  }
+
+  // An entry of the window's menus.
+  QAction& action(const QString& name) const {
+    for (const QMenu* const menu : window.menuBar()->findChildren<QMenu*>()) {
+      for (QAction* const entry : menu->actions()) {
+        if (entry->objectName() == name) return *entry;
+      }
+    }
+    throw std::runtime_error("no menu has " + name.toStdString());
+  }
+
+  // Chooses an entry whose dialog asks for a text: replaces what stands there by `text` and
+  // confirms, or dismisses the dialog when there is none. What stood there, once the window has
+  // done what comes of it.
+  QString answer(const QString& name, const std::optional<QString>& text) {
+    QString before;
+    bool asked = false;
+    QTimer::singleShot(0, &window, [&] {
+      auto* const dialog = qobject_cast<QInputDialog*>(QApplication::activeModalWidget());
+      ASSERT_NE(dialog, nullptr);
+      asked = true;
+      auto* const field = dialog->findChild<QLineEdit*>();
+      before = field->text();
+      if (text) {
+        field->selectAll();
+        field->insert(*text);
+      }
+      QTest::keyClick(field, text ? Qt::Key_Return : Qt::Key_Escape);
+    });
+    action(name).trigger();
+    EXPECT_TRUE(asked) << name.toStdString();
+    return before;
+  }
+
+  QTemporaryDir folder;
+  Host host{settingsIn(folder)};
+  OpenRecorder recorder{host};
+  HostMonitor monitor{host};
+  std::ostringstream told;
+  ScenarioRunner runner{host, besideProgram("Velorin.so"), told};
+  WebEngine engine{host, site(), testTheme()};
+  MainWindow window{host, runner, engine, besideProgram("Velorin.so")};
+  std::vector<Json> trace;
+  Signal<Json>::Subscription subscription;
+};
+
+// What a program of the project's says and how it ends.
+struct Ended {
+  int status = -1;
+  QByteArray output;
+  QByteArray errors;
+};
+
+inline Ended runProgram(const char* name, const QStringList& arguments,
+                        const QProcessEnvironment& environment) {
+  QProcess process;
+  process.setProcessEnvironment(environment);
+  process.start(beside(name), arguments);
+  EXPECT_TRUE(process.waitForFinished(60000)) << name;
+  return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+}
+
+inline Ended runProgram(const char* name, const QStringList& arguments) {
+  return runProgram(name, arguments, QProcessEnvironment::systemEnvironment());
+}
+
+inline QByteArray contentOf(const QString& name) {
+  QFile file(name);
+  EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << name.toStdString();
+  return file.readAll();
+}
+
+}  // namespace substitute

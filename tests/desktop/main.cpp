@@ -1,0 +1,14 @@
+// Runs tests of the window on a screen that nobody sees.
+#include <gtest/gtest.h>
+
+#include <QApplication>
+
+#include "tests/desktop/DesktopFixture.h"
+
+int main(int argc, char** argv) {
+  testing::InitGoogleTest(&argc, argv);
+  qputenv("QT_QPA_PLATFORM", "offscreen");
+  QApplication application(argc, argv);
+  substitute::apply(substitute::testTheme());
+  return RUN_ALL_TESTS();
+}
