@@ -2,6 +2,7 @@
 
 #include <QAction>
 #include <QActionGroup>
+#include <QApplication>
 #include <QCloseEvent>
 #include <QFileInfo>
 #include <QInputDialog>
@@ -148,6 +149,15 @@ void MainWindow::makeMenus() {
           [this](bool show) { play(show ? "show" : "hide"); });
   trace_->toggleViewAction()->setText(tr("&Trace"));
   view->addAction(trace_->toggleViewAction());
+  view->addSeparator();
+  reloadPage_ = view->addAction(tr("&Reload page"), this, [this] {
+    if (PaletteDock* const dock = shownDock()) dock->reload();
+  });
+  reloadPage_->setShortcut(QKeySequence::Refresh);
+  developerTools_ = view->addAction(tr("&Developer tools"), this, [this] {
+    if (PaletteDock* const dock = shownDock()) dock->openDeveloperTools();
+  });
+  developerTools_->setShortcut(Qt::Key_F12);
 
   start_->setObjectName("start");
   stop_->setObjectName("stop");
@@ -156,6 +166,8 @@ void MainWindow::makeMenus() {
   noEntitlement_->setObjectName("noEntitlement");
   showPalette_->setObjectName("showPalette");
   trace_->toggleViewAction()->setObjectName("showTrace");
+  reloadPage_->setObjectName("reloadPage");
+  developerTools_->setObjectName("developerTools");
 }
 
 void MainWindow::makeStatusBar() {
@@ -324,6 +336,20 @@ void MainWindow::refreshMenus() {
   const PaletteDock* const learning = dock(learningPalette);
   showPalette_->setEnabled(learning != nullptr);
   showPalette_->setChecked(learning != nullptr && learning->object().values().visible);
+  reloadPage_->setEnabled(shownDock() != nullptr);
+  developerTools_->setEnabled(shownDock() != nullptr);
+}
+
+// The palette that the page's menu entries are about: that with the focus, else the first to be
+// seen.
+PaletteDock* MainWindow::shownDock() const {
+  PaletteDock* first = nullptr;
+  for (PaletteDock* const dock : docks_) {
+    if (!dock->object().values().visible) continue;
+    if (dock->isAncestorOf(QApplication::focusWidget())) return dock;
+    if (first == nullptr) first = dock;
+  }
+  return first;
 }
 
 void MainWindow::refreshStatusBar() {

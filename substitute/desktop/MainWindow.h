@@ -57,6 +57,7 @@ class MainWindow : public QMainWindow {
   void refreshToolbars();
   void refreshMenus();
   void refreshStatusBar();
+  PaletteDock* shownDock() const;
   void askLanguage();
   void askEntitlement();
   void showHelp();
@@ -77,6 +78,8 @@ class MainWindow : public QMainWindow {
   QAction* again_ = nullptr;
   QAction* offline_ = nullptr;
   QAction* showPalette_ = nullptr;
+  QAction* reloadPage_ = nullptr;
+  QAction* developerTools_ = nullptr;
   QAction* noEntitlement_ = nullptr;
   QActionGroup* languages_ = nullptr;
   QLabel* addinLabel_ = nullptr;

@@ -4,7 +4,6 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPointer>
-#include <QPushButton>
 #include <QStackedWidget>
 #include <QTimer>
 #include <QToolButton>
@@ -14,6 +13,8 @@
 #include <chrono>
 
 #include "substitute/api/HostObjects.h"
+#include "substitute/desktop/PageNotice.h"
+#include "substitute/desktop/PageRemark.h"
 #include "substitute/desktop/Theme.h"
 #include "substitute/desktop/WebPage.h"
 
@@ -46,42 +47,22 @@ PaletteDock::PaletteDock(const PaletteObject& object, WebEngine& engine, QWidget
       engine_(engine),
       address_(QString::fromStdString(object.values().address)),
       pages_(new QStackedWidget),
-      view_(new QWebEngineView) {
+      view_(new QWebEngineView),
+      page_(new WebPage(engine, view_)),
+      notice_(new PageNotice),
+      remark_(new PageRemark) {
   setObjectName("palette:" + QString::fromStdString(object.id()));
   setTitleBarWidget(makeTitleBar());
-  notice_ = makeNotice();
   pages_->addWidget(view_);
   pages_->addWidget(notice_);
-  setWidget(pages_);
-
-  auto* const page = new WebPage(engine, view_);
-  view_->setPage(page);
-  view_->setContextMenuPolicy(Qt::NoContextMenu);
-  page->setBackgroundColor(palette().color(QPalette::Base));
-  connect(page, &WebPage::messageSent, this, &PaletteDock::messageSent);
-  connect(page, &QWebEnginePage::loadingChanged, this, [this](const QWebEngineLoadingInfo& info) {
-    switch (info.status()) {
-      case QWebEngineLoadingInfo::LoadStartedStatus:
-        state_ = State::loading;
-        break;
-      case QWebEngineLoadingInfo::LoadSucceededStatus:
-        if (info.url() == QUrl(startPage)) return leaveStartPage();
-        state_ = State::reached;
-        pages_->setCurrentWidget(view_);
-        break;
-      case QWebEngineLoadingInfo::LoadFailedStatus:
-        // The end of a page that failed before can break off the start page, which is always there.
-        if (info.url() == QUrl(startPage)) {
-          QTimer::singleShot(std::chrono::milliseconds(50), this, &PaletteDock::load);
-          break;
-        }
-        fail(info.errorDomain() == QWebEngineLoadingInfo::HttpStatusCodeDomain ? info.errorCode()
-                                                                               : 0);
-        break;
-      case QWebEngineLoadingInfo::LoadStoppedStatus:  // by the next load
-        break;
-    }
-  });
+  auto* const content = new QWidget;
+  auto* const column = new QVBoxLayout(content);
+  column->setContentsMargins(0, 0, 0, 0);
+  column->setSpacing(0);
+  column->addWidget(pages_, 1);
+  column->addWidget(remark_);
+  setWidget(content);
+  connectPage();
   resize(object.values().width, object.values().height);
   if (!address_.isEmpty()) load();
 }
@@ -108,7 +89,35 @@ void PaletteDock::refresh() {
 }
 
 void PaletteDock::retry() {
-  if (state_ == State::failed) load();
+  if (state_ != State::failed) return;
+  if (arriving_) {
+    load();
+  } else {
+    view_->load(failed_);
+  }
+}
+
+void PaletteDock::reload() {
+  if (state_ == State::failed) {
+    retry();
+  } else if (!arriving_) {
+    page_->triggerAction(QWebEnginePage::Reload);
+  }
+}
+
+void PaletteDock::openDeveloperTools() {
+  if (!tools_) {
+    tools_ = new QWebEngineView(this);
+    tools_->setObjectName("developerTools");
+    tools_->setWindowFlag(Qt::Window);
+    tools_->setAttribute(Qt::WA_DeleteOnClose);
+    tools_->setWindowTitle(tr("Developer tools: %1").arg(windowTitle()));
+    tools_->resize(960, 640);
+    tools_->page()->setInspectedPage(page_);
+  }
+  tools_->show();
+  tools_->raise();
+  tools_->activateWindow();
 }
 
 void PaletteDock::closeEvent(QCloseEvent* event) {
@@ -144,35 +153,36 @@ QWidget* PaletteDock::makeTitleBar() {
   return bar;
 }
 
-QWidget* PaletteDock::makeNotice() {
-  auto* const page = new QWidget;
-  page->setObjectName("notice");
-  page->setAttribute(Qt::WA_StyledBackground);
-  auto* const column = new QVBoxLayout(page);
-  column->setContentsMargins(24, 24, 24, 24);
-  column->setSpacing(10);
-  column->addStretch(2);
-  auto* const heading = new QLabel(tr("The page is out of reach"));
-  heading->setObjectName("heading");
-  heading->setWordWrap(true);
-  heading->setAlignment(Qt::AlignCenter);
-  column->addWidget(heading);
-  reason_ = new QLabel;
-  reason_->setObjectName("reason");
-  reason_->setWordWrap(true);
-  reason_->setAlignment(Qt::AlignCenter);
-  column->addWidget(reason_);
-  auto* const again = new QPushButton(tr("Try again"));
-  connect(again, &QPushButton::clicked, this, &PaletteDock::retry);
-  column->addWidget(again, 0, Qt::AlignHCenter);
-  column->addStretch(3);
-  return page;
+void PaletteDock::connectPage() {
+  view_->setPage(page_);
+  view_->setContextMenuPolicy(Qt::NoContextMenu);
+  page_->setBackgroundColor(palette().color(QPalette::Base));
+  connect(page_, &WebPage::messageSent, this, &PaletteDock::messageSent);
+  connect(page_, &QWebEnginePage::loadingChanged, this, &PaletteDock::follow);
+  connect(page_, &QWebEnginePage::renderProcessTerminated, this,
+          [this](QWebEnginePage::RenderProcessTerminationStatus status) {
+            if (status == QWebEnginePage::NormalTerminationStatus) return;
+            failed_ = page_->url();
+            fail({tr("The process that showed the page has ended."), true});
+          });
+  connect(page_, &WebPage::scriptFailed, this,
+          [this](const QString& message, int line, const QString& source) {
+            const QString file = QUrl(source).fileName();
+            remark_->tell(
+                tr("%1, line %2: %3").arg(file.isEmpty() ? source : file).arg(line).arg(message));
+          });
+  connect(page_, &WebPage::windowRefused, this, [this](const QUrl& address) {
+    remark_->tell(tr("The page asked for a new window, which does not open here: %1")
+                      .arg(address.toDisplayString()));
+  });
+  connect(notice_, &PageNotice::retryRequested, this, &PaletteDock::retry);
 }
 
 // The add-in's address is not always well formed. QUrl would mend it, so the engine is given the
 // text itself, by a script in an empty page.
 void PaletteDock::load() {
   state_ = State::loading;
+  arriving_ = true;
   const bool byScript = address_.scheme() == "https" || address_.scheme() == "http";
   view_->load(byScript ? QUrl(startPage) : address_);
 }
@@ -185,22 +195,47 @@ void PaletteDock::leaveStartPage() {
           .arg(address),
       [dock = QPointer<PaletteDock>(this)](const QVariant& leaves) {
         // Nothing comes back from a page that has been left already.
-        if (dock && leaves.isValid() && !leaves.toBool()) dock->fail(0);
+        if (dock && leaves.isValid() && !leaves.toBool()) {
+          dock->fail({tr("The address is not well formed."), false});
+        }
       });
 }
 
-void PaletteDock::fail(int httpStatus) {
-  state_ = State::failed;
-  if (engine_.offline()) {
-    reason_->setText(tr("The host is offline. It loads the page when it goes online."));
-  } else if (httpStatus != 0) {
-    reason_->setText(tr("%1 answers with the error %2. The host tries again when it goes online.")
-                         .arg(address_.host())
-                         .arg(httpStatus));
-  } else {
-    reason_->setText(
-        tr("%1 does not answer. The host tries again when it goes online.").arg(address_.host()));
+void PaletteDock::follow(const QWebEngineLoadingInfo& info) {
+  const bool start = info.url() == QUrl(startPage);
+  switch (info.status()) {
+    case QWebEngineLoadingInfo::LoadStartedStatus:
+      state_ = State::loading;
+      remark_->clear();
+      break;
+    case QWebEngineLoadingInfo::LoadSucceededStatus:
+      if (start) return leaveStartPage();
+      state_ = State::reached;
+      arriving_ = false;
+      pages_->setCurrentWidget(view_);
+      break;
+    case QWebEngineLoadingInfo::LoadFailedStatus:
+      // The end of a page that failed before can break off the start page, which is always there.
+      if (start) {
+        QTimer::singleShot(std::chrono::milliseconds(50), this, &PaletteDock::load);
+        break;
+      }
+      failed_ = info.url();
+      fail(pageFailure(info.errorCode(), info.errorString(), info.url(),
+                       page_->refusedCertificate()));
+      break;
+    case QWebEngineLoadingInfo::LoadStoppedStatus:  // by the next load
+      break;
   }
+}
+
+void PaletteDock::fail(const PageFailure& failure) {
+  state_ = State::failed;
+  const PageFailure offline = {tr("The host is offline. It loads the page when it goes online."),
+                               false};
+  notice_->tell(
+      arriving_ ? QString::fromStdString(object_.values().address) : failed_.toDisplayString(),
+      engine_.offline() ? offline : failure);
   pages_->setCurrentWidget(notice_);
 }
 

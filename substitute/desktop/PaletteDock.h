@@ -2,15 +2,20 @@
 #pragma once
 
 #include <QDockWidget>
+#include <QPointer>
 #include <QUrl>
 
 class QLabel;
 class QStackedWidget;
 class QToolButton;
+class QWebEngineLoadingInfo;
 class QWebEngineView;
 
 namespace substitute {
 
+struct PageFailure;
+class PageNotice;
+class PageRemark;
 class PaletteObject;
 class WebEngine;
 class WebPage;
@@ -37,6 +42,12 @@ class PaletteDock : public QDockWidget {
   // Loads the page again where it could not be reached.
   void retry();
 
+  // Loads the page again in any case.
+  void reload();
+
+  // Opens the web engine's own tools for the page, in a window that goes with the dock.
+  void openDeveloperTools();
+
   // True when the page is loaded, or known to be out of reach.
   bool settled() const { return state_ != State::loading; }
   bool reached() const { return state_ == State::reached; }
@@ -52,20 +63,24 @@ class PaletteDock : public QDockWidget {
   enum class State { loading, reached, failed };
 
   QWidget* makeTitleBar();
-  QWidget* makeNotice();
+  void connectPage();
   void load();
   void leaveStartPage();
-  // `httpStatus` is 0 when there was no answer at all.
-  void fail(int httpStatus);
+  void follow(const QWebEngineLoadingInfo& info);
+  void fail(const PageFailure& failure);
 
   const PaletteObject& object_;
   WebEngine& engine_;
   State state_ = State::reached;  // an empty address has nothing to load
   QUrl address_;
+  bool arriving_ = true;  // no page of the palette's address has loaded yet
+  QUrl failed_;           // where the page itself led to in vain
   QStackedWidget* pages_;
   QWebEngineView* view_;
-  QWidget* notice_;
-  QLabel* reason_;
+  WebPage* page_;
+  PageNotice* notice_;
+  PageRemark* remark_;
+  QPointer<QWebEngineView> tools_;
   QLabel* title_;
   QToolButton* closeButton_;
   QToolButton* floatButton_;

@@ -79,6 +79,9 @@ QWidget#titleBar QLabel { font-weight: 600; }
 QWidget#notice { background: SURFACE; }
 QLabel#heading { font-weight: 600; }
 QLabel#reason { color: FAINT; }
+QPlainTextEdit#address { background: SURFACE; border: 1px solid LINE; border-radius: 5px; }
+QPlainTextEdit#address:focus { border-color: ACCENT; }
+QWidget#remark { background: WINDOW; border-top: 1px solid LINE; }
 QWidget#titleBar QLabel#count { color: FAINT; font-weight: 400; }
 QAbstractScrollArea::corner { background: SURFACE; }
 QPushButton { background: SURFACE; border: 1px solid LINE; border-radius: 5px; padding: 6px 14px; }

@@ -6,6 +6,7 @@
 #include <QLoggingCategory>
 #include <QWebChannel>
 #include <QWebEngineCertificateError>
+#include <QWebEngineNewWindowRequest>
 #include <QWebEngineScript>
 #include <QWebEngineScriptCollection>
 #include <QWebEngineSettings>
@@ -100,15 +101,28 @@ WebPage::WebPage(WebEngine& engine, QObject* parent) : QWebEnginePage(&engine.pr
   connect(bridge, &PageBridge::sent, this,
           [this](const QString& /*action*/, const QString& data) { Q_EMIT messageSent(data); });
   connect(this, &QWebEnginePage::certificateError, this,
-          [&engine](QWebEngineCertificateError error) {
+          [this, &engine](QWebEngineCertificateError error) {
             const QList<QSslCertificate> chain = error.certificateChain();
             if (error.url().host() == LearningSite::host && !chain.isEmpty() &&
                 engine.site().isOwn(chain.first())) {
               error.acceptCertificate();
             } else {
+              refusedCertificate_ = error.description();
               error.rejectCertificate();
             }
           });
+  connect(this, &QWebEnginePage::newWindowRequested, this,
+          [this](const QWebEngineNewWindowRequest& request) {
+            Q_EMIT windowRefused(request.requestedUrl());
+          });
+}
+
+void WebPage::javaScriptConsoleMessage(JavaScriptConsoleMessageLevel level, const QString& message,
+                                       int line, const QString& source) {
+  // The terminal is told, too, and where.
+  const QString placed = QStringLiteral("%1 (%2:%3)").arg(message, source).arg(line);
+  QWebEnginePage::javaScriptConsoleMessage(level, placed, line, source);
+  if (level == ErrorMessageLevel) Q_EMIT scriptFailed(message, line, source);
 }
 
 }  // namespace substitute

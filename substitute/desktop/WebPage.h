@@ -51,9 +51,24 @@ class WebPage : public QWebEnginePage {
   // `engine` outlives the page.
   WebPage(WebEngine& engine, QObject* parent);
 
+  // What is wrong with the certificate that was refused last; empty when none was.
+  const QString& refusedCertificate() const { return refusedCertificate_; }
+
  Q_SIGNALS:
   // The page's script has sent `data`. The receiver runs before the script gets its answer.
   void messageSent(const QString& data);
+  // The page's script has failed, or reports an error, in `line` of `source`, an address.
+  void scriptFailed(const QString& message, int line, const QString& source);
+  // The page has asked for a window of its own for `address`. None is opened: what the host does
+  // then is not known.
+  void windowRefused(const QUrl& address);
+
+ protected:
+  void javaScriptConsoleMessage(JavaScriptConsoleMessageLevel level, const QString& message,
+                                int line, const QString& source) override;
+
+ private:
+  QString refusedCertificate_;
 };
 
 }  // namespace substitute

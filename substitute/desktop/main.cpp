@@ -77,6 +77,21 @@ void findScreen(bool forPictureOnly, int argc, char** argv) {
                            "; substitute-host plays in the terminal");
 }
 
+// Without a screen, what Qt's platform plugin and the web engine lack is no news to anybody.
+void dropWordsAboutTheScreen() {
+  static QtMessageHandler others = nullptr;
+  others = qInstallMessageHandler(
+      [](QtMsgType type, const QMessageLogContext& context, const QString& text) {
+        for (const char* const known :
+             {"This plugin does not support ", "WebEngineContext used before ",
+              "No suitable graphics backend found", "QStandardPaths: XDG_RUNTIME_DIR not set",
+              "Sandboxing disabled by user"}) {
+          if (text.startsWith(QLatin1String(known))) return;
+        }
+        others(type, context, text);
+      });
+}
+
 // Plays the commands one after the other, then calls `done`.
 class Playing : public QObject {
  public:
@@ -130,6 +145,7 @@ int show(DesktopLine& values, int& argc, char** argv) {
   const bool plays = !values.scenario.empty();
   const bool ends = values.quit || !values.screenshot.empty();
   findScreen(ends, argc, argv);
+  if (qgetenv("QT_QPA_PLATFORM") == "offscreen") dropWordsAboutTheScreen();
   std::vector<Command> commands =
       plays ? readScenario(values.scenario) : std::vector<Command>{parseCommand("start")};
   Host host(settingsFor(values));

@@ -255,40 +255,6 @@ TEST_F(Desktop, PaletteFollowsTheValuesOfItsCreation) {
   EXPECT_EQ(window.dock("bare"), nullptr);
 }
 
-// The site's certificate counts for the placeholder host alone.
-TEST_F(Desktop, CertificateIsRefusedForAnotherHost) {
-  const QByteArray port = site().engineSwitch().split(':').last().chopped(1);
-  const std::string address = "https://127.0.0.1:" + port.toStdString() + "/fusion360/learning.asp";
-  host.application()
-      .userInterface->palettes
-      ->add_raw("foreign", "Foreign", address.c_str(), true, true, true, 300, 400, true)
-      ->release();
-  window.play("state");
-  const PaletteDock* const dock = window.dock("foreign");
-  ASSERT_NE(dock, nullptr);
-  ASSERT_TRUE(becomes([&] { return dock->settled(); }));
-  EXPECT_FALSE(dock->reached());
-  EXPECT_EQ(dock->findChild<QLabel*>("reason")->text(),
-            "127.0.0.1 does not answer. The host tries again when it goes online.");
-}
-
-TEST_F(Desktop, PageThatIsNotThereIsToldFromNoAnswer) {
-  const std::string address = std::string("https://") + LearningSite::host + "/fusion360/none.asp";
-  host.application()
-      .userInterface->palettes
-      ->add_raw("missing", "Missing", address.c_str(), true, true, true, 300, 400, true)
-      ->release();
-  window.play("state");
-  const PaletteDock* const dock = window.dock("missing");
-  ASSERT_NE(dock, nullptr);
-  ASSERT_TRUE(becomes([&] { return dock->settled(); }));
-  EXPECT_FALSE(dock->reached());
-  EXPECT_EQ(
-      dock->findChild<QLabel*>("reason")->text(),
-      "learning.velorin.example answers with the error 404. The host tries again when it goes "
-      "online.");
-}
-
 TEST_F(Desktop, FloatingPaletteHasItsSize) {
   adsk::core::Palette* const made = host.application().userInterface->palettes->add_raw(
       "loose", "Loose", "", true, true, true, 300, 400, true);

@@ -1,0 +1,57 @@
+#include "substitute/desktop/PageRemark.h"
+
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QToolButton>
+
+#include "substitute/desktop/Theme.h"
+
+namespace substitute {
+
+namespace {
+
+constexpr int longestShown = 240;  // characters: some eight lines in a narrow palette
+
+}  // namespace
+
+PageRemark::PageRemark(QWidget* parent) : QWidget(parent), text_(new QLabel) {
+  setObjectName("remark");
+  setAttribute(Qt::WA_StyledBackground);
+  auto* const row = new QHBoxLayout(this);
+  row->setContentsMargins(12, 6, 6, 6);
+  text_->setObjectName("remarkText");
+  text_->setTextFormat(Qt::PlainText);
+  text_->setWordWrap(true);
+  // Words without a space are file names and addresses, which must not widen the palette.
+  text_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+  text_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+  row->addWidget(text_, 1);
+  auto* const close = new QToolButton;
+  close->setObjectName("closeRemark");
+  close->setIcon(drawnIcon(Drawing::cross, palette().color(QPalette::WindowText)));
+  close->setToolTip(tr("Dismiss"));
+  close->setAccessibleName(tr("Dismiss the remark about the page"));
+  close->setFocusPolicy(Qt::StrongFocus);
+  connect(close, &QToolButton::clicked, this, &PageRemark::clear);
+  row->addWidget(close, 0, Qt::AlignTop);
+  hide();
+}
+
+void PageRemark::tell(const QString& text) {
+  ++told_;
+  const QString whole = told_ == 1 ? text : tr("%1 (remark %2)").arg(text).arg(told_);
+  text_->setText(text.size() <= longestShown
+                     ? whole
+                     : text.left(longestShown / 2) + QChar(0x2026) + text.right(longestShown / 2));
+  text_->setToolTip(QStringLiteral("<p>%1</p>").arg(whole.toHtmlEscaped()));
+  text_->setAccessibleName(whole);
+  show();
+}
+
+void PageRemark::clear() {
+  told_ = 0;
+  text_->clear();
+  hide();
+}
+
+}  // namespace substitute

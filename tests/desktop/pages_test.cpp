@@ -1,0 +1,314 @@
+// A palette's page when something goes wrong, and what the window offers for it.
+#include <gtest/gtest.h>
+#include <sys/types.h>
+
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <csignal>
+#include <memory>
+
+#include "substitute/api/HostObjects.h"
+#include "substitute/desktop/PageNotice.h"
+#include "tests/desktop/DesktopFixture.h"
+
+namespace {
+
+using namespace substitute;
+
+// Answers every request with one status and one page.
+class PlainServer {
+ public:
+  // Listens on `port`, any free one if left out.
+  explicit PlainServer(const QByteArray& status, const QByteArray& page, quint16 port = 0) {
+    EXPECT_TRUE(server_.listen(QHostAddress::LocalHost, port));
+    QObject::connect(&server_, &QTcpServer::newConnection, &server_, [this, status, page] {
+      QTcpSocket* const connection = server_.nextPendingConnection();
+      QObject::connect(connection, &QTcpSocket::readyRead, connection, [connection, status, page] {
+        if (!connection->readAll().contains("\r\n\r\n")) return;
+        connection->write("HTTP/1.1 " + status + "\r\nContent-Type: text/html\r\nContent-Length: " +
+                          QByteArray::number(page.size()) + "\r\nConnection: close\r\n\r\n" + page);
+        connection->disconnectFromHost();
+      });
+    });
+  }
+
+  quint16 port() const { return server_.serverPort(); }
+
+  std::string address(const std::string& path) const {
+    return "http://127.0.0.1:" + std::to_string(port()) + path;
+  }
+
+ private:
+  QTcpServer server_;
+};
+
+// A host whose palette "page" shows an address of the test's choice.
+class Page : public Desktop {
+ protected:
+  // A name that no resolver knows, whatever the network.
+  static void SetUpTestSuite() {
+    qputenv("QTWEBENGINE_CHROMIUM_FLAGS",
+            site().engineSwitch().chopped(1) + ",MAP nowhere.example ~NOTFOUND\"");
+  }
+
+  // Opens the palette and waits until its page is there, or told to be out of reach.
+  void open(const std::string& address) {
+    host.application()
+        .userInterface->palettes
+        ->add_raw("page", "Page", address.c_str(), true, true, true, 300, 400, true)
+        ->release();
+    window.play("state");
+    ASSERT_NE(dock(), nullptr);
+    ASSERT_TRUE(becomes([this] { return dock()->settled(); }));
+  }
+
+  PaletteDock* dock() const { return window.dock("page"); }
+  template <class Widget>
+  Widget& part(const char* name) const {
+    auto* const found = dock()->findChild<Widget*>(name);
+    if (found == nullptr) throw std::runtime_error(name);
+    return *found;
+  }
+
+  std::string reason() const { return part<QLabel>("reason").text().toStdString(); }
+  std::string address() const {
+    return part<QPlainTextEdit>("address").toPlainText().toStdString();
+  }
+  QPushButton& again() const { return part<QPushButton>("again"); }
+  QWidget& remark() const { return part<QWidget>("remark"); }
+  std::string remarkText() const { return part<QLabel>("remarkText").text().toStdString(); }
+  QVariant inPage(const QString& expression) const {
+    return valueIn(*dock()->view().page(), expression);
+  }
+
+  void press(QWidget& widget, Qt::Key key) {
+    window.activateWindow();
+    widget.setFocus();
+    QTest::keyClick(&widget, key);
+  }
+};
+
+TEST_F(Page, NameThatIsNotFoundIsTold) {
+  open("https://nowhere.example/lessons?lang=CSY");
+  EXPECT_FALSE(dock()->reached());
+  EXPECT_TRUE(part<QWidget>("notice").isVisible());
+  EXPECT_EQ(reason(), "The name nowhere.example was not found.");
+  EXPECT_EQ(address(), "https://nowhere.example/lessons?lang=CSY");
+  EXPECT_TRUE(again().isVisible());
+}
+
+TEST_F(Page, RefusedConnectionIsToldAndTriedAgainByKeyboard) {
+  auto server = std::make_unique<PlainServer>("200 OK", "<title>There</title>");
+  const quint16 port = server->port();
+  const std::string page = server->address("/there");
+  server.reset();
+  open(page);
+  EXPECT_FALSE(dock()->reached());
+  EXPECT_EQ(reason(), "127.0.0.1 refuses the connection.");
+  EXPECT_EQ(address(), page);
+  ASSERT_TRUE(again().isVisible());
+  EXPECT_NE(again().focusPolicy() & Qt::TabFocus, 0);
+  const PlainServer late("200 OK", "<title>There</title>", port);
+  press(again(), Qt::Key_Space);
+  ASSERT_TRUE(becomes([this] { return dock()->reached(); }));
+  EXPECT_FALSE(part<QWidget>("notice").isVisible());
+  EXPECT_EQ(inPage("document.title"), "There");
+}
+
+TEST_F(Page, StatusThatPassesIsTriedAgain) {
+  const PlainServer server("503 Service Unavailable", "busy");
+  open(server.address("/busy"));
+  EXPECT_FALSE(dock()->reached());
+  EXPECT_EQ(reason(), "127.0.0.1 answers with the status 503.");
+  EXPECT_EQ(address(), server.address("/busy"));
+  EXPECT_TRUE(again().isVisible());
+}
+
+TEST_F(Page, StatusThatStaysIsToldWithoutAButton) {
+  const std::string missing = std::string("https://") + LearningSite::host + "/fusion360/none.asp";
+  open(missing);
+  EXPECT_FALSE(dock()->reached());
+  EXPECT_EQ(reason(), "learning.velorin.example answers with the status 404.");
+  EXPECT_EQ(address(), missing);
+  EXPECT_FALSE(again().isVisible());
+}
+
+// The site's certificate counts for the placeholder host alone.
+TEST_F(Page, CertificateIsRefusedForAnotherHostAndTold) {
+  const QByteArray port = site().engineSwitch().split(':').last().chopped(1);
+  open("https://127.0.0.1:" + port.toStdString() + "/fusion360/learning.asp");
+  EXPECT_FALSE(dock()->reached());
+  EXPECT_EQ(reason().find("The certificate of 127.0.0.1 is not trusted. "), 0U) << reason();
+  EXPECT_GT(reason().size(), std::string("The certificate of 127.0.0.1 is not trusted. ").size());
+  EXPECT_FALSE(again().isVisible());
+}
+
+TEST_F(Page, MalformedAddressIsTold) {
+  for (const char* const malformed : {"https://exa mple/", "https://[::1/", "https://"}) {
+    SCOPED_TRACE(malformed);
+    open(malformed);
+    EXPECT_FALSE(dock()->reached());
+    EXPECT_EQ(reason(), "The address is not well formed.");
+    EXPECT_EQ(address(), malformed);
+    EXPECT_FALSE(again().isVisible());
+    window.play("remove palette page");
+  }
+}
+
+TEST_F(Page, LongAddressIsThereInFullAndWidensNothing) {
+  const std::string page = "https://nowhere.example/?lic=" + std::string(4096, 'x');
+  open(page);
+  EXPECT_EQ(address(), page);
+  EXPECT_LE(dock()->width(), 300);
+  EXPECT_LT(part<QPlainTextEdit>("address").height(), 120);
+}
+
+TEST_F(Page, OfflineHostOffersNoButton) {
+  window.play("offline");
+  open("https://nowhere.example/");
+  EXPECT_EQ(reason(), "The host is offline. It loads the page when it goes online.");
+  EXPECT_FALSE(again().isVisible());
+}
+
+TEST(PageFailure, IsWordedByTheEnginesNumber) {
+  const QUrl url("https://example.org/page");
+  const auto told = [&](int code) {
+    const PageFailure failure = pageFailure(code, "ERR_SOMETHING", url, "It has expired.");
+    return std::pair(failure.reason.toStdString(), failure.again);
+  };
+  EXPECT_EQ(told(-106),
+            std::pair(std::string("There is no network that leads to example.org."), true));
+  EXPECT_EQ(told(-118), std::pair(std::string("example.org does not answer in time."), true));
+  EXPECT_EQ(told(-137), std::pair(std::string("The name example.org was not found."), true));
+  const std::string expired = "The certificate of example.org is not trusted. It has expired.";
+  EXPECT_EQ(told(-201), std::pair(expired, false));
+  EXPECT_EQ(told(-324), std::pair(std::string("The web engine reports ERR_SOMETHING."), true));
+  for (const int status : {400, 403, 404, 410}) EXPECT_FALSE(told(status).second) << status;
+  for (const int status : {408, 429, 500, 502, 503}) EXPECT_TRUE(told(status).second) << status;
+}
+
+TEST_F(Page, NewWindowIsNotOpenedAndTold) {
+  startWithPage();
+  PaletteDock& learning = *learningDock();
+  Desktop::inPage(
+      "document.body.insertAdjacentHTML('afterbegin',"
+      " '<a id=away target=_blank href=first-sketch.asp>Away</a>'); 0");
+  const auto windows = QApplication::topLevelWidgets().size();
+  clickInPage("#away");
+  auto* const shown = learning.findChild<QWidget*>("remark");
+  ASSERT_TRUE(becomes([&] { return shown->isVisible(); }));
+  EXPECT_EQ(learning.findChild<QLabel*>("remarkText")->text(),
+            "The page asked for a new window, which does not open here: "
+            "https://learning.velorin.example/fusion360/first-sketch.asp");
+  EXPECT_EQ(QApplication::topLevelWidgets().size(), windows);
+  EXPECT_TRUE(monitor.opened().empty());
+  EXPECT_EQ(Desktop::inPage("location.pathname"), "/fusion360/learning.asp");
+}
+
+TEST_F(Page, ScriptErrorIsToldWithFileAndLine) {
+  const PlainServer server("200 OK", "<!doctype html>\n<script>\nnoSuchFunction();\n</script>\n");
+  open(server.address("/broken.html"));
+  ASSERT_TRUE(becomes([this] { return remark().isVisible(); }));
+  EXPECT_EQ(remarkText(),
+            "broken.html, line 3: Uncaught ReferenceError: noSuchFunction is not defined");
+  EXPECT_TRUE(dock()->reached());
+  EXPECT_LE(dock()->width(), 300);
+
+  inPage("console.error('a second one'); 0");
+  ASSERT_TRUE(becomes([this] { return remarkText().find("a second one") != std::string::npos; }));
+  EXPECT_NE(remarkText().find("(remark 2)"), std::string::npos) << remarkText();
+
+  auto& close = part<QToolButton>("closeRemark");
+  EXPECT_FALSE(close.accessibleName().isEmpty());
+  press(close, Qt::Key_Space);
+  EXPECT_FALSE(remark().isVisible());
+}
+
+TEST_F(Page, LongScriptErrorIsShortenedAndWholeInTheTooltip) {
+  const PlainServer server("200 OK", "<!doctype html><title>Fine</title>");
+  open(server.address("/fine.html"));
+  inPage("console.error('x'.repeat(4096)); 0");
+  ASSERT_TRUE(becomes([this] { return remark().isVisible(); }));
+  EXPECT_LT(remarkText().size(), 300U);
+  EXPECT_NE(remarkText().find("…"), std::string::npos);
+  EXPECT_TRUE(part<QLabel>("remarkText").toolTip().contains(QString(4096, 'x')));
+  EXPECT_LE(dock()->width(), 300);
+}
+
+TEST_F(Page, EndOfItsProcessIsToldAndTheKeyboardBringsItBack) {
+  const PlainServer server("200 OK", "<title>There</title>");
+  open(server.address("/there"));
+  ASSERT_TRUE(dock()->reached());
+  ASSERT_EQ(kill(static_cast<pid_t>(dock()->view().page()->renderProcessPid()), SIGKILL), 0);
+  ASSERT_TRUE(becomes([this] { return part<QWidget>("notice").isVisible(); }));
+  EXPECT_EQ(reason(), "The process that showed the page has ended.");
+  EXPECT_EQ(address(), server.address("/there"));
+  press(again(), Qt::Key_Space);
+  ASSERT_TRUE(becomes([this] { return dock()->reached(); }));
+  EXPECT_EQ(inPage("document.title"), "There");
+}
+
+TEST_F(Page, ReloadsByKeyboard) {
+  EXPECT_FALSE(action("reloadPage").isEnabled());
+  startWithPage();
+  ASSERT_TRUE(action("reloadPage").isEnabled());
+  Desktop::inPage("window.mark = 'old'; 0");
+  window.activateWindow();
+  QTest::keyClick(&window, Qt::Key_F5);
+  ASSERT_TRUE(becomes([this] {
+    return learningDock()->reached() && Desktop::inPage("window.mark ?? 'new'") == "new";
+  }));
+  EXPECT_EQ(Desktop::inPage("location.search").toString().left(9), "?lang=CSY");
+}
+
+TEST_F(Page, ReloadTriesAFailedPageAgain) {
+  const std::string page = std::string("https://") + LearningSite::host + "/fusion360/none.asp";
+  open(page);
+  action("reloadPage").trigger();
+  EXPECT_FALSE(dock()->settled());
+  ASSERT_TRUE(becomes([this] { return dock()->settled(); }));
+  EXPECT_EQ(reason(), "learning.velorin.example answers with the status 404.");
+}
+
+TEST_F(Page, DeveloperToolsOpenByKeyboardAndGoWithThePalette) {
+  EXPECT_FALSE(action("developerTools").isEnabled());
+  startWithPage();
+  window.activateWindow();
+  QTest::keyClick(&window, Qt::Key_F12);
+  const QPointer<QWebEngineView> tools =
+      learningDock()->findChild<QWebEngineView*>("developerTools");
+  ASSERT_FALSE(tools.isNull());
+  EXPECT_TRUE(tools->isVisible());
+  EXPECT_TRUE(tools->isWindow());
+  EXPECT_EQ(tools->page()->inspectedPage(), view().page());
+  ASSERT_TRUE(becomes([&] { return tools->url().scheme() == "devtools"; }));
+  ASSERT_TRUE(becomes(
+      [&] { return valueIn(*tools->page(), "document.body.childElementCount > 0").toBool(); }));
+  action("developerTools").trigger();  // brings the same window
+  EXPECT_EQ(learningDock()->findChildren<QWebEngineView*>("developerTools").size(), 1);
+  window.play("stop");
+  EXPECT_TRUE(becomes([&] { return tools.isNull(); }));
+}
+
+TEST(DesktopProgram, TakesAPictureInSilenceWithoutADisplay) {
+  const QTemporaryDir folder;
+  const QString file = folder.filePath("window.png");
+  for (const char* const platform : {"", "offscreen"}) {
+    SCOPED_TRACE(platform);
+    QProcessEnvironment blind = QProcessEnvironment::systemEnvironment();
+    for (const char* const name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) {
+      blind.remove(name);
+    }
+    if (*platform != '\0') blind.insert("QT_QPA_PLATFORM", platform);
+    const Ended ended =
+        runProgram("substitute-desktop", {"--data", folder.path(), "--screenshot", file}, blind);
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(ended.errors.toStdString(), "");
+    EXPECT_TRUE(QFile::remove(file));
+  }
+}
+
+}  // namespace
