@@ -2,30 +2,56 @@
 
 const language = new URLSearchParams(location.search).get('lang') === 'CSY' ? 'cs' : 'en';
 document.documentElement.lang = language;
+const texts = {
+  cs: {found: 'Nalezené lekce: ', opened: 'otevřeno v prohlížeči'},
+  en: {found: 'Lessons found: ', opened: 'opened in the browser'},
+}[language];
 
 // The host's text stands behind the last key as it is: its own "&", "#" and "%" belong to it. What
-// the engine has escaped is read back, all else is left.
+// the engine escapes in an address is read back, all else is left. It escapes control characters, the
+// space, the signs " ' < > ` and what is not ASCII, always with capital letters. Where the host's text
+// itself holds such an escape, "%20" for one, it cannot be told from the engine's.
 function licence() {
   const text = location.href.split('&lic=').slice(1).join('&lic=');
-  return text.replace(/(%[0-9a-f]{2})+/gi, escaped => {
+  const escaped = new RegExp('%(?:[01][0-9A-F]|2[027]|3[CE]|60|7F)' +
+    '|%[CD][0-9A-F]%[89AB][0-9A-F]' +
+    '|%E[0-9A-F](?:%[89AB][0-9A-F]){2}' +
+    '|%F[0-7](?:%[89AB][0-9A-F]){3}', 'g');
+  return text.replace(escaped, character => {
     try {
-      return decodeURIComponent(escaped);
+      return decodeURIComponent(character);
     } catch {
-      return escaped;
+      return character;
     }
   });
 }
 document.getElementById('licence').textContent = licence() || '–';
 
+// Said by a screen reader, whatever has the focus.
+function tell(text) {
+  document.getElementById('told').textContent = text;
+}
+
 // A lesson opens outside the host: the add-in is sent its address, in quotes. In a browser, where
 // nobody listens, the link is a link.
 const lessons = [...document.querySelectorAll('.lesson')];
+const titles = new Map(lessons.map(lesson => [lesson, lesson.querySelector('h2').innerText]));
+function markOpened(lesson) {
+  if (!lesson.matches('.opened')) {
+    const note = document.createElement('span');
+    note.className = 'unseen';
+    note.textContent = `, ${texts.opened}`;
+    lesson.querySelector('small').append(note);
+    lesson.classList.add('opened');
+  }
+  tell(`${titles.get(lesson)}: ${texts.opened}`);
+}
 for (const lesson of lessons) {
   lesson.addEventListener('click', async event => {
     if (!window.adsk) return;
     event.preventDefault();
     await adsk.fusionSendData('open', `"${lesson.href}"`);
-    lesson.classList.add('opened');
+    markOpened(lesson);
   });
 }
 
@@ -38,5 +64,8 @@ search.setAttribute('aria-label', search.placeholder);
 search.addEventListener('input', () => {
   const wanted = plain(search.value.trim());
   for (const lesson of lessons) lesson.hidden = !words.get(lesson).includes(wanted);
-  document.getElementById('nothing').hidden = lessons.some(lesson => !lesson.hidden);
+  const found = lessons.filter(lesson => !lesson.hidden).length;
+  const nothing = document.getElementById('nothing');
+  nothing.hidden = found > 0;
+  tell(found > 0 ? texts.found + found : nothing.innerText.trim());
 });

@@ -1,0 +1,211 @@
+// The sample of the learning page, for everybody who reads it: in both languages, and run once in
+// either theme.
+#include <gtest/gtest.h>
+
+#include <QRegularExpression>
+
+#include "tests/desktop/DesktopFixture.h"
+
+namespace {
+
+using namespace substitute;
+
+// What axe-core finds wrong in a page: one line each, the rule and the elements.
+QStringList violations(QWebEnginePage& page) {
+  QFile file(VELORIN_AXE);
+  if (!file.open(QIODevice::ReadOnly)) throw std::runtime_error("axe-core is not installed");
+  valueIn(page, QString::fromUtf8(file.readAll()) + "; 0");
+  valueIn(page, R"(
+    window.found = null;
+    axe.run(document, {rules: {'target-size': {enabled: true}}}).then(results => {
+      window.found = {
+        wrong: results.violations.map(
+          rule => rule.id + ': ' + rule.nodes.map(node => node.target.join(' ')).join(', ')),
+        passed: results.passes.map(rule => rule.id),
+      };
+    }, error => { window.found = {wrong: [String(error)], passed: []}; });
+    0)");
+  EXPECT_TRUE(becomes([&] { return valueIn(page, "window.found !== null").toBool(); }));
+  // What says nothing about contrast has not looked at the page.
+  EXPECT_TRUE(valueIn(page, "window.found.passed.includes('color-contrast')").toBool());
+  return valueIn(page, "window.found.wrong").toStringList();
+}
+
+class SamplePage : public Desktop {
+ protected:
+  SamplePage() {
+    view.setPage(new WebPage(engine, &view));
+    view.resize(300, 700);
+    view.show();
+  }
+
+  // Shows the page in the language of the host's code for it.
+  void load(const QString& language) {
+    bool done = false;
+    bool loaded = false;
+    const auto connection = QObject::connect(&view, &QWebEngineView::loadFinished, [&](bool good) {
+      done = true;
+      loaded = good;
+    });
+    view.load(QUrl(QStringLiteral("https://%1/fusion360/learning.asp?lang=%2&lic=EXAMPLE-%3")
+                       .arg(LearningSite::host, language, QString(300, 'X'))));
+    ASSERT_TRUE(becomes([&] { return done; }));
+    QObject::disconnect(connection);
+    ASSERT_TRUE(loaded);
+    ASSERT_EQ(inPage("matchMedia('(prefers-color-scheme: dark)').matches"),
+              testTheme() == Theme::dark);
+  }
+
+  QVariant inPage(const QString& expression) { return valueIn(*view.page(), expression); }
+  QString told() { return inPage("document.querySelector('[role=status]').innerText").toString(); }
+
+  void type(const QString& text) {
+    inPage("document.getElementById('search').focus(); 0");
+    QTest::keyClicks(view.focusProxy(), text);
+  }
+
+  void empty() {
+    inPage("search.value = ''; search.dispatchEvent(new Event('input', {bubbles: true})); 0");
+  }
+
+  QWebEngineView view;
+};
+
+TEST_F(SamplePage, IsFoundFaultlessByAxe) {
+  for (const char* const language : {"CSY", "ENG"}) {
+    SCOPED_TRACE(language);
+    load(language);
+    EXPECT_EQ(violations(*view.page()), QStringList());
+    inPage("document.querySelector('.lesson').click(); 0");
+    ASSERT_TRUE(
+        becomes([this] { return inPage("document.querySelector('.opened') !== null").toBool(); }));
+    EXPECT_EQ(violations(*view.page()), QStringList()) << "with a lesson opened";
+    type("xyz");
+    ASSERT_TRUE(becomes([this] { return !inPage("nothing.hidden").toBool(); }));
+    EXPECT_EQ(violations(*view.page()), QStringList()) << "with nothing found";
+  }
+}
+
+TEST_F(SamplePage, FaultsAreFoundByAxe) {
+  load("ENG");
+  inPage("document.querySelector('h2').style.color = '#888'; document.title = ''; 0");
+  EXPECT_EQ(violations(*view.page()).join('\n').remove(QRegularExpression(":[^\n]*")),
+            "color-contrast\ndocument-title");
+}
+
+// In numbers: the contrast of the borders with what they stand on; axe looks at texts only.
+TEST_F(SamplePage, BordersStandOut) {
+  load("ENG");
+  inPage(R"(
+    window.luminance = colour => {
+      const [r, g, b] = colour.match(/\d+/g).map(c => c / 255)
+        .map(c => c <= 0.04045 ? c / 12.92 : ((c + 0.055) / 1.055) ** 2.4);
+      return 0.2126 * r + 0.7152 * g + 0.0722 * b;
+    };
+    window.contrast = (one, other) => {
+      const [dark, light] = [luminance(one), luminance(other)].sort((a, b) => a - b);
+      return (light + 0.05) / (dark + 0.05);
+    };
+    window.ground = getComputedStyle(document.body).backgroundColor; 0)");
+  EXPECT_GE(inPage("contrast(getComputedStyle(search).borderTopColor, ground)").toDouble(), 3);
+  EXPECT_GE(inPage("contrast(getComputedStyle(document.querySelector('footer')).borderTopColor,"
+                   " ground)")
+                .toDouble(),
+            3);
+  EXPECT_GE(inPage("contrast(getComputedStyle(search, '::placeholder').color, ground)").toDouble(),
+            4.5);
+  // The lessons under the pointer.
+  for (const char* const text : {"h2", "p", "small"}) {
+    EXPECT_GE(inPage(QStringLiteral("document.body.insertAdjacentHTML('beforeend', '<i id=hover "
+                                    "style=\"background:var(--hover)\">');"
+                                    "contrast(getComputedStyle(document.querySelector('.lesson "
+                                    "%1')).color, getComputedStyle(hover).backgroundColor)")
+                         .arg(text))
+                  .toDouble(),
+              4.5)
+        << text;
+    inPage("document.getElementById('hover').remove(); 0");
+  }
+  // The field shows the focus with an outline that stands out.
+  inPage("search.focus(); 0");
+  EXPECT_EQ(inPage("getComputedStyle(search).outlineStyle"), "solid");
+  EXPECT_GE(inPage("contrast(getComputedStyle(search).outlineColor, ground)").toDouble(), 3);
+}
+
+TEST_F(SamplePage, ScrollsNotSidewaysAt200Pixels) {
+  for (const char* const language : {"CSY", "ENG"}) {
+    SCOPED_TRACE(language);
+    load(language);
+    view.resize(200, 600);
+    ASSERT_TRUE(becomes([this] { return inPage("innerWidth").toInt() == 200; }));
+    EXPECT_LE(inPage("document.documentElement.scrollWidth").toInt(),
+              inPage("document.documentElement.clientWidth").toInt());
+    EXPECT_EQ(
+        inPage("[...document.querySelectorAll('body *')].filter(element =>"
+               " element.getBoundingClientRect().right > document.documentElement.clientWidth)"
+               ".map(element => element.outerHTML.slice(0, 60)).join()"),
+        "");
+    // Nothing is cut off to that end.
+    EXPECT_EQ(inPage("[...document.querySelectorAll('h1, h2, p:not(.unseen), small, footer')]"
+                     ".filter(element => element.scrollWidth > element.clientWidth + 1 &&"
+                     " getComputedStyle(element).display !== 'inline').length"),
+              0);
+    view.resize(300, 700);
+  }
+}
+
+TEST_F(SamplePage, TellsHowManyLessonsAreFound) {
+  load("CSY");
+  EXPECT_EQ(told(), "");
+  type("otvor");
+  ASSERT_TRUE(becomes([this] { return told() == QString::fromUtf8("Nalezené lekce: 1"); }));
+  empty();
+  EXPECT_EQ(told(), QString::fromUtf8("Nalezené lekce: 5"));
+  type("xyz");
+  ASSERT_TRUE(becomes([this] { return told() == QString::fromUtf8("Takovou lekci tu nemáme."); }));
+  load("ENG");
+  type("hole");
+  ASSERT_TRUE(becomes([this] { return told() == "Lessons found: 1"; }));
+}
+
+TEST_F(SamplePage, TellsThatALessonIsOpened) {
+  load("ENG");
+  inPage("document.querySelector('.lesson').focus(); 0");
+  QTest::keyClick(view.focusProxy(), Qt::Key_Return);
+  ASSERT_TRUE(becomes([this] { return told() == "Your first sketch: opened in the browser"; }));
+  // For who comes back to the link, too, and once only.
+  QTest::keyClick(view.focusProxy(), Qt::Key_Return);
+  inPage("0");
+  EXPECT_TRUE(inPage("document.querySelector('.lesson small').textContent") ==
+              "5 min, opened in the browser");
+}
+
+// The engine escapes some signs of the address, the page reads them back; what the host's text had
+// of percent signs stays.
+TEST_F(SamplePage, ShowsTheLicenceAsTheHostGaveIt) {
+  for (const char* const text :
+       {"VELORIN-EXAMPLE 2026", "100 %", "%41%26%23 is not A&#", "%c5%bd is small",
+        "\"quoted\" <b>'", "back`tick^{|}\\", "Žlutý kůň 漢字 🐎", "a&lic=b&lang=ENG#c#d",
+        "%FF%E2%82 broken", "+ and %2B", "x\x01y\x7fz"}) {
+    SCOPED_TRACE(text);
+    host.setEntitlement(text);
+    startWithPage();
+    EXPECT_EQ(Desktop::inPage("document.getElementById('licence').innerText").toString(),
+              QString::fromUtf8(text));
+    window.play("stop");
+    setCounter(0);
+  }
+}
+
+TEST_F(SamplePage, GuideForInstallingIsFoundFaultlessByAxe) {
+  QFile file(VELORIN_GUIDE);
+  ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+  view.setHtml(QString::fromUtf8(file.readAll()).replace("@PROJECT_VERSION@", "1.0.0"));
+  view.resize(200, 700);
+  ASSERT_TRUE(becomes([this] { return inPage("document.links.length").toInt() == 2; }));
+  EXPECT_EQ(violations(*view.page()), QStringList());
+  EXPECT_LE(inPage("document.documentElement.scrollWidth").toInt(),
+            inPage("document.documentElement.clientWidth").toInt());
+}
+
+}  // namespace
