@@ -1,5 +1,4 @@
 // substitute-host: plays the add-in's life in a terminal.
-#include <editline/readline.h>
 #include <unistd.h>
 
 #include <clocale>
@@ -13,6 +12,14 @@
 #include "substitute/driver/Files.h"
 #include "substitute/driver/OpenRecorder.h"
 #include "substitute/driver/ScenarioRunner.h"
+
+// Without the line editor there is no prompt: a terminal is then like any other input.
+#if __has_include(<editline/readline.h>)
+#define HAS_LINE_EDITOR 1
+#include <editline/readline.h>
+#else
+#define HAS_LINE_EDITOR 0
+#endif
 
 namespace {
 
@@ -37,6 +44,7 @@ std::string commandList() {
   return list.str();
 }
 
+#if HAS_LINE_EDITOR
 // The words that can stand where the prompt's line editor asks: commands first, then what the
 // command takes.
 std::vector<std::string> candidates(const std::string& typed) {
@@ -100,9 +108,12 @@ void prompt(ScenarioRunner& runner) {
   }
   std::cout << '\n';
 }
+#else
+void prompt(Player& /*player*/) {}
+#endif
 
 int play(CommandLine& values) {
-  const bool interactive = values.scenario.empty() && isatty(STDIN_FILENO) == 1;
+  const bool interactive = HAS_LINE_EDITOR != 0 && values.scenario.empty() && isatty(STDIN_FILENO) == 1;
   if (values.scenario.empty()) values.scenario = "first-starts";
   const std::vector<Command> commands =
       interactive ? std::vector<Command>() : readScenario(values.scenario);

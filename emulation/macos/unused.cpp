@@ -1,0 +1,1 @@
+// A library that is loaded and not used.
