@@ -1,0 +1,227 @@
+// Signals, of which many have other numbers.
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+
+#include "System.h"
+
+namespace {
+
+struct Pair {
+  int linux;
+  int mac;
+};
+
+constexpr Pair differing[] = {{SIGBUS, 10},  {SIGSYS, 12},  {SIGURG, 16},  {SIGSTOP, 17},
+                              {SIGTSTP, 18}, {SIGCONT, 19}, {SIGCHLD, 20}, {SIGIO, 23},
+                              {SIGUSR1, 30}, {SIGUSR2, 31}};
+constexpr int signals = 32;
+
+struct MacSiginfo {
+  std::int32_t number;
+  std::int32_t error;
+  std::int32_t code;
+  std::int32_t sender;
+  std::uint32_t user;
+  std::int32_t status;
+  void* address;
+  std::uint64_t value;
+  std::int64_t band;
+  std::uint64_t spare[7];
+};
+
+using Handler = void (*)(int number, MacSiginfo* info, void* context);
+const auto byDefault = static_cast<Handler>(nullptr);
+const auto ignored = reinterpret_cast<Handler>(1);
+const auto failed = reinterpret_cast<Handler>(-1);
+
+struct MacSigaction {
+  Handler handler;
+  std::uint32_t mask;
+  std::int32_t flags;
+};
+
+// The program's actions, by macOS's numbers; handlers get such a number.
+MacSigaction actions[signals];
+
+constexpr std::uint32_t bitOf(int macSignal) {
+  return 1U << (macSignal - 1);
+}
+
+sigset_t maskToLinux(std::uint32_t mask) {
+  sigset_t converted;
+  sigemptyset(&converted);
+  for (int number = 1; number < signals; ++number) {
+    if ((mask & bitOf(number)) != 0) sigaddset(&converted, emulation::signalToLinux(number));
+  }
+  return converted;
+}
+
+std::uint32_t maskToMac(const sigset_t& mask) {
+  std::uint32_t converted = 0;
+  for (int number = 1; number < signals; ++number) {
+    if (sigismember(&mask, number) == 1) converted |= bitOf(emulation::signalToMac(number));
+  }
+  return converted;
+}
+
+void onSignal(int number, siginfo_t* info, void* /*context*/) {
+  const int macNumber = emulation::signalToMac(number);
+  MacSiginfo converted{};
+  converted.number = macNumber;
+  converted.code = info->si_code;
+  converted.sender = info->si_pid;
+  converted.user = info->si_uid;
+  converted.address = info->si_addr;
+  actions[macNumber].handler(macNumber, &converted, nullptr);
+}
+
+constexpr Pair actionFlags[] = {{SA_ONSTACK, 0x1},
+                                {SA_RESTART, 0x2},
+                                {static_cast<int>(SA_RESETHAND), 0x4},
+                                {SA_NOCLDSTOP, 0x8},
+                                {SA_NODEFER, 0x10}};
+
+int macSigaction(int number, const MacSigaction* action, MacSigaction* before) {
+  if (number <= 0 || number >= signals) {
+    errno = EINVAL;
+    return -1;
+  }
+  if (before != nullptr) *before = actions[number];
+  if (action == nullptr) return 0;
+  struct sigaction own {};
+  if (action->handler == byDefault || action->handler == ignored) {
+    own.sa_handler = action->handler == ignored ? SIG_IGN : SIG_DFL;
+  } else {
+    own.sa_sigaction = onSignal;
+    own.sa_flags = SA_SIGINFO;
+  }
+  for (const Pair& flag : actionFlags) {
+    if ((action->flags & flag.mac) != 0) own.sa_flags |= flag.linux;
+  }
+  own.sa_mask = maskToLinux(action->mask);
+  const MacSigaction previous = actions[number];
+  actions[number] = *action;
+  const int result = sigaction(emulation::signalToLinux(number), &own, nullptr);
+  if (result != 0) actions[number] = previous;
+  return result;
+}
+
+Handler macSignal(int number, Handler handler) {
+  constexpr int restart = 0x2;
+  const MacSigaction action{handler, 0, restart};
+  MacSigaction before{};
+  return macSigaction(number, &action, &before) == 0 ? before.handler : failed;
+}
+
+int macSigprocmask(int how, const std::uint32_t* mask, std::uint32_t* before) {
+  constexpr int ways[] = {0, SIG_BLOCK, SIG_UNBLOCK, SIG_SETMASK};
+  sigset_t own;
+  sigset_t ownBefore;
+  if (mask != nullptr) own = maskToLinux(*mask);
+  const int result = sigprocmask(mask == nullptr ? SIG_BLOCK : ways[how & 3],
+                                 mask == nullptr ? nullptr : &own, &ownBefore);
+  if (result == 0 && before != nullptr) *before = maskToMac(ownBefore);
+  return result;
+}
+
+struct MacStack {
+  void* memory;
+  std::size_t size;
+  std::int32_t flags;
+};
+
+int macSigaltstack(const MacStack* stack, MacStack* before) {
+  constexpr int disabled = 4;
+  stack_t own{};
+  stack_t ownBefore{};
+  if (stack != nullptr) {
+    own.ss_sp = stack->memory;
+    own.ss_size = stack->size;
+    own.ss_flags = (stack->flags & disabled) != 0 ? SS_DISABLE : 0;
+  }
+  const int result = sigaltstack(stack == nullptr ? nullptr : &own, &ownBefore);
+  if (result == 0 && before != nullptr) {
+    *before = {ownBefore.ss_sp, ownBefore.ss_size,
+               (ownBefore.ss_flags & SS_DISABLE) != 0 ? disabled : 0};
+  }
+  return result;
+}
+
+int macKill(pid_t process, int number) {
+  return kill(process, emulation::signalToLinux(number));
+}
+
+int macRaise(int number) {
+  return raise(emulation::signalToLinux(number));
+}
+
+const char* macStrsignal(int number) {
+  return strsignal(emulation::signalToLinux(number));
+}
+
+int macSigemptyset(std::uint32_t* mask) {
+  *mask = 0;
+  return 0;
+}
+
+int macSigfillset(std::uint32_t* mask) {
+  *mask = ~0U;
+  return 0;
+}
+
+int macSigaddset(std::uint32_t* mask, int number) {
+  *mask |= bitOf(number);
+  return 0;
+}
+
+int macSigdelset(std::uint32_t* mask, int number) {
+  *mask &= ~bitOf(number);
+  return 0;
+}
+
+int macSigismember(const std::uint32_t* mask, int number) {
+  return (*mask & bitOf(number)) != 0 ? 1 : 0;
+}
+
+}  // namespace
+
+#define SAME_SIGNALS(SAME) SAME(alarm) SAME(pause)
+
+SAME_SIGNALS(EMULATION_DECLARE_SAME)
+
+namespace emulation {
+
+int signalToMac(int number) {
+  for (const Pair& pair : differing) {
+    if (pair.linux == number) return pair.mac;
+  }
+  return number;
+}
+
+int signalToLinux(int number) {
+  for (const Pair& pair : differing) {
+    if (pair.mac == number) return pair.linux;
+  }
+  return number;
+}
+
+SystemNames signalFunctions() {
+  return {SAME_SIGNALS(EMULATION_SUPPLY_SAME) supply("_sigaction", macSigaction),
+          supply("_signal", macSignal),
+          supply("_sigprocmask", macSigprocmask),
+          supply("_pthread_sigmask", macSigprocmask),
+          supply("_sigaltstack", macSigaltstack),
+          supply("_kill", macKill),
+          supply("_raise", macRaise),
+          supply("_strsignal", macStrsignal),
+          supply("_sigemptyset", macSigemptyset),
+          supply("_sigfillset", macSigfillset),
+          supply("_sigaddset", macSigaddset),
+          supply("_sigdelset", macSigdelset),
+          supply("_sigismember", macSigismember)};
+}
+
+}  // namespace emulation

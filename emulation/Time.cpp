@@ -1,0 +1,65 @@
+// Clocks and calendar. The record of a calendar time is the same.
+#include <sys/time.h>
+
+#include <cerrno>
+#include <ctime>
+
+#include "System.h"
+
+namespace {
+
+struct Clock {
+  int mac;
+  clockid_t linux;
+};
+
+constexpr Clock clocks[] = {{0, CLOCK_REALTIME},          {4, CLOCK_MONOTONIC_RAW},
+                            {5, CLOCK_MONOTONIC_COARSE},  {6, CLOCK_MONOTONIC},
+                            {8, CLOCK_MONOTONIC_RAW},     {12, CLOCK_PROCESS_CPUTIME_ID},
+                            {16, CLOCK_THREAD_CPUTIME_ID}};
+
+int macClockGettime(int clock, timespec* time) {
+  for (const Clock& known : clocks) {
+    if (known.mac == clock) return clock_gettime(known.linux, time);
+  }
+  errno = EINVAL;
+  return -1;
+}
+
+std::uint64_t absoluteTime() {
+  constexpr std::uint64_t nanoseconds = 1'000'000'000;
+  timespec time{};
+  clock_gettime(CLOCK_MONOTONIC, &time);
+  return static_cast<std::uint64_t>(time.tv_sec) * nanoseconds +
+         static_cast<std::uint64_t>(time.tv_nsec);
+}
+
+struct Timebase {
+  std::uint32_t numerator;
+  std::uint32_t denominator;
+};
+
+int timebaseInfo(Timebase* info) {
+  *info = {1, 1};
+  return 0;
+}
+
+// Microseconds have 32 bits there; what they are stored in has room for 64.
+#define SAME_TIME(SAME)                                                                           \
+  SAME(clock)                                                                                     \
+  SAME(difftime) SAME(gettimeofday) SAME(gmtime) SAME(gmtime_r) SAME(localtime) SAME(localtime_r) \
+      SAME(mktime) SAME(nanosleep) SAME(sleep) SAME(strftime) SAME(time) SAME(timegm) SAME(tzset) \
+          SAME(usleep)
+
+}  // namespace
+
+SAME_TIME(EMULATION_DECLARE_SAME)
+
+namespace emulation {
+
+SystemNames timeFunctions() {
+  return {SAME_TIME(EMULATION_SUPPLY_SAME) supply("_clock_gettime", macClockGettime),
+          supply("_mach_absolute_time", absoluteTime), supply("_mach_timebase_info", timebaseInfo)};
+}
+
+}  // namespace emulation
