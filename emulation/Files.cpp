@@ -279,23 +279,13 @@ EMULATION_VARIADIC(entry_open, 2, mac_open)
 EMULATION_VARIADIC(entry_openat, 3, mac_openat)
 EMULATION_VARIADIC(entry_fcntl, 2, mac_fcntl)
 
-#define SAME_FILES(SAME)                                                                           \
-  SAME(access)                                                                                     \
-  SAME(chdir) SAME(chmod) SAME(chown) SAME(close) SAME(dup) SAME(dup2) SAME(fchdir) SAME(fchmod)   \
-      SAME(fdopendir) SAME(fsync) SAME(ftruncate) SAME(getcwd) SAME(isatty) SAME(link) SAME(lseek) \
-          SAME(mkdir) SAME(mkdtemp) SAME(mkfifo) SAME(mkstemp) SAME(opendir) SAME(pipe) SAME(poll) \
-              SAME(pread) SAME(pwrite) SAME(read) SAME(readlink) SAME(realpath) SAME(rewinddir)    \
-                  SAME(rmdir) SAME(symlink) SAME(truncate) SAME(umask) SAME(unlink) SAME(write)
-
-SAME_FILES(EMULATION_DECLARE_SAME)
-
 namespace emulation {
 
 SystemNames fileFunctions() {
-  return {SAME_FILES(EMULATION_SUPPLY_SAME){"_open", entry_open},
+  return {{"_open", entry_open},
           {"_openat", entry_openat},
           {"_fcntl", entry_fcntl},
-          {"_realpath$DARWIN_EXTSN", same_realpath},
+          supply("_realpath$DARWIN_EXTSN", realpath),
           supply("_stat", macStat),
           supply("_lstat", macLstat),
           supply("_fstat", macFstat),

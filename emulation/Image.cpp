@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 
 namespace emulation {
 
@@ -17,13 +16,12 @@ std::string_view fixedString(const char (&characters)[16]) {
 }
 
 std::vector<std::uint8_t> readFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>(file),
-                                  std::istreambuf_iterator<char>()};
-  // A folder opens, and cannot be read.
-  if (!file.is_open() || file.bad() || (bytes.empty() && errno == EISDIR)) {
-    throw LoadError(path + " cannot be read: " + std::strerror(errno));
-  }
+  errno = 0;
+  std::ifstream file(path, std::ios::binary | std::ios::ate);
+  const std::streamoff size = file.tellg();
+  std::vector<std::uint8_t> bytes(size < 0 ? 0 : static_cast<std::size_t>(size));
+  file.seekg(0).read(reinterpret_cast<char*>(bytes.data()), size);
+  if (!file) throw LoadError(path + " cannot be read: " + std::strerror(errno));
   return bytes;
 }
 

@@ -1,11 +1,14 @@
 #include "Loader.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <sstream>
 #include <system_error>
 #include <vector>
 
@@ -20,9 +23,17 @@ namespace emulation {
 namespace {
 
 struct Library {
-  explicit Library(const std::string& path) : image(path) {}
+  explicit Library(const std::string& path) : image(path) {
+    struct stat file {};
+    stat(path.c_str(), &file);
+    device = file.st_dev;
+    inode = file.st_ino;
+  }
 
   Image image;
+  // Which file it is, under whatever path.
+  dev_t device;
+  ino_t inode;
   // Those that the file lists, in its order, then the unwinder. Null stands for the system library.
   std::vector<Library*> libraries;
   // Those that supply a name that all files share.
@@ -73,19 +84,31 @@ bool isSystemLibrary(const std::string& installName) {
   return installName == "/usr/lib/libSystem.B.dylib" || installName == "/usr/lib/libSystem.dylib";
 }
 
-// A library lies beside the program under the last part of its name, wherever it lies on a Mac.
-std::string besideProgram(const std::string& installName) {
-  return (fs::path(program).parent_path() / fs::path(installName).filename()).string();
+// A library is looked for by the last part of its name, wherever it lies on a Mac: in the folders
+// that DYLD_LIBRARY_PATH lists, then beside the program. Empty when it is in none.
+std::string findFile(const std::string& installName) {
+  const fs::path name = fs::path(installName).filename();
+  const char* const listed = std::getenv("DYLD_LIBRARY_PATH");
+  std::istringstream folders(listed == nullptr ? "" : listed);
+  for (std::string folder; std::getline(folders, folder, ':');) {
+    if (!folder.empty() && fs::exists(folder / name)) return fs::absolute(folder / name).string();
+  }
+  const fs::path besideProgram = fs::path(program).parent_path() / name;
+  return fs::exists(besideProgram) ? besideProgram.string() : std::string();
 }
 
-// What is loaded already under that name or from that file.
-Library* findLoaded(const std::string& name) {
+Library* findByInstallName(const std::string& name) {
   for (const auto& library : images) {
-    std::error_code unknown;
-    if (library->image.installName() == name ||
-        fs::equivalent(library->image.path(), name, unknown)) {
-      return library.get();
-    }
+    if (library->image.installName() == name) return library.get();
+  }
+  return nullptr;
+}
+
+Library* findByFile(const std::string& path) {
+  struct stat file {};
+  if (stat(path.c_str(), &file) != 0) return nullptr;
+  for (const auto& library : images) {
+    if (library->device == file.st_dev && library->inode == file.st_ino) return library.get();
   }
   return nullptr;
 }
@@ -112,7 +135,7 @@ void* findInSystem(const std::string& name) {
     }
   }
   if (void* const address = findSystemName(name)) return address;
-  const Library* const unwinder = findLoaded(unwinderName);
+  const Library* const unwinder = findByInstallName(unwinderName);
   return unwinder == nullptr ? nullptr : findIn(*unwinder, name);
 }
 
@@ -173,13 +196,15 @@ Library* map(const std::string& path);
 
 // The library that `user` asks for under this name, loaded if need be.
 Library* use(const Library& user, const std::string& installName) {
-  Library* library = findLoaded(installName);
-  const std::string file = besideProgram(installName);
-  if (library == nullptr) library = findLoaded(file);
-  if (library == nullptr && !fs::exists(file)) {
-    throw LoadError(user.image.path() + " needs " + file + ", which is missing");
+  Library* library = findByInstallName(installName);
+  if (library == nullptr) {
+    const std::string file = findFile(installName);
+    if (file.empty()) {
+      throw LoadError(user.image.path() + " needs " + installName + ", which is missing");
+    }
+    library = findByFile(file);
+    if (library == nullptr) library = map(file);
   }
-  if (library == nullptr) library = map(file);
   ++library->users;
   return library;
 }
@@ -195,7 +220,7 @@ Library* map(const std::string& path) {
     library->libraries.push_back(system ? nullptr : use(*library, name));
   }
   const bool isUnwinder = library->image.installName() == unwinderName;
-  if (usesSystem && !isUnwinder && fs::exists(besideProgram(unwinderName))) {
+  if (usesSystem && !isUnwinder && !findFile(unwinderName).empty()) {
     library->libraries.push_back(use(*library, unwinderName));
   }
   return library;
@@ -367,7 +392,7 @@ void setError(const std::string& sentence) {
 void* macDlopen(const char* path, int mode) {
   if (path == nullptr) return inProgramHandle;
   try {
-    Library* library = findLoaded(path);
+    Library* library = findByFile(path);
     if (library == nullptr && (mode & onlyIfLoaded) != 0) {
       setError(std::string(path) + " is not loaded");
       return nullptr;

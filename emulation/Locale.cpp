@@ -198,21 +198,10 @@ EMULATION_VARIADIC(entry_snprintf_l, 4, mac_snprintf_l)
 EMULATION_VARIADIC(entry_asprintf_l, 3, mac_asprintf_l)
 EMULATION_VARIADIC(entry_sscanf_l, 3, mac_sscanf_l)
 
-#define SAME_CHARACTERS(SAME)                                                                     \
-  SAME(btowc)                                                                                     \
-  SAME(isalnum) SAME(isalpha) SAME(iscntrl) SAME(isdigit) SAME(isgraph) SAME(islower)             \
-      SAME(isprint) SAME(ispunct) SAME(isspace) SAME(isupper) SAME(isxdigit) SAME(iswalpha)       \
-          SAME(iswdigit) SAME(iswspace) SAME(mbrlen) SAME(mbrtowc) SAME(mbsrtowcs) SAME(mbstowcs) \
-              SAME(mbtowc) SAME(strcoll) SAME(strxfrm) SAME(tolower) SAME(toupper) SAME(towlower) \
-                  SAME(towupper) SAME(wcrtomb) SAME(wcscoll) SAME(wcstombs) SAME(wctob)           \
-                      SAME(wctomb)
-
-SAME_CHARACTERS(EMULATION_DECLARE_SAME)
-
 namespace emulation {
 
 SystemNames localeFunctions() {
-  return {SAME_CHARACTERS(EMULATION_SUPPLY_SAME) supply("_setlocale", macSetlocale),
+  return {supply("_setlocale", macSetlocale),
           supply("_newlocale", macNewlocale),
           supply("_freelocale", macFreelocale),
           supply("_uselocale", macUselocale),

@@ -1,4 +1,5 @@
 // Memory, strings, numbers, sorting and regular expressions.
+#include <malloc.h>
 #include <regex.h>
 #include <sys/mman.h>
 #include <sys/random.h>
@@ -11,29 +12,6 @@
 #include <vector>
 
 #include "System.h"
-
-#define SAME_MEMORY(SAME)                                                                          \
-  SAME(__divti3)                                                                                   \
-  SAME(__modti3) SAME(__udivti3) SAME(__umodti3) SAME(abs) SAME(aligned_alloc) SAME(atof) SAME(    \
-      atoi) SAME(atol) SAME(atoll) SAME(bcmp) SAME(bsearch) SAME(bzero) SAME(calloc) SAME(ceil)    \
-      SAME(cos) SAME(exp) SAME(fabs) SAME(floor) SAME(fmod) SAME(free) SAME(frexp) SAME(ldexp)     \
-          SAME(log) SAME(log10) SAME(log2) SAME(malloc) SAME(memchr) SAME(memcmp) SAME(memcpy)     \
-              SAME(memmem) SAME(memmove) SAME(memset) SAME(modf) SAME(nextafter) SAME(pow) SAME(   \
-                  qsort) SAME(rand) SAME(realloc) SAME(round) SAME(sin) SAME(sqrt) SAME(srand)     \
-                  SAME(stpcpy) SAME(strcasecmp) SAME(strcat) SAME(strchr) SAME(strcmp)             \
-                      SAME(strcpy) SAME(strcspn) SAME(strdup) SAME(strlen) SAME(strncasecmp)       \
-                          SAME(strncat) SAME(strncmp) SAME(strncpy) SAME(strndup) SAME(strnlen)    \
-                              SAME(strpbrk) SAME(strrchr) SAME(strspn) SAME(strstr) SAME(strtod)   \
-                                  SAME(strtof) SAME(strtok) SAME(strtok_r) SAME(strtol)            \
-                                      SAME(strtoll) SAME(strtoul) SAME(strtoull) SAME(tan)         \
-                                          SAME(wcschr) SAME(wcscmp) SAME(wcscpy) SAME(wcslen)      \
-                                              SAME(wcsncmp) SAME(wcstod) SAME(wcstof) SAME(wcstol) \
-                                                  SAME(wcstoll) SAME(wcstoul) SAME(wcstoull)       \
-                                                      SAME(wmemchr) SAME(wmemcmp) SAME(wmemcpy)    \
-                                                          SAME(wmemmove) SAME(wmemset)             \
-                                                              SAME(munmap) SAME(mprotect)
-
-SAME_MEMORY(EMULATION_DECLARE_SAME)
 
 namespace {
 
@@ -56,6 +34,19 @@ void memsetPattern(void* memory, const void* pattern, std::size_t size) {
   for (std::size_t at = 0; at < size; at += PatternSize) {
     std::memcpy(bytes + at, pattern, std::min(PatternSize, size - at));
   }
+}
+
+struct MallocStatistics {
+  std::uint32_t blocks;
+  std::size_t used;
+  std::size_t mostUsed;
+  std::size_t allocated;
+};
+
+// Of the bytes alone, and for all zones.
+void mallocZoneStatistics(void* /*zone*/, MallocStatistics* statistics) {
+  const struct mallinfo2 own = mallinfo2();
+  *statistics = {0, own.uordblks, 0, own.arena};
 }
 
 void macArc4randomBuf(void* buffer, std::size_t size) {
@@ -134,8 +125,9 @@ std::size_t macRegerror(int code, const MacRegex* regex, char* buffer, std::size
 namespace emulation {
 
 SystemNames memoryFunctions() {
-  return {SAME_MEMORY(EMULATION_SUPPLY_SAME) supply("_posix_memalign", macPosixMemalign),
+  return {supply("_posix_memalign", macPosixMemalign),
           supply("_mmap", macMmap),
+          supply("_malloc_zone_statistics", mallocZoneStatistics),
           supply("_memset_pattern4", memsetPattern<4>),
           supply("_memset_pattern8", memsetPattern<8>),
           supply("_memset_pattern16", memsetPattern<16>),

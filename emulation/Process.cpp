@@ -76,18 +76,10 @@ int vmDeallocate(std::uint32_t /*task*/, std::uint64_t /*address*/, std::uint64_
 
 }  // namespace
 
-#define SAME_PROCESS(SAME)                                                             \
-  SAME(_exit)                                                                          \
-  SAME(_Exit) SAME(abort) SAME(execv) SAME(execve) SAME(execvp) SAME(exit) SAME(fork)  \
-      SAME(getegid) SAME(getenv) SAME(geteuid) SAME(getgid) SAME(getpid) SAME(getppid) \
-          SAME(getuid) SAME(putenv) SAME(setenv) SAME(unsetenv)
-
-SAME_PROCESS(EMULATION_DECLARE_SAME)
-
 namespace emulation {
 
 SystemNames processFunctions() {
-  return {SAME_PROCESS(EMULATION_SUPPLY_SAME) supply("_waitpid", macWaitpid),
+  return {supply("_waitpid", macWaitpid),
           supply("_wait", macWait),
           supply("_system", macSystem),
           supply("_pclose", macPclose),

@@ -188,10 +188,6 @@ int macSigismember(const std::uint32_t* mask, int number) {
 
 }  // namespace
 
-#define SAME_SIGNALS(SAME) SAME(alarm) SAME(pause)
-
-SAME_SIGNALS(EMULATION_DECLARE_SAME)
-
 namespace emulation {
 
 int signalToMac(int number) {
@@ -209,7 +205,7 @@ int signalToLinux(int number) {
 }
 
 SystemNames signalFunctions() {
-  return {SAME_SIGNALS(EMULATION_SUPPLY_SAME) supply("_sigaction", macSigaction),
+  return {supply("_sigaction", macSigaction),
           supply("_signal", macSignal),
           supply("_sigprocmask", macSigprocmask),
           supply("_pthread_sigmask", macSigprocmask),

@@ -82,22 +82,10 @@ EMULATION_VARIADIC(entry_swprintf, 3, mac_vswprintf)
 EMULATION_VARIADIC(entry_sscanf, 2, mac_vsscanf)
 EMULATION_VARIADIC(entry_fscanf, 2, mac_vfscanf)
 
-#define SAME_STREAMS(SAME)                                                                       \
-  SAME(clearerr)                                                                                 \
-  SAME(fclose) SAME(fdopen) SAME(feof) SAME(ferror) SAME(fflush) SAME(fgetc) SAME(fgets)         \
-      SAME(fgetwc) SAME(fileno) SAME(flockfile) SAME(fopen) SAME(fputc) SAME(fputs) SAME(fputwc) \
-          SAME(fread) SAME(freopen) SAME(fseek) SAME(fseeko) SAME(ftell) SAME(ftello)            \
-              SAME(funlockfile) SAME(fwide) SAME(fwrite) SAME(getc) SAME(getchar) SAME(getline)  \
-                  SAME(getwc) SAME(popen) SAME(putc) SAME(putchar) SAME(puts) SAME(putwc)        \
-                      SAME(remove) SAME(rename) SAME(rewind) SAME(setbuf) SAME(setvbuf)          \
-                          SAME(tmpfile) SAME(ungetc) SAME(ungetwc)
-
-SAME_STREAMS(EMULATION_DECLARE_SAME)
-
 namespace emulation {
 
 SystemNames stdioFunctions() {
-  return {SAME_STREAMS(EMULATION_SUPPLY_SAME) supply("___stdinp", &stdin),
+  return {supply("___stdinp", &stdin),
           supply("___stdoutp", &stdout),
           supply("___stderrp", &stderr),
           supply("_vprintf", mac_vprintf),

@@ -8,6 +8,8 @@
 #include <cstring>
 #include <unordered_map>
 
+extern "C" const emulation::SystemName same_functions[];
+
 namespace emulation {
 
 namespace {
@@ -135,6 +137,9 @@ void* findSystemName(const std::string& name) {
                                     memoryFunctions(), processFunctions(), signalFunctions(),
                                     stdioFunctions(), threadFunctions(), timeFunctions()}) {
       for (const SystemName& entry : part) all.emplace(entry.name, entry.address);
+    }
+    for (const SystemName* entry = same_functions; entry->name != nullptr; ++entry) {
+      all.emplace(entry->name, entry->address);
     }
     return all;
   }();

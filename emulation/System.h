@@ -38,10 +38,6 @@ SystemName supply(const char* name, Function* function) {
   return {name, reinterpret_cast<const void*>(function)};
 }
 
-// SAME(strlen): the function has the same terms on both systems.
-#define EMULATION_DECLARE_SAME(name) extern "C" const char same_##name[] __asm__(#name);
-#define EMULATION_SUPPLY_SAME(name) {"_" #name, same_##name},
-
 // An entry point for a function with `fixed` named arguments and others after them. macOS passes
 // the latter on the stack, 8 bytes each; `implementation`, with the linkage of C, gets their
 // address as its next argument.

@@ -44,22 +44,13 @@ int timebaseInfo(Timebase* info) {
   return 0;
 }
 
-// Microseconds have 32 bits there; what they are stored in has room for 64.
-#define SAME_TIME(SAME)                                                                           \
-  SAME(clock)                                                                                     \
-  SAME(difftime) SAME(gettimeofday) SAME(gmtime) SAME(gmtime_r) SAME(localtime) SAME(localtime_r) \
-      SAME(mktime) SAME(nanosleep) SAME(sleep) SAME(strftime) SAME(time) SAME(timegm) SAME(tzset) \
-          SAME(usleep)
-
 }  // namespace
-
-SAME_TIME(EMULATION_DECLARE_SAME)
 
 namespace emulation {
 
 SystemNames timeFunctions() {
-  return {SAME_TIME(EMULATION_SUPPLY_SAME) supply("_clock_gettime", macClockGettime),
-          supply("_mach_absolute_time", absoluteTime), supply("_mach_timebase_info", timebaseInfo)};
+  return {supply("_clock_gettime", macClockGettime), supply("_mach_absolute_time", absoluteTime),
+          supply("_mach_timebase_info", timebaseInfo)};
 }
 
 }  // namespace emulation
