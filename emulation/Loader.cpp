@@ -516,6 +516,14 @@ int executablePath(char* buffer, std::uint32_t* size) {
   return 0;
 }
 
+int* argumentCountPointer() {
+  return &mainArguments.count;
+}
+
+char*** argumentsPointer() {
+  return &mainArguments.arguments;
+}
+
 int registerAtExit(void (*function)(void*), void* argument, const void* header) {
   atExit.push_back({function, argument, header});
   return 0;
@@ -551,6 +559,8 @@ SystemNames loaderFunctions() {
           supply("__dyld_get_image_header", imageHeader),
           supply("__dyld_get_image_vmaddr_slide", imageSlide),
           supply("__NSGetExecutablePath", executablePath),
+          supply("__NSGetArgc", argumentCountPointer),
+          supply("__NSGetArgv", argumentsPointer),
           supply("__tlv_bootstrap", thread_local_address),
           supply("__tlv_atexit", registerAtThreadExit),
           supply("___cxa_atexit", registerAtExit),

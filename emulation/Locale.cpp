@@ -92,7 +92,6 @@ std::lconv* macLocaleconv() {
   static std::lconv converted;
   const std::lconv& own = *std::localeconv();
   converted = own;
-  converted.int_p_cs_precedes = own.int_p_cs_precedes;
   char* const last = &converted.int_p_cs_precedes;
   const char ordered[] = {own.int_p_cs_precedes,  own.int_n_cs_precedes, own.int_p_sep_by_space,
                           own.int_n_sep_by_space, own.int_p_sign_posn,   own.int_n_sign_posn};

@@ -31,7 +31,7 @@ same rename, rewind, setbuf, setvbuf, tmpfile, ungetc, ungetwc
 same __divti3, __modti3, __udivti3, __umodti3, abs, aligned_alloc, atof, atol, atoll, bcmp
 same atoi, bsearch, bzero, calloc, ceil, cos, exp, fabs, floor, fmod, free, frexp, ldexp, log, log10
 same log2, malloc, memchr, memcmp, memcpy, memmem, memmove, memset, modf, mprotect, munmap
-same nextafter, pow, qsort, rand, realloc, round, sin, sqrt, srand, stpcpy, strcasecmp, strcat
+same wcsstr, nextafter, pow, qsort, rand, realloc, round, sin, sqrt, srand, stpcpy, strcasecmp, strcat
 same strchr, strcmp, strcpy, strcspn, strdup, strlen, strncasecmp, strncat, strncmp, strncpy
 same strndup, strnlen, strpbrk, strrchr, strspn, strstr, strtod, strtof, strtok, strtok_r
 same strtol, strtoll, strtoul, strtoull, tan, wcschr, wcscmp, wcscpy, wcslen, wcsncmp, wcstod
