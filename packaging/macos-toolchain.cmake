@@ -37,12 +37,12 @@ endif()
 set(CMAKE_SYSTEM_NAME Darwin)
 set(CMAKE_SYSTEM_VERSION 20.1)  # that of macOS 11; paths relative to the loader depend on it
 set(CMAKE_SYSTEM_PROCESSOR arm64)
-# Of itself it leaves out assertions in optimised builds, and adds what a debugger wants, with paths
-# of the machine that builds. Both are the project's to say.
+# Of itself it leaves out assertions in optimised builds, and adds a sanitizer in others, and what a
+# debugger wants, with paths of the machine that builds. All that is the project's to say.
 # Nor are there asynchronous unwind tables: they are in DWARF, whose addresses ld64.lld 14 gets wrong,
 # and then every exception ends the process.
 set(compiler_options -target aarch64-macos.${CMAKE_OSX_DEPLOYMENT_TARGET} -UNDEBUG -g0
-    -fno-asynchronous-unwind-tables)
+    -fno-sanitize=all -fno-asynchronous-unwind-tables)
 set(CMAKE_CXX_COMPILER ${compiler} c++ ${compiler_options})
 set(CMAKE_C_COMPILER ${compiler} cc ${compiler_options})
 # The compiler's headers describe a newer libc++ than that of macOS 11. Told to mind it, they compile

@@ -6,6 +6,8 @@
 #include <type_traits>
 #include <vector>
 
+#include "tests/System.h"
+
 namespace core = adsk::core;
 
 namespace {
@@ -295,7 +297,7 @@ TEST(Handle, ArrowOnAnEmptyOneThrowsAPlainException) {
 TEST(Handle, ArrowOnAnEmptyOneEndsTheProcessWithTheAssertion) {
   const Inputs handle;
   EXPECT_EXIT(handle->isValid(), testing::KilledBySignal(SIGABRT),
-              "Memory:150: operator->: Assertion `ptr_ != nullptr' failed");
+              emptyHandleAssertion);
 }
 #endif
 
