@@ -114,11 +114,6 @@ int macFstat(int file, MacStat* to) {
   return fill(to, fstat(file, &from), from);
 }
 
-int macFstatat(int folder, const char* path, MacStat* to, int flags) {
-  struct stat from {};
-  return fill(to, fstatat(folderToLinux(folder), path, &from, toLinux(flags, atFlags)), from);
-}
-
 struct MacStatvfs {
   std::uint64_t blockSize, fragmentSize;
   std::uint32_t blocks, freeBlocks, availableBlocks;
@@ -175,10 +170,6 @@ int macUnlinkat(int folder, const char* path, int flags) {
 
 int macFchmodat(int folder, const char* path, mode_t mode, int flags) {
   return fchmodat(folderToLinux(folder), path, mode, toLinux(flags, atFlags));
-}
-
-int macFaccessat(int folder, const char* path, int mode, int flags) {
-  return faccessat(folderToLinux(folder), path, mode, toLinux(flags, atFlags));
 }
 
 // "Now" and "leave it" have other numbers.
@@ -289,13 +280,11 @@ SystemNames fileFunctions() {
           supply("_stat", macStat),
           supply("_lstat", macLstat),
           supply("_fstat", macFstat),
-          supply("_fstatat", macFstatat),
           supply("_statvfs", macStatvfs),
           supply("_readdir", macReaddir),
           supply("_closedir", macClosedir),
           supply("_unlinkat", macUnlinkat),
           supply("_fchmodat", macFchmodat),
-          supply("_faccessat", macFaccessat),
           supply("_utimensat", macUtimensat),
           supply("_fcopyfile", macFcopyfile),
           supply("_copyfile_state_alloc", macCopyfileStateAlloc),

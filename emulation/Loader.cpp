@@ -57,7 +57,6 @@ struct AtExit {
 std::vector<std::unique_ptr<Library>> images;
 std::vector<AtExit> atExit;
 std::vector<AtExit> atThreadExit;
-std::vector<ImageCallback> addCallbacks;
 std::vector<ImageCallback> removeCallbacks;
 std::string program;
 std::string lastError;
@@ -231,6 +230,7 @@ Library* map(const std::string& path) {
 __asm__(
     ".text\n"
     ".p2align 2\n"
+    ".globl thread_local_address\n"
     "thread_local_address:\n"
     "  ldp x16, x17, [x0, #8]\n"
     "  add x0, x16, x17\n"
@@ -353,12 +353,7 @@ Library* load(const std::string& path, bool initialized) {
     throw;
   }
   std::vector<const Library*> waiting;
-  isNew([&waiting](const Library& added) {
-    for (const ImageCallback callback : addCallbacks) {
-      callback(added.image.header(), static_cast<std::intptr_t>(added.image.slide()));
-    }
-    waiting.push_back(&added);
-  });
+  isNew([&waiting](const Library& added) { waiting.push_back(&added); });
   if (initialized) initialize(*library, waiting);
   return library;
 }
@@ -478,13 +473,6 @@ bool findUnwindSections(const void* address, UnwindSections* found) {
   return true;
 }
 
-void registerAddCallback(ImageCallback callback) {
-  addCallbacks.push_back(callback);
-  for (std::size_t i = 0; i < images.size(); ++i) {
-    callback(images[i]->image.header(), static_cast<std::intptr_t>(images[i]->image.slide()));
-  }
-}
-
 void registerRemoveCallback(ImageCallback callback) {
   removeCallbacks.push_back(callback);
 }
@@ -495,14 +483,6 @@ std::uint32_t imageCount() {
 
 const char* imageName(std::uint32_t index) {
   return index < images.size() ? images[index]->image.path().c_str() : nullptr;
-}
-
-const void* imageHeader(std::uint32_t index) {
-  return index < images.size() ? images[index]->image.header() : nullptr;
-}
-
-std::intptr_t imageSlide(std::uint32_t index) {
-  return index < images.size() ? static_cast<std::intptr_t>(images[index]->image.slide()) : 0;
 }
 
 // The program's path for one without a host's library: -1 and the size that it takes when it does
@@ -552,12 +532,9 @@ SystemNames loaderFunctions() {
           supply("_dlsym", macDlsym),
           supply("_dladdr", macDladdr),
           supply("__dyld_find_unwind_sections", findUnwindSections),
-          supply("__dyld_register_func_for_add_image", registerAddCallback),
           supply("__dyld_register_func_for_remove_image", registerRemoveCallback),
           supply("__dyld_image_count", imageCount),
           supply("__dyld_get_image_name", imageName),
-          supply("__dyld_get_image_header", imageHeader),
-          supply("__dyld_get_image_vmaddr_slide", imageSlide),
           supply("__NSGetExecutablePath", executablePath),
           supply("__NSGetArgc", argumentCountPointer),
           supply("__NSGetArgv", argumentsPointer),

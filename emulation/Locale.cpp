@@ -78,15 +78,6 @@ void macFreelocale(locale_t locale) {
   if (locale != nullptr && locale != LC_GLOBAL_LOCALE) freelocale(locale);
 }
 
-// Null asks for the locale in force.
-locale_t macUselocale(locale_t locale) {
-  return uselocale(locale);
-}
-
-locale_t macDuplocale(locale_t locale) {
-  return duplocale(toLinux(locale));
-}
-
 // The last six members have another order.
 std::lconv* macLocaleconv() {
   static std::lconv converted;
@@ -203,11 +194,8 @@ SystemNames localeFunctions() {
   return {supply("_setlocale", macSetlocale),
           supply("_newlocale", macNewlocale),
           supply("_freelocale", macFreelocale),
-          supply("_uselocale", macUselocale),
-          supply("_duplocale", macDuplocale),
           supply("_localeconv", macLocaleconv),
           supply("_localeconv_l", WithLocale<&macLocaleconv>::call),
-          supply("____mb_cur_max", mbCurMax),
           supply("____mb_cur_max_l", WithLocale<&mbCurMax>::call),
           {"_snprintf_l", entry_snprintf_l},
           {"_asprintf_l", entry_asprintf_l},
@@ -224,9 +212,7 @@ SystemNames localeFunctions() {
           supply("_strtof_l", WithLocale<&strtof>::call),
           supply("_strtold", stringToLongDouble),
           supply("_strtold_l", WithLocale<&stringToLongDouble>::call),
-          supply("_strtol_l", WithLocale<&strtol>::call),
           supply("_strtoll_l", WithLocale<&strtoll>::call),
-          supply("_strtoul_l", WithLocale<&strtoul>::call),
           supply("_strtoull_l", WithLocale<&strtoull>::call),
           supply("_strxfrm_l", WithLocale<&strxfrm>::call),
           supply("_wcrtomb_l", WithLocale<&wcrtomb>::call),

@@ -25,10 +25,6 @@ pid_t macWaitpid(pid_t child, int* status, int options) {
   return ended;
 }
 
-pid_t macWait(int* status) {
-  return macWaitpid(-1, status, 0);
-}
-
 // The shell is Linux's own.
 int macSystem(const char* command) {
   const int status = std::system(command);
@@ -40,10 +36,6 @@ int macPclose(FILE* stream) {
   return status == -1 ? status : statusToMac(status);
 }
 
-char*** environmentPointer() {
-  return &environ;
-}
-
 // What a failed assertion prints on macOS.
 [[noreturn]] void assertionFailed(const char* function, const char* file, int line,
                                   const char* expression) {
@@ -52,11 +44,12 @@ char*** environmentPointer() {
   std::abort();
 }
 
-[[noreturn]] void stackCheckFailed() {
-  std::fputs("stack smashing detected\n", stderr);
+[[noreturn]] void stackOverwritten() {
+  std::fputs("The stack was overwritten.\n", stderr);
   std::abort();
 }
 
+// Any value will do.
 std::uint64_t stackGuard = 0x0d0a00ff5bd1e995;
 
 // --- The kernel's view of the threads, which GoogleTest counts before it forks: there is one.
@@ -80,13 +73,11 @@ namespace emulation {
 
 SystemNames processFunctions() {
   return {supply("_waitpid", macWaitpid),
-          supply("_wait", macWait),
           supply("_system", macSystem),
           supply("_pclose", macPclose),
           supply("_environ", &environ),
-          supply("__NSGetEnviron", environmentPointer),
           supply("___assert_rtn", assertionFailed),
-          supply("___stack_chk_fail", stackCheckFailed),
+          supply("___stack_chk_fail", stackOverwritten),
           supply("___stack_chk_guard", &stackGuard),
           supply("_mach_task_self_", &taskSelf),
           supply("_task_threads", taskThreads),

@@ -31,11 +31,11 @@ same rename, rewind, setbuf, setvbuf, tmpfile, ungetc, ungetwc
 same __divti3, __modti3, __udivti3, __umodti3, abs, aligned_alloc, atof, atol, atoll, bcmp
 same atoi, bsearch, bzero, calloc, ceil, cos, exp, fabs, floor, fmod, free, frexp, ldexp, log, log10
 same log2, malloc, memchr, memcmp, memcpy, memmem, memmove, memset, modf, mprotect, munmap
-same wcsstr, nextafter, pow, qsort, rand, realloc, round, sin, sqrt, srand, stpcpy, strcasecmp, strcat
+same nextafter, pow, qsort, rand, realloc, round, sin, sqrt, srand, stpcpy, strcasecmp, strcat
 same strchr, strcmp, strcpy, strcspn, strdup, strlen, strncasecmp, strncat, strncmp, strncpy
 same strndup, strnlen, strpbrk, strrchr, strspn, strstr, strtod, strtof, strtok, strtok_r
 same strtol, strtoll, strtoul, strtoull, tan, wcschr, wcscmp, wcscpy, wcslen, wcsncmp, wcstod
-same wcstof, wcstol, wcstoll, wcstoul, wcstoull, wmemchr, wmemcmp, wmemcpy, wmemmove, wmemset
+same wcsstr, wcstof, wcstol, wcstoll, wcstoul, wcstoull, wmemchr, wmemcmp, wmemcpy, wmemmove, wmemset
 
 // Characters
 same btowc, isalnum, isalpha, iscntrl, isdigit, isgraph, islower, isprint, ispunct, isspace
@@ -45,7 +45,7 @@ same wcstombs, wctob, wctomb
 
 // The process
 same _Exit, _exit, abort, execv, execve, execvp, exit, fork, getegid, getenv, geteuid, getgid
-same getpid, getppid, getuid, putenv, setenv, unsetenv
+same getpid, getppid, getuid, putenv, setenv, setgid, setgroups, setuid, unsetenv
 
 // Signals
 same alarm, pause

@@ -59,14 +59,6 @@ sigset_t maskToLinux(std::uint32_t mask) {
   return converted;
 }
 
-std::uint32_t maskToMac(const sigset_t& mask) {
-  std::uint32_t converted = 0;
-  for (int number = 1; number < signals; ++number) {
-    if (sigismember(&mask, number) == 1) converted |= bitOf(emulation::signalToMac(number));
-  }
-  return converted;
-}
-
 void onSignal(int number, siginfo_t* info, void* /*context*/) {
   const int macNumber = emulation::signalToMac(number);
   MacSiginfo converted{};
@@ -116,74 +108,12 @@ Handler macSignal(int number, Handler handler) {
   return macSigaction(number, &action, &before) == 0 ? before.handler : failed;
 }
 
-int macSigprocmask(int how, const std::uint32_t* mask, std::uint32_t* before) {
-  constexpr int ways[] = {0, SIG_BLOCK, SIG_UNBLOCK, SIG_SETMASK};
-  sigset_t own;
-  sigset_t ownBefore;
-  if (mask != nullptr) own = maskToLinux(*mask);
-  const int result = sigprocmask(mask == nullptr ? SIG_BLOCK : ways[how & 3],
-                                 mask == nullptr ? nullptr : &own, &ownBefore);
-  if (result == 0 && before != nullptr) *before = maskToMac(ownBefore);
-  return result;
-}
-
-struct MacStack {
-  void* memory;
-  std::size_t size;
-  std::int32_t flags;
-};
-
-int macSigaltstack(const MacStack* stack, MacStack* before) {
-  constexpr int disabled = 4;
-  stack_t own{};
-  stack_t ownBefore{};
-  if (stack != nullptr) {
-    own.ss_sp = stack->memory;
-    own.ss_size = stack->size;
-    own.ss_flags = (stack->flags & disabled) != 0 ? SS_DISABLE : 0;
-  }
-  const int result = sigaltstack(stack == nullptr ? nullptr : &own, &ownBefore);
-  if (result == 0 && before != nullptr) {
-    *before = {ownBefore.ss_sp, ownBefore.ss_size,
-               (ownBefore.ss_flags & SS_DISABLE) != 0 ? disabled : 0};
-  }
-  return result;
-}
-
 int macKill(pid_t process, int number) {
   return kill(process, emulation::signalToLinux(number));
 }
 
 int macRaise(int number) {
   return raise(emulation::signalToLinux(number));
-}
-
-const char* macStrsignal(int number) {
-  return strsignal(emulation::signalToLinux(number));
-}
-
-int macSigemptyset(std::uint32_t* mask) {
-  *mask = 0;
-  return 0;
-}
-
-int macSigfillset(std::uint32_t* mask) {
-  *mask = ~0U;
-  return 0;
-}
-
-int macSigaddset(std::uint32_t* mask, int number) {
-  *mask |= bitOf(number);
-  return 0;
-}
-
-int macSigdelset(std::uint32_t* mask, int number) {
-  *mask &= ~bitOf(number);
-  return 0;
-}
-
-int macSigismember(const std::uint32_t* mask, int number) {
-  return (*mask & bitOf(number)) != 0 ? 1 : 0;
 }
 
 }  // namespace
@@ -205,19 +135,8 @@ int signalToLinux(int number) {
 }
 
 SystemNames signalFunctions() {
-  return {supply("_sigaction", macSigaction),
-          supply("_signal", macSignal),
-          supply("_sigprocmask", macSigprocmask),
-          supply("_pthread_sigmask", macSigprocmask),
-          supply("_sigaltstack", macSigaltstack),
-          supply("_kill", macKill),
-          supply("_raise", macRaise),
-          supply("_strsignal", macStrsignal),
-          supply("_sigemptyset", macSigemptyset),
-          supply("_sigfillset", macSigfillset),
-          supply("_sigaddset", macSigaddset),
-          supply("_sigdelset", macSigdelset),
-          supply("_sigismember", macSigismember)};
+  return {supply("_sigaction", macSigaction), supply("_signal", macSignal),
+          supply("_kill", macKill), supply("_raise", macRaise)};
 }
 
 }  // namespace emulation

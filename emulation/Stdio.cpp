@@ -35,19 +35,9 @@ int mac_vprintf(const char* format, void* stack) {
   return mac_vfprintf(stdout, format, stack);
 }
 
-int mac_vdprintf(int file, const char* format, void* stack) {
-  std::va_list list;
-  return vdprintf(file, withoutLongDouble(format).c_str(), toVaList(stack, list));
-}
-
 int mac_vsnprintf(char* buffer, std::size_t size, const char* format, void* stack) {
   std::va_list list;
   return std::vsnprintf(buffer, size, withoutLongDouble(format).c_str(), toVaList(stack, list));
-}
-
-int mac_vsprintf(char* buffer, const char* format, void* stack) {
-  std::va_list list;
-  return std::vsprintf(buffer, withoutLongDouble(format).c_str(), toVaList(stack, list));
 }
 
 int mac_vasprintf(char** string, const char* format, void* stack) {
@@ -65,45 +55,23 @@ int mac_vsscanf(const char* string, const char* format, void* stack) {
   return std::vsscanf(string, withoutLongDouble(format).c_str(), toVaList(stack, list));
 }
 
-int mac_vfscanf(FILE* file, const char* format, void* stack) {
-  std::va_list list;
-  return std::vfscanf(file, withoutLongDouble(format).c_str(), toVaList(stack, list));
-}
-
 }  // extern "C"
 
 EMULATION_VARIADIC(entry_printf, 1, mac_vprintf)
 EMULATION_VARIADIC(entry_fprintf, 2, mac_vfprintf)
-EMULATION_VARIADIC(entry_dprintf, 2, mac_vdprintf)
 EMULATION_VARIADIC(entry_snprintf, 3, mac_vsnprintf)
-EMULATION_VARIADIC(entry_sprintf, 2, mac_vsprintf)
-EMULATION_VARIADIC(entry_asprintf, 2, mac_vasprintf)
 EMULATION_VARIADIC(entry_swprintf, 3, mac_vswprintf)
 EMULATION_VARIADIC(entry_sscanf, 2, mac_vsscanf)
-EMULATION_VARIADIC(entry_fscanf, 2, mac_vfscanf)
 
 namespace emulation {
 
 SystemNames stdioFunctions() {
-  return {supply("___stdinp", &stdin),
-          supply("___stdoutp", &stdout),
-          supply("___stderrp", &stderr),
-          supply("_vprintf", mac_vprintf),
-          supply("_vfprintf", mac_vfprintf),
-          supply("_vsnprintf", mac_vsnprintf),
-          supply("_vsprintf", mac_vsprintf),
-          supply("_vasprintf", mac_vasprintf),
-          supply("_vswprintf", mac_vswprintf),
-          supply("_vsscanf", mac_vsscanf),
-          {"_printf", entry_printf},
-          {"_fprintf", entry_fprintf},
-          {"_dprintf", entry_dprintf},
-          {"_snprintf", entry_snprintf},
-          {"_sprintf", entry_sprintf},
-          {"_asprintf", entry_asprintf},
-          {"_swprintf", entry_swprintf},
-          {"_sscanf", entry_sscanf},
-          {"_fscanf", entry_fscanf}};
+  return {supply("___stdinp", &stdin),       supply("___stdoutp", &stdout),
+          supply("___stderrp", &stderr),     supply("_vprintf", mac_vprintf),
+          supply("_vfprintf", mac_vfprintf), supply("_vsnprintf", mac_vsnprintf),
+          {"_printf", entry_printf},         {"_fprintf", entry_fprintf},
+          {"_snprintf", entry_snprintf},     {"_swprintf", entry_swprintf},
+          {"_sscanf", entry_sscanf}};
 }
 
 }  // namespace emulation

@@ -100,12 +100,6 @@ int macStrerrorR(int number, char* buffer, std::size_t size) {
   return std::strlen(sentence) < size ? 0 : ERANGE;
 }
 
-void macPerror(const char* prefix) {
-  const char* const sentence = macStrerror(*errnoPointer());
-  const bool hasPrefix = prefix != nullptr && *prefix != '\0';
-  std::fprintf(stderr, "%s%s%s\n", hasPrefix ? prefix : "", hasPrefix ? ": " : "", sentence);
-}
-
 [[noreturn]] void endForMissing(const char* name) {
   std::fflush(nullptr);
   std::fprintf(stderr, "macos-loader: the system function %s is called and not supplied.\n", name);
@@ -132,7 +126,7 @@ void* findSystemName(const std::string& name) {
   static const auto names = [] {
     std::unordered_map<std::string, const void*> all;
     const SystemNames own = {supply("___error", errnoPointer), supply("_strerror", macStrerror),
-                             supply("_strerror_r", macStrerrorR), supply("_perror", macPerror)};
+                             supply("_strerror_r", macStrerrorR)};
     for (const SystemNames& part : {own, fileFunctions(), loaderFunctions(), localeFunctions(),
                                     memoryFunctions(), processFunctions(), signalFunctions(),
                                     stdioFunctions(), threadFunctions(), timeFunctions()}) {

@@ -41,8 +41,9 @@ SystemName supply(const char* name, Function* function) {
 // An entry point for a function with `fixed` named arguments and others after them. macOS passes
 // the latter on the stack, 8 bytes each; `implementation`, with the linkage of C, gets their
 // address as its next argument.
-#define EMULATION_VARIADIC(entry, fixed, implementation)                                       \
-  __asm__(".text\n.p2align 2\n" #entry ":\n  mov x" #fixed ", sp\n  b " #implementation "\n"); \
+#define EMULATION_VARIADIC(entry, fixed, implementation)                      \
+  __asm__(".text\n.p2align 2\n.globl " #entry "\n" #entry ":\n  mov x" #fixed \
+          ", sp\n  b " #implementation "\n");                                 \
   extern "C" const char entry[];
 
 // Such arguments as Linux's functions take them: none is in a register.

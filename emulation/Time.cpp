@@ -26,31 +26,12 @@ int macClockGettime(int clock, timespec* time) {
   return -1;
 }
 
-std::uint64_t absoluteTime() {
-  constexpr std::uint64_t nanoseconds = 1'000'000'000;
-  timespec time{};
-  clock_gettime(CLOCK_MONOTONIC, &time);
-  return static_cast<std::uint64_t>(time.tv_sec) * nanoseconds +
-         static_cast<std::uint64_t>(time.tv_nsec);
-}
-
-struct Timebase {
-  std::uint32_t numerator;
-  std::uint32_t denominator;
-};
-
-int timebaseInfo(Timebase* info) {
-  *info = {1, 1};
-  return 0;
-}
-
 }  // namespace
 
 namespace emulation {
 
 SystemNames timeFunctions() {
-  return {supply("_clock_gettime", macClockGettime), supply("_mach_absolute_time", absoluteTime),
-          supply("_mach_timebase_info", timebaseInfo)};
+  return {supply("_clock_gettime", macClockGettime)};
 }
 
 }  // namespace emulation
