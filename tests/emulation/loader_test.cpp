@@ -16,6 +16,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <cwctype>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <locale>
@@ -45,7 +46,10 @@ struct Outcome {
 
 // What the loader, told to run that file, prints, and its exit status.
 Outcome load(const std::string& path) {
-  FILE* const output = popen(("qemu-aarch64 " VELORIN_LOADER " " + path + " 2>&1").c_str(), "r");
+  const std::string libraries = std::filesystem::path(VELORIN_LOADED).parent_path();
+  const std::string command =
+      "DYLD_LIBRARY_PATH='" + libraries + "' qemu-aarch64 " VELORIN_LOADER " " + path + " 2>&1";
+  FILE* const output = popen(command.c_str(), "r");
   Outcome outcome;
   for (int c = std::getc(output); c != EOF; c = std::getc(output)) {
     outcome.output += static_cast<char>(c);
@@ -113,9 +117,9 @@ TEST_F(MacLoader, RefusesALibraryThatNeedsAMissingName) {
   for (auto at = bytes.find(name); at != std::string::npos; at = bytes.find(name)) {
     bytes.replace(at, name.size(), missing);
   }
-  Dl_info libcxx{};
-  ASSERT_NE(dladdr(dlsym(RTLD_DEFAULT, "_ZNSt12out_of_rangeD1Ev"), &libcxx), 0);
-  expectRefused(bytes, "needs the name " + missing + ", which " + libcxx.dli_fname + " lacks");
+  const std::string libcxx =
+      std::filesystem::path(VELORIN_LOADED).replace_filename("libc++.1.dylib");
+  expectRefused(bytes, "needs the name " + missing + ", which " + libcxx + " lacks");
 }
 
 void* doNothing(void*) {
@@ -277,6 +281,8 @@ TEST(MacSystem, ListsAFolder) {
                                                {"a file with a name of some length", DT_REG},
                                                {"folder", DT_DIR}};
   EXPECT_EQ(types, expected);
+  EXPECT_EQ(std::filesystem::remove_all(folder.path()), 3U);
+  EXPECT_NE(access(folder.path().c_str(), F_OK), 0);
 }
 
 TEST(MacSystem, KnowsTheKindsOfCharacters) {
