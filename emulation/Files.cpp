@@ -2,12 +2,9 @@
 // current folder differ.
 #include <dirent.h>
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/stat.h>
-#include <sys/statvfs.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -114,26 +111,6 @@ int macFstat(int file, MacStat* to) {
   return fill(to, fstat(file, &from), from);
 }
 
-struct MacStatvfs {
-  std::uint64_t blockSize, fragmentSize;
-  std::uint32_t blocks, freeBlocks, availableBlocks;
-  std::uint32_t files, freeFiles, availableFiles;
-  std::uint64_t id, flags, longestName;
-};
-
-int macStatvfs(const char* path, MacStatvfs* to) {
-  struct statvfs from {};
-  const int result = statvfs(path, &from);
-  if (result != 0) return result;
-  const auto narrow = [](std::uint64_t number) {
-    return static_cast<std::uint32_t>(std::min<std::uint64_t>(number, UINT32_MAX));
-  };
-  *to = {from.f_bsize,          from.f_frsize,        narrow(from.f_blocks), narrow(from.f_bfree),
-         narrow(from.f_bavail), narrow(from.f_files), narrow(from.f_ffree),  narrow(from.f_favail),
-         from.f_fsid,           from.f_flag,          from.f_namemax};
-  return 0;
-}
-
 struct MacDirent {
   std::uint64_t inode;
   std::uint64_t position;
@@ -170,47 +147,6 @@ int macUnlinkat(int folder, const char* path, int flags) {
 
 int macFchmodat(int folder, const char* path, mode_t mode, int flags) {
   return fchmodat(folderToLinux(folder), path, mode, toLinux(flags, atFlags));
-}
-
-// "Now" and "leave it" have other numbers.
-int macUtimensat(int folder, const char* path, const timespec* times, int flags) {
-  timespec converted[2];
-  for (int i = 0; times != nullptr && i < 2; ++i) {
-    converted[i] = times[i];
-    if (times[i].tv_nsec == -1) converted[i].tv_nsec = UTIME_NOW;
-    if (times[i].tv_nsec == -2) converted[i].tv_nsec = UTIME_OMIT;
-  }
-  return utimensat(folderToLinux(folder), path, times == nullptr ? nullptr : converted,
-                   toLinux(flags, atFlags));
-}
-
-// A copy of contents alone is supplied, which is what the C++ library asks for. The state is
-// unused.
-int macFcopyfile(int from, int to, void* /*state*/, std::uint32_t flags) {
-  constexpr std::uint32_t contents = 1U << 3;
-  if (flags != contents) {
-    errno = ENOTSUP;
-    return -1;
-  }
-  char buffer[65536];
-  for (;;) {
-    const ssize_t got = read(from, buffer, sizeof(buffer));
-    if (got <= 0) return static_cast<int>(got);
-    for (ssize_t at = 0; at < got;) {
-      const ssize_t written = write(to, buffer + at, static_cast<std::size_t>(got - at));
-      if (written < 0) return -1;
-      at += written;
-    }
-  }
-}
-
-void* macCopyfileStateAlloc() {
-  return std::malloc(1);
-}
-
-int macCopyfileStateFree(void* state) {
-  std::free(state);
-  return 0;
 }
 
 int macSysconf(int name) {
@@ -280,15 +216,10 @@ SystemNames fileFunctions() {
           supply("_stat", macStat),
           supply("_lstat", macLstat),
           supply("_fstat", macFstat),
-          supply("_statvfs", macStatvfs),
           supply("_readdir", macReaddir),
           supply("_closedir", macClosedir),
           supply("_unlinkat", macUnlinkat),
           supply("_fchmodat", macFchmodat),
-          supply("_utimensat", macUtimensat),
-          supply("_fcopyfile", macFcopyfile),
-          supply("_copyfile_state_alloc", macCopyfileStateAlloc),
-          supply("_copyfile_state_free", macCopyfileStateFree),
           supply("_sysconf", macSysconf)};
 }
 

@@ -22,59 +22,16 @@ namespace emulation {
 
 namespace {
 
-struct Library {
-  explicit Library(const std::string& path) : image(path) {
-    struct stat file {};
-    stat(path.c_str(), &file);
-    device = file.st_dev;
-    inode = file.st_ino;
-  }
-
-  Image image;
-  // Which file it is, under whatever path.
-  dev_t device;
-  ino_t inode;
-  // Those that the file lists, in its order, then the unwinder. Null stands for the system library.
-  std::vector<Library*> libraries;
-  // Those that supply a name that all files share.
-  std::vector<Library*> sharedFrom;
-  // How often it was opened, and how many others use it.
-  int users = 0;
-  std::unique_ptr<std::uint64_t[]> threadLocals;
-};
-
 using Function = void (*)();
-using Initializer = void (*)(int, char**, char**, const char**);
-using ImageCallback = void (*)(const void* header, std::intptr_t slide);
+using Initializer = void (*)(int, char**, char**, const char* const*);
 
-struct AtExit {
-  void (*function)(void*);
-  void* argument;
-  const void* header;  // of the image to which it belongs
-};
-
-// In the order of loading: the program comes first.
 std::vector<std::unique_ptr<Library>> images;
 std::vector<AtExit> atExit;
 std::vector<AtExit> atThreadExit;
-std::vector<ImageCallback> removeCallbacks;
+std::vector<UnloadCallback> unloadCallbacks;
 std::string program;
-std::string lastError;
-bool hasError = false;
-
-struct MainArguments {
-  int count;
-  char** arguments;
-  char** environment;
-  const char* system[1] = {nullptr};
-} mainArguments;
-
-Library* imageAt(const void* address) {
-  for (const auto& library : images) {
-    if (library->image.contains(address)) return library.get();
-  }
-  return nullptr;
-}
+Arguments arguments;
+const char* const noSystemArguments[] = {nullptr};
 
 // On a Mac the system library passes on what the unwinder, a library of its own, exports.
 const char* const unwinderName = "/usr/lib/system/libunwind.dylib";
@@ -103,15 +60,6 @@ Library* findByInstallName(const std::string& name) {
   return nullptr;
 }
 
-Library* findByFile(const std::string& path) {
-  struct stat file {};
-  if (stat(path.c_str(), &file) != 0) return nullptr;
-  for (const auto& library : images) {
-    if (library->device == file.st_dev && library->inode == file.st_ino) return library.get();
-  }
-  return nullptr;
-}
-
 // --- Names
 
 void* findIn(const Library& library, const std::string& name, bool* weak = nullptr) {
@@ -136,13 +84,6 @@ void* findInSystem(const std::string& name) {
   if (void* const address = findSystemName(name)) return address;
   const Library* const unwinder = findByInstallName(unwinderName);
   return unwinder == nullptr ? nullptr : findIn(*unwinder, name);
-}
-
-void* findInAll(const std::string& name) {
-  for (const auto& library : images) {
-    if (void* const address = findIn(*library, name)) return address;
-  }
-  return findInSystem(name);
 }
 
 // The one definition that all files share: the first that nothing may replace, or else the first.
@@ -235,7 +176,6 @@ __asm__(
     "  ldp x16, x17, [x0, #8]\n"
     "  add x0, x16, x17\n"
     "  ret\n");
-extern "C" void* thread_local_address(macho::ThreadLocalVariable* variable);
 
 void prepareThreadLocals(Library& library) {
   const std::uint8_t* begin = nullptr;
@@ -262,8 +202,7 @@ void prepareThreadLocals(Library& library) {
 
 void runInitializers(const Image& image) {
   const auto run = [](Initializer initializer) {
-    initializer(mainArguments.count, mainArguments.arguments, mainArguments.environment,
-                mainArguments.system);
+    initializer(arguments.count, arguments.values, arguments.environment, noSystemArguments);
   };
   for (const Image::Section& section : image.sections()) {
     if (section.type == macho::initializerPointers) {
@@ -293,6 +232,7 @@ void runAtExit(std::vector<AtExit>& list, const void* header) {
 }
 
 void runTerminators(const Image& image) {
+  runAtExit(atThreadExit, image.header());
   runAtExit(atExit, image.header());
   for (const Image::Section& section : image.sections()) {
     if (section.type != macho::terminatorPointers) continue;
@@ -320,8 +260,8 @@ void initialize(const Library& library, std::vector<const Library*>& waiting) {
   runInitializers(library.image);
 }
 
-// Loads the file and what it needs and makes it ready to run; nothing is left of a failure.
-Library* load(const std::string& path, bool initialized) {
+// Loads the file and what it needs; nothing of it has run yet.
+Library* prepare(const std::string& path, std::vector<const Library*>& waiting) {
   const std::size_t before = images.size();
   Library* library = nullptr;
   const auto isNew = [before](const auto& action) {
@@ -352,16 +292,68 @@ Library* load(const std::string& path, bool initialized) {
     images.resize(before);
     throw;
   }
-  std::vector<const Library*> waiting;
   isNew([&waiting](const Library& added) { waiting.push_back(&added); });
-  if (initialized) initialize(*library, waiting);
+  ++library->users;
+  return library;
+}
+
+}  // namespace
+
+Library::Library(const std::string& path) : image(path) {
+  struct stat file {};
+  stat(path.c_str(), &file);
+  device = file.st_dev;
+  inode = file.st_ino;
+}
+
+int runProgram(const std::string& path, const Arguments& given) {
+  program = fs::absolute(path).string();
+  arguments = given;
+  std::vector<const Library*> waiting;
+  const Library* const loaded = prepare(program, waiting);
+  if (loaded->image.entry() == nullptr) throw LoadError(program + " is a library, not a program");
+  std::atexit(runAllTerminators);
+  initialize(*loaded, waiting);
+  using Main = int (*)(int, char**, char**, const char* const*);
+  const auto main = reinterpret_cast<Main>(loaded->image.entry());
+  return main(arguments.count, arguments.values, arguments.environment, noSystemArguments);
+}
+
+Arguments& programArguments() {
+  return arguments;
+}
+
+const std::vector<std::unique_ptr<Library>>& loadedLibraries() {
+  return images;
+}
+
+Library* findByFile(const std::string& path) {
+  struct stat file {};
+  if (stat(path.c_str(), &file) != 0) return nullptr;
+  for (const auto& library : images) {
+    if (library->device == file.st_dev && library->inode == file.st_ino) return library.get();
+  }
+  return nullptr;
+}
+
+Library* findByAddress(const void* address) {
+  for (const auto& library : images) {
+    if (library->image.contains(address)) return library.get();
+  }
+  return nullptr;
+}
+
+Library* load(const std::string& path) {
+  std::vector<const Library*> waiting;
+  Library* const library = prepare(path, waiting);
+  initialize(*library, waiting);
   return library;
 }
 
 void release(Library& library) {
   if (--library.users > 0) return;
   runTerminators(library.image);
-  for (const ImageCallback callback : removeCallbacks) {
+  for (const UnloadCallback callback : unloadCallbacks) {
     callback(library.image.header(), static_cast<std::intptr_t>(library.image.slide()));
   }
   std::vector<Library*> used = library.libraries;
@@ -373,43 +365,11 @@ void release(Library& library) {
   }
 }
 
-// --- What programs call
-
-constexpr int onlyIfLoaded = 0x10;
-const auto inAllHandle = reinterpret_cast<void*>(-2);
-const auto inProgramHandle = reinterpret_cast<void*>(-5);
-
-void setError(const std::string& sentence) {
-  lastError = sentence;
-  hasError = true;
-}
-
-void* macDlopen(const char* path, int mode) {
-  if (path == nullptr) return inProgramHandle;
-  try {
-    Library* library = findByFile(path);
-    if (library == nullptr && (mode & onlyIfLoaded) != 0) {
-      setError(std::string(path) + " is not loaded");
-      return nullptr;
-    }
-    if (library == nullptr) library = load(fs::absolute(path).string(), true);
-    ++library->users;
-    return library;
-  } catch (const LoadError& error) {
-    setError(error.what());
-    return nullptr;
+void* findInAll(const std::string& name) {
+  for (const auto& library : images) {
+    if (void* const address = findIn(*library, name)) return address;
   }
-}
-
-int macDlclose(void* handle) {
-  if (handle != inProgramHandle) release(*static_cast<Library*>(handle));
-  return 0;
-}
-
-char* macDlerror() {
-  if (!hasError) return nullptr;
-  hasError = false;
-  return lastError.data();
+  return findInSystem(name);
 }
 
 void* findFrom(const Library& library, const std::string& name) {
@@ -421,149 +381,20 @@ void* findFrom(const Library& library, const std::string& name) {
   return nullptr;
 }
 
-void* macDlsym(void* handle, const char* symbol) {
-  const std::string name = std::string("_") + symbol;
-  void* const address = handle == inAllHandle || handle == inProgramHandle
-                            ? findInAll(name)
-                            : findFrom(*static_cast<Library*>(handle), name);
-  if (address == nullptr) setError(std::string("the symbol ") + symbol + " is missing");
-  return address;
+void addAtExit(const AtExit& entry) {
+  atExit.push_back(entry);
 }
 
-struct DlInfo {
-  const char* path;
-  void* header;
-  const char* symbol;
-  void* symbolAddress;
-};
-
-int macDladdr(const void* address, DlInfo* info) {
-  const Library* const library = imageAt(address);
-  if (library == nullptr) return 0;
-  *info = {library->image.path().c_str(), library->image.header(), nullptr, nullptr};
-  const macho::Symbol symbol = library->image.symbolBelow(address, info->symbol);
-  if (info->symbol == nullptr) return 1;
-  if (*info->symbol == '_') ++info->symbol;
-  info->symbolAddress = reinterpret_cast<void*>(symbol.address + library->image.slide());
-  return 1;
+void addAtThreadExit(const AtExit& entry) {
+  atThreadExit.push_back(entry);
 }
 
-struct UnwindSections {
-  const void* header;
-  const void* dwarf;
-  std::uint64_t dwarfSize;
-  const void* compact;
-  std::uint64_t compactSize;
-};
-
-bool findUnwindSections(const void* address, UnwindSections* found) {
-  const Library* const library = imageAt(address);
-  if (library == nullptr) return false;
-  *found = {library->image.header(), nullptr, 0, nullptr, 0};
-  for (const Image::Section& section : library->image.sections()) {
-    if (section.segment != "__TEXT") continue;
-    if (section.name == "__eh_frame") {
-      found->dwarf = section.begin;
-      found->dwarfSize = section.size;
-    } else if (section.name == "__unwind_info") {
-      found->compact = section.begin;
-      found->compactSize = section.size;
-    }
-  }
-  return true;
-}
-
-void registerRemoveCallback(ImageCallback callback) {
-  removeCallbacks.push_back(callback);
-}
-
-std::uint32_t imageCount() {
-  return static_cast<std::uint32_t>(images.size());
-}
-
-const char* imageName(std::uint32_t index) {
-  return index < images.size() ? images[index]->image.path().c_str() : nullptr;
-}
-
-// The program's path for one without a host's library: -1 and the size that it takes when it does
-// not fit.
-int executablePath(char* buffer, std::uint32_t* size) {
-  const auto needed = static_cast<std::uint32_t>(program.size() + 1);
-  const bool fits = needed <= *size;
-  *size = needed;
-  if (!fits) return -1;
-  std::memcpy(buffer, program.c_str(), needed);
-  return 0;
-}
-
-int* argumentCountPointer() {
-  return &mainArguments.count;
-}
-
-char*** argumentsPointer() {
-  return &mainArguments.arguments;
-}
-
-int registerAtExit(void (*function)(void*), void* argument, const void* header) {
-  atExit.push_back({function, argument, header});
-  return 0;
-}
-
-int registerAtPlainExit(void (*function)()) {
-  const Library* const caller = imageAt(__builtin_return_address(0));
-  return registerAtExit(reinterpret_cast<void (*)(void*)>(function), nullptr,
-                        caller == nullptr ? nullptr : caller->image.header());
-}
-
-void registerAtThreadExit(void (*function)(void*), void* argument) {
-  atThreadExit.push_back({function, argument, nullptr});
-}
-
-void finalize(const void* header) {
+void runAtExit(const void* header) {
   runAtExit(atExit, header);
 }
 
-}  // namespace
-
-SystemNames loaderFunctions() {
-  return {supply("_dlopen", macDlopen),
-          supply("_dlclose", macDlclose),
-          supply("_dlerror", macDlerror),
-          supply("_dlsym", macDlsym),
-          supply("_dladdr", macDladdr),
-          supply("__dyld_find_unwind_sections", findUnwindSections),
-          supply("__dyld_register_func_for_remove_image", registerRemoveCallback),
-          supply("__dyld_image_count", imageCount),
-          supply("__dyld_get_image_name", imageName),
-          supply("__NSGetExecutablePath", executablePath),
-          supply("__NSGetArgc", argumentCountPointer),
-          supply("__NSGetArgv", argumentsPointer),
-          supply("__tlv_bootstrap", thread_local_address),
-          supply("__tlv_atexit", registerAtThreadExit),
-          supply("___cxa_atexit", registerAtExit),
-          supply("___cxa_finalize", finalize),
-          supply("_atexit", registerAtPlainExit)};
-}
-
-const std::string& programPath() {
-  return program;
-}
-
-int runProgram(const std::string& path, int count, char** arguments, char** environment) {
-  program = fs::absolute(path).string();
-  mainArguments.count = count;
-  mainArguments.arguments = arguments;
-  mainArguments.environment = environment;
-  Library* const loaded = load(program, false);
-  if (loaded->image.entry() == nullptr) throw LoadError(program + " is a library, not a program");
-  ++loaded->users;
-  std::atexit(runAllTerminators);
-  std::vector<const Library*> waiting;
-  for (const auto& library : images) waiting.push_back(library.get());
-  initialize(*loaded, waiting);
-  const auto main =
-      reinterpret_cast<int (*)(int, char**, char**, const char**)>(loaded->image.entry());
-  return main(count, arguments, environment, mainArguments.system);
+void addUnloadCallback(UnloadCallback callback) {
+  unloadCallbacks.push_back(callback);
 }
 
 }  // namespace emulation

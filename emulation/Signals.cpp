@@ -3,7 +3,6 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstring>
 
 #include "System.h"
 
@@ -19,23 +18,7 @@ constexpr Pair differing[] = {{SIGBUS, 10},  {SIGSYS, 12},  {SIGURG, 16},  {SIGS
                               {SIGUSR1, 30}, {SIGUSR2, 31}};
 constexpr int signals = 32;
 
-struct MacSiginfo {
-  std::int32_t number;
-  std::int32_t error;
-  std::int32_t code;
-  std::int32_t sender;
-  std::uint32_t user;
-  std::int32_t status;
-  void* address;
-  std::uint64_t value;
-  std::int64_t band;
-  std::uint64_t spare[7];
-};
-
-using Handler = void (*)(int number, MacSiginfo* info, void* context);
-const auto byDefault = static_cast<Handler>(nullptr);
-const auto ignored = reinterpret_cast<Handler>(1);
-const auto failed = reinterpret_cast<Handler>(-1);
+using Handler = void (*)(int number);
 
 struct MacSigaction {
   Handler handler;
@@ -59,15 +42,9 @@ sigset_t maskToLinux(std::uint32_t mask) {
   return converted;
 }
 
-void onSignal(int number, siginfo_t* info, void* /*context*/) {
+void onSignal(int number) {
   const int macNumber = emulation::signalToMac(number);
-  MacSiginfo converted{};
-  converted.number = macNumber;
-  converted.code = info->si_code;
-  converted.sender = info->si_pid;
-  converted.user = info->si_uid;
-  converted.address = info->si_addr;
-  actions[macNumber].handler(macNumber, &converted, nullptr);
+  actions[macNumber].handler(macNumber);
 }
 
 constexpr Pair actionFlags[] = {{SA_ONSTACK, 0x1},
@@ -77,19 +54,16 @@ constexpr Pair actionFlags[] = {{SA_ONSTACK, 0x1},
                                 {SA_NODEFER, 0x10}};
 
 int macSigaction(int number, const MacSigaction* action, MacSigaction* before) {
-  if (number <= 0 || number >= signals) {
+  constexpr int detailed = 0x40;  // a handler that is told more than the number is not supported
+  if (number <= 0 || number >= signals || (action != nullptr && (action->flags & detailed) != 0)) {
     errno = EINVAL;
     return -1;
   }
   if (before != nullptr) *before = actions[number];
   if (action == nullptr) return 0;
   struct sigaction own {};
-  if (action->handler == byDefault || action->handler == ignored) {
-    own.sa_handler = action->handler == ignored ? SIG_IGN : SIG_DFL;
-  } else {
-    own.sa_sigaction = onSignal;
-    own.sa_flags = SA_SIGINFO;
-  }
+  const bool handled = action->handler != SIG_DFL && action->handler != SIG_IGN;
+  own.sa_handler = handled ? onSignal : action->handler;
   for (const Pair& flag : actionFlags) {
     if ((action->flags & flag.mac) != 0) own.sa_flags |= flag.linux;
   }
@@ -105,7 +79,7 @@ Handler macSignal(int number, Handler handler) {
   constexpr int restart = 0x2;
   const MacSigaction action{handler, 0, restart};
   MacSigaction before{};
-  return macSigaction(number, &action, &before) == 0 ? before.handler : failed;
+  return macSigaction(number, &action, &before) == 0 ? before.handler : SIG_ERR;
 }
 
 int macKill(pid_t process, int number) {

@@ -19,63 +19,12 @@ struct Pair {
   int mac;
 };
 
-// Those above 34 all differ; below, one does.
-constexpr Pair errors[] = {{EDEADLK, 11},
-                           {EAGAIN, 35},
-                           {EINPROGRESS, 36},
-                           {EALREADY, 37},
-                           {ENOTSOCK, 38},
-                           {EDESTADDRREQ, 39},
-                           {EMSGSIZE, 40},
-                           {EPROTOTYPE, 41},
-                           {ENOPROTOOPT, 42},
-                           {EPROTONOSUPPORT, 43},
-                           {ESOCKTNOSUPPORT, 44},
-                           {ENOTSUP, 45},
-                           {EPFNOSUPPORT, 46},
-                           {EAFNOSUPPORT, 47},
-                           {EADDRINUSE, 48},
-                           {EADDRNOTAVAIL, 49},
-                           {ENETDOWN, 50},
-                           {ENETUNREACH, 51},
-                           {ENETRESET, 52},
-                           {ECONNABORTED, 53},
-                           {ECONNRESET, 54},
-                           {ENOBUFS, 55},
-                           {EISCONN, 56},
-                           {ENOTCONN, 57},
-                           {ESHUTDOWN, 58},
-                           {ETOOMANYREFS, 59},
-                           {ETIMEDOUT, 60},
-                           {ECONNREFUSED, 61},
-                           {ELOOP, 62},
-                           {ENAMETOOLONG, 63},
-                           {EHOSTDOWN, 64},
-                           {EHOSTUNREACH, 65},
-                           {ENOTEMPTY, 66},
-                           {EUSERS, 68},
-                           {EDQUOT, 69},
-                           {ESTALE, 70},
-                           {EREMOTE, 71},
-                           {ENOLCK, 77},
-                           {ENOSYS, 78},
-                           {EOVERFLOW, 84},
-                           {ECANCELED, 89},
-                           {EIDRM, 90},
-                           {ENOMSG, 91},
-                           {EILSEQ, 92},
-                           {EBADMSG, 94},
-                           {EMULTIHOP, 95},
-                           {ENODATA, 96},
-                           {ENOLINK, 97},
-                           {ENOSR, 98},
-                           {ENOSTR, 99},
-                           {EPROTO, 100},
-                           {ETIME, 101},
-                           {ENOTRECOVERABLE, 104},
-                           {EOWNERDEAD, 105},
-                           {EOPNOTSUPP, 102}};
+// Up to 34 the numbers are the same, but for one. Above, those that files and processes meet.
 constexpr int lastSameError = 34;
+constexpr Pair errors[] = {{EDEADLK, 11},   {EAGAIN, 35}, {ENOTSUP, 45}, {ETIMEDOUT, 60},
+                           {ELOOP, 62},     {EDQUOT, 69}, {ESTALE, 70},  {ENAMETOOLONG, 63},
+                           {ENOTEMPTY, 66}, {ENOLCK, 77}, {ENOSYS, 78},  {EOVERFLOW, 84},
+                           {EILSEQ, 92},    {ENODATA, 96}};
 
 int macErrno = 0;
 
@@ -119,7 +68,7 @@ int errnoToLinux(int number) {
   for (const Pair& pair : errors) {
     if (pair.mac == number) return pair.linux;
   }
-  return number <= lastSameError ? number : -number;  // glibc calls it unknown
+  return number <= lastSameError ? number : -1;  // glibc calls it unknown
 }
 
 void* findSystemName(const std::string& name) {

@@ -12,7 +12,7 @@ int main(int argc, char** argv) {
     return 1;
   }
   try {
-    return emulation::runProgram(argv[1], argc - 1, argv + 1, environ);
+    return emulation::runProgram(argv[1], {argc - 1, argv + 1, environ});
   } catch (const emulation::LoadError& error) {
     std::fprintf(stderr, "macos-loader: %s.\n", error.what());
     return 1;
