@@ -18,6 +18,12 @@ class Place {
     segment_ = &image_.segments()[segment];
     offset_ = offset;
   }
+  // A repetition that the segment cannot hold is damage, which need not be waited for.
+  void requireRoom(std::uint64_t pointers) const {
+    if (segment_ == nullptr || pointers > segment_->size / pointerSize) {
+      throw LoadError("binds outside of its segments");
+    }
+  }
   void skip(std::uint64_t bytes) { offset_ += bytes; }
 
   // The pointer there; the position moves behind it.
@@ -43,6 +49,7 @@ void requirePointer(unsigned type) {
 void rebaseAll(const Image& image) {
   Place place(image);
   const auto times = [&](std::uint64_t count, std::uint64_t skip) {
+    place.requireRoom(count);
     for (; count > 0; --count) {
       place.next() += image.slide();
       place.skip(skip);
@@ -154,6 +161,7 @@ void bindAll(const Image& image, Bytes opcodes, const FindName& find, std::int64
       case 0xc0: {
         std::uint64_t count = opcodes.uleb();
         const std::uint64_t skip = opcodes.uleb();
+        place.requireRoom(count);
         for (; count > 0; --count) once(skip);
         break;
       }

@@ -11,6 +11,9 @@ namespace emulation {
 
 namespace {
 
+// More than the code of a file can reach.
+constexpr std::uint64_t largestImage = std::uint64_t{1} << 32;
+
 std::string_view fixedString(const char (&characters)[16]) {
   return {characters, strnlen(characters, sizeof(characters))};
 }
@@ -120,7 +123,7 @@ bool Image::findExport(const std::string& name, Export& found) const {
       const char* const label = edges.string();
       const std::uint64_t child = edges.uleb();
       const std::size_t length = std::strlen(label);
-      if (std::strncmp(rest, label, length) != 0) continue;
+      if (length == 0 || std::strncmp(rest, label, length) != 0) continue;
       rest += length;
       node = exports_.from(child);
       followed = true;
@@ -257,6 +260,7 @@ void Image::mapSegments(const std::vector<const macho::SegmentCommand*>& segment
     last = std::max(last, segment->address + segment->size);
   }
   if (first >= last) throw LoadError("has no segments");
+  if (last - first > largestImage) throw LoadError("does not fit into memory");
   void* const memory = mmap(nullptr, last - first, PROT_READ | PROT_WRITE,
                             MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
   if (memory == MAP_FAILED) throw LoadError("does not fit into memory");
