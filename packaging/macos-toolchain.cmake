@@ -41,10 +41,8 @@ set(CMAKE_SYSTEM_PROCESSOR arm64)
 # debugger wants, with paths of the machine that builds. All that is the project's to say.
 # Nor are there asynchronous unwind tables: they are in DWARF, whose addresses ld64.lld 14 gets wrong,
 # and then every exception ends the process.
-set(compiler_options -target aarch64-macos.${CMAKE_OSX_DEPLOYMENT_TARGET} -UNDEBUG -g0
+set(CMAKE_CXX_COMPILER ${compiler} c++ -target aarch64-macos.${CMAKE_OSX_DEPLOYMENT_TARGET} -UNDEBUG -g0
     -fno-sanitize=all -fno-asynchronous-unwind-tables)
-set(CMAKE_CXX_COMPILER ${compiler} c++ ${compiler_options})
-set(CMAKE_C_COMPILER ${compiler} cc ${compiler_options})
 # The compiler's headers describe a newer libc++ than that of macOS 11. Told to mind it, they compile
 # into the library what the system's own cannot supply yet.
 set(CMAKE_CXX_FLAGS_INIT "-U_LIBCPP_HAS_VENDOR_AVAILABILITY_ANNOTATIONS \

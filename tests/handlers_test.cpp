@@ -1,6 +1,5 @@
-// The add-in's handlers as objects: made and ended with the library, their virtual operations in
-// the host's order. Here the host's base class of all handlers is this program's own, and counts.
-#include <Core/CoreAll.h>
+// The add-in's global objects from load to unload, and its handlers' virtual operations in the
+// host's order. Here the host's base class of all handlers is one that counts.
 #include <cxxabi.h>
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -14,19 +13,26 @@
 #include <typeinfo>
 #include <vector>
 
+#include "tests/CountingHost.h"
+
 namespace core = adsk::core;
 
+#ifdef _LIBCPP_VERSION
+// libc++abi has these classes of type information, and no header of its declares them.
+namespace __cxxabiv1 {
+class __class_type_info : public std::type_info {
+ public:
+  ~__class_type_info() override;
+};
+class __si_class_type_info : public __class_type_info {
+ public:
+  ~__si_class_type_info() override;
+  const __class_type_info* __base_type;
+};
+}  // namespace __cxxabiv1
+#endif
+
 namespace {
-
-std::vector<const void*>& made() {
-  static std::vector<const void*> handlers;
-  return handlers;
-}
-
-std::vector<const void*>& ended() {
-  static std::vector<const void*> handlers;
-  return handlers;
-}
 
 const std::vector<std::string> exportedHandlers = {"_onHTMLEvent", "_onHTMLEventFirst3",
                                                    "_cmdExecute",  "_cmdEshopExecute",
@@ -35,6 +41,8 @@ const std::vector<std::string> exportedHandlers = {"_onHTMLEvent", "_onHTMLEvent
 class Handlers : public testing::Test {
  protected:
   Handlers() {
+    made().clear();
+    ended().clear();
     const char* const other = std::getenv("VELORIN_ADDIN");
     library = dlopen(other != nullptr ? other : VELORIN_BUILT_ADDIN, RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) throw std::runtime_error(dlerror());
@@ -69,35 +77,21 @@ class Handlers : public testing::Test {
   void* library = nullptr;
 };
 
+// An object that a handle of the add-in's holds; its release counts as its end.
+class HeldObject final : public core::Base {
+ public:
+  void addref() const override {}
+  void release() const override { ended().push_back(this); }
+  void* queryInterface(const char* /*id*/) const override { return nullptr; }
+  bool isValid_raw() const override { return true; }
+};
+
 }  // namespace
 
 // That the base's code is here a second time is what this program is for.
 extern "C" const char* __asan_default_options() {
   return "detect_odr_violation=0";
 }
-
-core::EventHandler::EventHandler() {
-  made().push_back(this);
-}
-core::EventHandler::~EventHandler() {
-  ended().push_back(this);
-}
-void core::EventHandler::placeholderEventHandler0() {}
-void core::EventHandler::placeholderEventHandler1() {}
-void core::EventHandler::placeholderEventHandler2() {}
-void core::EventHandler::placeholderEventHandler3() {}
-void core::EventHandler::placeholderEventHandler4() {}
-void core::EventHandler::placeholderEventHandler5() {}
-void core::EventHandler::placeholderEventHandler6() {}
-void core::EventHandler::placeholderEventHandler7() {}
-void core::EventHandler::placeholderEventHandler8() {}
-void core::EventHandler::placeholderEventHandler9() {}
-void core::EventHandler::placeholderEventHandler10() {}
-void core::EventHandler::placeholderEventHandler11() {}
-void core::EventHandler::placeholderEventHandler12() {}
-void core::EventHandler::placeholderEventHandler13() {}
-void core::EventHandler::placeholderEventHandler14() {}
-void core::EventHandler::placeholderEventHandler15() {}
 
 TEST_F(Handlers, AreMadeInTheirOrderAndEndInTheReverse) {
   std::vector<const void*> expected;
@@ -111,6 +105,26 @@ TEST_F(Handlers, AreMadeInTheirOrderAndEndInTheReverse) {
   unload();
   EXPECT_EQ(made().size(), 7U);
   EXPECT_EQ(ended(), std::vector<const void*>(order.rbegin(), order.rend()));
+}
+
+TEST_F(Handlers, EndBeforeTheHandlesDoInTheReverseOrder) {
+  const HeldObject application;
+  const HeldObject userInterface;
+  const HeldObject palette;
+  // A handle is a pointer, and uses no more of the object than this base.
+  for (const auto& [name, object] :
+       {std::pair("app", &application), std::pair("ui", &userInterface),
+        std::pair("palette", &palette)}) {
+    const core::Base* const held = object;
+    void* const handle = dlsym(library, name);
+    ASSERT_NE(handle, nullptr) << name;
+    std::memcpy(handle, static_cast<const void*>(&held), sizeof held);
+  }
+  std::vector<const void*> expected(made().rbegin(), made().rend());
+  expected.insert(expected.end(), {&palette, &userInterface, &application});
+  EXPECT_TRUE(ended().empty());
+  unload();
+  EXPECT_EQ(ended(), expected);
 }
 
 TEST_F(Handlers, DeriveFromTheHostsBaseOfTheirKindAlone) {

@@ -26,8 +26,9 @@ const std::vector<DiskWord>& diskWords();
 
 // What the cases are played with.
 struct Tools {
-  std::string host;                                             // substitute-host
-  std::string addin;                                            // the library that it loads
+  std::string host;                   // substitute-host
+  std::string addin;                  // the library that it loads
+  std::vector<std::string> emulator;  // what both are executed by, for macOS; nothing: the system
   model::EmptyHandle emptyHandle = model::EmptyHandle::aborts;  // how that library was built
 };
 

@@ -230,6 +230,12 @@ int runProgram(int argc, char** argv) {
       .add_option("--addin", options.tools.addin, "the library to load; the built one if left out")
       ->type_name("FILE")
       ->check(CLI::ExistingFile);
+  std::string macBuild;
+  parser
+      .add_option("--macos", macBuild,
+                  "play with the host and the library for macOS built in DIR, under emulation")
+      ->type_name("DIR")
+      ->check(CLI::ExistingDirectory);
   parser.add_option("--jobs", options.jobs, "how many cases run at a time; 2 if left out")
       ->check(CLI::Range(1U, 64U));
   parser.add_flag("--first", options.firstOnly, "end with the first case that differs");
@@ -303,8 +309,16 @@ int runProgram(int argc, char** argv) {
     if (command.find('\n') != std::string::npos) throw std::runtime_error("a command is one line");
     substitute::parseCommand(command);
   }
+  fs::path built = beside / "Velorin.so";
+  if (!macBuild.empty()) {
+    const fs::path build = fs::absolute(macBuild);
+    options.tools.emulator = {"qemu-aarch64", build / "emulation/macos-loader"};
+    options.tools.host = build / "substitute-host";
+    options.program += " --macos " + macBuild;
+    built = build / "Velorin.dylib";
+  }
   if (options.tools.addin.empty()) {
-    options.tools.addin = beside / "Velorin.so";
+    options.tools.addin = built;
   } else {
     options.program += " --addin " + options.tools.addin;
   }

@@ -1,56 +1,14 @@
 // The add-in's whole life, again and again in one process: the process ends as it began.
-#include <malloc.h>
-#include <unistd.h>
-
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <ostream>
 
 #include "tests/AddInFixture.h"
+#include "tests/load/Holdings.h"
 
 namespace fs = std::filesystem;
 
 namespace {
-
-// What a process holds of its system.
-struct Holdings {
-  std::size_t heap;      // bytes in use
-  std::size_t resident;  // bytes
-  std::size_t files;
-  std::size_t threads;
-  std::size_t mappings;
-};
-
-std::size_t entries(const char* directory) {
-  const fs::directory_iterator all(directory);
-  return static_cast<std::size_t>(std::distance(begin(all), end(all)));
-}
-
-std::size_t mappings() {
-  std::ifstream maps("/proc/self/maps");
-  std::size_t count = 0;
-  for (std::string line; std::getline(maps, line);) ++count;
-  return count;
-}
-
-Holdings holdings() {
-  Holdings now{};
-  now.files = entries("/proc/self/fd");
-  now.threads = entries("/proc/self/task");
-  now.mappings = mappings();
-  std::size_t total = 0;
-  std::ifstream("/proc/self/statm") >> total >> now.resident;
-  now.resident *= static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-  now.heap = mallinfo2().uordblks;
-  return now;
-}
-
-std::ostream& operator<<(std::ostream& out, const Holdings& now) {
-  return out << "heap " << now.heap << " bytes, resident " << now.resident << " bytes, "
-             << now.files << " files, " << now.threads << " threads, " << now.mappings
-             << " mappings";
-}
 
 class ManyLives : public AddInFixture {
  protected:
@@ -97,7 +55,7 @@ class ManyLives : public AddInFixture {
 
 TEST_F(ManyLives, EndAsTheyBegan) {
   constexpr int warmUp = 100;
-  constexpr int lives = 10'000;
+  constexpr int lives = VELORIN_LIVES;
   for (int i = 0; i < warmUp; ++i) ASSERT_NO_FATAL_FAILURE(live(i));
   const long objects = substitute::resourceCounts().objects;
   const Holdings before = holdings();

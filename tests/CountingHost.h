@@ -1,0 +1,11 @@
+// As much of the host's library as the add-in needs to be loaded and unloaded. It counts the
+// handlers.
+#pragma once
+
+#include <Core/CoreAll.h>
+
+#include <vector>
+
+// The handlers that were constructed and destroyed, in order. What else ends may be added.
+ADSK_HOST_API std::vector<const void*>& made();
+ADSK_HOST_API std::vector<const void*>& ended();
