@@ -53,9 +53,12 @@ char* macDlerror() {
 
 void* macDlsym(void* handle, const char* symbol) {
   const std::string name = std::string("_") + symbol;
-  void* const address = handle == inAllHandle || handle == inProgramHandle
-                            ? findInAll(name)
-                            : findFrom(*static_cast<Library*>(handle), name);
+  void* address = nullptr;
+  if (handle == inAllHandle || handle == inProgramHandle) {
+    address = findInAll(name);
+  } else if (reinterpret_cast<std::intptr_t>(handle) > 0) {  // not: behind the caller's own
+    address = findFrom(*static_cast<Library*>(handle), name);
+  }
   if (address == nullptr) setError(std::string("the symbol ") + symbol + " is missing");
   return address;
 }
