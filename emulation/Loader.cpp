@@ -307,7 +307,7 @@ Library::Library(const std::string& path) : image(path) {
 }
 
 int runProgram(const std::string& path, const Arguments& given) {
-  program = fs::absolute(path).string();
+  program = fs::absolute(path).lexically_normal().string();
   arguments = given;
   std::vector<const Library*> waiting;
   const Library* const loaded = prepare(program, waiting);
