@@ -169,8 +169,7 @@ void AddInFixture::expectFatal(const std::function<void()>& call) {
   ASSERT_FALSE(seen.empty());
   EXPECT_EQ(seen.back(), "threw std::exception");
 #else
-  EXPECT_EXIT(call(), testing::KilledBySignal(SIGABRT),
-              emptyHandleAssertion);
+  EXPECT_EXIT(call(), testing::KilledBySignal(SIGABRT), emptyHandleAssertion);
 #endif
 }
 

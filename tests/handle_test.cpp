@@ -296,8 +296,7 @@ TEST(Handle, ArrowOnAnEmptyOneThrowsAPlainException) {
 #else
 TEST(Handle, ArrowOnAnEmptyOneEndsTheProcessWithTheAssertion) {
   const Inputs handle;
-  EXPECT_EXIT(handle->isValid(), testing::KilledBySignal(SIGABRT),
-              emptyHandleAssertion);
+  EXPECT_EXIT(handle->isValid(), testing::KilledBySignal(SIGABRT), emptyHandleAssertion);
 }
 #endif
 

@@ -15,7 +15,7 @@ inline constexpr const char* learningPalette = "teachPalete";
 inline constexpr const char* learningButton = "runTeachPalette";
 
 // The built library's file name.
-inline constexpr const char* libraryName = "Velorin.so";
+inline constexpr const char* libraryName = VELORIN_LIBRARY_NAME;
 
 // What a host says when it is asked for its entitlement.
 inline constexpr const char* exampleEntitlement = "VELORIN-EXAMPLE 2026";

@@ -109,11 +109,12 @@ void prompt(ScenarioRunner& runner) {
   std::cout << '\n';
 }
 #else
-void prompt(Player& /*player*/) {}
+void prompt(ScenarioRunner& /*player*/) {}
 #endif
 
 int play(CommandLine& values) {
-  const bool interactive = HAS_LINE_EDITOR != 0 && values.scenario.empty() && isatty(STDIN_FILENO) == 1;
+  const bool interactive =
+      HAS_LINE_EDITOR != 0 && values.scenario.empty() && isatty(STDIN_FILENO) == 1;
   if (values.scenario.empty()) values.scenario = "first-starts";
   const std::vector<Command> commands =
       interactive ? std::vector<Command>() : readScenario(values.scenario);
