@@ -1,0 +1,107 @@
+"""The library for macOS, executed under emulation, beside that for Linux; and libraries that only
+being executed finds out."""
+
+import os
+import re
+import subprocess
+import tempfile
+import unittest
+import zipfile
+from pathlib import Path
+from unittest import mock
+
+from mac_library import BUILD, CMAKE, SOURCE, Workplace, build, configure
+
+LINUX = Path(os.environ["VELORIN_LINUX_BUILD"])
+EMULATOR = ["qemu-aarch64", str(BUILD / "emulation/macos-loader")]
+INFO_FILE = "Autodesk/Autodesk Fusion 360/API/AddIns/Velorin/Velorin_Info.txt"
+
+
+def play(command, addin, scenario):
+    """What comes of a scenario: the status, the output, the errors, the trace and the info file."""
+    with tempfile.TemporaryDirectory() as folder:
+        data, trace = Path(folder, "data"), Path(folder, "trace")
+        result = subprocess.run(
+            [*command, "--addin", addin, "--data", data, "--trace", trace, scenario],
+            env={**os.environ, "TMPDIR": folder}, capture_output=True, check=False,
+        )
+        left = [path.read_bytes() if path.exists() else None for path in (trace, data / INFO_FILE)]
+        seen = [result.returncode, result.stdout, result.stderr, *left]
+    return [part.replace(folder.encode(), b"FOLDER") if isinstance(part, bytes) else part
+            for part in seen]
+
+
+def without_texts_of_exceptions(parts):
+    """Their texts are the C++ library's own, and the only difference that there may be."""
+    status, out, errors, trace, info = parts
+    out = re.sub(rb"(threw std::\w+): .*", rb"\1", out)
+    trace = re.sub(rb'("type":"std::\w+"),"what":"[^\n]*"}', rb"\1}", trace or b"")
+    return [status, out, errors, trace, info]
+
+
+def plays_as_the_model_says(*arguments):
+    """Whether the model's scenarios are played as they must be, and what was said."""
+    result = subprocess.run(
+        [LINUX / "fault-test", "--macos", BUILD, *arguments, "scenarios"],
+        capture_output=True, text=True, check=False,
+    )
+    return result.returncode == 0, result.stdout + result.stderr
+
+
+class MacExecuted(Workplace):
+    def ThePackagesVeryLibrary(self):
+        (package,) = BUILD.glob("Velorin-*.zip")
+        with zipfile.ZipFile(package) as archive:
+            library = Path(archive.extract("Velorin/Velorin.dylib", self.folder))
+        self.assertEqual((BUILD / "Velorin.dylib").read_bytes(), library.read_bytes())
+        as_it_must, said = plays_as_the_model_says("--addin", library)
+        self.assertTrue(as_it_must, said)
+
+    def EveryScenarioAsOnLinux(self):
+        scenarios = sorted((SOURCE / "substitute/scenarios").glob("*.txt"))
+        scenarios += sorted((SOURCE / "tests/fuzz/corpus/scenario").iterdir())
+        self.assertGreater(len(scenarios), 2)
+        for scenario in scenarios:
+            with self.subTest(scenario.name):
+                linux = play([LINUX / "substitute-host"], LINUX / "Velorin.so", scenario)
+                macos = play([*EMULATOR, BUILD / "substitute-host"], BUILD / "Velorin.dylib",
+                             scenario)
+                self.assertEqual(
+                    without_texts_of_exceptions(linux), without_texts_of_exceptions(macos))
+
+    def FindsExceptionsThatDoNotArrive(self):
+        with mock.patch.dict(os.environ, CXXFLAGS="-fasynchronous-unwind-tables"):
+            said, done = configure(self.folder / "build", "-DHOST_API_DIR=")
+        self.assertTrue(done, said)
+        result = subprocess.run(
+            [CMAKE, "--build", self.folder / "build", "--target", "velorin"],
+            capture_output=True, text=True, check=False,
+        )
+        self.assertNotEqual(0, result.returncode)
+        self.assertIn("_run is unwound by DWARF", result.stdout)
+        self.assertIn("_run calls __Unwind_Resume and has no handler table", result.stdout)
+        as_it_must, said = plays_as_the_model_says(
+            "--first", "--addin", self.folder / "build/Velorin.dylib")
+        self.assertFalse(as_it_must)
+        self.assertIn("differs: ", said)
+
+    def FindsExchangedOperations(self):
+        kit = self.copy_kit()
+        header = kit / "include/Core/Application.h"
+        text = header.read_text()
+        exchanged = re.sub(
+            r"(  virtual UserInterface\* userInterface_raw\(\) const = 0;\n)"
+            r"(  virtual Preferences\* preferences_raw\(\) const = 0;\n)", r"\2\1", text)
+        self.assertNotEqual(text, exchanged)
+        header.write_text(exchanged)
+        said, done = configure(self.folder / "build", f"-DHOST_API_DIR={kit}")
+        self.assertTrue(done, said)
+        build(self.folder / "build", "velorin")
+        as_it_must, said = plays_as_the_model_says(
+            "--first", "--addin", self.folder / "build/Velorin.dylib")
+        self.assertFalse(as_it_must)
+        self.assertIn("differs: ", said)
+
+
+if __name__ == "__main__":
+    unittest.main()
