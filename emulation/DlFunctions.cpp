@@ -135,23 +135,9 @@ char*** argumentsPointer() {
   return &programArguments().values;
 }
 
-const void* headerAt(const void* address) {
-  const Library* const library = findByAddress(address);
-  return library == nullptr ? nullptr : library->image.header();
-}
-
 int registerAtExit(void (*function)(void*), void* argument, const void* header) {
   addAtExit({function, argument, header});
   return 0;
-}
-
-int registerAtPlainExit(void (*function)()) {
-  return registerAtExit(reinterpret_cast<void (*)(void*)>(function), nullptr,
-                        headerAt(__builtin_return_address(0)));
-}
-
-void registerAtThreadExit(void (*function)(void*), void* argument) {
-  addAtThreadExit({function, argument, headerAt(reinterpret_cast<const void*>(function))});
 }
 
 }  // namespace
@@ -170,10 +156,8 @@ SystemNames loaderFunctions() {
           supply("__NSGetArgc", argumentCountPointer),
           supply("__NSGetArgv", argumentsPointer),
           supply("__tlv_bootstrap", thread_local_address),
-          supply("__tlv_atexit", registerAtThreadExit),
           supply("___cxa_atexit", registerAtExit),
-          supply("___cxa_finalize", runAtExit),
-          supply("_atexit", registerAtPlainExit)};
+          supply("___cxa_finalize", runAtExit)};
 }
 
 }  // namespace emulation

@@ -27,7 +27,6 @@ using Initializer = void (*)(int, char**, char**, const char* const*);
 
 std::vector<std::unique_ptr<Library>> images;
 std::vector<AtExit> atExit;
-std::vector<AtExit> atThreadExit;
 std::vector<UnloadCallback> unloadCallbacks;
 std::string program;
 Arguments arguments;
@@ -217,23 +216,8 @@ void runInitializers(const Image& image) {
   }
 }
 
-// Runs what was registered for the image's end, the last first; for all images when `header` is
-// null.
-void runAtExit(std::vector<AtExit>& list, const void* header) {
-  for (;;) {
-    const auto last = std::find_if(list.rbegin(), list.rend(), [header](const AtExit& entry) {
-      return header == nullptr || entry.header == header;
-    });
-    if (last == list.rend()) return;
-    const AtExit entry = *last;
-    list.erase(std::next(last).base());
-    entry.function(entry.argument);
-  }
-}
-
 void runTerminators(const Image& image) {
-  runAtExit(atThreadExit, image.header());
-  runAtExit(atExit, image.header());
+  runAtExit(image.header());
   for (const Image::Section& section : image.sections()) {
     if (section.type != macho::terminatorPointers) continue;
     const auto* const pointers = reinterpret_cast<const Function*>(section.begin);
@@ -242,8 +226,7 @@ void runTerminators(const Image& image) {
 }
 
 void runAllTerminators() {
-  runAtExit(atThreadExit, nullptr);
-  runAtExit(atExit, nullptr);
+  runAtExit(nullptr);
   for (auto library = images.rbegin(); library != images.rend(); ++library) {
     runTerminators((*library)->image);
   }
@@ -385,12 +368,16 @@ void addAtExit(const AtExit& entry) {
   atExit.push_back(entry);
 }
 
-void addAtThreadExit(const AtExit& entry) {
-  atThreadExit.push_back(entry);
-}
-
 void runAtExit(const void* header) {
-  runAtExit(atExit, header);
+  for (;;) {
+    const auto last = std::find_if(atExit.rbegin(), atExit.rend(), [header](const AtExit& entry) {
+      return header == nullptr || entry.header == header;
+    });
+    if (last == atExit.rend()) return;
+    const AtExit entry = *last;
+    atExit.erase(std::next(last).base());
+    entry.function(entry.argument);
+  }
 }
 
 void addUnloadCallback(UnloadCallback callback) {

@@ -61,16 +61,14 @@ void release(Library& library);
 void* findInAll(const std::string& name);
 void* findFrom(const Library& library, const std::string& name);
 
-// What is called when the library with this header is unloaded or the process ends, the last first;
-// at the thread's end, what belongs to the thread comes before all of it.
+// What is called when the library with this header is unloaded or the process ends, the last first.
 struct AtExit {
   void (*function)(void*);
   void* argument;
   const void* header;
 };
 void addAtExit(const AtExit& entry);
-void addAtThreadExit(const AtExit& entry);
-// Calls those of one library.
+// Calls those of one library, or all of them when `header` is null.
 void runAtExit(const void* header);
 
 // Calls that function with the header and the slide of each library that is unloaded.

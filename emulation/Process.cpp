@@ -75,7 +75,6 @@ SystemNames processFunctions() {
   return {supply("_waitpid", macWaitpid),
           supply("_system", macSystem),
           supply("_pclose", macPclose),
-          supply("_environ", &environ),
           supply("___assert_rtn", assertionFailed),
           supply("___stack_chk_fail", stackOverwritten),
           supply("___stack_chk_guard", &stackGuard),

@@ -19,19 +19,6 @@ int nothingToDo() {
   std::_Exit(EXIT_FAILURE);
 }
 
-struct Once {
-  std::int64_t state;
-  std::int64_t unused;
-};
-
-int once(Once* control, void (*initialize)()) {
-  constexpr std::int64_t done = 0x4f4e4345;
-  if (control->state == done) return 0;
-  control->state = done;
-  initialize();
-  return 0;
-}
-
 std::vector<const void*> values;
 
 int keyCreate(unsigned long* key, void (*)(void*)) {
@@ -59,10 +46,6 @@ const void* self() {
   return &thread;
 }
 
-int equal(const void* one, const void* other) {
-  return one == other ? 1 : 0;
-}
-
 std::uint32_t machThread() {
   return 1;
 }
@@ -72,21 +55,18 @@ std::uint32_t machThread() {
 namespace emulation {
 
 SystemNames threadFunctions() {
-  SystemNames names = {supply("_pthread_once", once),
-                       supply("_pthread_key_create", keyCreate),
+  SystemNames names = {supply("_pthread_key_create", keyCreate),
                        supply("_pthread_key_delete", keyDelete),
                        supply("_pthread_getspecific", getSpecific),
                        supply("_pthread_setspecific", setSpecific),
                        supply("_pthread_self", self),
-                       supply("_pthread_equal", equal),
                        supply("_pthread_mach_thread_np", machThread),
                        supply("_pthread_cond_wait", waitsForever)};
   for (const char* const name :
        {"_pthread_mutex_init", "_pthread_mutex_destroy", "_pthread_mutex_lock",
         "_pthread_mutex_trylock", "_pthread_mutex_unlock", "_pthread_mutexattr_init",
-        "_pthread_mutexattr_destroy", "_pthread_mutexattr_settype", "_pthread_cond_init",
-        "_pthread_cond_destroy", "_pthread_cond_signal", "_pthread_cond_broadcast",
-        "_pthread_rwlock_init", "_pthread_rwlock_destroy", "_pthread_rwlock_rdlock",
+        "_pthread_mutexattr_destroy", "_pthread_mutexattr_settype", "_pthread_cond_destroy",
+        "_pthread_cond_signal", "_pthread_cond_broadcast", "_pthread_rwlock_rdlock",
         "_pthread_rwlock_wrlock", "_pthread_rwlock_unlock"}) {
     names.push_back(supply(name, nothingToDo));
   }
