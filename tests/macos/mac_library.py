@@ -333,6 +333,14 @@ class MacLibraryRefused(Workplace):
         library = self.changed(place, struct.pack(">I", pages - 1))
         self.assertIn("not signed as a whole", self.failure(library, "IsSignedAdHoc"))
 
+    def AFunctionThatCannotBeUnwound(self):
+        path = BUILD / "Velorin.dylib"
+        section = check_exceptions.MachO(path).sections["__unwind_info"][2]
+        # The encoding that most functions share stands first in the table of the common ones.
+        (common,) = struct.unpack_from("<I", path.read_bytes(), section + 4)
+        library = self.changed(section + common, bytes(4))
+        self.assertIn("and cannot be unwound", self.failure(library, "ExceptionsFindTheirWay"))
+
     def ASymbolThatNoStubNames(self):
         stub = self.folder / "libSystem.tbd"
         stub.write_text((STUBS / "libSystem.tbd").read_text().replace("- _system\n", "- _other\n"))
