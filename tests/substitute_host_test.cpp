@@ -53,6 +53,33 @@ TEST_F(SubstituteHost, IsOneInAProcess) {
   EXPECT_EQ(substitute::Host::current(), host.get());
 }
 
+TEST_F(SubstituteHost, ItsLibraryKnowsNothingOfTheAddIn) {
+  const std::string library = readFile(VELORIN_HOST_LIBRARY);
+  EXPECT_NE(library.find("HelpGroupCommand"), std::string::npos);
+  for (const char* const name :
+       {"teachPalete", "runTeachPalette", "openEshop", "Velorin_Info", "N3CLI"}) {
+    EXPECT_EQ(library.find(name), std::string::npos) << name;
+  }
+}
+
+TEST_F(SubstituteHost, ASubscriptionEndsWithItsOwner) {
+  substitute::Signal<int> signal;
+  std::vector<std::string> seen;
+  auto first =
+      signal.subscribe([&](int value) { seen.push_back("first " + std::to_string(value)); });
+  {
+    const auto second = signal.subscribe([&](int value) {
+      seen.push_back("second " + std::to_string(value));
+      first.reset();
+    });
+    signal.publish(1);
+    signal.publish(2);
+  }
+  EXPECT_FALSE(signal.hasListeners());
+  signal.publish(3);
+  EXPECT_EQ(seen, (std::vector<std::string>{"first 1", "second 1", "second 2"}));
+}
+
 TEST_F(SubstituteHost, CountsEveryReferenceHandedOut) {
   {
     const auto application = core::Application::get();
