@@ -11,13 +11,13 @@
 
 namespace substitute {
 
-// Objects of one kind in their order, each id once. Nothing here takes longer with more objects.
+// Objects of one kind in their order, each id once. No operation takes longer with more objects.
 template <class T>
 class Collection {
  public:
   using Items = std::list<HostPtr<T>>;
 
-  // Publishes the id of an object before it is added, removed or shown otherwise.
+  // Publishes the id of an object before it is added, removed, shown or hidden.
   Signal<std::string> changing;
 
   const Items& items() const { return items_; }

@@ -3,6 +3,7 @@
 
 #include <Core/CoreAll.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,10 @@ class SUBSTITUTE_API Registrations {
   std::vector<core::EventHandler*> handlers_;
 };
 
+// Calls a handler by `call`, and lets no exception out.
+using Notifier =
+    std::function<void(core::EventHandler& handler, const std::function<void()>& call)>;
+
 // An event of the host's class `Event`; handlers are registered by the operation `add`.
 template <class Event, class Handler, class Arguments, Operation add>
 class EventObject final : public HostObject<Event> {
@@ -45,10 +50,9 @@ class EventObject final : public HostObject<Event> {
         static_cast<const core::EventHandler*>(handler));
   }
 
-  // Notifies every handler with `arguments`; null: with an empty handle. `notify(handler, call)` is
-  // called for each; it calls `call` and lets no exception out.
-  template <class ArgumentsObject, class Notify>
-  void raise(const ArgumentsObject* arguments, Notify notify) {
+  // Notifies every handler through `notify`, with `arguments`; with an empty handle when that is
+  // null.
+  void raise(const HostObject<Arguments>* arguments, const Notifier& notify) {
     if (arguments != nullptr) arguments->addRefForAddIn();
     const core::Ptr<Arguments> handle(arguments, true);
     // A copy: a handler may delete part of the host, this event included.

@@ -1,4 +1,4 @@
-// What the library shows beyond the host's own interface: what programs drive the host by.
+// Marks what the library exports in addition to the host's interface: what programs drive it by.
 #pragma once
 
 #define SUBSTITUTE_API __attribute__((visibility("default")))

@@ -44,7 +44,7 @@ Host* Host::current() {
 std::optional<bool> Host::callEntryPoint(const std::string& name,
                                          const std::function<bool()>& entryPoint) {
   std::optional<bool> result;
-  guarded([&] {
+  callAddIn([&] {
     interceptor_.trace.publish({{"event", name}});
     result = entryPoint();
     interceptor_.trace.publish({{"event", name + " returned"}, {"value", *result}});
@@ -55,14 +55,11 @@ std::optional<bool> Host::callEntryPoint(const std::string& name,
 void Host::setOffline(bool offline) {
   application_->offline = offline;
   const auto arguments = makeHostObject<ApplicationEventArgsObject>(interceptor_, offline);
-  application_->onlineStatusChanged->raise(
-      arguments.get(), [this](auto& handler, const auto& call) { notify(handler, call); });
+  application_->onlineStatusChanged->raise(arguments.get(), notifier());
 }
 
 void Host::reportStatusWithoutArguments() {
-  application_->onlineStatusChanged->raise(
-      static_cast<const ApplicationEventArgsObject*>(nullptr),
-      [this](auto& handler, const auto& call) { notify(handler, call); });
+  application_->onlineStatusChanged->raise(nullptr, notifier());
 }
 
 void Host::setLanguage(int language) {
@@ -84,12 +81,11 @@ ClickResult Host::click(const std::string& id) {
   DefinitionObject* const definition = ui.definitions->all.find(id);
   if (definition == nullptr) return ClickResult::noDefinition;
 
-  const auto call = [this](auto& handler, const auto& work) { notify(handler, work); };
   const auto command = makeHostObject<CommandObject>(interceptor_);
   const auto created = makeHostObject<CommandCreatedEventArgsObject>(interceptor_, *command);
-  definition->commandCreated->raise(created.get(), call);
+  definition->commandCreated->raise(created.get(), notifier());
   const auto executed = makeHostObject<CommandEventArgsObject>(interceptor_);
-  command->execute->raise(executed.get(), call);
+  command->execute->raise(executed.get(), notifier());
   return ClickResult::done;
 }
 
@@ -97,8 +93,7 @@ bool Host::message(const std::string& id, std::optional<std::string> data) {
   PaletteObject* const sender = palette(id);
   if (sender == nullptr) return false;
   const auto arguments = makeHostObject<HTMLEventArgsObject>(interceptor_, std::move(data));
-  sender->incomingFromHTML->raise(
-      arguments.get(), [this](auto& handler, const auto& call) { notify(handler, call); });
+  sender->incomingFromHTML->raise(arguments.get(), notifier());
   return true;
 }
 
@@ -199,15 +194,17 @@ Json Host::state() const {
   return state;
 }
 
-void Host::notify(core::EventHandler& handler, const std::function<void()>& call) {
-  guarded([&] {
-    interceptor_.trace.publish({{"event", "notify"}, {"handler", typeName(typeid(handler))}});
-    call();
-  });
+Notifier Host::notifier() {
+  return [this](core::EventHandler& handler, const std::function<void()>& call) {
+    callAddIn([&] {
+      interceptor_.trace.publish({{"event", "notify"}, {"handler", typeName(typeid(handler))}});
+      call();
+    });
+  };
 }
 
-// The last frame of the host's below the add-in: exceptions of any type end here.
-void Host::guarded(const std::function<void()>& call) {
+// Every call into the add-in. An exception of any type ends here.
+void Host::callAddIn(const std::function<void()>& call) {
   Json threw;
   try {
     call();

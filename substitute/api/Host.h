@@ -1,5 +1,5 @@
-// The substitute host as a program drives it: what the user does, what the host's surroundings do,
-// and what can be seen of it. The add-in meets the same host through <Core/CoreAll.h>.
+// The substitute host as a program drives it: as its user, and as what surrounds a host. The add-in
+// uses the same host through <Core/CoreAll.h>.
 #pragma once
 
 #include <functional>
@@ -8,6 +8,7 @@
 #include <string>
 
 #include "substitute/api/CallInterceptor.h"
+#include "substitute/api/Event.h"
 #include "substitute/api/Export.h"
 #include "substitute/api/ReferenceCounted.h"
 #include "substitute/api/Signal.h"
@@ -29,10 +30,11 @@ struct Settings {
   std::optional<std::string> entitlement;
 };
 
-// What can be put into the host and taken away by hand. A plain control shows no command.
+// The objects that Host::plant() and Host::remove() deal with. A plain control shows no command.
 enum class ObjectKind { palette, definition, control, plainControl, toolbar };
 
-// What comes of a press on a button.
+// The result of a press on a button: the command was executed; or there is no such button, or no
+// definition of its command.
 enum class ClickResult { done, noControl, noDefinition };
 
 // The one host of the process. All of it belongs to one thread.
@@ -41,7 +43,7 @@ class SUBSTITUTE_API Host {
   // Throws std::logic_error when there is a host already.
   explicit Host(Settings settings);
 
-  // The add-in is unloaded by now.
+  // The add-in must be unloaded before.
   ~Host();
   Host(const Host&) = delete;
   Host& operator=(const Host&) = delete;
@@ -56,7 +58,7 @@ class SUBSTITUTE_API Host {
   ApplicationObject& application() { return *application_; }
   const ApplicationObject& application() const { return *application_; }
 
-  // Published whenever a call into the add-in is over, before an exception that left it is traced.
+  // Published when a call into the add-in has returned or thrown; the exception is traced later.
   Signal<> callReturned;
 
   // Calls an entry point of the add-in and traces both ends under its `name`, such as "run". The
@@ -76,16 +78,18 @@ class SUBSTITUTE_API Host {
   // Presses the button of the command control `id`: the host creates the command and executes it.
   ClickResult click(const std::string& id);
 
-  // The page of the palette `id` sends `data`; nothing: a message without a string. False when
-  // there is no such palette.
+  // The page of the palette `id` sends `data`, or, when that is nothing, a message without a
+  // string. False when there is no such palette.
   bool message(const std::string& id, std::optional<std::string> data);
 
   // The user shows or hides the palette `id`. False when there is none.
   bool setVisible(const std::string& id, bool visible);
 
-  // Puts an object there, or takes it away. False when the id is taken, or is not there. A control
-  // goes into the first toolbar; a toolbar can only be removed.
+  // Adds an object, at the end of the first toolbar when it is a control. False when the id is
+  // taken, there is no toolbar, or the object is a toolbar.
   bool plant(ObjectKind kind, const std::string& id);
+
+  // Removes an object. False when there is none.
   bool remove(ObjectKind kind, const std::string& id);
 
   // The host's values and objects: the keys "offline" to "onlineStatusHandlers" of the state
@@ -93,8 +97,8 @@ class SUBSTITUTE_API Host {
   Json state() const;
 
  private:
-  void notify(adsk::core::EventHandler& handler, const std::function<void()>& call);
-  void guarded(const std::function<void()>& call);
+  Notifier notifier();
+  void callAddIn(const std::function<void()>& call);
   ToolbarObject* firstToolbar() const;
   PaletteObject* palette(const std::string& id) const;
 

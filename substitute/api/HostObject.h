@@ -13,7 +13,7 @@ namespace substitute {
 
 namespace core = adsk::core;
 
-// The base of the class that implements the host's `Interface`. `interceptor` outlives every call.
+// The base of a class that implements the host's `Interface`. `interceptor` outlives every call.
 template <class Interface>
 class HostObject : public Interface, public ReferenceCounted {
  public:

@@ -1,4 +1,4 @@
-// The add-in as the host knows it: a library with a `run` and a `stop`.
+// Loading an add-in: a library with the entry points `run` and `stop`.
 #pragma once
 
 #include <optional>
@@ -15,7 +15,7 @@ class LoadError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// A loaded add-in. It is unloaded at its end.
+// A loaded add-in. The destructor unloads it.
 class AddIn {
  public:
   // Loads the library `file`. Throws LoadError.
@@ -24,11 +24,12 @@ class AddIn {
   AddIn(const AddIn&) = delete;
   AddIn& operator=(const AddIn&) = delete;
 
-  // Calls the entry or the exit point for `host`; the result, or nothing when an exception left it.
+  // Calls the entry point through `host`. The result is nothing when an exception left it.
   std::optional<bool> run(Host& host);
   std::optional<bool> stop(Host& host);
 
-  // The address of a symbol of the library; null when it shows none of that name.
+  // The address of a symbol that the library exports; null when there is none of that name. For
+  // tests.
   void* symbol(const char* name) const;
 
   // True while the library `file` is in the process.

@@ -1,4 +1,4 @@
-// The options that the substitute hosts share.
+// The options that both substitute hosts have.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -10,7 +10,7 @@
 
 namespace substitute {
 
-// The command line's values, as typed.
+// The values of the options, as typed.
 struct CommandLine {
   std::string addin;  // the built library if left out
   std::string data;   // a folder of the user's if left out
@@ -24,20 +24,19 @@ struct CommandLine {
   std::string scenario;
 };
 
-// Declares the options of both hosts on `parser`; parsing fills `values`, which outlives it.
+// Adds the options to `parser`, which fills `values`. `values` outlives it.
 void addOptions(CLI::App& parser, CommandLine& values);
 
-// What is wrong with an option's empty value, where a file or folder is wanted; for CLI11's
-// check().
+// A check for CLI11: the error for an empty value; an empty string when `value` is not empty.
 std::string refuseEmpty(const std::string& value);
 
-// Fills in what was left out and gives the host's values. Nothing is made yet. Throws
+// Sets what was left out in `values`, and returns the host's values. Creates nothing. Throws
 // std::runtime_error when there is no folder for the host's data.
 Settings settingsFor(CommandLine& values);
 
-// Makes the add-in's folder as an installer would, unless it is not wanted, and says so where the
-// add-in in `host` will not find it. Throws std::runtime_error, with one sentence, when it cannot
-// be made.
+// Creates the add-in's folder, as an installer would, unless the options forbid it. Warns on
+// standard error when the add-in will look for its folder elsewhere. Throws std::runtime_error when
+// the folder cannot be created.
 void installAddinFolder(const CommandLine& values, const Host& host);
 
 }  // namespace substitute

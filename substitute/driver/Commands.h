@@ -1,5 +1,5 @@
-// The commands of a scenario: one table, from which the reader, the runner, the help and the
-// completion take what they need.
+// The commands of a scenario, in one table. The reader, the runner, the help and the completion use
+// it.
 #pragma once
 
 #include <cstddef>
@@ -27,17 +27,17 @@ struct CommandEntry {
   const char* help;   // what the command does
   ArgumentForm form;
 
-  // Carries the command out. `arguments` have been checked.
+  // Carries out the command. `arguments` have been checked.
   void (*play)(ScenarioRunner& runner, const Arguments& arguments);
 
-  // Throws ScenarioError, with one sentence, when an argument is wrong. Their number is right. Null
-  // when any will do.
+  // Throws ScenarioError, with one sentence, when an argument is wrong; their number is right.
+  // Null: every argument is right.
   void (*check)(const Arguments& arguments) = nullptr;
 
-  // The words that can stand among the arguments, for completion. Null when none is known.
+  // The words that arguments can be, for completion. Null: none is known.
   std::vector<std::string> (*words)() = nullptr;
 
-  // Only prints: the line is not repeated above, nothing has changed afterwards.
+  // The command only prints: it is not printed itself, and no changes are reported.
   bool isQuery = false;
 };
 

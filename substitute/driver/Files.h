@@ -10,36 +10,36 @@
 
 namespace substitute {
 
-// A file that lies beside the running program, whatever folder that is in: the built library, the
-// scenarios and more.
+// The path of a file in the running program's folder, where the built library and the scenarios
+// are.
 std::string besideProgram(const std::string& name);
 
-// The folder of the user's in which a host is installed that has no folder of its own. Throws
-// std::runtime_error when HOME names none.
+// The user's folder for the host's data. Throws std::runtime_error when neither XDG_DATA_HOME nor
+// HOME is set.
 std::string userFolder();
 
 // Creates the add-in's folder in the installation in `data`, as an installer would. Throws
 // std::runtime_error, with one sentence, when it cannot.
 void createAddinFolder(const std::string& data);
 
-// The file that the word SCENARIO means: the file of that name, or one of the scenarios that come
-// with the host. Throws std::runtime_error when there is neither.
+// The file that SCENARIO on the command line means: the file `word`, or else the scenario of that
+// name beside the program. Throws std::runtime_error when there is neither.
 std::string scenarioFile(const std::string& word);
 
-// The commands of that scenario; of standard input for the word -. Throws ScenarioError, and what
-// scenarioFile throws.
+// The commands of that scenario; those of standard input when `word` is "-". Throws ScenarioError,
+// and what scenarioFile() throws.
 std::vector<Command> readScenario(const std::string& word);
 
-// A file that a host's trace is written to, line by line.
+// The file of --trace.
 class TraceFile {
  public:
-  // Opens `path` and leaves what is in it. Throws std::runtime_error when it cannot be opened.
+  // Opens `path` and leaves its content. Throws std::runtime_error when it cannot be opened.
   explicit TraceFile(const std::string& path);
 
   TraceFile(const TraceFile&) = delete;
   TraceFile& operator=(const TraceFile&) = delete;
 
-  // Empties the file and writes the trace of `host` there from now on.
+  // Empties the file and writes the trace of `host` there from now on, each line at once.
   void begin(Host& host);
 
   // False when something could not be written.

@@ -8,7 +8,8 @@
 
 namespace substitute {
 
-// Follows a host's trace, and with it tells the whole state.
+// Composes the state from the host's values and from what the trace has shown since the monitor was
+// created.
 class HostMonitor {
  public:
   // `host` outlives the monitor.

@@ -19,10 +19,12 @@ namespace substitute {
 
 namespace {
 
-// A number of arguments, then each of them, all ended by a zero byte: no argument can hold one.
+// Writes the number of arguments, then each argument, each ended by a zero byte, which no argument
+// can hold.
 constexpr const char* script = "#!/bin/sh\nprintf '%s\\0' \"$#\" \"$@\" >>\"$0.runs\"\n";
 
-// The next string in `bytes` from `at` on, which moves behind it; none when its end is missing.
+// The string that begins at `at` in `bytes`; `at` becomes the place after its end. Nothing when the
+// end is missing.
 std::optional<std::string> nextString(const std::string& bytes, std::size_t& at) {
   const auto end = bytes.find('\0', at);
   if (end == std::string::npos) return {};
@@ -33,7 +35,7 @@ std::optional<std::string> nextString(const std::string& bytes, std::size_t& at)
 
 const std::string prefix = "velorin-open-";
 
-// Folders of processes that ended without their destructors.
+// Removes the folders of processes that ended without their destructors.
 void removeLeftOvers(const fs::path& place) {
   std::error_code ignored;
   for (const auto& entry : fs::directory_iterator(place, ignored)) {
@@ -58,7 +60,7 @@ OpenRecorder::OpenRecorder(Host& host) {
   const std::string command = directory_ + "/open";
   std::ofstream(command) << script;
   chmod(command.c_str(), S_IRWXU);
-  // What the shell passes over here would be opened for real.
+  // Otherwise the shell would pass over this command and run the system's.
   if (access(command.c_str(), X_OK) != 0 || directory_.find(':') != std::string::npos) {
     std::error_code ignored;
     fs::remove_all(directory_, ignored);
@@ -92,7 +94,7 @@ std::vector<std::vector<std::string>> OpenRecorder::collect() {
     std::vector<std::string> arguments(std::stoul(*count));
     for (std::string& argument : arguments) {
       const auto string = nextString(bytes, at);
-      // A run in the background that is still writing; the next call finds it whole.
+      // A run in the background is still writing; the next call reads it.
       if (!string) {
         read_ += complete;
         return runs;

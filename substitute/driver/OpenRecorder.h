@@ -1,5 +1,5 @@
-// Recording of what the add-in opens: in place of the system's `open` the shell finds a command of
-// that name, first on PATH, that only writes down its arguments.
+// Recording of `open`: in place of the system's command the shell finds one of that name, first on
+// PATH, that only records its arguments.
 #pragma once
 
 #include <cstddef>
@@ -12,13 +12,13 @@ namespace substitute {
 
 class OpenRecorder {
  public:
-  // Puts the command first on this process's PATH. From then on each run of it is an entry of the
-  // trace of `host`, which outlives the recorder: {"event": "open"}, when the call into the add-in
-  // is over. Throws std::runtime_error, or std::system_error, when the command cannot be made or
-  // would not be found.
+  // Puts the command first on this process's PATH. When a call into the add-in has returned, each
+  // run of the command becomes an event "open" in the trace of `host`, which outlives the recorder.
+  // Throws std::runtime_error or std::system_error when the command cannot be created, or when the
+  // shell would not find it.
   explicit OpenRecorder(Host& host);
 
-  // Gives PATH back and removes the command.
+  // Restores PATH and removes the command.
   ~OpenRecorder();
   OpenRecorder(const OpenRecorder&) = delete;
   OpenRecorder& operator=(const OpenRecorder&) = delete;

@@ -50,15 +50,17 @@ Reporter::Reporter(Host& host, std::ostream& out)
     : host_(host),
       out_(out),
       infoFile_(infoFile()),
-      trace_(host.interceptor().trace.subscribe([this](const Json& entry) { tellEvent(entry); })) {
+      trace_(
+          host.interceptor().trace.subscribe([this](const Json& entry) { reportEvent(entry); })) {
   const UserInterfaceObject& ui = *host_.application().userInterface;
   collections_ = {
-      ui.palettes->all.changing.subscribe([this](const std::string& id) { keepPalette(id); }),
-      ui.definitions->all.changing.subscribe([this](const std::string& id) { keepDefinition(id); }),
-      ui.toolbars->all.changing.subscribe([this](const std::string& id) { keepControls(id); })};
+      ui.palettes->all.changing.subscribe([this](const std::string& id) { rememberPalette(id); }),
+      ui.definitions->all.changing.subscribe(
+          [this](const std::string& id) { rememberDefinition(id); }),
+      ui.toolbars->all.changing.subscribe([this](const std::string& id) { rememberControls(id); })};
   for (const auto& toolbar : ui.toolbars->all.items()) {
     collections_.push_back(toolbar->controls->all.changing.subscribe(
-        [this, id = toolbar->id()](const std::string& /*control*/) { keepControls(id); }));
+        [this, id = toolbar->id()](const std::string& /*control*/) { rememberControls(id); }));
   }
 }
 
@@ -70,11 +72,11 @@ void Reporter::say(const std::string& sentence) {
   print("  " + sentence);
 }
 
-void Reporter::tellResult(const std::string& entryPoint, std::optional<bool> result) {
+void Reporter::reportResult(const std::string& entryPoint, std::optional<bool> result) {
   if (result) say(entryPoint + " returned " + (*result ? "true." : "false."));
 }
 
-void Reporter::tellUnloaded(bool stillLoaded) {
+void Reporter::reportUnloaded(bool stillLoaded) {
   say(stillLoaded ? diagnostic::stillLoaded : "The add-in is unloaded.");
   const ResourceCounts& counts = resourceCounts();
   if (counts.references == 0 && counts.strings == 0) {
@@ -85,7 +87,7 @@ void Reporter::tellUnloaded(bool stillLoaded) {
   }
 }
 
-void Reporter::watchChanges() {
+void Reporter::forgetChanges() {
   const ApplicationObject& application = host_.application();
   offline_ = application.offline;
   language_ = application.preferences->general->language;
@@ -95,17 +97,17 @@ void Reporter::watchChanges() {
   toolbars_.clear();
 }
 
-void Reporter::tellChanges() {
-  tellSettings();
-  tellPalettes();
-  tellDefinitions();
-  tellToolbars();
-  tellInfoFile();
-  tellBrokenRules();
-  watchChanges();
+void Reporter::reportChanges() {
+  reportSettings();
+  reportPalettes();
+  reportDefinitions();
+  reportToolbars();
+  reportInfoFile();
+  reportCountingErrors();
+  forgetChanges();
 }
 
-void Reporter::tellEvent(const Json& entry) {
+void Reporter::reportEvent(const Json& entry) {
   const auto event = entry.find("event");
   if (event == entry.end()) return;
   if (*event == "threw") {
@@ -120,7 +122,7 @@ void Reporter::tellEvent(const Json& entry) {
   }
 }
 
-void Reporter::tellSettings() {
+void Reporter::reportSettings() {
   const ApplicationObject& application = host_.application();
   const int language = application.preferences->general->language;
   const auto& entitlement = application.entitlement;
@@ -133,7 +135,7 @@ void Reporter::tellSettings() {
   }
 }
 
-void Reporter::tellPalettes() {
+void Reporter::reportPalettes() {
   const auto& all = host_.application().userInterface->palettes->all;
   for (const PaletteObject* const palette : present(all, palettes_)) {
     const PaletteValues& values = palette->values();
@@ -151,7 +153,7 @@ void Reporter::tellPalettes() {
   }
 }
 
-void Reporter::tellDefinitions() {
+void Reporter::reportDefinitions() {
   const auto& all = host_.application().userInterface->definitions->all;
   for (const DefinitionObject* const definition : present(all, definitions_)) {
     if (definitions_.at(definition->id())) continue;
@@ -164,7 +166,7 @@ void Reporter::tellDefinitions() {
   }
 }
 
-void Reporter::tellToolbars() {
+void Reporter::reportToolbars() {
   for (const auto& [id, former] : toolbars_) {
     const std::string name = "The toolbar " + quoted(id);
     if (host_.application().userInterface->toolbars->all.find(id) == nullptr) {
@@ -179,13 +181,13 @@ void Reporter::tellToolbars() {
   }
 }
 
-void Reporter::tellInfoFile() {
+void Reporter::reportInfoFile() {
   const std::string now = infoFile();
   if (now != infoFile_) say("The info file reads: " + (now.empty() ? "nothing" : now));
   infoFile_ = now;
 }
 
-void Reporter::tellBrokenRules() {
+void Reporter::reportCountingErrors() {
   const ResourceCounts& counts = resourceCounts();
   if (counts.invalidReleases != invalidReleases_) say(diagnostic::invalidRelease);
   if (counts.invalidDeallocations != invalidDeallocations_) say(diagnostic::invalidDeallocation);
@@ -193,7 +195,7 @@ void Reporter::tellBrokenRules() {
   invalidDeallocations_ = counts.invalidDeallocations;
 }
 
-void Reporter::keepPalette(const std::string& id) {
+void Reporter::rememberPalette(const std::string& id) {
   const PaletteObject* const palette = host_.application().userInterface->palettes->all.find(id);
   std::optional<Former> former;
   if (palette != nullptr) {
@@ -202,7 +204,7 @@ void Reporter::keepPalette(const std::string& id) {
   palettes_.emplace(id, former);  // the first change keeps what was before all
 }
 
-void Reporter::keepDefinition(const std::string& id) {
+void Reporter::rememberDefinition(const std::string& id) {
   const DefinitionObject* const definition =
       host_.application().userInterface->definitions->all.find(id);
   std::optional<Former> former;
@@ -210,7 +212,7 @@ void Reporter::keepDefinition(const std::string& id) {
   definitions_.emplace(id, former);
 }
 
-void Reporter::keepControls(const std::string& toolbar) {
+void Reporter::rememberControls(const std::string& toolbar) {
   const bool exists = host_.application().userInterface->toolbars->all.find(toolbar) != nullptr;
   if (exists && toolbars_.count(toolbar) == 0) toolbars_[toolbar] = controlsOf(toolbar);
 }

@@ -1,4 +1,4 @@
-// Telling in words what happens in a host.
+// The report: what happens in a host, in words.
 #pragma once
 
 #include <iosfwd>
@@ -12,8 +12,8 @@
 
 namespace substitute {
 
-// What is told when the add-in breaks the rules of counting, or its library cannot be unloaded.
-// Trace and state do not show it.
+// The diagnostics: the add-in breaks the rules of counting, or its library cannot be unloaded.
+// Neither trace nor state shows this.
 namespace diagnostic {
 inline constexpr const char* invalidRelease =
     "A reference was dropped that the add-in did not hold!";
@@ -26,8 +26,8 @@ inline constexpr const char* stillLoaded =
 // `string` in double quotes, as names stand in sentences.
 std::string quoted(const std::string& string);
 
-// Tells by itself of exceptions that leave the add-in and of runs of `open`; whatever else it tells
-// when it is asked to.
+// Reports exceptions that leave the add-in and runs of `open` as they happen, everything else when
+// it is called.
 class Reporter {
  public:
   // Writes to `out`, line by line. Both references outlive the reporter.
@@ -35,46 +35,49 @@ class Reporter {
   Reporter(const Reporter&) = delete;
   Reporter& operator=(const Reporter&) = delete;
 
-  // A line as it is; a sentence, indented.
+  // Writes a line as it is.
   void print(const std::string& line);
+
+  // Writes a sentence, indented.
   void say(const std::string& sentence);
 
-  // What an entry point returned; nothing is told when an exception left it.
-  void tellResult(const std::string& entryPoint, std::optional<bool> result);
+  // What an entry point returned. Writes nothing when `result` is nothing.
+  void reportResult(const std::string& entryPoint, std::optional<bool> result);
 
-  // That the add-in is unloaded, and what it left behind. `stillLoaded`: its library is in the
-  // process nevertheless.
-  void tellUnloaded(bool stillLoaded);
+  // That the add-in is unloaded, and what it still holds of the host. `stillLoaded` says that its
+  // library is in the process nevertheless.
+  void reportUnloaded(bool stillLoaded);
 
-  // Only changes from here on are told.
-  void watchChanges();
+  // Reports how the host differs from what it was at the last call of one of these two, how the
+  // info file differs from what was reported last, and counting errors that are new. The cost
+  // depends on what has changed, not on what the host holds.
+  void reportChanges();
 
-  // How the host and the info file differ from what they were, and which rules of counting were
-  // broken. The cost depends on what has changed, not on what there is.
-  void tellChanges();
+  // The same without the report.
+  void forgetChanges();
 
  private:
-  // What a palette or a definition was.
+  // What a palette or a definition was; `visible` is the palette's.
   struct Former {
     unsigned long serial;
     std::string title;
     bool visible;
   };
-  // What was changed, by id; nothing: it was not there.
+  // What was changed, by id, as it was before the first change. Nothing: it was not there.
   using Changes = std::map<std::string, std::optional<Former>>;
   using Controls = std::vector<std::pair<std::string, std::string>>;  // id and class
 
-  void tellEvent(const Json& entry);
-  void tellSettings();
-  void tellPalettes();
-  void tellDefinitions();
-  void tellToolbars();
-  void tellInfoFile();
-  void tellBrokenRules();
+  void reportEvent(const Json& entry);
+  void reportSettings();
+  void reportPalettes();
+  void reportDefinitions();
+  void reportToolbars();
+  void reportInfoFile();
+  void reportCountingErrors();
 
-  void keepPalette(const std::string& id);
-  void keepDefinition(const std::string& id);
-  void keepControls(const std::string& toolbar);
+  void rememberPalette(const std::string& id);
+  void rememberDefinition(const std::string& id);
+  void rememberControls(const std::string& toolbar);
   Controls controlsOf(const std::string& toolbar) const;
   std::string infoFile() const;
 

@@ -1,4 +1,4 @@
-// Reading scenarios: lines of text become checked commands.
+// Reading scenarios.
 #pragma once
 
 #include <iosfwd>
@@ -10,7 +10,7 @@
 
 namespace substitute {
 
-// A line that is no command; what() says why in one sentence.
+// A scenario cannot be read, or a line of it is not a command; what() says so in one sentence.
 class ScenarioError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;

@@ -15,29 +15,29 @@ void ScenarioRunner::play(const Command& command) {
   const CommandEntry& entry = *findCommand(command.name);
   if (entry.isQuery) return entry.play(*this, command.arguments);
   if (echo) reporter_.print("> " + command.line);
-  reporter_.watchChanges();
+  reporter_.forgetChanges();
   entry.play(*this, command.arguments);
-  reporter_.tellChanges();
+  reporter_.reportChanges();
 }
 
 void ScenarioRunner::start() {
   if (addin_) return reporter_.say("The add-in is loaded already.");
   addin_ = std::make_unique<AddIn>(addinFile_);
   reporter_.say("The add-in is loaded.");
-  reporter_.tellResult("run", addin_->run(host_));
+  reporter_.reportResult("run", addin_->run(host_));
 }
 
 void ScenarioRunner::stop() {
   if (!addin_) return reporter_.say("The add-in is not loaded.");
-  reporter_.tellResult("stop", addin_->stop(host_));
-  reporter_.tellChanges();
+  reporter_.reportResult("stop", addin_->stop(host_));
+  reporter_.reportChanges();
   unload();
 }
 
 void ScenarioRunner::unload() {
   if (!addin_) return reporter_.say("The add-in is not loaded.");
   addin_.reset();
-  reporter_.tellUnloaded(AddIn::isLoaded(addinFile_));
+  reporter_.reportUnloaded(AddIn::isLoaded(addinFile_));
 }
 
 }  // namespace substitute

@@ -13,7 +13,7 @@
 
 namespace substitute {
 
-// Plays commands on a host and reports what comes of them.
+// Plays commands on a host and reports the results.
 class ScenarioRunner {
  public:
   // `addin` is the library that `start` loads; the report goes to `out`. Both references outlive
@@ -26,10 +26,10 @@ class ScenarioRunner {
   // True between `start` and `stop` or `unload`, whatever `run` returned.
   bool loaded() const { return addin_ != nullptr; }
 
-  // Whether each command is repeated above what comes of it.
+  // Whether each command is printed above its results.
   bool echo = true;
 
-  // For the commands themselves.
+  // For the actions of the commands.
   Host& host() { return host_; }
   Reporter& reporter() { return reporter_; }
   Json state() const { return monitor_.state(); }

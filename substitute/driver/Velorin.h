@@ -1,5 +1,4 @@
-// All that the driver knows of the add-in that it is made for. Whatever else it loads has only the
-// host's interface to meet.
+// All that the driver knows of this add-in. The rest of the driver works for any add-in.
 #pragma once
 
 #include <string>
