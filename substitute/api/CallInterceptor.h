@@ -23,6 +23,10 @@ class SUBSTITUTE_API CallInterceptor {
   // Publishes every entry of the trace (docs/substitute-host.md), in the order of the calls.
   Signal<Json> trace;
 
+  // Published before each call. The call has returned, or thrown, when its entry of the trace is
+  // published.
+  Signal<Operation> callBegins;
+
   // A call of `operation` on the object `on`, null for an operation of the class itself. `body`
   // does the work. What it returns is what the add-in gets: of an object, which may be null, it
   // gets a reference; of a std::optional<std::string> it gets a string to hand back, or null; a
@@ -66,6 +70,7 @@ class SUBSTITUTE_API CallInterceptor {
   template <class Body, class... Arguments>
   auto intercept(Operation operation, const ReferenceCounted* on, Body body,
                  const Arguments&... arguments) -> decltype(body()) {
+    callBegins.publish(operation);
     const std::optional<Failure> failure = faults.next(operation);
     Json entry;
     const bool traced = trace.hasListeners();

@@ -8,7 +8,7 @@ namespace substitute {
 void FaultPlan::add(Operation operation, std::uint64_t nth, Failure how) {
   Calls& calls = planned_[operation];
   const std::uint64_t reachable = std::numeric_limits<std::uint64_t>::max() - calls.made;
-  calls.failing.emplace(calls.made + std::min(nth, reachable), how);
+  calls.failing.emplace(calls.made + std::min(nth, reachable), Fault{how, ++added_});
 }
 
 std::optional<Failure> FaultPlan::next(Operation operation) {
@@ -18,9 +18,21 @@ std::optional<Failure> FaultPlan::next(Operation operation) {
   ++calls.made;
   const auto [first, last] = calls.failing.equal_range(calls.made);
   if (first == last) return {};
-  const Failure how = first->second;
+  const Failure how = first->second.how;
   calls.failing.erase(first, last);
   return how;
+}
+
+std::vector<PlannedFault> FaultPlan::pending() const {
+  std::map<std::uint64_t, PlannedFault> bySerial;
+  for (const auto& [operation, calls] : planned_) {
+    for (const auto& [number, fault] : calls.failing) {
+      bySerial.emplace(fault.serial, PlannedFault{operation, number - calls.made, fault.how});
+    }
+  }
+  std::vector<PlannedFault> faults;
+  for (const auto& fault : bySerial) faults.push_back(fault.second);
+  return faults;
 }
 
 }  // namespace substitute

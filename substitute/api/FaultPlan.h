@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <vector>
 
 #include "substitute/api/Export.h"
 #include "substitute/api/Operation.h"
@@ -12,6 +13,13 @@ namespace substitute {
 
 // How a call fails: it returns nothing (null, false or 0), or throws. Either way it does nothing.
 enum class Failure { null, exception };
+
+// A failure that has not happened yet; `nth` counts from the coming call, which is 1.
+struct PlannedFault {
+  Operation operation;
+  std::uint64_t nth;
+  Failure how;
+};
 
 class SUBSTITUTE_API FaultPlan {
  public:
@@ -22,13 +30,21 @@ class SUBSTITUTE_API FaultPlan {
   // faults for the same call the first one added counts.
   std::optional<Failure> next(Operation operation);
 
+  // The failures that have not happened, in the order in which they were added.
+  std::vector<PlannedFault> pending() const;
+
  private:
+  struct Fault {
+    Failure how;
+    std::uint64_t serial;  // grows with every failure that is added
+  };
   struct Calls {
     std::uint64_t made = 0;
-    std::multimap<std::uint64_t, Failure> failing;  // by the number of the call
+    std::multimap<std::uint64_t, Fault> failing;  // by the number of the call
   };
   // Only operations that a fault was planned for are counted.
   std::map<Operation, Calls> planned_;
+  std::uint64_t added_ = 0;
 };
 
 }  // namespace substitute

@@ -6,24 +6,35 @@
 #include <system_error>
 
 #include "substitute/api/Host.h"
+#include "substitute/driver/CrashReport.h"
 
 namespace substitute {
 
 namespace {
 
-// A name without a slash would be looked for on the system's library path.
-std::string withSlash(const std::string& file) {
-  return file.find('/') == std::string::npos ? "./" + file : file;
+void* load(const std::string& path) {
+  const CrashReport::UnderWay loading("the loading of the library");
+  return dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+}
+
+void unload(void* library) {
+  const CrashReport::UnderWay unloading("the unloading of the library");
+  dlclose(library);
 }
 
 }  // namespace
+
+// A name without a slash would be looked for on the system's library path.
+std::string loadedAs(const std::string& file) {
+  return file.find('/') == std::string::npos ? "./" + file : file;
+}
 
 AddIn::AddIn(std::string file) : file_(std::move(file)) {
   std::error_code unknown;  // the loader says why
   if (!std::filesystem::exists(file_, unknown) && !unknown) {
     throw LoadError("there is no library " + file_);
   }
-  library_ = dlopen(withSlash(file_).c_str(), RTLD_NOW | RTLD_LOCAL);
+  library_ = load(loadedAs(file_));
   if (library_ == nullptr) {
     throw LoadError("the library " + file_ + " cannot be loaded: " + dlerror());
   }
@@ -31,13 +42,13 @@ AddIn::AddIn(std::string file) : file_(std::move(file)) {
     run_ = entryPoint("run");
     stop_ = entryPoint("stop");
   } catch (const LoadError&) {
-    dlclose(library_);
+    unload(library_);
     throw;
   }
 }
 
 AddIn::~AddIn() {
-  dlclose(library_);
+  unload(library_);
 }
 
 std::optional<bool> AddIn::run(Host& host) {
@@ -53,7 +64,7 @@ void* AddIn::symbol(const char* name) const {
 }
 
 bool AddIn::isLoaded(const std::string& file) {
-  void* const library = dlopen(withSlash(file).c_str(), RTLD_NOW | RTLD_NOLOAD);
+  void* const library = dlopen(loadedAs(file).c_str(), RTLD_NOW | RTLD_NOLOAD);
   if (library == nullptr) return false;
   dlclose(library);
   return true;

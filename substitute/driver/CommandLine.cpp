@@ -35,6 +35,17 @@ void addOptions(CLI::App& parser, CommandLine& values) {
                   "write every call of the host there, a line of JSON each")
       ->type_name("FILE")
       ->check(refuseEmpty);
+  parser
+      .add_option("--expect-trace", values.expectedTrace,
+                  "the trace must be this one; the first line that differs is told")
+      ->type_name("FILE")
+      ->check(refuseEmpty);
+  parser.add_flag("--strict", values.strict, "what is told as suspicious at the end is a failure");
+  parser
+      .add_option("--timeout", values.timeout,
+                  "end when a call of the add-in takes longer than SECONDS")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(1U, 1000000U).description(""));
   parser.add_flag("--system-open", values.systemOpen,
                   "let the system's own `open` run instead of recording its arguments");
 }

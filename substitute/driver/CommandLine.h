@@ -20,6 +20,9 @@ struct CommandLine {
   std::string entitlement = exampleEntitlement;
   bool offline = false;
   std::string trace;
+  std::string expectedTrace;
+  bool strict = false;
+  unsigned timeout = 0;  // in seconds; 0: any time
   bool systemOpen = false;
   std::string scenario;
 };

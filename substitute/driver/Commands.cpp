@@ -2,10 +2,13 @@
 
 #include <charconv>
 #include <cstdint>
+#include <filesystem>
 #include <optional>
+#include <system_error>
 #include <utility>
 
 #include "substitute/api/Host.h"
+#include "substitute/driver/Expectation.h"
 #include "substitute/driver/Scenario.h"
 #include "substitute/driver/ScenarioRunner.h"
 #include "substitute/driver/Velorin.h"
@@ -60,10 +63,10 @@ void click(ScenarioRunner& runner, const Arguments& arguments) {
   }
 }
 
-void sendMessage(ScenarioRunner& runner, std::optional<std::string> data) {
-  if (runner.host().message(learningPalette, std::move(data))) return;
-  runner.reporter().say("There is no palette " + quoted(learningPalette) +
-                        " whose page could send that.");
+void sendMessage(ScenarioRunner& runner, const std::string& palette,
+                 std::optional<std::string> data) {
+  if (runner.host().message(palette, std::move(data))) return;
+  runner.reporter().say("There is no palette " + quoted(palette) + " whose page could send that.");
 }
 
 void checkLanguage(const Arguments& arguments) {
@@ -141,6 +144,26 @@ void planFault(ScenarioRunner& runner, const Arguments& arguments) {
       which + (fault.how == Failure::exception ? " will throw." : " will return nothing."));
 }
 
+void expect(ScenarioRunner& runner, const Arguments& arguments) {
+  runner.expect(Expectation(arguments, false));
+}
+
+void expectNot(ScenarioRunner& runner, const Arguments& arguments) {
+  runner.expect(Expectation(arguments, true));
+}
+
+void checkExpectation(const Arguments& arguments) {
+  Expectation(arguments, false);
+}
+
+void removeInfoFile(ScenarioRunner& runner, const Arguments& /*arguments*/) {
+  const std::string file = infoFileOf(runner.host());
+  std::error_code error;
+  const bool removed = std::filesystem::remove(file, error);
+  if (error) return runner.reporter().say(file + " cannot be removed: " + error.message() + ".");
+  if (!removed) runner.reporter().say("There is no info file.");
+}
+
 std::vector<std::string> faultWords() {
   std::vector<std::string> words = operationNames();
   words.insert(words.end(), {"null", "throw"});
@@ -152,6 +175,8 @@ constexpr ArgumentForm atMostOne = {0, 1};
 constexpr ArgumentForm one = {1, 1};
 constexpr ArgumentForm two = {2, 2};
 constexpr ArgumentForm restOfLine = {0, 1, true};
+constexpr ArgumentForm idAndRest = {1, 2, true, 1};
+constexpr ArgumentForm pointerAndRest = {2, 2, true, 1};
 
 }  // namespace
 
@@ -169,10 +194,14 @@ const std::vector<CommandEntry>& commands() {
       {"message", "[DATA]", "the learning page sends DATA, all bytes after the one space",
        restOfLine,
        [](Runner& runner, const Arguments& arguments) {
-         sendMessage(runner, arguments.empty() ? "" : arguments[0]);
+         sendMessage(runner, learningPalette, arguments.empty() ? "" : arguments[0]);
+       }},
+      {"message-to", "ID [DATA]", "the page of the palette ID sends DATA, likewise", idAndRest,
+       [](Runner& runner, const Arguments& arguments) {
+         sendMessage(runner, arguments[0], arguments.size() == 1 ? "" : arguments[1]);
        }},
       {"message-null", "", "the learning page sends a message without a string", none,
-       [](Runner& runner, const Arguments&) { sendMessage(runner, {}); }},
+       [](Runner& runner, const Arguments&) { sendMessage(runner, learningPalette, {}); }},
       {"online", "", "go online and raise the online-status event", none,
        [](Runner& runner, const Arguments&) { runner.host().setOffline(false); }},
       {"offline", "", "go offline and raise the online-status event", none,
@@ -198,6 +227,11 @@ const std::vector<CommandEntry>& commands() {
        planFault,
        [](const Arguments& arguments) { parseFault(arguments); },
        faultWords},
+      {"expect", "POINTER JSON", "the state at that JSON pointer equals the value", pointerAndRest,
+       expect, checkExpectation, nullptr, true},
+      {"expect-not", "POINTER JSON", "it does not, or there is nothing", pointerAndRest, expectNot,
+       checkExpectation, nullptr, true},
+      {"reset", "", "remove the info file", none, removeInfoFile},
       {"state", "", "print the host's state as one line of JSON", none,
        [](Runner& runner, const Arguments&) { runner.reporter().print(line(runner.state())); },
        nullptr, nullptr, true},

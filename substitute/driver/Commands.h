@@ -16,8 +16,10 @@ using Arguments = std::vector<std::string>;
 struct ArgumentForm {
   std::size_t least = 0;
   std::size_t most = 0;
-  // The one argument is all of the line after the space behind the name, spaces included.
+  // The last argument is all of the line after the one space behind the name, or behind that many
+  // words that come first, spaces included.
   bool isRestOfLine = false;
+  std::size_t wordsBeforeRest = 0;
 };
 
 // One entry of the table.

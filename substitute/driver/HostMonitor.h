@@ -1,6 +1,7 @@
 // The state of a host as the command `state` prints it.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,9 +24,31 @@ class HostMonitor {
   // The arguments of each run of `open` so far.
   const std::vector<std::vector<std::string>>& opened() const { return opened_; }
 
+  // The types of the exceptions that left the add-in so far.
+  const std::vector<std::string>& thrown() const { return thrown_; }
+
+  // How often an entry point returned false so far.
+  long failedRuns() const { return run_.failed; }
+  long failedStops() const { return stop_.failed; }
+
+  // The failures that are planned and have not happened, in the words of the command `fail`.
+  std::vector<std::string> pendingFaults() const;
+
  private:
-  const Host& host_;
+  // What an entry point returned: the last time, nothing when an exception left it then; and how
+  // often false.
+  struct Returned {
+    std::optional<bool> last;
+    long failed = 0;
+  };
+
+  void follow(const Json& entry);
+
+  Host& host_;
   std::vector<std::vector<std::string>> opened_;
+  std::vector<std::string> thrown_;
+  Returned run_;
+  Returned stop_;
   Signal<Json>::Subscription trace_;
 };
 

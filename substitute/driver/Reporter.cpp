@@ -11,10 +11,6 @@ namespace substitute {
 
 namespace {
 
-std::string plural(long count, const std::string& noun) {
-  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
-}
-
 // The objects of `all` among what was changed, in the order in which they were created.
 template <class T, class Changes>
 std::vector<const T*> present(const Collection<T>& all, const Changes& changes) {
@@ -44,6 +40,10 @@ std::vector<std::string> titlesOfGone(const Collection<T>& all, const Changes& c
 
 std::string quoted(const std::string& string) {
   return '"' + string + '"';
+}
+
+std::string plural(long count, const std::string& noun) {
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
 Reporter::Reporter(Host& host, std::ostream& out)

@@ -26,6 +26,9 @@ inline constexpr const char* stillLoaded =
 // `string` in double quotes, as names stand in sentences.
 std::string quoted(const std::string& string);
 
+// "1 text", "2 texts".
+std::string plural(long count, const std::string& noun);
+
 // Reports exceptions that leave the add-in and runs of `open` as they happen, everything else when
 // it is called.
 class Reporter {

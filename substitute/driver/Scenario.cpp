@@ -16,7 +16,16 @@ Command parseCommand(const std::string& line) {
   if (entry == nullptr) throw ScenarioError("'" + command.name + "' is not a command");
   Arguments& arguments = command.arguments;
   if (entry->form.isRestOfLine) {
-    if (end < line.size()) arguments.push_back(line.substr(end + 1));
+    auto at = end;
+    for (std::size_t i = 0; i < entry->form.wordsBeforeRest; ++i) {
+      const auto word = line.find_first_not_of(spaces, at);
+      if (word == std::string::npos) break;
+      at = std::min(line.find_first_of(spaces, word), line.size());
+      arguments.push_back(line.substr(word, at - word));
+    }
+    if (at < line.size() && arguments.size() == entry->form.wordsBeforeRest) {
+      arguments.push_back(line.substr(at + 1));
+    }
   } else {
     std::istringstream words(line.substr(end));
     for (std::string word; words >> word;) arguments.push_back(word);
@@ -35,12 +44,14 @@ std::vector<Command> parseScenario(std::istream& input, const std::string& sourc
   for (std::string line; std::getline(input, line);) {
     ++number;
     if (!line.empty() && line.back() == '\r') line.pop_back();
+    const std::string place = source + ":" + std::to_string(number);
     try {
       Command command = parseCommand(line);
+      command.place = place;
       const bool isEmpty = command.name.empty() && line.find('#') == std::string::npos;
       if (!isEmpty) commands.push_back(std::move(command));
     } catch (const ScenarioError& error) {
-      throw ScenarioError(source + ":" + std::to_string(number) + ": " + error.what());
+      throw ScenarioError(place + ": " + error.what());
     }
   }
   if (input.bad()) throw ScenarioError(source + " cannot be read");

@@ -21,6 +21,7 @@ struct Command {
   std::string line;  // as it was typed
   std::string name;  // empty for an empty line and for a comment
   Arguments arguments;
+  std::string place = {};  // the source and the number of the line, "s.txt:3"; empty when typed
 };
 
 // Throws ScenarioError.

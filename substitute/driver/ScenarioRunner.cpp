@@ -1,6 +1,10 @@
 #include "substitute/driver/ScenarioRunner.h"
 
+#include <algorithm>
+#include <map>
 #include <utility>
+
+#include "substitute/driver/CrashReport.h"
 
 namespace substitute {
 
@@ -13,11 +17,33 @@ void ScenarioRunner::play(const Command& command) {
     return;
   }
   const CommandEntry& entry = *findCommand(command.name);
+  CrashReport::noteCommand(command);
+  place_ = command.place;
+  ++commands_;
   if (entry.isQuery) return entry.play(*this, command.arguments);
   if (echo) reporter_.print("> " + command.line);
   reporter_.forgetChanges();
   entry.play(*this, command.arguments);
   reporter_.reportChanges();
+}
+
+bool ScenarioRunner::conclude(bool strict, const ExpectedTrace* trace) {
+  const std::vector<std::string> suspicious = suspicions();
+  if (!suspicious.empty()) reporter_.print("What is suspicious:");
+  for (const std::string& sentence : suspicious) reporter_.say(sentence);
+  if (strict) failures_ += suspicious.size();
+  if (trace != nullptr) {
+    ++expectations_;
+    if (const auto difference = trace->difference()) {
+      reporter_.print(*difference);
+      ++failures_;
+    }
+  }
+  if (strict || expectations_ > 0) {
+    reporter_.print(std::to_string(commands_) + " commands, " + std::to_string(expectations_) +
+                    " expectations, " + std::to_string(failures_) + " failed");
+  }
+  return failures_ == 0;
 }
 
 void ScenarioRunner::start() {
@@ -37,7 +63,44 @@ void ScenarioRunner::stop() {
 void ScenarioRunner::unload() {
   if (!addin_) return reporter_.say("The add-in is not loaded.");
   addin_.reset();
-  reporter_.reportUnloaded(AddIn::isLoaded(addinFile_));
+  left_ = resourceCounts();
+  const bool stays = AddIn::isLoaded(addinFile_);
+  staysLoaded_ = staysLoaded_ || stays;
+  reporter_.reportUnloaded(stays);
+}
+
+void ScenarioRunner::expect(const Expectation& expectation) {
+  ++expectations_;
+  const auto failure = expectation.failure(state());
+  if (!failure) return;
+  ++failures_;
+  reporter_.print(place_.empty() ? *failure : place_ + ": " + *failure);
+}
+
+// One sentence for each kind of thing that a sound add-in does not do.
+std::vector<std::string> ScenarioRunner::suspicions() const {
+  std::vector<std::string> sentences;
+  const auto add = [&sentences](const std::string& sentence, long times) {
+    if (times == 0) return;
+    sentences.push_back(sentence + (times == 1 ? "." : ", " + std::to_string(times) + " times."));
+  };
+  std::map<std::string, long> thrown;
+  for (const std::string& type : monitor_.thrown()) ++thrown[type];
+  for (const auto& [type, times] : thrown) add("An exception left the add-in: " + type, times);
+  add("run returned false", monitor_.failedRuns());
+  add("stop returned false", monitor_.failedStops());
+  for (const std::string& fault : monitor_.pendingFaults()) {
+    add("A failure was planned and did not happen: " + fault, 1);
+  }
+  add("The add-in is still loaded", loaded() ? 1 : 0);
+  add("The process kept the library of the add-in that was unloaded", staysLoaded_ ? 1 : 0);
+  const std::string left =
+      plural(left_.references, "reference") + " and " + plural(left_.strings, "text");
+  add("The add-in left " + left + " of the host's behind",
+      left_.references != 0 || left_.strings != 0 ? 1 : 0);
+  add("A reference was dropped that the add-in did not hold", resourceCounts().invalidReleases);
+  add("A text was handed back that the add-in did not hold", resourceCounts().invalidDeallocations);
+  return sentences;
 }
 
 }  // namespace substitute

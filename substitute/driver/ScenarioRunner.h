@@ -1,12 +1,15 @@
 // Playing scenarios.
 #pragma once
 
+#include <cstddef>
 #include <iosfwd>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "substitute/api/Host.h"
 #include "substitute/driver/AddIn.h"
+#include "substitute/driver/Expectation.h"
 #include "substitute/driver/HostMonitor.h"
 #include "substitute/driver/Reporter.h"
 #include "substitute/driver/Scenario.h"
@@ -23,6 +26,11 @@ class ScenarioRunner {
   // Plays one command. Throws LoadError when the library cannot be loaded.
   void play(const Command& command);
 
+  // Tells what is suspicious about all that was played, which `strict` makes failures; then, where
+  // something was expected or is strict, the verdict. `trace` is null when no trace is expected.
+  // The scenario is at its end. False when something failed.
+  bool conclude(bool strict, const ExpectedTrace* trace);
+
   // True between `start` and `stop` or `unload`, whatever `run` returned.
   bool loaded() const { return addin_ != nullptr; }
 
@@ -36,13 +44,22 @@ class ScenarioRunner {
   void start();
   void stop();
   void unload();
+  void expect(const Expectation& expectation);
 
  private:
+  std::vector<std::string> suspicions() const;
+
   Host& host_;
   std::string addinFile_;
   std::unique_ptr<AddIn> addin_;
   HostMonitor monitor_;
   Reporter reporter_;
+  std::string place_;  // of the command that is played
+  std::size_t commands_ = 0;
+  std::size_t expectations_ = 0;
+  std::size_t failures_ = 0;
+  ResourceCounts left_;  // what was held when the add-in was unloaded last
+  bool staysLoaded_ = false;
 };
 
 }  // namespace substitute

@@ -1,16 +1,23 @@
 // substitute-host: plays the add-in's life in a terminal.
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <clocale>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <iostream>
 #include <optional>
 #include <sstream>
 
 #include "substitute/driver/CommandLine.h"
+#include "substitute/driver/CrashReport.h"
+#include "substitute/driver/ExitStatus.h"
 #include "substitute/driver/Files.h"
+#include "substitute/driver/JUnit.h"
 #include "substitute/driver/OpenRecorder.h"
+#include "substitute/driver/ScenarioProcess.h"
 #include "substitute/driver/ScenarioRunner.h"
 
 // Without the line editor there is no prompt: a terminal is then like any other input.
@@ -25,8 +32,12 @@ namespace {
 
 using namespace substitute;
 
-constexpr int cannotLoad = 1;
-constexpr int wrongInput = 2;
+using Commands = std::vector<Command>;
+
+struct HeadlessLine : CommandLine {
+  std::vector<std::string> scenarios;
+  std::string junit;
+};
 
 // A sentence on standard error, begun with the program's name and ended with a full stop.
 void complain(const std::string& sentence) {
@@ -112,35 +123,129 @@ void prompt(ScenarioRunner& runner) {
 void prompt(ScenarioRunner& /*player*/) {}
 #endif
 
-int play(CommandLine& values) {
-  const bool interactive =
-      HAS_LINE_EDITOR != 0 && values.scenario.empty() && isatty(STDIN_FILENO) == 1;
-  if (values.scenario.empty()) values.scenario = "first-starts";
-  const std::vector<Command> commands =
-      interactive ? std::vector<Command>() : readScenario(values.scenario);
+// Plays `commands`, or without them what is typed at the prompt. The result is the exit status.
+int play(HeadlessLine& values, const Commands* commands) {
   Host host(settingsFor(values));
+  const CrashReport crashReport(host, "substitute-host", values.addin, values.timeout);
   std::optional<OpenRecorder> recorder;
   if (!values.systemOpen) recorder.emplace(host);
   { const AddIn known(values.addin); }  // what cannot be loaded is told before anything is done
+  std::optional<ExpectedTrace> expected;
+  if (!values.expectedTrace.empty()) expected.emplace(values.expectedTrace);
   std::optional<TraceFile> trace;
   if (!values.trace.empty()) trace.emplace(values.trace);
   installAddinFolder(values, host);
   if (trace) trace->begin(host);
+  if (expected) expected->begin(host);
   ScenarioRunner runner(host, values.addin, std::cout);
-  if (interactive) {
+  bool passed = true;
+  if (commands == nullptr) {
     prompt(runner);
   } else {
-    for (const Command& command : commands) runner.play(command);
+    for (const Command& command : *commands) runner.play(command);
+    passed = runner.conclude(values.strict, expected ? &*expected : nullptr);
   }
   if (trace && !trace->good()) throw std::runtime_error("the trace could not be written in full");
   if (!std::cout.flush()) throw std::runtime_error("the output could not be written in full");
-  return EXIT_SUCCESS;
+  return passed ? EXIT_SUCCESS : exit_status::failed;
+}
+
+// The same; what keeps it from being played is told.
+int playOrComplain(HeadlessLine& values, const Commands* commands) {
+  try {
+    return play(values, commands);
+  } catch (const LoadError& error) {
+    complain(error.what());
+    return exit_status::cannotLoad;
+  } catch (const std::exception& error) {
+    complain(error.what());
+    return exit_status::wrongInput;
+  }
+}
+
+void writeResults(const std::string& path, const std::vector<ScenarioResult>& results) {
+  std::ofstream file(path, std::ios::binary);
+  file << toJUnit(results);
+  if (!file.flush()) throw std::runtime_error("the results cannot be written to " + path);
+}
+
+// Ends this process as `status` of another one says.
+int endAs(int status) {
+  if (WIFEXITED(status)) return WEXITSTATUS(status);
+  std::raise(WTERMSIG(status));
+  return exit_status::failed;
+}
+
+// One scenario, in a process of its own for the sake of its result.
+int playForResult(HeadlessLine& values, const Commands& commands) {
+  writeResults(values.junit, {});  // a place that cannot be written is told before
+  const ScenarioResult result =
+      playInProcess(values.scenarios[0], [&] { return playOrComplain(values, &commands); });
+  std::cout << result.output << std::flush;
+  std::cerr << result.errors;
+  writeResults(values.junit, {result});
+  return endAs(result.status);
+}
+
+std::string indented(const std::string& text) {
+  std::string result;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) result += "    " + line + '\n';
+  return result;
+}
+
+// Several scenarios, each in a host and a process of its own: a line each, then the totals.
+int playAll(HeadlessLine& values, const std::vector<Commands>& all) {
+  if (!values.junit.empty()) writeResults(values.junit, {});
+  std::vector<ScenarioResult> results;
+  std::size_t passed = 0;
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    results.push_back(
+        playInProcess(values.scenarios[i], [&] { return playOrComplain(values, &all[i]); }));
+    const ScenarioResult& result = results.back();
+    if (result.passed()) {
+      ++passed;
+      std::cout << "passed: " << result.name << std::endl;
+    } else {
+      std::cout << "failed: " << result.name << ": " << result.reason() << '\n'
+                << indented(result.output) << indented(result.errors) << std::flush;
+    }
+  }
+  std::cout << passed << " passed, " << results.size() - passed << " failed\n";
+  if (!values.junit.empty()) writeResults(values.junit, results);
+  if (!std::cout.flush()) throw std::runtime_error("the output could not be written in full");
+  return passed == results.size() ? EXIT_SUCCESS : exit_status::failed;
+}
+
+// What cannot be with several scenarios. Throws std::runtime_error.
+void checkOptionsForSeveral(const HeadlessLine& values) {
+  for (const auto& [option, value] :
+       {std::pair("--data", &values.data), std::pair("--trace", &values.trace),
+        std::pair("--expect-trace", &values.expectedTrace)}) {
+    if (!value->empty()) {
+      throw std::runtime_error(std::string(option) + " goes with one scenario only");
+    }
+  }
+  for (const std::string& scenario : values.scenarios) {
+    if (scenario == "-") throw std::runtime_error("standard input is played alone");
+  }
+}
+
+int playAsTyped(HeadlessLine& values) {
+  if (HAS_LINE_EDITOR != 0 && values.scenarios.empty() && isatty(STDIN_FILENO) == 1)
+    return playOrComplain(values, nullptr);
+  if (values.scenarios.empty()) values.scenarios = {"first-starts"};
+  if (values.scenarios.size() > 1) checkOptionsForSeveral(values);
+  std::vector<Commands> all;
+  for (const std::string& scenario : values.scenarios) all.push_back(readScenario(scenario));
+  if (all.size() > 1) return playAll(values, all);
+  return values.junit.empty() ? playOrComplain(values, &all[0]) : playForResult(values, all[0]);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  CommandLine values;
+  HeadlessLine values;
   CLI::App parser(
       "Plays the life of the add-in in a host made for it: a scenario, or, at a terminal,"
       " what you type.",
@@ -148,9 +253,12 @@ int main(int argc, char** argv) {
   parser.set_version_flag("--version", "substitute-host " VELORIN_VERSION);
   parser.footer(commandList());
   addOptions(parser, values);
+  parser.add_option("--junit", values.junit, "write the results of the scenarios there")
+      ->type_name("FILE")
+      ->check(refuseEmpty);
   parser
-      .add_option("SCENARIO", values.scenario,
-                  "what to play: a file, a name (first-starts), or - for standard input")
+      .add_option("SCENARIO", values.scenarios,
+                  "what to play: files, names (first-starts), or - for standard input")
       ->option_text(" ")
       ->check(refuseEmpty);
   try {
@@ -159,15 +267,12 @@ int main(int argc, char** argv) {
     return parser.exit(done);
   } catch (const CLI::ParseError& error) {
     complain(error.what());
-    return wrongInput;
+    return exit_status::wrongInput;
   }
   try {
-    return play(values);
-  } catch (const LoadError& error) {
-    complain(error.what());
-    return cannotLoad;
+    return playAsTyped(values);
   } catch (const std::exception& error) {
     complain(error.what());
-    return wrongInput;
+    return exit_status::wrongInput;
   }
 }

@@ -1,0 +1,188 @@
+#include "substitute/driver/CrashReport.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "substitute/driver/AddIn.h"
+#include "substitute/driver/ExitStatus.h"
+#include "substitute/driver/Stack.h"
+
+namespace substitute {
+
+namespace {
+
+// Text in a place of its own, so that a signal's handler can read it whatever state the process is
+// in. What does not fit is cut off.
+template <std::size_t size>
+class FixedText {
+ public:
+  void set(const std::string& text) {
+    const std::size_t length = std::min(text.size(), size - 1);
+    std::memcpy(bytes_.data(), text.data(), length);
+    bytes_[length] = '\0';
+  }
+  const char* get() const { return bytes_.data(); }
+  bool empty() const { return bytes_[0] == '\0'; }
+
+ private:
+  std::array<char, size> bytes_ = {};
+};
+
+using ShortText = FixedText<256>;
+
+// All that the report tells, kept ready.
+struct Report {
+  ShortText program;
+  ShortText underWay;
+  ShortText lastCall;
+  ShortText lastCallMadeBy;
+  bool lastCallReturned = false;
+  FixedText<1024> command;
+  std::array<FixedText<4096>, 5> trace;
+  std::size_t traceLines = 0;  // so far; the last ones are kept, each at its number's remainder
+  unsigned seconds = 0;        // that a call of the add-in may take; 0: any
+  ShortText timeout;           // the same in letters
+};
+Report report;
+
+struct FatalSignal {
+  int number;
+  const char* name;
+};
+constexpr std::array<FatalSignal, 7> fatalSignals = {{{SIGABRT, "SIGABRT"},
+                                                      {SIGBUS, "SIGBUS"},
+                                                      {SIGFPE, "SIGFPE"},
+                                                      {SIGILL, "SIGILL"},
+                                                      {SIGSEGV, "SIGSEGV"},
+                                                      {SIGSYS, "SIGSYS"},
+                                                      {SIGTRAP, "SIGTRAP"}}};
+
+void tellLastCall() {
+  writeToErrors("  last call of the host: ");
+  if (report.lastCall.empty()) return writeToErrors("none\n");
+  writeToErrors(report.lastCall.get());
+  writeToErrors(report.lastCallReturned ? ", which had returned, by "
+                                        : ", which had not returned, by ");
+  writeToErrors(report.lastCallMadeBy.get());
+  writeToErrors("\n");
+}
+
+// All but the stack, which the signal's handler tells itself.
+void tellReport(const char* what, const char* detail) {
+  writeToErrors(report.program.get());
+  writeToErrors(what);
+  writeToErrors(detail);
+  writeToErrors("\n");
+  tellLastCall();
+  writeToErrors("  under way: ");
+  writeToErrors(report.underWay.empty() ? "nothing of the add-in" : report.underWay.get());
+  writeToErrors("\n  command: ");
+  writeToErrors(report.command.empty() ? "none" : report.command.get());
+  writeToErrors("\n  end of the trace:\n");
+  const std::size_t kept = report.trace.size();
+  for (std::size_t i = report.traceLines - std::min(report.traceLines, kept); i < report.traceLines;
+       ++i) {
+    writeToErrors("    ");
+    writeToErrors(report.trace[i % kept].get());
+    writeToErrors("\n");
+  }
+}
+
+// The signal has its usual action again: sent once more it ends the process when this returns.
+void onFatalSignal(int number) {
+  const auto* const signal =
+      std::find_if(fatalSignals.begin(), fatalSignals.end(),
+                   [number](const FatalSignal& one) { return one.number == number; });
+  tellReport(": the host is ended by the signal ", signal->name);
+  tellStack();
+  std::raise(number);
+}
+
+void onTimeout(int /*signal*/) {
+  tellReport(": the add-in does not come back; the seconds that it was given: ",
+             report.timeout.get());
+  tellStack();
+  _exit(exit_status::timedOut);
+}
+
+// An add-in that ends the process must not pass for a scenario that came to its end.
+void onExit() {
+  if (report.underWay.empty()) return;
+  tellReport(": the add-in ends the process", "");
+  tellStack();
+  _exit(exit_status::failed);
+}
+
+void handle(int signal, void (*handler)(int), int flags) {
+  struct sigaction action = {};
+  action.sa_handler = handler;
+  action.sa_flags = SA_ONSTACK | flags;
+  sigemptyset(&action.sa_mask);
+  sigaction(signal, &action, nullptr);
+}
+
+void begin(const std::string& what) {
+  report.underWay.set(what);
+  if (report.seconds > 0) alarm(report.seconds);
+}
+
+void end() {
+  report.underWay.set("");
+  if (report.seconds > 0) alarm(0);
+}
+
+void follow(const Json& entry) {
+  report.trace[report.traceLines % report.trace.size()].set(line(entry));
+  ++report.traceLines;
+  const auto event = entry.find("event");
+  if (event == entry.end()) {
+    report.lastCallReturned = true;
+  } else if (*event == "run" || *event == "stop") {
+    begin(event->get<std::string>());
+  } else if (*event == "notify") {
+    begin(entry["handler"].get<std::string>());
+  }
+}
+
+}  // namespace
+
+CrashReport::CrashReport(Host& host, const std::string& program, const std::string& addin,
+                         unsigned timeout)
+    : callBegins_(host.interceptor().callBegins.subscribe([](const Operation& operation) {
+        report.lastCall.set(nameOf(operation));
+        report.lastCallMadeBy = report.underWay;
+        report.lastCallReturned = false;
+      })),
+      trace_(host.interceptor().trace.subscribe(follow)),
+      callReturned_(host.callReturned.subscribe(end)) {
+  report.program.set(program);
+  report.seconds = timeout;
+  report.timeout.set(std::to_string(timeout));
+  prepareStack(loadedAs(addin));
+  for (const FatalSignal& signal : fatalSignals) {
+    handle(signal.number, onFatalSignal, static_cast<int>(SA_RESETHAND));
+  }
+  if (timeout > 0) handle(SIGALRM, onTimeout, 0);
+  std::atexit(onExit);
+}
+
+void CrashReport::noteCommand(const Command& command) {
+  report.command.set(command.place.empty() ? command.line : command.place + ": " + command.line);
+}
+
+CrashReport::UnderWay::UnderWay(const char* what) {
+  begin(what);
+}
+
+CrashReport::UnderWay::~UnderWay() {
+  end();
+}
+
+}  // namespace substitute

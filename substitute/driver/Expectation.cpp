@@ -1,0 +1,93 @@
+#include "substitute/driver/Expectation.h"
+
+#include <fstream>
+#include <stdexcept>
+#include <utility>
+
+#include "substitute/driver/Scenario.h"
+
+namespace substitute {
+
+namespace {
+
+Json::json_pointer parsePointer(const std::string& text) {
+  try {
+    return Json::json_pointer(text);
+  } catch (const Json::parse_error&) {
+    throw ScenarioError("'" + text + "' is not a JSON pointer, such as /palettes/0/visible");
+  }
+}
+
+// The value in that place of `state`; null when there is none.
+const Json* find(const Json& state, const std::string& pointer) {
+  try {
+    return &state.at(Json::json_pointer(pointer));
+  } catch (const Json::exception&) {
+    return nullptr;
+  }
+}
+
+// The order of an object's keys means nothing.
+bool equal(const Json& one, const Json& other) {
+  return nlohmann::json(one) == nlohmann::json(other);
+}
+
+}  // namespace
+
+Expectation::Expectation(const Arguments& arguments, bool negated)
+    : pointer_(arguments[0]), value_(Json::parse(arguments[1], nullptr, false)), negated_(negated) {
+  parsePointer(pointer_);
+  if (value_.is_discarded()) throw ScenarioError("'" + arguments[1] + "' is not JSON");
+}
+
+std::optional<std::string> Expectation::failure(const Json& state) const {
+  const Json* const found = find(state, pointer_);
+  const bool equals = found != nullptr && equal(*found, value_);
+  if (equals != negated_) return {};
+  return std::string("expected ") + (negated_ ? "not " : "") + pointer_ + " " + line(value_) +
+         ", found " + (found == nullptr ? "nothing" : line(*found));
+}
+
+ExpectedTrace::ExpectedTrace(std::string path) : path_(std::move(path)) {
+  std::ifstream file(path_, std::ios::binary);
+  for (std::string text; std::getline(file, text);) {
+    if (!text.empty() && text.back() == '\r') text.pop_back();
+    lines_.push_back(text);
+    if (!Json::accept(text)) {
+      throw std::runtime_error(path_ + ":" + std::to_string(lines_.size()) +
+                               ": this is no line of a trace");
+    }
+  }
+  if (!file.is_open() || file.bad()) {
+    throw std::runtime_error("the expected trace " + path_ + " cannot be read");
+  }
+}
+
+void ExpectedTrace::begin(Host& host) {
+  trace_ = host.interceptor().trace.subscribe([this](const Json& entry) { compare(entry); });
+}
+
+std::optional<std::string> ExpectedTrace::difference() const {
+  if (difference_ || next_ == lines_.size()) return difference_;
+  return told(next_, "no more");
+}
+
+void ExpectedTrace::compare(const Json& entry) {
+  if (difference_) return;
+  const std::string found = line(entry);
+  const bool same =
+      next_ < lines_.size() &&
+      (lines_[next_] == found || equal(Json::parse(lines_[next_]), Json::parse(found)));
+  if (!same) {
+    difference_ = told(next_, found);
+    return;
+  }
+  ++next_;
+}
+
+std::string ExpectedTrace::told(std::size_t index, const std::string& found) const {
+  const std::string expected = index < lines_.size() ? lines_[index] : "no more";
+  return path_ + ":" + std::to_string(index + 1) + ": expected " + expected + ", found " + found;
+}
+
+}  // namespace substitute
