@@ -22,6 +22,15 @@ void Host::arm(const std::string& operation, std::uint64_t nth, bool throws) {
   armed_.push_back({operation, nth, throws});
 }
 
+std::vector<std::string> Host::armed() const {
+  std::vector<std::string> words;
+  for (const Armed& one : armed_) {
+    words.push_back(one.operation + " " + std::to_string(one.left) +
+                    (one.throws ? " throw" : " null"));
+  }
+  return words;
+}
+
 // Every armed fault counts every call; where two are due at once the one armed first decides.
 Host::Fault Host::nextFault(const std::string& operation) {
   Fault fault = Fault::none;

@@ -96,6 +96,9 @@ class Host {
   // The `nth` coming call of `operation` fails.
   void arm(const std::string& operation, std::uint64_t nth, bool throws);
 
+  // The faults that are armed still, in the words of the command that arms them.
+  std::vector<std::string> armed() const;
+
   // The operations, in the words of the host's interface where these tell them apart. Each stands
   // in the trace. Used on an empty handle, it ends as EmptyHandle says and leaves no trace.
   Handle application();

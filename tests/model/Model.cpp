@@ -29,6 +29,15 @@ std::string infoFilePath(const std::string& data) {
          "Autodesk/Autodesk Fusion 360/API/AddIns/Velorin/Velorin_Info.txt";
 }
 
+// The lines of the file with the bytes `file`, as the state tells them: what is not UTF-8 becomes
+// U+FFFD.
+Json linesOf(const std::string& file) {
+  Json lines = Json::array();
+  std::istringstream rest(file);
+  for (std::string line; std::getline(rest, line);) lines.push_back(line);
+  return Json::parse(lines.dump(-1, ' ', false, Json::error_handler_t::replace));
+}
+
 class Play {
  public:
   explicit Play(const Surroundings& surroundings)
@@ -66,6 +75,10 @@ class Play {
     if (name == "unload") return unload();
     if (name == "click") return click(first.empty() ? "runTeachPalette" : first);
     if (name == "message") return message(rest.value_or(""));
+    if (name == "message-to") {
+      const auto behindId = line.find(first, behindName) + first.size();
+      return message(behindId < line.size() ? line.substr(behindId + 1) : "", first);
+    }
     if (name == "message-null") return message({});
     if (name == "online" || name == "offline") return report(name == "offline");
     if (name == "language") {
@@ -88,6 +101,8 @@ class Play {
       host_.arm(first, numbered ? std::stoull(second) : 1, how == "throw");
     } else if (name == "state") {
       outcome_.states.push_back(state());
+    } else if (name == "reset" && surroundings_.disk == Disk::open) {
+      infoFile_.reset();
     } else {
       throw std::invalid_argument("the model knows no command " + name);
     }
@@ -102,6 +117,7 @@ class Play {
     } catch (const Thrown& thrown) {
       threw = {{"event", "threw"}, {"type", thrown.type}};
       if (thrown.what) threw["what"] = *thrown.what;
+      thrown_.push_back(thrown.type);
     }
     for (const std::string& shell : addin_->takeShellCommands()) {
       opened_.push_back(shellWords(shell.substr(std::string("open").size())));
@@ -121,8 +137,10 @@ class Play {
     if (addin_) return;
     addin_ = std::make_unique<AddIn>(host_, infoFile_, surroundings_.disk, surroundings_.today);
     host_.trace.push_back({{"event", "run"}});
+    run_ = nullptr;
     enter([&] {
       const bool result = addin_->run();
+      run_ = result;
       host_.trace.push_back({{"event", "run returned"}, {"value", result}});
     });
   }
@@ -130,8 +148,10 @@ class Play {
   void stop() {
     if (!addin_) return;
     host_.trace.push_back({{"event", "stop"}});
+    stop_ = nullptr;
     enter([&] {
       const bool result = addin_->stop();
+      stop_ = result;
       host_.trace.push_back({{"event", "stop returned"}, {"value", result}});
     });
     unload();
@@ -158,8 +178,8 @@ class Play {
     notify(std::vector<std::string>(host_.executeHandlers));
   }
 
-  void message(const std::optional<std::string>& data) {
-    const Palette* const palette = find(host_.palettes, "teachPalete");
+  void message(const std::optional<std::string>& data, const std::string& sender = "teachPalete") {
+    const Palette* const palette = find(host_.palettes, sender);
     if (palette == nullptr) return;
     host_.message = data;
     notify(std::vector<std::string>(palette->handlers));
@@ -197,6 +217,7 @@ class Play {
   }
 
   Json state() {
+    const bool canReadFile = infoFile_ && surroundings_.disk != Disk::unreadableFile;
     Json all = {{"offline", host_.offline},
                 {"language", host_.language},
                 {"entitlement", host_.entitlement ? Json(*host_.entitlement) : Json()},
@@ -205,9 +226,14 @@ class Play {
                 {"definitions", Json::array()},
                 {"onlineStatusHandlers", host_.onlineHandlers},
                 {"infoFile", infoFilePath(surroundings_.data)},
+                {"infoLines", linesOf(canReadFile ? *infoFile_ : "")},
                 {"references", addin_ ? addin_->references() : 0},
                 {"text", 0},
-                {"opened", opened_}};
+                {"opened", opened_},
+                {"run", run_},
+                {"stop", stop_},
+                {"thrown", thrown_},
+                {"pendingFaults", host_.armed()}};
     for (const Palette& one : host_.palettes) {
       all["palettes"].push_back({{"id", one.id},
                                  {"title", one.title},
@@ -241,6 +267,9 @@ class Play {
   Host host_;
   std::unique_ptr<AddIn> addin_;
   std::vector<std::vector<std::string>> opened_;
+  Json run_;   // what run returned last; null where an exception left it, or nothing was called
+  Json stop_;  // the same for stop
+  std::vector<std::string> thrown_;
   Outcome outcome_;
 };
 
