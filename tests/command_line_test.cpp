@@ -75,12 +75,14 @@ TEST_F(CommandLine, HelpNamesEveryOptionAndCommand) {
   EXPECT_EQ(result.status, 0);
   for (const char* const option :
        {"--addin", "--data", "--no-addin-folder", "--executable", "--language", "--entitlement",
-        "--offline", "--trace", "--system-open", "--help", "--version", "SCENARIO"}) {
+        "--offline", "--trace", "--expect-trace", "--strict", "--timeout", "--junit",
+        "--system-open", "--help", "--version", "SCENARIO"}) {
     EXPECT_NE(result.output.find(option), std::string::npos) << option;
   }
   for (const char* const command :
-       {"start", "stop", "unload", "click", "message", "message-null", "online", "offline",
-        "language", "entitlement", "hide", "show", "close", "plant", "remove", "fail", "state"}) {
+       {"start",   "stop",     "unload",      "click",  "message",    "message-null", "online",
+        "offline", "language", "entitlement", "hide",   "show",       "close",        "plant",
+        "remove",  "fail",     "message-to",  "expect", "expect-not", "reset",        "state"}) {
     EXPECT_NE(result.output.find("\n  " + std::string(command) + " "), std::string::npos)
         << command;
   }
@@ -234,7 +236,8 @@ TEST_F(CommandLine, TheStateIsOneLineOfJson) {
   for (const auto& [key, value] : seen[0].items()) keys.push_back(key);
   EXPECT_EQ(keys, (std::vector<std::string>{"offline", "language", "entitlement", "palettes",
                                             "toolbars", "definitions", "onlineStatusHandlers",
-                                            "infoFile", "references", "text", "opened"}));
+                                            "infoFile", "infoLines", "references", "text", "opened",
+                                            "run", "stop", "thrown", "pendingFaults"}));
   EXPECT_EQ(seen[0]["offline"], true);
   EXPECT_EQ(seen[0]["language"], 7);
   EXPECT_EQ(seen[0]["entitlement"], "a b");

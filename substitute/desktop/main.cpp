@@ -19,6 +19,8 @@
 #include "substitute/desktop/Theme.h"
 #include "substitute/desktop/WebPage.h"
 #include "substitute/driver/CommandLine.h"
+#include "substitute/driver/CrashReport.h"
+#include "substitute/driver/ExitStatus.h"
 #include "substitute/driver/Files.h"
 #include "substitute/driver/OpenRecorder.h"
 #include "substitute/driver/ScenarioRunner.h"
@@ -26,9 +28,6 @@
 namespace {
 
 using namespace substitute;
-
-constexpr int cannotLoad = 1;
-constexpr int wrongInput = 2;
 
 // So long each step of a scenario stands, where somebody looks on.
 constexpr int stepPause = 1200;
@@ -111,7 +110,7 @@ class Playing : public QObject {
     if (next_ == commands_.size()) return done_();
     if (!window_.play(commands_[next_++])) {
       complain(window_.statusBar()->currentMessage().toStdString());
-      return QCoreApplication::exit(cannotLoad);
+      return QCoreApplication::exit(exit_status::cannotLoad);
     }
     timer_.start();
   }
@@ -135,7 +134,7 @@ void takeScreenshot(MainWindow& window, const QString& file) {
     QTimer::singleShot(paintTime, &window, [&window, file, complete] {
       const bool saved = window.grab().save(file);
       if (!saved) complain("the screenshot cannot be written to " + file.toStdString());
-      QCoreApplication::exit(saved && complete ? EXIT_SUCCESS : wrongInput);
+      QCoreApplication::exit(saved && complete ? EXIT_SUCCESS : exit_status::wrongInput);
     });
   });
   watch->start(100);
@@ -149,13 +148,17 @@ int show(DesktopLine& values, int& argc, char** argv) {
   std::vector<Command> commands =
       plays ? readScenario(values.scenario) : std::vector<Command>{parseCommand("start")};
   Host host(settingsFor(values));
+  const CrashReport crashReport(host, "substitute-desktop", values.addin, values.timeout);
   std::optional<OpenRecorder> recorder;
   if (!values.systemOpen) recorder.emplace(host);
   { const AddIn known(values.addin); }  // what cannot be loaded is told before a window opens
+  std::optional<ExpectedTrace> expected;
+  if (!values.expectedTrace.empty()) expected.emplace(values.expectedTrace);
   std::optional<TraceFile> trace;
   if (!values.trace.empty()) trace.emplace(values.trace);
   installAddinFolder(values, host);
   if (trace) trace->begin(host);
+  if (expected) expected->begin(host);
   ScenarioRunner runner(host, values.addin, std::cout);
 
   QApplication application(argc, argv);
@@ -181,8 +184,10 @@ int show(DesktopLine& values, int& argc, char** argv) {
     }
   });
   const int status = QApplication::exec();
+  bool passed = true;
+  if (plays) passed = runner.conclude(values.strict, expected ? &*expected : nullptr);
   if (trace && !trace->good()) throw std::runtime_error("the trace could not be written in full");
-  return status;
+  return status == EXIT_SUCCESS && !passed ? exit_status::failed : status;
 }
 
 }  // namespace
@@ -218,16 +223,16 @@ int main(int argc, char** argv) {
     return parser.exit(done);
   } catch (const CLI::ParseError& error) {
     complain(error.what());
-    return wrongInput;
+    return exit_status::wrongInput;
   }
   try {
     int count = 1;  // the options are read; none is Qt's
     return show(values, count, argv);
   } catch (const LoadError& error) {
     complain(error.what());
-    return cannotLoad;
+    return exit_status::cannotLoad;
   } catch (const std::exception& error) {
     complain(error.what());
-    return wrongInput;
+    return exit_status::wrongInput;
   }
 }

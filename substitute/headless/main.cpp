@@ -138,11 +138,14 @@ int play(HeadlessLine& values, const Commands* commands) {
   if (trace) trace->begin(host);
   if (expected) expected->begin(host);
   ScenarioRunner runner(host, values.addin, std::cout);
-  bool passed = true;
   if (commands == nullptr) {
     prompt(runner);
   } else {
     for (const Command& command : *commands) runner.play(command);
+  }
+  // What was typed is judged where that was asked for.
+  bool passed = true;
+  if (commands != nullptr || values.strict || expected) {
     passed = runner.conclude(values.strict, expected ? &*expected : nullptr);
   }
   if (trace && !trace->good()) throw std::runtime_error("the trace could not be written in full");
@@ -232,8 +235,10 @@ void checkOptionsForSeveral(const HeadlessLine& values) {
 }
 
 int playAsTyped(HeadlessLine& values) {
-  if (HAS_LINE_EDITOR != 0 && values.scenarios.empty() && isatty(STDIN_FILENO) == 1)
+  if (HAS_LINE_EDITOR != 0 && values.scenarios.empty() && isatty(STDIN_FILENO) == 1) {
+    if (!values.junit.empty()) throw std::runtime_error("--junit goes with scenarios only");
     return playOrComplain(values, nullptr);
+  }
   if (values.scenarios.empty()) values.scenarios = {"first-starts"};
   if (values.scenarios.size() > 1) checkOptionsForSeveral(values);
   std::vector<Commands> all;

@@ -267,8 +267,8 @@ void compareStates(const std::vector<Json>& expected, const Lines& got, Lines& f
   }
 }
 
-// The assertion behind the name of the program, then the host's report and nothing else; an
-// emulator adds a line of its own.
+// The assertion behind the name of the program, then the host's report; an emulator adds a line of
+// its own.
 bool tellsTheAssertion(const std::string& err, const Tools& tools) {
   const Lines lines = linesOf(err);
   if (lines.size() < 2 || lines[1] != "substitute-host: the host is ended by the signal SIGABRT") {

@@ -1,0 +1,348 @@
+// What substitute-host makes of a scenario: expectations, findings, exit status, results and the
+// report on an add-in that takes the host down.
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <csignal>
+#include <sstream>
+
+#include "tests/AddInFixture.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct Result {
+  int status = -1;  // the exit status; minus the number of the signal
+  std::string output;
+  std::string errors;
+
+  // The last line of the output.
+  std::string verdict() const {
+    const auto begin = output.find_last_of('\n', output.size() - 2);
+    return output.substr(begin == std::string::npos ? 0 : begin + 1);
+  }
+};
+
+class Verdict : public testing::Test {
+ protected:
+  // A scenario in the test's folder.
+  void scenario(const std::string& name, const std::string& lines) {
+    writeFile(folder.path() + "/" + name, lines);
+  }
+
+  // Runs substitute-host there, with a new installation of the host.
+  Result run(const std::string& arguments) {
+    fs::remove_all(folder.path() + "/home");
+    const std::string command =
+        "cd '" + folder.path() + "' && HOME=\"$PWD/home\" XDG_DATA_HOME= MISBEHAVE='" + misbehave +
+        "' exec '" VELORIN_SUBSTITUTE_HOST "' " + arguments + " >out 2>err </dev/null";
+    Result result;
+    const int status = system(command.c_str());
+    if (WIFEXITED(status)) result.status = WEXITSTATUS(status);
+    if (WIFSIGNALED(status)) result.status = -WTERMSIG(status);
+    // The shell's own status for a program that a signal ended.
+    if (result.status > 128) result.status = 128 - result.status;
+    result.output = readFile(folder.path() + "/out");
+    result.errors = readFile(folder.path() + "/err");
+    return result;
+  }
+
+  Result play(const std::string& lines, const std::string& options = "") {
+    scenario("s", lines);
+    return run(options + " s");
+  }
+
+  // The same with an add-in that misbehaves.
+  Result playWith(const std::string& misbehaviour, const std::string& lines,
+                  const std::string& options = "") {
+    misbehave = misbehaviour;
+    return play(lines, "--addin '" VELORIN_MISBEHAVING "' " + options);
+  }
+
+  // `part` is a line of the output, or the beginning of one, without its indentation.
+  static void expectTold(const std::string& text, const std::string& part) {
+    EXPECT_NE(("\n" + text).find("\n" + part), std::string::npos)
+        << "missing: " << part << "\nin:\n"
+        << text;
+  }
+
+  // Ended by `signal`, after a report with the command and what was under way.
+  static void expectReported(const Result& result, int signal, const std::string& underWay,
+                             const std::string& command) {
+    EXPECT_EQ(result.status, -signal);
+    expectTold(result.errors, "substitute-host: the host is ended by the signal SIG");
+    expectTold(result.errors, "  last call of the host: ");
+    expectTold(result.errors, "  under way: " + underWay + "\n");
+    expectTold(result.errors, "  command: " + command + "\n");
+    expectTold(result.errors, "  end of the trace:\n");
+    expectTold(result.errors, "  stack:\n");
+  }
+
+  TemporaryFolder folder;
+  std::string misbehave;
+};
+
+}  // namespace
+
+TEST_F(Verdict, WhatIsAsExpectedIsNotRepeated) {
+  const Result with = play("start\nexpect /run true\nexpect /palettes/0/visible true\nstop\n");
+  const Result without = play("start\nstop\n");
+  EXPECT_EQ(with.status, 0);
+  EXPECT_EQ(with.output, without.output + "4 commands, 2 expectations, 0 failed\n");
+  EXPECT_EQ(with.errors, "");
+}
+
+TEST_F(Verdict, WhatIsNotAsExpectedIsToldAndTheScenarioGoesOn) {
+  const Result result = play("start\n\nexpect /palettes/0/width 301\nexpect-not /run true\nstop\n");
+  EXPECT_EQ(result.status, 3);
+  expectTold(result.output, "s:3: expected /palettes/0/width 301, found 300\n");
+  expectTold(result.output, "s:4: expected not /run true, found true\n");
+  expectTold(result.output, "  stop returned true.");
+  EXPECT_EQ(result.verdict(), "4 commands, 2 expectations, 2 failed\n");
+}
+
+TEST_F(Verdict, NothingIsNotAsExpectedAndIsNoOther) {
+  const Result result = play(
+      "expect /palettes/0 null\nexpect-not /palettes/0 null\nexpect-not /palettes/x 1\n"
+      "expect-not /palettes/99999999999999999999 1\nexpect-not /offline/a false\n");
+  EXPECT_EQ(result.status, 3);
+  expectTold(result.output, "s:1: expected /palettes/0 null, found nothing\n");
+  EXPECT_EQ(result.verdict(), "5 commands, 5 expectations, 1 failed\n");
+}
+
+TEST_F(Verdict, ObjectsAreEqualInAnyOrderOfTheirKeys) {
+  EXPECT_EQ(play("expect /toolbars [{\"controls\": [{\"class\": \"CommandControl\", \"id\": "
+                 "\"HelpGroupCommand\"}], \"id\": \"QATRight\"}]\n")
+                .status,
+            0);
+}
+
+TEST_F(Verdict, WrongExpectationsAreWrongLines) {
+  for (const char* const line : {"expect", "expect /run", "expect-not /run ", "expect run true",
+                                 "expect /a~2 1", "expect /run tru", "expect /run true false"}) {
+    const Result result = play("start\n" + std::string(line) + "\n");
+    EXPECT_EQ(result.status, 2) << line;
+    EXPECT_EQ(result.output, "");
+    expectTold(result.errors, "substitute-host: s:2: ");
+  }
+}
+
+TEST_F(Verdict, TheStateTellsWhatWasReturnedThrownAndPlanned) {
+  const Result result = play(
+      "expect /run null\nexpect /stop null\nexpect /thrown []\nexpect /infoLines []\n"
+      "fail Palettes.add 2\nfail Toolbars.itemById 1 throw\nfail Palettes.add 3 throw\n"
+      "expect /pendingFaults [\"Palettes.add 2 null\", \"Toolbars.itemById 1 throw\", "
+      "\"Palettes.add 3 throw\"]\n"
+      "start\nexpect /run null\nexpect /thrown [\"std::runtime_error\"]\n"
+      "expect /pendingFaults [\"Palettes.add 1 null\", \"Palettes.add 2 throw\"]\n"
+      "expect /infoLines/1 \"1\"\nexpect-not /infoLines/2 \"\"\n"
+      "unload\nstart\nexpect /run true\nremove toolbar QATRight\nstop\nexpect /stop false\n");
+  EXPECT_EQ(result.status, 0) << result.output;
+}
+
+TEST_F(Verdict, TheInfoFileIsRemoved) {
+  const Result result = play(
+      "reset\nstart\nstop\nexpect /infoLines/1 \"1\"\nreset\nexpect /infoLines []\nstart\n"
+      "expect /infoLines/1 \"1\"\nstop\n");
+  EXPECT_EQ(result.status, 0) << result.output;
+  expectTold(result.output, "> reset\n  There is no info file.\n");
+  expectTold(result.output, "> reset\n  The info file reads: nothing\n");
+}
+
+TEST_F(Verdict, EveryPaletteCanSendAMessage) {
+  const Result result = play(
+      "start\nmessage-to  teachPalete   a b \nmessage-to teachPalete \nmessage-to none x\n"
+      "expect /opened [[\"a\", \"b\"]]\nexpect /thrown [\"std::out_of_range\"]\n",
+      "--trace t");
+  EXPECT_EQ(result.status, 0) << result.output;
+  expectTold(result.output, "  There is no palette \"none\" whose page could send that.\n");
+  EXPECT_NE(readFile(folder.path() + "/t").find(R"("result":"  a b ")"), std::string::npos);
+}
+
+TEST_F(Verdict, NothingSuspiciousIsToldOfASoundLife) {
+  const Result result = playWith("", "start\nstop\n", "--strict");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.output.find("suspicious"), std::string::npos);
+  EXPECT_EQ(result.verdict(), "2 commands, 0 expectations, 0 failed\n");
+}
+
+TEST_F(Verdict, WhatIsSuspiciousIsToldAndFailsWhenStrict) {
+  struct Case {
+    std::string misbehaviour;
+    std::string lines;
+    std::string told;
+  };
+  for (const Case& one : std::vector<Case>{
+           {"throw", "start\nstop\n", "An exception left the add-in: std::__cxx11::basic_string"},
+           {"return false", "start\nstop\n", "run returned false."},
+           {"return false from stop", "start\nstop\n", "stop returned false."},
+           {"", "fail Palettes.add\nstart\nstop\n",
+            "A failure was planned and did not happen: Palettes.add 1 null."},
+           {"", "start\n", "The add-in is still loaded."},
+           {"stay", "start\nstop\n", "The process kept the library"},
+           {"keep a reference", "start\nstop\n", "The add-in left 1 reference and 0 texts"},
+           {"keep a text", "start\nstop\n", "The add-in left 0 references and 1 text"},
+           {"drop a reference", "start\nstop\n", "A reference was dropped"},
+           {"hand back a text twice", "start\nstop\n", "A text was handed back"},
+       }) {
+    const Result plain = playWith(one.misbehaviour, one.lines);
+    EXPECT_EQ(plain.status, 0) << one.misbehaviour << plain.errors;
+    expectTold(plain.output, "What is suspicious:\n  " + one.told);
+    const Result strict = playWith(one.misbehaviour, one.lines, "--strict");
+    EXPECT_EQ(strict.status, 3) << one.misbehaviour;
+    EXPECT_EQ(strict.output.rfind(plain.output, 0), 0U) << strict.output;
+    EXPECT_NE(strict.verdict().find(" commands, 0 expectations, 1 failed\n"), std::string::npos);
+  }
+}
+
+TEST_F(Verdict, TheTraceIsTheExpectedOne) {
+  EXPECT_EQ(play("start\nstop\n", "--trace t").status, 0);
+  const Result result = play("start\nstop\n", "--expect-trace t");
+  EXPECT_EQ(result.status, 0) << result.output;
+  EXPECT_EQ(result.verdict(), "2 commands, 1 expectations, 0 failed\n");
+}
+
+TEST_F(Verdict, TheFirstLineOfTheTraceThatDiffersIsTold) {
+  writeFile(
+      folder.path() + "/t",
+      "{\"event\": \"run\"}\n{\"args\": [], \"op\": \"Application.get\", \"result\": null}\n");
+  const Result other = play("start\nstop\n", "--expect-trace t");
+  EXPECT_EQ(other.status, 3);
+  expectTold(other.output,
+             "t:2: expected {\"args\": [], \"op\": \"Application.get\", \"result\": null}, found "
+             "{\"op\":\"Application.get\",\"args\":[],\"result\":\"Application\"}\n");
+  const Result shorter = play("offline\n", "--expect-trace t");
+  EXPECT_EQ(shorter.status, 3);
+  expectTold(shorter.output, "t:1: expected {\"event\": \"run\"}, found no more\n");
+  writeFile(folder.path() + "/t", "");
+  const Result longer = play("start\nstop\n", "--expect-trace t");
+  EXPECT_EQ(longer.status, 3);
+  expectTold(longer.output, "t:1: expected no more, found {\"event\":\"run\"}\n");
+}
+
+TEST_F(Verdict, AnExpectedTraceThatIsNoneIsRefused) {
+  writeFile(folder.path() + "/t", "{\"event\": \"run\"}\nrun\n");
+  const Result wrong = play("start\n", "--expect-trace t");
+  EXPECT_EQ(wrong.status, 2);
+  EXPECT_EQ(wrong.output, "");
+  expectTold(wrong.errors, "substitute-host: t:2: ");
+  EXPECT_EQ(play("start\n", "--expect-trace nowhere").status, 2);
+}
+
+TEST_F(Verdict, SeveralScenariosAreJudgedEach) {
+  scenario("good", "start\nexpect /run true\nstop\n");
+  scenario("bad", "start\nexpect /run false\nstop\n");
+  const Result both = run("--junit r.xml good bad");
+  EXPECT_EQ(both.status, 3);
+  EXPECT_EQ(both.output.rfind("passed: good\nfailed: bad: ", 0), 0U) << both.output;
+  expectTold(both.output, "    bad:2: expected /run false, found true\n");
+  EXPECT_EQ(both.verdict(), "1 passed, 1 failed\n");
+  const std::string xml = readFile(folder.path() + "/r.xml");
+  EXPECT_NE(xml.find("tests=\"2\" failures=\"1\""), std::string::npos) << xml;
+  EXPECT_NE(xml.find("name=\"good\""), std::string::npos);
+  EXPECT_NE(xml.find("name=\"bad\""), std::string::npos);
+  EXPECT_NE(xml.find("bad:2: expected /run false, found true"), std::string::npos);
+  const Result good = run("good good");
+  EXPECT_EQ(good.status, 0);
+  EXPECT_EQ(good.output, "passed: good\npassed: good\n2 passed, 0 failed\n");
+}
+
+TEST_F(Verdict, ACrashIsOneResultOfSeveral) {
+  scenario("s", "start\nstop\n");
+  scenario("harmless", "offline\n");
+  misbehave = "abort";
+  const Result result = run("--addin '" VELORIN_MISBEHAVING "' s harmless");
+  EXPECT_EQ(result.status, 3);
+  expectTold(result.output, "failed: s: ended by signal 6\n");
+  expectTold(result.output, "      last call of the host: ");
+  expectTold(result.output, "passed: harmless\n");
+}
+
+TEST_F(Verdict, AllLinesAreCheckedBeforeAnyScenarioPlays) {
+  scenario("good", "start\nstop\n");
+  scenario("wrong", "start\njump\n");
+  const Result result = run("good wrong");
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.output, "");
+  expectTold(result.errors, "substitute-host: wrong:2: ");
+}
+
+TEST_F(Verdict, WhatGoesWithOneScenarioIsRefusedWithSeveral) {
+  scenario("good", "offline\n");
+  for (const char* const option : {"--data d", "--trace t", "--expect-trace t"}) {
+    const Result result = run(std::string(option) + " good good");
+    EXPECT_EQ(result.status, 2) << option;
+    EXPECT_EQ(result.output, "");
+  }
+  EXPECT_EQ(run("good -").status, 2);
+  EXPECT_FALSE(fs::exists(folder.path() + "/t"));
+}
+
+TEST_F(Verdict, TheResultOfOneScenarioIsWritten) {
+  const Result result =
+      play("start\nmessage-to teachPalete <&\"\x01\xff\nexpect /run false\n", "--junit r.xml");
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(result.verdict(), "3 commands, 1 expectations, 1 failed\n");
+  const std::string xml = readFile(folder.path() + "/r.xml");
+  EXPECT_NE(xml.find("&lt;&amp;&quot;\xEF\xBF\xBD\xEF\xBF\xBD"), std::string::npos) << xml;
+  EXPECT_EQ(playWith("abort", "start\n", "--junit r.xml").status, -SIGABRT);
+  EXPECT_NE(readFile(folder.path() + "/r.xml").find("ended by signal 6"), std::string::npos);
+  EXPECT_EQ(play("start\n", "--junit nowhere/r.xml").status, 2);
+}
+
+TEST_F(Verdict, ACrashIsReported) {
+  const Result result = playWith("crash", "offline\nstart\nstop\n");
+  expectReported(result, SIGSEGV, "run", "s:2: start");
+  expectTold(result.errors,
+             "  last call of the host: ApplicationEvent.add, which had returned, by run\n");
+  EXPECT_NE(result.errors.find("writeNowhere"), std::string::npos) << result.errors;
+  EXPECT_NE(result.errors.find("run in "), std::string::npos) << result.errors;
+  expectTold(result.errors, "    {\"event\":\"run\"}\n");
+}
+
+TEST_F(Verdict, EveryWayToCrashIsReported) {
+  expectReported(playWith("abort", "start\n"), SIGABRT, "run", "s:1: start");
+  expectReported(playWith("raise", "start\n"), SIGFPE, "run", "s:1: start");
+  expectReported(playWith("use up the stack", "start\n"), SIGSEGV, "run", "s:1: start");
+  expectReported(playWith("crash in a handler", "start\nonline\n"), SIGSEGV,
+                 "(anonymous namespace)::StatusHandler", "s:2: online");
+}
+
+TEST_F(Verdict, ALibraryThatCrashesByItselfIsReported) {
+  expectReported(playWith("crash when loaded", "start\n"), SIGSEGV, "the loading of the library",
+                 "none");
+  expectReported(playWith("crash when unloaded", "start\n"), SIGSEGV,
+                 "the unloading of the library", "none");
+}
+
+TEST_F(Verdict, ACallInWhichTheHostCrashesHasNotReturned) {
+  const Result result = playWith("crash in the host", "start\n");
+  expectReported(result, SIGSEGV, "run", "s:1: start");
+  expectTold(result.errors,
+             "  last call of the host: Palettes.itemById, which had not returned, by run\n");
+}
+
+TEST_F(Verdict, AnAddInThatEndsTheProcessDoesNotPass) {
+  const Result result = playWith("exit", "start\nstop\n");
+  EXPECT_EQ(result.status, 3);
+  expectTold(result.errors, "substitute-host: the add-in ends the process\n");
+  expectTold(result.errors, "  command: s:1: start\n");
+}
+
+TEST_F(Verdict, AnAddInThatDoesNotComeBackIsEnded) {
+  const Result result = playWith("hang", "start\nstop\n", "--timeout 1");
+  EXPECT_EQ(result.status, 4);
+  expectTold(result.errors, "  under way: run\n");
+  expectTold(result.errors, "  command: s:1: start\n");
+  const Result handler = playWith("hang in a handler", "start\nonline\n", "--timeout 1");
+  EXPECT_EQ(handler.status, 4);
+  expectTold(handler.errors, "  under way: (anonymous namespace)::StatusHandler\n");
+}
+
+TEST_F(Verdict, AnAddInThatComesBackIsNotTimed) {
+  EXPECT_EQ(play("start\nonline\nstop\n", "--timeout 60").status, 0);
+  for (const char* const seconds : {"0", "-1", "soon", "''"}) {
+    EXPECT_EQ(play("start\n", "--timeout " + std::string(seconds)).status, 2) << seconds;
+  }
+}
