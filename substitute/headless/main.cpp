@@ -190,7 +190,7 @@ int playForResult(HeadlessLine& values, const Commands& commands) {
   return endAs(result.status);
 }
 
-std::string indented(const std::string& text) {
+std::string belowItsLine(const std::string& text) {
   std::string result;
   std::istringstream lines(text);
   for (std::string line; std::getline(lines, line);) result += "    " + line + '\n';
@@ -211,7 +211,7 @@ int playAll(HeadlessLine& values, const std::vector<Commands>& all) {
       std::cout << "passed: " << result.name << std::endl;
     } else {
       std::cout << "failed: " << result.name << ": " << result.reason() << '\n'
-                << indented(result.output) << indented(result.errors) << std::flush;
+                << belowItsLine(result.output) << belowItsLine(result.errors) << std::flush;
     }
   }
   std::cout << passed << " passed, " << results.size() - passed << " failed\n";

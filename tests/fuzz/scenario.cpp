@@ -116,8 +116,14 @@ class Writer {
     return {text, Command{text, name, {rest}}, {}};
   }
 
+  // The same behind one word more.
+  Line withWordAndText(const std::string& name, const std::string& word, const std::string& rest) {
+    const std::string text = spaces(0) + name + spaces(1) + word + pick({" ", "\t"}) + rest;
+    return {text, Command{text, name, {word, rest}}, {}};
+  }
+
   Line good() {
-    switch (choice_.ConsumeIntegralInRange(0, 4)) {
+    switch (choice_.ConsumeIntegralInRange(0, 6)) {
       case 0:
         return of("click", choice_.ConsumeBool() ? Words{word()} : Words{});
       case 1:
@@ -128,6 +134,11 @@ class Writer {
                   {pick({"palette", "definition", "control", "plain-control"}), word()});
       case 3:
         return of("fail", failing());
+      case 4:
+        return withWordAndText("message-to", word(), bytes());
+      case 5:
+        return withWordAndText(pick({"expect", "expect-not"}), pick({"/run", "/palettes/0/a~1b"}),
+                               pick({"", " "}) + pick({"null", "-1.5", "[true, \"x y\"]"}));
       default:
         return of(lone(), {});
     }
@@ -135,7 +146,7 @@ class Writer {
 
   std::string lone() {
     return pick({"start", "stop", "unload", "message-null", "online", "offline", "hide", "show",
-                 "close", "state"});
+                 "close", "reset", "state"});
   }
 
   Line wrong(const std::string& name, const Words& arguments, const std::string& what) {
@@ -148,7 +159,7 @@ class Writer {
   }
 
   Line spoiled() {
-    switch (choice_.ConsumeIntegralInRange(0, 12)) {
+    switch (choice_.ConsumeIntegralInRange(0, 15)) {
       case 0:
         return miscounted(lone(), {word()});
       case 1:
@@ -184,6 +195,16 @@ class Writer {
         return wrong("fail", {operation(), "0"}, "counted from 1");
       case 11:
         return wrong("fail", {operation(), "null", word()}, "behind");
+      case 12:
+        return wrong(pick({"message-to", "expect", "expect-not"}), {}, " takes ");
+      case 13: {
+        const std::string pointer = pick({"run", "/~2", word()});
+        return wrong("expect", {pointer, "1"}, quoted(pointer));
+      }
+      case 14: {
+        const std::string value = pick({"tru", "1 2", "{", "'x'"});
+        return wrong("expect-not", {"/run", value}, "is not JSON");
+      }
       default: {
         const std::string unknown = word();
         return wrong(unknown, {}, quoted(unknown));
