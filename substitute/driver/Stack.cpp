@@ -121,7 +121,7 @@ std::vector<FunctionNames>& knownNames() {
   return *names;
 }
 
-std::array<char, 256 * 1024> handlersStack;
+std::array<char, 262144> handlersStack;  // enough for all that the report does
 
 void writeHexadecimal(std::uintptr_t number) {
   std::array<char, 2 * sizeof number + 3> digits = {};
