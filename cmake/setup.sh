@@ -6,6 +6,12 @@ fail() {
   exit 1
 }
 
+# refuse WORDS...: ends with what is wrong with the arguments.
+refuse() {
+  printf '%s: %s; ./%s --help lists the options.\n' "${0##*/}" "$*" "${0##*/}" >&2
+  exit 2
+}
+
 # install_packages GROUP...: installs the packages of these groups of packages.txt that are missing.
 install_packages() {
   local groups=" $* " group package instead
@@ -34,8 +40,8 @@ install_packages() {
   local log
   log=$(mktemp)
   if ! {
-    "${as_root[@]}" apt-get update -q &&
-      "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    ${as_root[@]+"${as_root[@]}"} apt-get update -q &&
+      ${as_root[@]+"${as_root[@]}"} env DEBIAN_FRONTEND=noninteractive \
         apt-get install -q -y --no-install-recommends "${missing[@]}"
   } >"$log" 2>&1; then
     tail -n 15 "$log" >&2
@@ -47,13 +53,14 @@ install_packages() {
   installed=1
 }
 
-# build PRESET [OPTION...]: builds the preset, configured once and again when there are options of
-# cmake or new packages to be found. The variable `target` may name the one target to build.
+# build PRESET [OPTION...]: builds the preset. It is configured the first time, and again when there are
+# options of cmake, new packages or other presets. The variable `target` may name the one target to
+# build, `part` which build of how many it is.
 build() {
-  echo "Building: $1"
+  echo "Building${part:+ $part}: $1"
   (
     cd "$root" &&
-      if (($# > 1)) || [[ ! -e build/$1/build.ninja || -n ${installed:-} ]]; then
+      if (($# > 1)) || [[ -n ${installed:-} || CMakePresets.json -nt build/$1/build.ninja ]]; then
         cmake --preset "$@" --log-level=NOTICE >/dev/null
       fi &&
       cmake --build --preset "$1" ${target:+--target "$target"}

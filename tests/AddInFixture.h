@@ -68,8 +68,7 @@ class AddInFixture : public testing::Test {
   // The same, of `operation` alone.
   Calls callsOf(const std::string& operation);
 
-  // `call` uses an empty handle: it ends the process with the host's assertion, or, where that is
-  // compiled out, an exception of type std::exception arrives at the host's last frame.
+  // `call` uses an empty handle: it ends the process with the host's assertion.
   void expectFatal(const std::function<void()>& call);
 
   void fail(const std::string& operation, std::uint64_t nth = 1);

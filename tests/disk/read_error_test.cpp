@@ -1,10 +1,14 @@
-// An info file that breaks off while it is read: this program's own read, which the C++ library
-// finds before the system's, gives a part of it and then fails.
+// An info file that can be read up to a place and no further. This program's own function takes the
+// place of the one that the C++ library reads with: it gives a part of the file and then fails.
+//
+// The C++ libraries differ there. To libstdc++ the line that is cut short is an error, and it is
+// lost. To libc++ the error is the end of the file, and what has been read of the line stays.
 #include <dlfcn.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <optional>
 #include <string>
 
@@ -12,52 +16,78 @@
 
 namespace {
 
-constexpr std::size_t part = 1000;
-std::optional<int> readings;  // how many there have been, while they are counted
+std::optional<std::size_t> readable;  // how many bytes can still be read, while reads fail
+int reads = 0;
+
+// How many of `size` bytes the next read gives; none: it fails.
+std::size_t next(std::size_t size) {
+  ++reads;
+  const std::size_t part = std::min(size, *readable);
+  *readable -= part;
+  return part;
+}
 
 }  // namespace
 
+#ifdef _LIBCPP_VERSION
+constexpr bool keepsTheCutLine = true;
+
+extern "C" __attribute__((visibility("default"))) size_t fread(void* bytes, size_t size,
+                                                               size_t count, FILE* file) {
+  static const auto system = reinterpret_cast<decltype(&fread)>(dlsym(RTLD_NEXT, "fread"));
+  return system(bytes, 1, readable ? next(size * count) : size * count, file) / size;
+}
+#else
+constexpr bool keepsTheCutLine = false;
+
 extern "C" __attribute__((visibility("default"))) ssize_t read(int file, void* bytes, size_t size) {
   static const auto system = reinterpret_cast<decltype(&read)>(dlsym(RTLD_NEXT, "read"));
-  if (!readings) return system(file, bytes, size);
-  if (++*readings == 1) return system(file, bytes, std::min(size, part));
+  if (!readable) return system(file, bytes, size);
+  const std::size_t part = next(size);
+  if (part != 0) return system(file, bytes, part);
   errno = EIO;
   return -1;
 }
+#endif
 
 namespace {
 
 class InfoFileThatBreaksOff : public AddInFixture {
  protected:
-  std::int32_t updated(const std::string& text) {
-    writeFile(infoFile, text);
+  // What a start returns and leaves when only `read` of the file can be read, not `rest`.
+  std::pair<std::int32_t, std::string> updated(const std::string& read, const std::string& rest) {
+    writeFile(infoFile, read + rest);
     load();
-    readings = 0;
+    reads = 0;
+    readable = read.size();
     const std::int32_t count = AutoOpenPalette();
-    EXPECT_GE(*readings, 2);
-    readings.reset();
-    return count;
+    readable.reset();
+    EXPECT_GE(reads, 2) << "no read failed";
+    return {count, readFile(infoFile)};
+  }
+  static std::pair<std::int32_t, std::string> result(std::int32_t count, const std::string& file) {
+    return {count, file};
   }
 };
 
 TEST_F(InfoFileThatBreaksOff, KeepsTheLinesBefore) {
   std::string lines;
-  while (lines.size() < 2 * part) lines += "a line that is carried along\n";
-  const std::string begin = "16.11.2026\n7\n";
-  EXPECT_EQ(updated(begin + lines), 7);
-  const std::string whole = lines.substr(0, lines.rfind('\n', part - begin.size() - 1) + 1);
-  ASSERT_GT(whole.size(), part / 2);
-  EXPECT_EQ(readFile(infoFile), "16.11.2026\n8\n" + whole);
+  while (lines.size() < 10'000) lines += "a line that is carried along\n";
+  EXPECT_EQ(updated("16.11.2026\n7\n" + lines, "more\n"), result(7, "16.11.2026\n8\n" + lines));
 }
 
-TEST_F(InfoFileThatBreaksOff, WithinItsCounterHasNone) {
-  EXPECT_EQ(updated("16.11.2026\n" + std::string(2 * part, '1') + "\n"), 0);
-  EXPECT_EQ(readFile(infoFile), "16.11.2026\n1\n");
+TEST_F(InfoFileThatBreaksOff, WithinALine) {
+  EXPECT_EQ(updated("16.11.2026\n7\nab", "cd\n"),
+            result(7, keepsTheCutLine ? "16.11.2026\n8\nab\n" : "16.11.2026\n8\n"));
 }
 
-TEST_F(InfoFileThatBreaksOff, WithinItsFirstLineIsEmpty) {
-  EXPECT_EQ(updated(std::string(2 * part, 'x') + "\n5\n"), 0);
-  EXPECT_EQ(readFile(infoFile), "1\n");
+TEST_F(InfoFileThatBreaksOff, WithinItsCounter) {
+  EXPECT_EQ(updated("16.11.2026\n123", "45\n"),
+            keepsTheCutLine ? result(123, "16.11.2026\n124\n") : result(0, "16.11.2026\n1\n"));
+}
+
+TEST_F(InfoFileThatBreaksOff, WithinItsFirstLine) {
+  EXPECT_EQ(updated("16.11", ".2026\n5\n"), result(0, keepsTheCutLine ? "16.11\n1\n" : "1\n"));
 }
 
 }  // namespace

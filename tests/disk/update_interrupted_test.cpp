@@ -143,21 +143,24 @@ TEST_F(UpdateInterrupted, FirstStartLeavesNoFileAnEmptyOneOrAllOfIt) {
   }
 }
 
-// The window in which a counter can be lost: the file has been emptied and is not yet written.
+// A counter can be lost in one window only: the file has been emptied and is not yet written.
 TEST_F(UpdateInterrupted, LaterStartLosesTheCounterOnlyBetweenEmptyingAndWriting) {
   const std::string before = day + std::string("3\n");
   const std::string after = day + std::string("4\n");
   const std::vector<Moment> moments = watch(before);
-  EXPECT_EQ(moments.back().file, after);
-  const auto lost = [](const Moment& moment) { return moment.file && moment.file->empty(); };
-  EXPECT_EQ(std::count_if(moments.begin(), moments.end(), lost), 1)
-      << "moments of " << moments.size();
+  const auto isAfter = [&](const Moment& moment) { return moment.file == after; };
+  const auto isEmpty = [](const Moment& moment) { return moment.file == ""; };
+  const auto emptied = std::find_if(moments.begin(), moments.end(), isEmpty);
+  const auto written = std::find_if(emptied, moments.end(), isAfter);
+  EXPECT_TRUE(std::all_of(emptied, written, isEmpty));
+  EXPECT_TRUE(std::all_of(written, moments.end(), isAfter));
+  ASSERT_LT(emptied, written);
+  EXPECT_TRUE(writes(std::prev(written)->systemCall)) << std::prev(written)->systemCall;
   for (const Moment& moment : watchAndKill(before)) {
-    if (lost(moment)) {
-      EXPECT_TRUE(writes(moment.systemCall)) << moment.systemCall;
-      expectNextStart(moment, 0);
-    } else if (moment.file == before) {
+    if (moment.file == before) {
       expectNextStart(moment, 3);
+    } else if (isEmpty(moment)) {
+      expectNextStart(moment, 0);
     } else {
       EXPECT_EQ(moment.file, after);
       expectNextStart(moment, 4);
@@ -165,8 +168,10 @@ TEST_F(UpdateInterrupted, LaterStartLosesTheCounterOnlyBetweenEmptyingAndWriting
   }
 }
 
-TEST_F(UpdateInterrupted, LongFileIsWrittenInOne) {
-  const std::string rest(50'000, 'x');
+// It is written in pieces, whose size is the C++ library's affair: each kill leaves a beginning.
+// The first piece has the counter.
+TEST_F(UpdateInterrupted, LongFileIsCutShort) {
+  const std::string rest(10'000, 'x');
   const std::string before = day + ("3\n" + rest + "\n" + rest + "\n");
   const std::string after = day + ("4\n" + rest + "\n" + rest + "\n");
   ASSERT_TRUE(watch(before).back().file == after);
@@ -177,7 +182,7 @@ TEST_F(UpdateInterrupted, LongFileIsWrittenInOne) {
     } else if (moment.file->empty()) {
       expectNextStart(moment, 0);
     } else {
-      EXPECT_TRUE(*moment.file == after);
+      EXPECT_TRUE(*moment.file == after.substr(0, moment.file->size()));
       expectNextStart(moment, 4);
     }
   }

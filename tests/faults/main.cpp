@@ -211,8 +211,6 @@ int runProgram(int argc, char** argv) {
   Options options;
   options.program = argv[0];
   options.tools.host = beside / "substitute-host";
-  options.tools.emptyHandle =
-      VELORIN_EMPTY_HANDLE_THROWS != 0 ? model::EmptyHandle::throws : model::EmptyHandle::aborts;
   std::size_t count = 1000;
   std::uint64_t seed = 1;
   Case one;
@@ -236,6 +234,9 @@ int runProgram(int argc, char** argv) {
                   "play with the host and the library for macOS built in DIR, under emulation")
       ->type_name("DIR")
       ->check(CLI::ExistingDirectory);
+  bool withoutAssertions = false;
+  parser.add_flag("--without-assertions", withoutAssertions,
+                  "the library is one that throws where an empty handle is used");
   parser.add_option("--jobs", options.jobs, "how many cases run at a time; 2 if left out")
       ->check(CLI::Range(1U, 64U));
   parser.add_flag("--first", options.firstOnly, "end with the first case that differs");
@@ -309,7 +310,7 @@ int runProgram(int argc, char** argv) {
     if (command.find('\n') != std::string::npos) throw std::runtime_error("a command is one line");
     substitute::parseCommand(command);
   }
-  fs::path built = beside / "Velorin.so";
+  fs::path built = beside / (withoutAssertions ? "Velorin-throws.so" : "Velorin.so");
   if (!macBuild.empty()) {
     const fs::path build = fs::absolute(macBuild);
     options.tools.emulator = {"qemu-aarch64", build / "emulation/macos-loader"};
@@ -321,6 +322,10 @@ int runProgram(int argc, char** argv) {
     options.tools.addin = built;
   } else {
     options.program += " --addin " + options.tools.addin;
+  }
+  if (withoutAssertions) {
+    options.tools.emptyHandle = model::EmptyHandle::throws;
+    options.program += " --without-assertions";
   }
   // Many cases end by an assertion, as they should: nobody wants their memory.
   const rlimit none = {0, 0};
