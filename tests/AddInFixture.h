@@ -121,4 +121,5 @@ class AddInFixture : public testing::Test {
   std::vector<substitute::Json> trace_;
   substitute::Signal<substitute::Json>::Subscription subscription_;
   bool countingErrorsAllowed_ = false;
+  substitute::ResourceCounts before_ = substitute::resourceCounts();
 };
