@@ -65,33 +65,6 @@ TEST_F(Run, FirstStartCallsTheHostInItsOrder) {
       }));
 }
 
-TEST_F(Run, FifthStartCallsTheHostInItsOrder) {
-  EXPECT_EQ(startAfter(4), true);
-  EXPECT_EQ(
-      calls(),
-      (Calls{
-          "run",
-          "Application.get() = Application",
-          "Application.userInterface() = UserInterface",
-          "Application.onlineStatusChanged() = ApplicationEvent",
-          "ApplicationEvent.add(\"OnlineStatusChangedHandler\") = true",
-          "Application.isOffLine() = false",
-          "Application.userInterface() = UserInterface",
-          "UserInterface.toolbars() = Toolbars",
-          "Toolbars.itemById(\"QATRight\") = Toolbar:QATRight",
-          "UserInterface.commandDefinitions() = CommandDefinitions",
-          "CommandDefinitions.addButtonDefinition(\"runTeachPalette\", \"Zobrazit velorin\", \"" +
-              tooltip + "\", \"resources/Velorin\") = CommandDefinition:runTeachPalette",
-          "Toolbar.controls() on Toolbar:QATRight = ToolbarControls",
-          "ToolbarControls.addCommand(\"CommandDefinition:runTeachPalette\", \"HelpGroupCommand\", "
-          "false) = CommandControl:runTeachPalette",
-          "CommandDefinition.commandCreated() on CommandDefinition:runTeachPalette = "
-          "CommandCreatedEvent",
-          "CommandCreatedEvent.add(\"CmdCreatedEventHandler\") = true",
-          "run returned true",
-      }));
-}
-
 TEST_F(Run, FirstStartOpensThePaletteAndShowsTheFirstIcons) {
   EXPECT_EQ(start(), true);
   EXPECT_EQ(countOpenPalette(), 0);
@@ -132,18 +105,6 @@ TEST_F(Run, OfflineOpensNothingAndRegistersTheButtonAllTheSame) {
   EXPECT_TRUE(learningPalette().is_null());
   EXPECT_EQ(controlIds(), (Json{"HelpGroupCommand", "runTeachPalette"}));
   EXPECT_EQ(state()["definitions"].at(0)["handlers"], Json::array({"CmdCreatedEventHandler"}));
-}
-
-TEST_F(Run, OfflineCallsTheHostInItsOrder) {
-  host->setOffline(true);
-  calls();
-  EXPECT_EQ(start(), true);
-  const Calls seen = calls();
-  ASSERT_EQ(seen.size(), 16U);
-  EXPECT_EQ(Calls(seen.begin() + 5, seen.begin() + 8),
-            (Calls{"Application.isOffLine() = true", "Application.userInterface() = UserInterface",
-                   "UserInterface.toolbars() = Toolbars"}));
-  EXPECT_EQ(seen.back(), "run returned true");
 }
 
 TEST_F(Run, AFileThatCannotBeReadOpensNothingWithTheFirstIcons) {
@@ -219,19 +180,6 @@ TEST_F(Run, WithoutOnlineStatusEventReturnsFalseAndHasCountedTheStart) {
   EXPECT_TRUE(learningPalette().is_null());
 }
 
-TEST_F(Run, IgnoresARefusedOnlineStatusHandler) {
-  fail("ApplicationEvent.add");
-  EXPECT_EQ(start(), true);
-  EXPECT_EQ(state()["onlineStatusHandlers"], Json::array());
-  EXPECT_EQ(learningPalette()["visible"], true);
-}
-
-TEST_F(Run, IgnoresWhetherThePaletteOpens) {
-  fail("Palettes.add");
-  EXPECT_EQ(start(), true);
-  EXPECT_TRUE(learningPalette().is_null());
-}
-
 TEST_F(Run, WithoutToolbarReturnsFalseWithThePaletteOpen) {
   host->remove(substitute::ObjectKind::toolbar, "QATRight");
   EXPECT_EQ(start(), false);
@@ -269,12 +217,6 @@ TEST_F(Run, WithoutControlReturnsFalseAndKeepsTheDefinition) {
   EXPECT_TRUE(callsOf("CommandDefinition.commandCreated").empty());
 }
 
-TEST_F(Run, WithAControlLeftOverReturnsFalse) {
-  host->plant(substitute::ObjectKind::control, "runTeachPalette");
-  EXPECT_EQ(start(), false);
-  EXPECT_EQ(state()["definitions"].size(), 1U);
-}
-
 TEST_F(Run, WithoutCommandCreatedEventReturnsFalseAndKeepsTheControl) {
   fail("CommandDefinition.commandCreated");
   EXPECT_EQ(start(), false);
@@ -296,25 +238,6 @@ TEST_F(Run, WithoutToolbarsUsesAnEmptyHandle) {
   expectFatal([this] { start(); });
 }
 
-TEST_F(Run, WithoutAFreshUserInterfaceUsesAnEmptyHandle) {
-  writeFile(infoFile, "D\n4\n");
-  fail("Application.userInterface", 2);
-  load();
-  expectFatal([this] { start(); });
-}
-
-TEST_F(Run, WithoutCommandDefinitionsUsesAnEmptyHandle) {
-  fail("UserInterface.commandDefinitions");
-  load();
-  expectFatal([this] { start(); });
-}
-
-TEST_F(Run, WithoutControlsUsesAnEmptyHandle) {
-  fail("Toolbar.controls");
-  load();
-  expectFatal([this] { start(); });
-}
-
 TEST_F(Run, LetsTheHostsExceptionOutAndKeepsWhatItHas) {
   throwIn("ToolbarControls.addCommand");
   EXPECT_EQ(start(), std::nullopt);
@@ -323,13 +246,6 @@ TEST_F(Run, LetsTheHostsExceptionOutAndKeepsWhatItHas) {
   EXPECT_EQ(learningPalette()["visible"], true);
   // app, ui and palette; everything local has been released on the way out.
   EXPECT_EQ(state()["references"], 3);
-}
-
-TEST_F(Run, LetsAnExceptionOfThePalettesOpeningOut) {
-  throwIn("Palettes.add");
-  EXPECT_EQ(start(), std::nullopt);
-  EXPECT_EQ(calls().back(), "threw std::runtime_error");
-  EXPECT_EQ(state()["definitions"], Json::array());
 }
 
 TEST_F(Run, CountsTheStartBeforeAnythingIsRegistered) {

@@ -163,20 +163,6 @@ TEST_F(Stop, WithoutToolbarReturnsFalseWithThePaletteGone) {
   EXPECT_EQ(seen[seen.size() - 2], "Toolbars.itemById(\"QATRight\") = null");
 }
 
-TEST_F(Stop, AMissingDefinitionIsSkipped) {
-  begin();
-  host->remove(ObjectKind::definition, "runTeachPalette");
-  EXPECT_EQ(stop(), true);
-  EXPECT_FALSE(hasControl("runTeachPalette"));
-}
-
-TEST_F(Stop, AMissingControlIsSkipped) {
-  begin();
-  host->remove(ObjectKind::control, "runTeachPalette");
-  EXPECT_EQ(stop(), true);
-  EXPECT_EQ(state()["definitions"], Json::array());
-}
-
 TEST_F(Stop, LeavesAControlOfAnotherKindAlone) {
   begin();
   host->plant(ObjectKind::definition, "openEshop");
@@ -198,62 +184,10 @@ TEST_F(Stop, IgnoresRefusedDeletions) {
   EXPECT_FALSE(ui());
 }
 
-TEST_F(Stop, IgnoresARefusedDeletionOfTheEshop) {
-  begin();
-  host->plant(ObjectKind::definition, "openEshop");
-  host->plant(ObjectKind::control, "openEshop");
-  fail("CommandDefinition.deleteMe");
-  fail("ToolbarControl.deleteMe");
-  EXPECT_EQ(stop(), true);
-  EXPECT_TRUE(hasDefinition("openEshop"));
-  EXPECT_TRUE(hasControl("openEshop"));
-  EXPECT_FALSE(hasDefinition("runTeachPalette"));
-  EXPECT_FALSE(hasControl("runTeachPalette"));
-}
-
-TEST_F(Stop, WhetherThePaletteIsStillValidDecidesNothing) {
-  begin();
-  fail("Palette.deleteMe");
-  EXPECT_EQ(stop(), true);
-  EXPECT_EQ(callsOf("Base.isValid"), Calls{"Base.isValid() on Palette:teachPalete = true"});
-}
-
 TEST_F(Stop, WithoutAnApplicationUsesAnEmptyHandle) {
   begin();
   app() = nullptr;
   expectFatal([this] { stop(); });
-}
-
-TEST_F(Stop, WithoutAFreshUserInterfaceUsesAnEmptyHandle) {
-  begin();
-  fail("Application.userInterface");
-  expectFatal([this] { stop(); });
-}
-
-TEST_F(Stop, WithoutToolbarsUsesAnEmptyHandle) {
-  begin();
-  fail("UserInterface.toolbars");
-  expectFatal([this] { stop(); });
-}
-
-TEST_F(Stop, WithoutCommandDefinitionsUsesAnEmptyHandle) {
-  begin();
-  fail("UserInterface.commandDefinitions");
-  expectFatal([this] { stop(); });
-}
-
-TEST_F(Stop, WithoutControlsUsesAnEmptyHandle) {
-  begin();
-  fail("Toolbar.controls");
-  expectFatal([this] { stop(); });
-}
-
-TEST_F(Stop, LetsTheHostsExceptionOutAndKeepsUi) {
-  begin();
-  throwIn("Palette.deleteMe");
-  EXPECT_EQ(stop(), std::nullopt);
-  EXPECT_EQ(calls().back(), "threw std::runtime_error");
-  EXPECT_TRUE(ui());
 }
 
 TEST_F(Stop, AfterAFailedRunTakesWhatIsThere) {

@@ -90,17 +90,3 @@ TEST_F(GlobalState, AHandlerStaysRegisteredUntilTheLibraryIsUnloaded) {
   EXPECT_EQ(calls(), (Calls{"notify OnlineStatusChangedHandler",
                             "ApplicationEventArgs.isOffLine() = true"}));
 }
-
-TEST_F(GlobalState, AHundredLivesLeaveNothing) {
-  for (int life = 0; life < 100; ++life) {
-    ASSERT_EQ(start(), true);
-    host->click("runTeachPalette");
-    host->setOffline(life % 2 == 0);
-    host->setOffline(false);
-    ASSERT_EQ(stop(), true);
-    unload();
-    ASSERT_EQ(substitute::resourceCounts().references, 0);
-    ASSERT_EQ(substitute::resourceCounts().strings, 0);
-  }
-  EXPECT_EQ(readFile(infoFile).substr(10), "\n100\n");
-}

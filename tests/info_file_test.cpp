@@ -1,11 +1,8 @@
 // AutoOpenPalette and the info file, byte for byte.
-#include <clocale>
 #include <cstdint>
-#include <cstdlib>
 #include <filesystem>
 #include <locale>
 #include <string>
-#include <vector>
 
 #include "tests/AddInFixture.h"
 #include "tests/Clock.h"
@@ -26,17 +23,6 @@ class InfoFile : public AddInFixture {
     return AutoOpenPalette();
   }
   std::string file() { return readFile(infoFile); }
-
-  // What AutoOpenPalette returns where the user is not root, who may read and write everything.
-  void expectReturnedToAUser(std::int32_t expected) {
-    load();
-    EXPECT_EXIT(
-        {
-          becomeAnyUser();
-          std::exit(AutoOpenPalette() == expected ? 0 : 1);
-        },
-        testing::ExitedWithCode(0), "");
-  }
 };
 
 const std::string date = "16.11.2026";
@@ -82,14 +68,6 @@ TEST_F(InfoFile, OfTheCounterAloneGetsAnother) {
 TEST_F(InfoFile, OfTwoCountersCountsTheSecond) {
   EXPECT_EQ(after("1\n1\n"), 1);
   EXPECT_EQ(file(), "1\n2\n");
-}
-
-TEST_F(InfoFile, AnEmptyOneCostsTwoStarts) {
-  EXPECT_EQ(after(""), 0);
-  EXPECT_EQ(AutoOpenPalette(), 0);
-  EXPECT_EQ(AutoOpenPalette(), 1);
-  EXPECT_EQ(AutoOpenPalette(), 2);
-  EXPECT_EQ(file(), "1\n3\n");
 }
 
 TEST_F(InfoFile, OfOneLineGetsItsCounter) {
@@ -171,46 +149,6 @@ TEST_F(InfoFile, DeletedByHandIsAFirstStartAgain) {
   EXPECT_EQ(file(), datetime() + "\n1");
 }
 
-TEST_F(InfoFile, WithoutItsFolderEveryStartIsTheFirst) {
-  fs::remove_all(substitute::addinFolderIn(folder.path()));
-  EXPECT_EQ(AutoOpenPalette(), 0);
-  EXPECT_EQ(AutoOpenPalette(), 0);
-  EXPECT_FALSE(fs::exists(infoFile));
-}
-
-TEST_F(InfoFile, InAFolderThatCannotBeWrittenEveryStartIsTheFirst) {
-  openFolderToAll();
-  fs::permissions(substitute::addinFolderIn(folder.path()),
-                  fs::perms::owner_read | fs::perms::owner_exec | fs::perms::others_read |
-                      fs::perms::others_exec);
-  expectReturnedToAUser(0);
-  EXPECT_FALSE(fs::exists(infoFile));
-}
-
-TEST_F(InfoFile, ThatCannotBeReadGivesMinusOneAndStays) {
-  openFolderToAll();
-  writeFile(infoFile, date + "\n3\n");
-  fs::permissions(infoFile, fs::perms::none);
-  expectReturnedToAUser(-1);
-  fs::permissions(infoFile, fs::perms::owner_all);
-  EXPECT_EQ(file(), date + "\n3\n");
-}
-
-TEST_F(InfoFile, ThatCannotBeWrittenGivesTheSameCountEveryTime) {
-  openFolderToAll();
-  writeFile(infoFile, date + "\n3\n");
-  fs::permissions(infoFile, fs::perms::owner_read | fs::perms::others_read);
-  expectReturnedToAUser(3);
-  expectReturnedToAUser(3);
-  EXPECT_EQ(file(), date + "\n3\n");
-}
-
-TEST_F(InfoFile, AFolderInItsPlaceIsAFileWithoutLines) {
-  fs::create_directory(infoFile);
-  EXPECT_EQ(AutoOpenPalette(), 0);
-  EXPECT_TRUE(fs::is_directory(infoFile));
-}
-
 TEST_F(InfoFile, IsFoundBesideTheHost) {
   EXPECT_EQ(AutoOpenPalette(), 0);
   EXPECT_EQ(substitute::infoFileOf(*host), infoFile);
@@ -243,27 +181,5 @@ TEST_F(InfoFile, IsTheSameInTheHostsCppLocale) {
   fs::remove(infoFile);
   EXPECT_EQ(AutoOpenPalette(), 0);
   EXPECT_EQ(file(), datetime() + "\n1");
-  std::locale::global(before);
-}
-
-TEST_F(InfoFile, IsTheSameInTheHostsCLocale) {
-  const std::string today = datetime();
-  ASSERT_NE(std::setlocale(LC_ALL, "cs_CZ.UTF-8"), nullptr) << "the locale has not been built";
-  EXPECT_EQ(after(date + "\n1234567\n"), 1234567);
-  EXPECT_EQ(file(), date + "\n1234568\n");
-  fs::remove(infoFile);
-  EXPECT_EQ(AutoOpenPalette(), 0);
-  EXPECT_EQ(file(), today + "\n1");
-}
-
-TEST_F(InfoFile, CommandsAndAddressesAreTheSameInTheHostsLocales) {
-  ASSERT_NE(std::setlocale(LC_ALL, "cs_CZ.UTF-8"), nullptr) << "the locale has not been built";
-  const std::locale before = std::locale::global(std::locale(std::locale(), new Grouping));
-  host->setLanguage(2000000);
-  ASSERT_EQ(start(), true);
-  EXPECT_EQ(learningPalette()["address"],
-            "https://learning.velorin.example/fusion360/learning.asp?lang=ENG&lic=TEXT");
-  host->message("teachPalete", "\"https://example.com/1000000\"");
-  EXPECT_EQ(runsOfOpen().at(0), std::vector<std::string>{"https://example.com/1000000"});
   std::locale::global(before);
 }

@@ -128,84 +128,10 @@ TEST_F(OnlineStatus, EmptyArgumentsDoNothing) {
   EXPECT_EQ(calls(), Calls{"notify OnlineStatusChangedHandler"});
 }
 
-TEST_F(OnlineStatus, WithoutPalettesLeavesPaletteAsItWas) {
-  hidden();
-  fail("UserInterface.palettes");
-  host->setOffline(false);
-  EXPECT_EQ(calls().back(), "UserInterface.palettes() fails by null");
-  EXPECT_TRUE(palette());
-  EXPECT_EQ(learningPalette()["visible"], false);
-}
-
-TEST_F(OnlineStatus, ARefusedCreationEmptiesPalette) {
-  begin(0);
-  fail("Palettes.add");
-  host->setOffline(false);
-  EXPECT_FALSE(palette());
-  EXPECT_TRUE(learningPalette().is_null());
-  EXPECT_NE(calls().back().find("Palettes.add"), std::string::npos);
-}
-
-TEST_F(OnlineStatus, WithoutHTMLEventThePaletteStaysWithoutHandler) {
-  begin(0);
-  fail("Palette.incomingFromHTML");
-  host->setOffline(false);
-  EXPECT_EQ(calls().back(), "Palette.incomingFromHTML() on Palette:teachPalete fails by null");
-  EXPECT_EQ(learningPalette()["visible"], true);
-  EXPECT_EQ(learningPalette()["dockingState"], 4);
-  EXPECT_EQ(learningPalette()["handlers"], Json::array());
-  host->setOffline(false);
-  EXPECT_EQ(learningPalette()["handlers"], Json::array());
-}
-
-TEST_F(OnlineStatus, ARefusedHandlerLeavesThePaletteWithoutOne) {
-  begin(0);
-  fail("HTMLEvent.add");
-  host->setOffline(false);
-  EXPECT_EQ(calls().back(), "HTMLEvent.add(\"CadFirst3sHTMLEventHandler\") fails by null");
-  EXPECT_EQ(learningPalette()["visible"], true);
-  EXPECT_EQ(learningPalette()["dockingState"], 4);
-  EXPECT_EQ(learningPalette()["handlers"], Json::array());
-}
-
-TEST_F(OnlineStatus, IgnoresWhatTheSettersAnswer) {
-  begin(0);
-  fail("Palette.dockingState");
-  fail("Palette.isVisible");
-  host->setOffline(false);
-  EXPECT_EQ(learningPalette()["handlers"], Json::array({"CadFirst3sHTMLEventHandler"}));
-  EXPECT_EQ(calls().back(), "Palette.isVisible(true) on Palette:teachPalete fails by null");
-}
-
 TEST_F(OnlineStatus, AfterStopUsesAnEmptyHandle) {
   begin(0);
   ASSERT_EQ(stop(), true);
   expectFatal([this] { host->setOffline(false); });
-}
-
-TEST_F(OnlineStatus, WithoutAppUsesAnEmptyHandle) {
-  begin(0);
-  app() = nullptr;
-  expectFatal([this] { host->setOffline(false); });
-}
-
-TEST_F(OnlineStatus, WithoutPreferencesUsesAnEmptyHandle) {
-  begin(0);
-  fail("Application.preferences");
-  expectFatal([this] { host->setOffline(false); });
-}
-
-TEST_F(OnlineStatus, WithoutGeneralPreferencesUsesAnEmptyHandle) {
-  begin(0);
-  fail("Preferences.generalPreferences");
-  expectFatal([this] { host->setOffline(false); });
-}
-
-TEST_F(OnlineStatus, LetsTheHostsExceptionOut) {
-  begin(0);
-  throwIn("Palettes.itemById");
-  host->setOffline(false);
-  EXPECT_EQ(calls().back(), "threw std::runtime_error");
 }
 
 TEST_F(OnlineStatus, AfterAFailedRunStillWorks) {

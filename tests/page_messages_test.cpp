@@ -95,15 +95,3 @@ TEST_P(PageMessage, WaitsForTheCommandsEnd) {
   opened("\"x; sleep 0.2; : > '" + done + "'\"");
   EXPECT_TRUE(std::filesystem::exists(done));
 }
-
-TEST_P(PageMessage, LetsTheHostsExceptionOut) {
-  throwIn("HTMLEventArgs.data");
-  EXPECT_EQ(opened("\"x\""), Runs());
-  EXPECT_EQ(calls().back(), "threw std::runtime_error");
-}
-
-TEST_P(PageMessage, HandsItsTextBack) {
-  opened("\"x\"");
-  opened("");
-  EXPECT_EQ(state()["text"], 0);
-}

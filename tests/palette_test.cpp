@@ -113,15 +113,6 @@ TEST_F(OpenPaletteTest, APaletteOfTheOnlineStatusKeepsItsHandler) {
   EXPECT_EQ(learningPalette()["handlers"], Json::array({"CadFirst3sHTMLEventHandler"}));
 }
 
-TEST_F(OpenPaletteTest, APaletteFoundGetsNoHandler) {
-  host->plant(ObjectKind::palette, "teachPalete");
-  host->setVisible("teachPalete", false);
-  EXPECT_TRUE(OpenPalette());
-  EXPECT_EQ(learningPalette()["visible"], true);
-  EXPECT_EQ(learningPalette()["handlers"], Json::array());
-  EXPECT_EQ(learningPalette()["dockingState"], 0);
-}
-
 TEST_F(OpenPaletteTest, WithoutAFreshApplicationLeavesPaletteAsItWas) {
   EXPECT_TRUE(OpenPalette());
   calls();
@@ -180,44 +171,4 @@ TEST_F(OpenPaletteTest, ARefusedHandlerLeavesThePaletteWithoutOne) {
   EXPECT_EQ(calls().back(), "HTMLEvent.add(\"RovaHTMLEventHandler\") fails by null");
   EXPECT_TRUE(OpenPalette());
   EXPECT_EQ(learningPalette()["handlers"], Json::array());
-}
-
-TEST_F(OpenPaletteTest, IgnoresWhatTheSettersAnswer) {
-  fail("Palette.dockingState");
-  fail("Palette.isVisible");
-  EXPECT_TRUE(OpenPalette());
-  EXPECT_EQ(learningPalette()["dockingState"], 0);
-  host->setVisible("teachPalete", false);
-  fail("Palette.isVisible");
-  EXPECT_TRUE(OpenPalette());
-  EXPECT_EQ(learningPalette()["visible"], false);
-}
-
-TEST_F(OpenPaletteTest, WithoutAppUsesAnEmptyHandle) {
-  app() = nullptr;
-  expectFatal([this] { host->callEntryPoint("call", [this] { return OpenPalette(); }); });
-}
-
-TEST_F(OpenPaletteTest, WithoutPreferencesUsesAnEmptyHandle) {
-  fail("Application.preferences");
-  expectFatal([this] { host->callEntryPoint("call", [this] { return OpenPalette(); }); });
-}
-
-TEST_F(OpenPaletteTest, WithoutGeneralPreferencesUsesAnEmptyHandle) {
-  fail("Preferences.generalPreferences");
-  expectFatal([this] { host->callEntryPoint("call", [this] { return OpenPalette(); }); });
-}
-
-TEST_F(OpenPaletteTest, LetsTheHostsExceptionOut) {
-  throwIn("Palette.dockingState");
-  EXPECT_THROW(OpenPalette(), std::runtime_error);
-  EXPECT_TRUE(palette());
-}
-
-TEST_F(OpenPaletteTest, HandsTheEntitlementTextBack) {
-  EXPECT_TRUE(OpenPalette());
-  EXPECT_EQ(state()["text"], 0);
-  throwIn("Application.get");
-  EXPECT_THROW(OpenPalette(), std::runtime_error);
-  EXPECT_EQ(state()["text"], 0);
 }

@@ -90,34 +90,10 @@ TEST_F(ToolbarCommands, WithoutExecuteEventTheClickDoesNothing) {
   EXPECT_TRUE(learningPalette().is_null());
 }
 
-TEST_F(ToolbarCommands, ARefusedExecuteHandlerIsNotActedOn) {
-  fail("CommandEvent.add");
-  EXPECT_EQ(host->click(id), ClickResult::done);
-  EXPECT_EQ(calls().back(), "CommandEvent.add(\"CmdExecuteEventHandler\") fails by null");
-  EXPECT_TRUE(learningPalette().is_null());
-}
-
-TEST_F(ToolbarCommands, WithoutCommandUsesAnEmptyHandle) {
-  fail("CommandCreatedEventArgs.command");
-  expectFatal([this] { host->click(id); });
-}
-
-TEST_F(ToolbarCommands, LetTheHostsExceptionOut) {
-  throwIn("Command.execute");
-  EXPECT_EQ(host->click(id), ClickResult::done);
-  EXPECT_EQ(calls().back(), "threw std::runtime_error");
-  EXPECT_EQ(state()["references"], 2);
-}
-
 TEST_F(ToolbarCommands, AFailedOpeningIsIgnored) {
   fail("Palettes.add");
   EXPECT_EQ(host->click(id), ClickResult::done);
   for (const std::string& call : calls()) EXPECT_NE(call.rfind("threw", 0), 0U) << call;
-}
-
-TEST_F(ToolbarCommands, TheCommandHandlesAreReleased) {
-  EXPECT_EQ(host->click(id), ClickResult::done);
-  EXPECT_EQ(state()["references"], 3);  // app, ui and palette
 }
 
 TEST_F(ToolbarCommands, NoEshopCommandIsThereToClick) {

@@ -19,7 +19,7 @@
 #include <system_error>
 
 #include "tests/AddInFixture.h"
-#include "tests/disk/Child.h"
+#include "tests/Child.h"
 
 namespace fs = std::filesystem;
 

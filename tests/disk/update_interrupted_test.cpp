@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "tests/AddInFixture.h"
-#include "tests/disk/Child.h"
+#include "tests/Child.h"
 
 namespace fs = std::filesystem;
 

@@ -1,4 +1,4 @@
-#include "tests/disk/Child.h"
+#include "tests/Child.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
