@@ -112,10 +112,7 @@ class MacLibrary(unittest.TestCase):
         self.assertEqual([], [c for c in self.library.commands if c["cmd"] == "LC_RPATH"])
 
     def IsSmall(self):
-        with tempfile.TemporaryDirectory() as folder:
-            stripped = shutil.copy(self.path, folder)
-            subprocess.run(["llvm-strip", stripped], check=True)
-            self.assertLessEqual(Path(stripped).stat().st_size, 98_304)
+        self.assertLessEqual(self.path.stat().st_size, 98_304)
 
     def LoadsTheHostsLibrariesThenTheSystems(self):
         self.assertEqual(
@@ -229,6 +226,7 @@ class MacLibraryRefused(Workplace):
         ).stdout.splitlines()
         library = self.folder / "Velorin.dylib"
         command = commands[-1].replace("-o Velorin.dylib", f"-o {library}")
+        command = command.replace(f"{BUILD}/Velorin.dylib", str(library))
         changed = change(command)
         self.assertNotEqual(command, changed)
         result = subprocess.run(
