@@ -49,7 +49,7 @@ LANGUAGE_RUNTIME = {
     "_memchr", "_memcpy", "_memmove", "_memset", "_strlen",
     "___assert_rtn", "__Unwind_Resume", "___cxa_atexit", "dyld_stub_binder",
     # The file streams: the libc++ of macOS 11 leaves them to the program.
-    "_fopen", "_fclose", "_fread", "_fwrite", "_fflush", "_fseek", "_fseeko", "_ftello", "_setbuf",
+    "_fopen", "_fclose", "_fread", "_fwrite", "_fflush", "_fseeko", "_ftello", "_setbuf",
 }
 
 # What a library without assertions needs instead: it throws.
