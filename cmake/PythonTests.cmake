@@ -5,9 +5,10 @@ block(PROPAGATE Python3_EXECUTABLE)
   find_package(Python3 REQUIRED COMPONENTS Interpreter)
 endblock()
 
-# add_python_tests(SCRIPT [PROPERTY VALUE]...): every method of a test class in SCRIPT whose name
+# add_python_tests(SCRIPT ENVIRONMENT NAME=VALUE...): every method of a test class in SCRIPT whose name
 # begins with a capital letter is a test.
 function(add_python_tests script)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "ENVIRONMENT")
   set(path ${CMAKE_CURRENT_SOURCE_DIR}/${script})
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${path})
   file(STRINGS ${path} lines REGEX "^class [A-Za-z]+\\(|^    def [A-Z][A-Za-z0-9]*\\(self\\)")
@@ -17,8 +18,7 @@ function(add_python_tests script)
     elseif(line MATCHES "def ([A-Za-z0-9]+)")
       set(test ${class}.${CMAKE_MATCH_1})
       add_test(NAME ${test} COMMAND ${Python3_EXECUTABLE} -B ${path} ${test})
-      set_tests_properties(${test} PROPERTIES TIMEOUT 300 ${ARGN} ENVIRONMENT
-        "VELORIN_SOURCE=${PROJECT_SOURCE_DIR};VELORIN_MACOS_BUILD=${CMAKE_BINARY_DIR};VELORIN_LINUX_BUILD=${VELORIN_LINUX_BUILD};VELORIN_CMAKE=${CMAKE_COMMAND}")
+      set_tests_properties(${test} PROPERTIES TIMEOUT 300 ENVIRONMENT "${arg_ENVIRONMENT}")
     endif()
   endforeach()
 endfunction()

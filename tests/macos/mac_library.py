@@ -58,12 +58,23 @@ WITHOUT_ASSERTIONS = {
 }
 
 
+# What a package for others is made with.
+ADDRESSES = [
+    "-DVELORIN_LEARNING_HOST=learning.test.example", "-DVELORIN_ESHOP_ADDRESS=https://eshop.test.example",
+]
+
+
 def stub_names():
     return {
         (stub.stem, symbol)
         for stub in STUBS.glob("*.tbd")
         for symbol in re.findall(r"^ +- (\w+)$", stub.read_text(), re.M)
     }
+
+
+def probe_imports(folder):
+    """What the probe in that folder uses, which is linked against the same stubs."""
+    return Library(folder / "VelorinProbe.dylib").imports()
 
 
 def mangled(name):
@@ -166,7 +177,7 @@ class MacLibrary(unittest.TestCase):
         imports = self.library.imports()
         self.assertEqual(self.library.undefined, {symbol for _, symbol in imports})
         self.assertEqual(set(), imports - stub_names())
-        self.assertEqual(WITHOUT_ASSERTIONS, stub_names() - imports)
+        self.assertEqual(WITHOUT_ASSERTIONS, stub_names() - imports - probe_imports(BUILD))
 
     def CallsOnlyTheListedSystemFunctions(self):
         calls = {symbol for library, symbol in self.library.imports() if library == "libSystem"}
@@ -190,6 +201,22 @@ def configure(folder, *options):
 
 def build(folder, target="all"):
     subprocess.run([CMAKE, "--build", folder, "--target", target], check=True)
+
+
+class MacProbe(unittest.TestCase):
+    def setUp(self):
+        self.library = Library(BUILD / "VelorinProbe.dylib")
+
+    def ShowsOnlyWhatTheHostCalls(self):
+        self.assertEqual({"_run", "_stop"}, self.library.exports())
+
+    def IsLinkedAsTheAddIn(self):
+        addin = Library(BUILD / "Velorin.dylib")
+        self.assertEqual(addin.loaded_libraries(), self.library.loaded_libraries())
+        self.assertEqual("@rpath/VelorinProbe.dylib", self.library.install_name())
+
+    def ImportsWhatTheStubsName(self):
+        self.assertEqual(set(), self.library.imports() - stub_names())
 
 
 class Workplace(unittest.TestCase):
@@ -370,10 +397,11 @@ class MacWithoutAssertions(Workplace):
     def ImportsWhatThrowingNeeds(self):
         said, done = configure(self.folder / "build", "-DHOST_API_DIR=", "-DVELORIN_ASSERTIONS=OFF")
         self.assertTrue(done, said)
-        build(self.folder / "build", "velorin")
+        build(self.folder / "build")
         imports = Library(self.folder / "build/Velorin.dylib").imports()
         self.assertEqual(set(), WITHOUT_ASSERTIONS - imports)
-        self.assertEqual({("libSystem", "___assert_rtn")}, stub_names() - imports)
+        unused = stub_names() - imports - probe_imports(self.folder / "build")
+        self.assertEqual({("libSystem", "___assert_rtn")}, unused)
 
 
 class MacKit(Workplace):
@@ -382,7 +410,8 @@ class MacKit(Workplace):
     def MakesALibraryThatPassesEveryCheck(self):
         kit = self.copy_kit()
         said, done = configure(
-            self.folder / "build", f"-DHOST_API_DIR={kit}", "-DVELORIN_HOST_PRODUCT=Fusion360"
+            self.folder / "build", f"-DHOST_API_DIR={kit}", "-DVELORIN_HOST_PRODUCT=Fusion360",
+            *ADDRESSES,
         )
         self.assertTrue(done, said)
         self.assertNotIn("inspection", said)
@@ -394,6 +423,30 @@ class MacKit(Workplace):
         self.assertEqual("Fusion360", manifest["autodeskProduct"])
         for check in named_checks():
             self.assertIsNone(self.failure(self.folder / "build/Velorin.dylib", check), check)
+
+    def MakesNoPackageWithPlaceholders(self):
+        folder, prefix = self.folder / "build", self.folder / "installed"
+        said, done = configure(folder, f"-DHOST_API_DIR={self.copy_kit()}")
+        self.assertTrue(done, said)
+        build(folder)
+        subprocess.run([CMAKE, "--install", folder, "--prefix", prefix], check=True)
+        self.assertTrue((prefix / "Velorin/Velorin.dylib").exists())
+        names = "VELORIN_LEARNING_HOST and VELORIN_ESHOP_ADDRESS"
+        self.assertRegex(self.refusal_to_package(folder), names.replace(" ", r"\s+") + r"\.")
+        for given, missing in zip(ADDRESSES, reversed(names.split(" and "))):
+            defaults = [option.split("=")[0].replace("-D", "-U") for option in ADDRESSES]
+            said, done = configure(folder, *defaults, given)
+            self.assertTrue(done, said)
+            self.assertRegex(self.refusal_to_package(folder), rf":\s+set\s+{missing}\.")
+
+    def refusal_to_package(self, folder):
+        result = subprocess.run(
+            [CMAKE, "--build", folder, "--target", "package"], capture_output=True, text=True,
+            check=False,
+        )
+        self.assertNotEqual(0, result.returncode)
+        self.assertEqual([], list(folder.glob("*.zip")))
+        return result.stdout + result.stderr
 
     def LongNamesAreTakenToo(self):
         kit = self.copy_kit()

@@ -11,6 +11,7 @@ import zipfile
 from pathlib import Path
 
 from icons import ICONS
+from macho import Library
 
 SOURCE = Path(os.environ["VELORIN_SOURCE"])
 BUILD = Path(os.environ["VELORIN_MACOS_BUILD"])
@@ -51,17 +52,39 @@ class MacPackage(unittest.TestCase):
                 cwd=SOURCE, env={**os.environ, "HOME": home}, check=True,
             )
             prefix = Path(home, "Library/Application Support", add_in_folder.decode()).parent
-            result = subprocess.run(
-                [CMAKE, "--install", f"{home}/build"], capture_output=True, text=True, check=False,
-            )
-            self.assertNotEqual(0, result.returncode)
-            self.assertRegex(result.stderr, r"built\s+without\s+the\s+host's\s+kit")
-            self.assertFalse(prefix.exists())
+            for which in ((), ("--component", "probe")):
+                result = subprocess.run(
+                    [CMAKE, "--install", f"{home}/build", *which],
+                    capture_output=True, text=True, check=False,
+                )
+                self.assertNotEqual(0, result.returncode)
+                self.assertRegex(result.stderr, r"built\s+without\s+the\s+host's\s+kit")
+                self.assertFalse(prefix.exists())
             for build, is_there in ((Path(home, "build"), True), (BUILD, False)):
                 cache = (build / "CMakeCache.txt").read_text()
                 usual = re.search(r"^CMAKE_INSTALL_PREFIX:PATH=(.*)$", cache, re.M)[1]
                 self.assertEqual(is_there, usual == str(prefix), usual)
                 self.assertEqual(is_there, "Autodesk" in usual, usual)
+
+    def InstallsTheProbeOnlyWhenAsked(self):
+        with tempfile.TemporaryDirectory() as prefix:
+            subprocess.run(
+                [CMAKE, "--install", BUILD, "--prefix", prefix, "--component", "probe"], check=True
+            )
+            installed = {str(p.relative_to(prefix)) for p in Path(prefix).rglob("*") if p.is_file()}
+            names = ("VelorinProbe.dylib", "VelorinProbe.html", "VelorinProbe.manifest")
+            self.assertEqual({f"VelorinProbe/{name}" for name in names}, installed)
+            manifest = json.loads(Path(prefix, "VelorinProbe/VelorinProbe.manifest").read_text())
+        own = json.loads(self.zip.read("Velorin/Velorin.manifest"))
+        self.assertEqual(own["autodeskProduct"], manifest["autodeskProduct"])
+        self.assertNotEqual(uuid.UUID(own["id"]), uuid.UUID(manifest["id"]))
+        self.assertFalse(manifest["runOnStartup"])
+
+    def VersionsAreOne(self):
+        manifest = json.loads(self.zip.read("Velorin/Velorin.manifest"))
+        (own,) = [c for c in Library(BUILD / "Velorin.dylib").commands if c["cmd"] == "LC_ID_DYLIB"]
+        self.assertEqual(f"version {manifest['version']}", own["current"])
+        self.assertEqual(version(), manifest["version"])
 
     def InstallsWhereItIsTold(self):
         with tempfile.TemporaryDirectory() as prefix:

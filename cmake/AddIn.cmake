@@ -1,0 +1,23 @@
+include(cmake/ExportedNames.cmake)
+
+# add_addin_library(TARGET FILE EXPORTS SOURCE...): the library FILE, which a host loads and which shows
+# the names in the text file EXPORTS.
+function(add_addin_library target file exports)
+  add_library(${target} SHARED ${ARGN})
+  set_target_properties(${target} PROPERTIES
+    OUTPUT_NAME ${file} PREFIX "" INSTALL_NAME_DIR @rpath BUILD_WITH_INSTALL_NAME_DIR ON
+    MACHO_CURRENT_VERSION ${PROJECT_VERSION})
+  target_include_directories(${target} PUBLIC ${PROJECT_SOURCE_DIR})
+  target_link_libraries(${target} PUBLIC host_api PRIVATE host_libraries project_options)
+  export_only_listed_names(${target} ${exports})
+  # What nothing reaches is left out there: a segment that is a little too large costs 16 KB more.
+  target_link_options(${target} PRIVATE $<$<PLATFORM_ID:Darwin>:LINKER:-dead_strip>)
+  if(CMAKE_SYSTEM_NAME STREQUAL "Darwin" AND CMAKE_STRIP)
+    # The host needs the exported names alone.
+    add_custom_command(TARGET ${target} POST_BUILD
+      COMMAND ${CMAKE_STRIP} -x $<TARGET_FILE:${target}> VERBATIM)
+  endif()
+  if(COMMAND check_exceptions)
+    check_exceptions(${target})
+  endif()
+endfunction()

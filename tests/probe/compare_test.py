@@ -1,0 +1,174 @@
+"""The comparison of a host's answers with those of the substitute host."""
+
+import json
+import os
+import re
+import subprocess
+import tempfile
+import unittest
+from pathlib import Path
+
+SOURCE = Path(os.environ["VELORIN_SOURCE"])
+COMPARE = SOURCE / "probe/compare"
+EXPECTED = SOURCE / "tests/probe/substitute.jsonl"
+
+
+class Compare(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = Path(folder.name)
+        self.real = self.folder / "real.jsonl"
+        self.accepted = self.folder / "accepted.json"
+        self.accepted.write_text("[]")
+        self.entries = [json.loads(line) for line in EXPECTED.read_text().splitlines()]
+
+    def run_compare(self, *options):
+        return subprocess.run(
+            [COMPARE, "--accepted", self.accepted, *options], capture_output=True, text=True,
+            check=False,
+        )
+
+    def compare(self, entries):
+        """The exit status and the output for these answers of a host."""
+        self.real.write_text("".join(json.dumps(entry) + "\n" for entry in entries))
+        result = self.run_compare(self.real)
+        self.assertEqual("", result.stderr)
+        return result.returncode, result.stdout
+
+    def refusal(self, content):
+        """What is said against a file of answers with that content."""
+        self.real.write_bytes(content)
+        result = self.run_compare(self.real)
+        self.assertEqual((2, ""), (result.returncode, result.stdout))
+        self.assertRegex(result.stderr, r"\Acompare: [^\n]+\.\n\Z")
+        return result.stderr
+
+    def change(self, name, answer):
+        for entry in self.entries:
+            if entry["id"] == name:
+                entry["answer"] = answer
+                return
+        self.fail(f"there is no question {name}")
+
+    def FindsNoDifferenceInTheSameAnswers(self):
+        status, said = self.compare(self.entries)
+        total = len(self.entries)
+        self.assertEqual(0, status)
+        self.assertEqual(
+            f"{total} questions: {total} answered alike, 0 otherwise, 0 otherwise and accepted, "
+            "0 not answered.\n", said,
+        )
+
+    def TellsWhatReliesOnADifferenceAndWhereToChangeIt(self):
+        self.change("definitions.add-again", "an object")
+        status, said = self.compare(self.entries)
+        self.assertEqual(1, status)
+        heading, rule, row = [line for line in said.splitlines() if line.startswith("|")]
+        self.assertEqual({"|", "-", " "}, set(rule))
+        cells = [cell.strip() for cell in row.strip("|").split(" | ")]
+        self.assertEqual(heading.count("|"), row.count("|"))
+        self.assertIn("(definitions.add-again)", cells[0])
+        self.assertEqual(["an object", "empty"], cells[1:3])
+        self.assertIn("run", cells[3])
+        file, function = cells[4].split(", ")
+        self.assertEqual("DefinitionsObject::addButtonDefinition_raw", function)
+        self.assertIn(function + "(", (SOURCE / file).read_text())
+
+    def HoldsAnswersOfAnotherTypeForOthers(self):
+        for other in ("true", 1, None):
+            with self.subTest(other):
+                self.change("palettes.delete", other)
+                self.assertEqual(1, self.compare(self.entries)[0])
+
+    def KeepsTheTableInOnePieceWhateverTheHostSays(self):
+        self.change("message.bare", "a|b\nc")
+        heading, _, row = [
+            line for line in self.compare(self.entries)[1].splitlines() if line.startswith("|")
+        ]
+        self.assertIn("a\\|b c", row)
+        self.assertEqual(heading.count("|"), len(re.findall(r"(?<!\\)\|", row)))
+
+    def AcceptsWhatIsListedWithAReason(self):
+        self.change("message.bare", '"bare"')
+        self.accepted.write_text(json.dumps(
+            [{"id": "message.bare", "answer": '"bare"', "reason": "The page sends quotes."}]
+        ))
+        status, said = self.compare(self.entries)
+        self.assertEqual(0, status)
+        self.assertIn("1 otherwise and accepted", said)
+        self.assertIn("The page sends quotes.", said)
+        self.change("message.bare", "nothing")
+        self.assertEqual(1, self.compare(self.entries)[0])
+
+    def ListsWhatWasNotAnswered(self):
+        asked = [entry for entry in self.entries if not entry["id"].startswith("exception.")]
+        status, said = self.compare(asked)
+        self.assertEqual(0, status)
+        self.assertIn("0 otherwise and accepted, 3 not answered.", said)
+        self.assertEqual(3, len(re.findall(r"^- .*\(exception\.", said, re.M)))
+
+    def ListsWhatCouldNotBeAsked(self):
+        self.change("query.plain-control", "could not be asked")
+        status, said = self.compare(self.entries)
+        self.assertEqual(0, status)
+        self.assertIn(" 0 otherwise and accepted, 1 not answered.", said)
+        self.assertRegex(said, r"(?m)^- .*\(query\.plain-control\)$")
+
+    def RefusesWhatAreNoAnswers(self):
+        entry = json.dumps(self.entries[0]).encode()
+        for content, said in (
+            (b"", "holds no answers"),
+            (b"\n\n", "holds no answers"),
+            (b"\xff\n", "not UTF-8"),
+            (b"words\n", "real.jsonl:1: this line is not JSON"),
+            (entry + b"\n" + entry[:20], "real.jsonl:2: this line is not JSON"),
+            (entry + b"\n" + entry, "real.jsonl:2: .* answered above"),
+            (b"[]\n", "exactly id, question and answer"),
+            (b'{"id": "a", "question": "b"}\n', "exactly id, question and answer"),
+            (b'{"id": 1, "question": "b", "answer": 2}\n', "are strings"),
+            (b'{"id": "a", "question": "b", "answer": 2}\n', "a is not among the questions"),
+        ):
+            with self.subTest(said):
+                self.assertRegex(self.refusal(content), said)
+
+    def RefusesAFileThatIsNotThere(self):
+        result = self.run_compare(self.folder / "missing.jsonl")
+        self.assertEqual(2, result.returncode)
+        self.assertRegex(result.stderr, r"\Acompare: \S+missing.jsonl cannot be read: [^\n]+\.\n\Z")
+
+    def RefusesAListThatSaysNotWhy(self):
+        self.real.write_bytes(EXPECTED.read_bytes())
+        for content, said in (
+            ("[", "accepted.json:1: this is not JSON"),
+            ("{}", "is not a list"),
+            ('[{"id": "message.bare"}]', "exactly id, answer and reason"),
+            ('[{"id": "message.bare", "answer": "", "reason": " "}]', "message.bare has no reason"),
+            ('[{"id": "none", "answer": "", "reason": "So."}]', "none is not among the questions"),
+        ):
+            with self.subTest(said):
+                self.accepted.write_text(content)
+                result = self.run_compare(self.real)
+                self.assertEqual(2, result.returncode)
+                self.assertRegex(result.stderr, said)
+
+    def ExplainsEveryQuestion(self):
+        reliance = json.loads((SOURCE / "probe/reliance.json").read_text())
+        self.assertEqual({entry["id"] for entry in self.entries}, set(reliance))
+        for entry in self.entries:
+            entry["answer"] = "otherwise"
+        status, said = self.compare(self.entries)
+        self.assertEqual(1, status)
+        self.assertEqual(len(self.entries) + 2, said.count("\n|"))
+        for line in said.splitlines():
+            row = re.match(r"\|.* (substitute/\S+), \w+::(\w+) +\|$", line)
+            if row:
+                self.assertIn(f"{row[2]}(", (SOURCE / row[1]).read_text())
+
+    def TakesTheListOfTheProject(self):
+        result = subprocess.run([COMPARE, EXPECTED], capture_output=True, text=True, check=False)
+        self.assertEqual((0, ""), (result.returncode, result.stderr))
+
+
+if __name__ == "__main__":
+    unittest.main()
