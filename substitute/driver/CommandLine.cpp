@@ -2,8 +2,10 @@
 
 #include <filesystem>
 #include <iostream>
+#include <stdexcept>
 
 #include "substitute/driver/Files.h"
+#include "substitute/driver/Program.h"
 
 namespace fs = std::filesystem;
 
@@ -54,10 +56,18 @@ std::string refuseEmpty(const std::string& value) {
   return value.empty() ? "its name is empty" : "";
 }
 
-Settings settingsFor(CommandLine& values) {
+Settings settingsFor(CommandLine& values, char* const* arguments) {
+  if (startsThroughLink && values.executable) {
+    throw std::runtime_error(
+        "--executable is refused: on this system nobody but the system says which executable runs");
+  }
   if (values.addin.empty()) values.addin = besideProgram(libraryName);
   if (values.data.empty()) values.data = userFolder();
+  if (startsThroughLink) values.data = fs::absolute(values.data).string();
   Settings settings = settingsIn(values.data);
+  if constexpr (startsThroughLink) {
+    settings.executable = restartThroughLink(settings.executable, arguments);
+  }
   if (values.executable) settings.executable = *values.executable;
   settings.offline = values.offline;
   settings.language = values.language;

@@ -33,9 +33,10 @@ void addOptions(CLI::App& parser, CommandLine& values);
 // A check for CLI11: the error for an empty value; an empty string when `value` is not empty.
 std::string refuseEmpty(const std::string& value);
 
-// Sets what was left out in `values`, and returns the host's values. Creates nothing. Throws
+// Sets what was left out in `values`, and returns the host's values. Creates nothing but, on a Mac,
+// the link through which it then starts the program once more with its `arguments`. Throws
 // std::runtime_error when there is no folder for the host's data.
-Settings settingsFor(CommandLine& values);
+Settings settingsFor(CommandLine& values, char* const* arguments);
 
 // Creates the add-in's folder, as an installer would, unless the options forbid it. Warns on
 // standard error when the add-in will look for its folder elsewhere. Throws std::runtime_error when

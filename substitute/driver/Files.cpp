@@ -6,30 +6,15 @@
 #include <iostream>
 #include <stdexcept>
 
+#include "substitute/driver/Program.h"
 #include "substitute/driver/Velorin.h"
-
-#if defined(__APPLE__)
-#include <mach-o/dyld.h>
-#endif
 
 namespace fs = std::filesystem;
 
 namespace substitute {
 
-namespace {
-
-fs::path runningProgram() {
-#if defined(__APPLE__)
-  return fs::canonical(_dyld_get_image_name(0));
-#else
-  return fs::read_symlink("/proc/self/exe");
-#endif
-}
-
-}  // namespace
-
 std::string besideProgram(const std::string& name) {
-  return (runningProgram().parent_path() / name).string();
+  return (fs::path(programFile()).parent_path() / name).string();
 }
 
 std::string userFolder() {

@@ -37,6 +37,7 @@ using Commands = std::vector<Command>;
 struct HeadlessLine : CommandLine {
   std::vector<std::string> scenarios;
   std::string junit;
+  char** arguments = nullptr;  // those of the program
 };
 
 // A sentence on standard error, begun with the program's name and ended with a full stop.
@@ -125,7 +126,7 @@ void prompt(ScenarioRunner& /*player*/) {}
 
 // Plays `commands`, or without them what is typed at the prompt. The result is the exit status.
 int play(HeadlessLine& values, const Commands* commands) {
-  Host host(settingsFor(values));
+  Host host(settingsFor(values, values.arguments));
   const CrashReport crashReport(host, "substitute-host", values.addin, values.timeout);
   std::optional<OpenRecorder> recorder;
   if (!values.systemOpen) recorder.emplace(host);
@@ -251,6 +252,7 @@ int playAsTyped(HeadlessLine& values) {
 
 int main(int argc, char** argv) {
   HeadlessLine values;
+  values.arguments = argv;
   CLI::App parser(
       "Plays the life of the add-in in a host made for it: a scenario, or, at a terminal,"
       " what you type.",

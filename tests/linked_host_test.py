@@ -1,0 +1,93 @@
+"""The host's program as on a Mac, where it starts itself once more through a link."""
+
+import json
+import os
+import subprocess
+import tempfile
+import unittest
+from pathlib import Path
+
+HOST = Path(os.environ["VELORIN_SUBSTITUTE_HOST"])
+LINKED_HOST = Path(os.environ["VELORIN_LINKED_HOST"])
+LINK = "Autodesk/webdeploy/production/Fusion"
+INFO_FILE = "Autodesk/Autodesk Fusion 360/API/AddIns/Velorin/Velorin_Info.txt"
+
+
+class LinkedHost(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = Path(folder.name).resolve()
+        self.data = self.folder / "the data"
+
+    def run_host(self, *arguments, program=LINKED_HOST, typed=None, cwd=None):
+        result = subprocess.run(
+            [program, *arguments], input=typed, capture_output=True, text=True, check=False,
+            timeout=60, cwd=cwd or self.folder,
+            env={**os.environ, "HOME": str(self.folder), "XDG_DATA_HOME": ""},
+        )
+        return result.returncode, result.stdout, result.stderr
+
+    def state(self, *arguments, **how):
+        status, out, said = self.run_host(*arguments, "-", typed="start\nstate\nstop\n", **how)
+        self.assertEqual((0, ""), (status, said))
+        return json.loads(next(line for line in out.splitlines() if line.startswith("{")))
+
+    def IsStartedAtThePlaceThatItReports(self):
+        state = self.state("--data", self.data)
+        self.assertEqual(str(self.data / INFO_FILE), state["infoFile"])
+        self.assertTrue((self.data / INFO_FILE).exists())
+        self.assertEqual(LINKED_HOST.resolve(), (self.data / LINK).readlink())
+
+    def PlaysWhatTheProgramPlays(self):
+        for scenario in ("first-starts", "failing-host"):
+            outputs = [
+                self.run_host("--data", self.folder / program.name, scenario, program=program)
+                for program in (HOST, LINKED_HOST)
+            ]
+            self.assertEqual(*[
+                (status, out.replace(str(self.folder / program.name), ""), said)
+                for program, (status, out, said) in zip((HOST, LINKED_HOST), outputs)
+            ])
+            self.assertEqual(0, outputs[0][0])
+
+    def TakesARelativeFolder(self):
+        state = self.state("--data", "the data")
+        self.assertEqual(str(self.data / INFO_FILE), state["infoFile"])
+
+    def TakesTheUsersFolder(self):
+        own = self.folder / ".local/share/velorin-substitute-host"
+        self.assertEqual(str(own / INFO_FILE), self.state()["infoFile"])
+        self.assertTrue((own / LINK).is_symlink())
+
+    def TakesAFolderBehindALink(self):
+        self.data.mkdir()
+        (self.folder / "link").symlink_to(self.data)
+        self.state("--data", self.folder / "link")
+        self.assertTrue((self.data / INFO_FILE).exists())
+
+    def TurnsALinkToAnotherHost(self):
+        link = self.data / LINK
+        link.parent.mkdir(parents=True)
+        link.symlink_to("/bin/false")
+        self.state("--data", self.data)
+        self.assertEqual(LINKED_HOST.resolve(), link.readlink())
+
+    def LeavesAnotherFileAlone(self):
+        host = self.data / LINK
+        host.parent.mkdir(parents=True)
+        host.write_text("a host")
+        status, _, said = self.run_host("--data", self.data, "first-starts")
+        self.assertEqual(2, status)
+        self.assertRegex(said, r"\Asubstitute-host: the link .*Fusion to the host cannot be made: [^\n]+\.\n\Z")
+        self.assertEqual("a host", host.read_text())
+
+    def RefusesAnotherExecutable(self):
+        status, out, said = self.run_host("--executable", "/x/Fusion", "--data", self.data)
+        self.assertEqual((2, ""), (status, out))
+        self.assertRegex(said, r"\Asubstitute-host: --executable is refused: [^\n]+\.\n\Z")
+        self.assertFalse(self.data.exists())
+
+
+if __name__ == "__main__":
+    unittest.main()
