@@ -194,7 +194,7 @@ Json Host::state() const {
   return state;
 }
 
-Notifier Host::notifier() {
+Notifier Host::notifier() const {
   return [this](core::EventHandler& handler, const std::function<void()>& call) {
     callAddIn([&] {
       interceptor_.trace.publish({{"event", "notify"}, {"handler", typeName(typeid(handler))}});
@@ -204,7 +204,7 @@ Notifier Host::notifier() {
 }
 
 // Every call into the add-in. An exception of any type ends here.
-void Host::callAddIn(const std::function<void()>& call) {
+void Host::callAddIn(const std::function<void()>& call) const {
   Json threw;
   try {
     call();

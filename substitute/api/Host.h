@@ -97,8 +97,8 @@ class SUBSTITUTE_API Host {
   Json state() const;
 
  private:
-  Notifier notifier();
-  void callAddIn(const std::function<void()>& call);
+  Notifier notifier() const;
+  void callAddIn(const std::function<void()>& call) const;
   ToolbarObject* firstToolbar() const;
   PaletteObject* palette(const std::string& id) const;
 

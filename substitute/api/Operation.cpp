@@ -16,7 +16,7 @@ std::string classOf(Operation operation) {
 
 const std::vector<std::string>& operationNames() {
   static const std::vector<std::string> names = {
-#define SUBSTITUTE_NAME(owner, operation) #owner "." #operation,
+#define SUBSTITUTE_NAME(owner, operation) std::string(#owner) + "." + #operation,
       SUBSTITUTE_OPERATIONS(SUBSTITUTE_NAME)
 #undef SUBSTITUTE_NAME
   };

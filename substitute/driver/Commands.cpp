@@ -27,6 +27,7 @@ const std::vector<std::pair<std::string, ObjectKind>> kinds = {
 
 std::vector<std::string> kindNames() {
   std::vector<std::string> names;
+  names.reserve(kinds.size());
   for (const auto& kind : kinds) names.push_back(kind.first);
   return names;
 }

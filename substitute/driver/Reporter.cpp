@@ -32,6 +32,7 @@ std::vector<std::string> titlesOfGone(const Collection<T>& all, const Changes& c
     if (former && all.find(id) == nullptr) titles[former->serial] = former->title;
   }
   std::vector<std::string> result;
+  result.reserve(titles.size());
   for (auto& title : titles) result.push_back(std::move(title.second));
   return result;
 }

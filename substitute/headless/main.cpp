@@ -65,7 +65,7 @@ std::vector<std::string> candidates(const std::string& typed) {
   words >> first;
   if (typed.find(' ') == std::string::npos) {
     std::vector<std::string> names = {"help", "quit"};
-    for (const CommandEntry& command : commands()) names.push_back(command.name);
+    for (const CommandEntry& command : commands()) names.emplace_back(command.name);
     return names;
   }
   const CommandEntry* const command = findCommand(first);
