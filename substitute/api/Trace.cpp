@@ -11,6 +11,10 @@ std::string line(const Json& json) {
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
+std::string indented(const Json& json) {
+  return json.dump(2, ' ', false, Json::error_handler_t::replace);
+}
+
 std::string typeName(const std::type_info& type) {
   int status = 0;
   const std::unique_ptr<char, decltype(&std::free)> name(

@@ -14,6 +14,9 @@ using Json = nlohmann::ordered_json;
 // `json` in one line; bytes that are not UTF-8 become U+FFFD.
 SUBSTITUTE_API std::string line(const Json& json);
 
+// The same, indented, for people.
+SUBSTITUTE_API std::string indented(const Json& json);
+
 // The name of a type, in the language's own spelling.
 SUBSTITUTE_API std::string typeName(const std::type_info& type);
 

@@ -1,13 +1,16 @@
 #include "substitute/driver/Commands.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <sstream>
 #include <system_error>
 #include <utility>
 
 #include "substitute/api/Host.h"
+#include "substitute/api/HostObjects.h"
 #include "substitute/driver/Expectation.h"
 #include "substitute/driver/Scenario.h"
 #include "substitute/driver/ScenarioRunner.h"
@@ -24,13 +27,6 @@ const std::vector<std::pair<std::string, ObjectKind>> kinds = {
     {"toolbar", ObjectKind::toolbar},
     {"plain-control", ObjectKind::plainControl},
 };
-
-std::vector<std::string> kindNames() {
-  std::vector<std::string> names;
-  names.reserve(kinds.size());
-  for (const auto& kind : kinds) names.push_back(kind.first);
-  return names;
-}
 
 // Throws ScenarioError for a name that is not one of kindNames().
 ObjectKind kindNamed(const std::string& name) {
@@ -165,10 +161,74 @@ void removeInfoFile(ScenarioRunner& runner, const Arguments& /*arguments*/) {
   if (!removed) runner.reporter().say("There is no info file.");
 }
 
-std::vector<std::string> faultWords() {
-  std::vector<std::string> words = operationNames();
-  words.insert(words.end(), {"null", "throw"});
+// Completion: the words for each command's arguments.
+
+using Words = std::vector<std::string>;
+
+template <class Collection>
+Words idsIn(const Collection& collection) {
+  Words ids;
+  for (const auto& item : collection.items()) ids.push_back(item->id());
+  return ids;
+}
+
+Words controlIds(const Host& host, bool showsCommand) {
+  Words ids;
+  for (const auto& toolbar : host.application().userInterface->toolbars->all.items()) {
+    for (const auto& control : toolbar->controls->all.items()) {
+      if (control->showsCommand() == showsCommand) ids.push_back(control->id());
+    }
+  }
+  return ids;
+}
+
+Words idsOf(const Host& host, ObjectKind kind) {
+  const UserInterfaceObject& ui = *host.application().userInterface;
+  switch (kind) {
+    case ObjectKind::palette:
+      return idsIn(ui.palettes->all);
+    case ObjectKind::definition:
+      return idsIn(ui.definitions->all);
+    case ObjectKind::control:
+    case ObjectKind::plainControl:
+      return controlIds(host, kind == ObjectKind::control);
+    case ObjectKind::toolbar:
+      return idsIn(ui.toolbars->all);
+  }
+  return {};
+}
+
+Words buttonWords(const Host& host, const Arguments& before) {
+  return before.empty() ? controlIds(host, true) : Words();
+}
+
+Words plantWords(const Host& /*host*/, const Arguments& before) {
+  Words names;
+  if (!before.empty()) return names;
+  for (const auto& kind : kinds) {
+    if (kind.second != ObjectKind::toolbar) names.push_back(kind.first);
+  }
+  return names;
+}
+
+Words removeWords(const Host& host, const Arguments& before) {
+  Words words;
+  if (before.empty()) {
+    for (const auto& kind : kinds) words.push_back(kind.first);
+  } else if (before.size() == 1) {
+    for (const auto& kind : kinds) {
+      if (kind.first == before[0]) words = idsOf(host, kind.second);
+    }
+  }
   return words;
+}
+
+Words faultWords(const Host& /*host*/, const Arguments& before) {
+  std::uint64_t nth = 0;
+  if (before.empty()) return operationNames();
+  if (before.size() == 1) return {"1", "2", "3", "null", "throw"};
+  if (before.size() == 2 && parseNumber(before[1], nth)) return {"null", "throw"};
+  return {};
 }
 
 constexpr ArgumentForm none = {0, 0};
@@ -191,7 +251,7 @@ const std::vector<CommandEntry>& commands() {
       {"unload", "", "unload without stop", none,
        [](Runner& runner, const Arguments&) { runner.unload(); }},
       {"click", "[ID]", "press the button (runTeachPalette): create and execute its command",
-       atMostOne, click},
+       atMostOne, click, nullptr, buttonWords},
       {"message", "[DATA]", "the learning page sends DATA, all bytes after the one space",
        restOfLine,
        [](Runner& runner, const Arguments& arguments) {
@@ -218,9 +278,9 @@ const std::vector<CommandEntry>& commands() {
       {"close", "", "the user closes the palette with its close button, which hides it", none,
        [](Runner& runner, const Arguments&) { setVisible(runner, false); }},
       {"plant", "KIND ID", "put a palette, definition, control or plain-control there", two, plant,
-       checkPlanted, kindNames},
+       checkPlanted, plantWords},
       {"remove", "KIND ID", "take one of these away, or a toolbar", two, remove,
-       [](const Arguments& arguments) { kindNamed(arguments[0]); }, kindNames},
+       [](const Arguments& arguments) { kindNamed(arguments[0]); }, removeWords},
       {"fail",
        "OPERATION [N] [null|throw]",
        "the N-th coming call of OPERATION (1) fails once",
@@ -234,7 +294,9 @@ const std::vector<CommandEntry>& commands() {
        checkExpectation, nullptr, true},
       {"reset", "", "remove the info file", none, removeInfoFile},
       {"state", "", "print the host's state as one line of JSON", none,
-       [](Runner& runner, const Arguments&) { runner.reporter().print(line(runner.state())); },
+       [](Runner& runner, const Arguments&) {
+         runner.reporter().print(runner.atPrompt ? indented(runner.state()) : line(runner.state()));
+       },
        nullptr, nullptr, true},
   };
   return all;
@@ -245,6 +307,28 @@ const CommandEntry* findCommand(const std::string& name) {
     if (name == entry.name) return &entry;
   }
   return nullptr;
+}
+
+std::vector<std::string> completions(const std::string& typed, const Host& host) {
+  Arguments words;
+  std::istringstream stream(typed);
+  for (std::string word; stream >> word;) words.push_back(word);
+  std::string begun;
+  if (!words.empty() && typed.back() != ' ') {
+    begun = words.back();
+    words.pop_back();
+  }
+  std::vector<std::string> found;
+  if (words.empty()) {
+    for (const CommandEntry& entry : commands()) found.emplace_back(entry.name);
+  } else if (const CommandEntry* const entry = findCommand(words[0]);
+             entry != nullptr && entry->words != nullptr) {
+    words.erase(words.begin());
+    found = entry->words(host, words);
+  }
+  const auto differs = [&](const std::string& word) { return word.rfind(begun, 0) != 0; };
+  found.erase(std::remove_if(found.begin(), found.end(), differs), found.end());
+  return found;
 }
 
 }  // namespace substitute

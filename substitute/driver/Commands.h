@@ -8,6 +8,7 @@
 
 namespace substitute {
 
+class Host;
 class ScenarioRunner;
 
 using Arguments = std::vector<std::string>;
@@ -36,8 +37,9 @@ struct CommandEntry {
   // Null: every argument is right.
   void (*check)(const Arguments& arguments) = nullptr;
 
-  // The words that arguments can be, for completion. Null: none is known.
-  std::vector<std::string> (*words)() = nullptr;
+  // The words that can stand behind the arguments `before`, for completion. Null when none is
+  // known.
+  std::vector<std::string> (*words)(const Host& host, const Arguments& before) = nullptr;
 
   // The command only prints: it is not printed itself, and no changes are reported.
   bool isQuery = false;
@@ -48,5 +50,9 @@ const std::vector<CommandEntry>& commands();
 
 // Null when there is no command of that name.
 const CommandEntry* findCommand(const std::string& name);
+
+// The words that can stand at the end of `typed`, a line whose last word may be only begun, as far
+// as they begin with it. None where anything can stand.
+std::vector<std::string> completions(const std::string& typed, const Host& host);
 
 }  // namespace substitute

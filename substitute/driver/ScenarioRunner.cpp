@@ -21,7 +21,7 @@ void ScenarioRunner::play(const Command& command) {
   place_ = command.place;
   ++commands_;
   if (entry.isQuery) return entry.play(*this, command.arguments);
-  if (echo) reporter_.print("> " + command.line);
+  if (!atPrompt) reporter_.print("> " + command.line);
   reporter_.forgetChanges();
   entry.play(*this, command.arguments);
   reporter_.reportChanges();

@@ -34,8 +34,9 @@ class ScenarioRunner {
   // True between `start` and `stop` or `unload`, whatever `run` returned.
   bool loaded() const { return addin_ != nullptr; }
 
-  // Whether each command is printed above its results.
-  bool echo = true;
+  // Somebody types the commands and reads what comes of them: no command is repeated, and the state
+  // is indented.
+  bool atPrompt = false;
 
   // For the actions of the commands.
   Host& host() { return host_; }

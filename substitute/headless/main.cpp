@@ -2,14 +2,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <clocale>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iostream>
 #include <optional>
-#include <sstream>
 
 #include "substitute/driver/CommandLine.h"
 #include "substitute/driver/CrashReport.h"
@@ -19,14 +17,7 @@
 #include "substitute/driver/OpenRecorder.h"
 #include "substitute/driver/ScenarioProcess.h"
 #include "substitute/driver/ScenarioRunner.h"
-
-// Without the line editor there is no prompt: a terminal is then like any other input.
-#if __has_include(<editline/readline.h>)
-#define HAS_LINE_EDITOR 1
-#include <editline/readline.h>
-#else
-#define HAS_LINE_EDITOR 0
-#endif
+#include "substitute/headless/Prompt.h"
 
 namespace {
 
@@ -45,85 +36,6 @@ void complain(const std::string& sentence) {
   std::cerr << "substitute-host: " << sentence << (sentence.back() == '.' ? "\n" : ".\n");
 }
 
-std::string commandList() {
-  std::ostringstream list;
-  list << "Commands of a scenario, one a line; # starts a comment line:\n";
-  for (const CommandEntry& command : commands()) {
-    const std::string usage = std::string(command.name) + " " + command.usage;
-    list << "  " << usage << std::string(usage.size() < 34 ? 34 - usage.size() : 1, ' ')
-         << command.help << '\n';
-  }
-  return list.str();
-}
-
-#if HAS_LINE_EDITOR
-// The words that can stand where the prompt's line editor asks: commands first, then what the
-// command takes.
-std::vector<std::string> candidates(const std::string& typed) {
-  std::istringstream words(typed);
-  std::string first;
-  words >> first;
-  if (typed.find(' ') == std::string::npos) {
-    std::vector<std::string> names = {"help", "quit"};
-    for (const CommandEntry& command : commands()) names.emplace_back(command.name);
-    return names;
-  }
-  const CommandEntry* const command = findCommand(first);
-  return command != nullptr && command->words != nullptr ? command->words()
-                                                         : std::vector<std::string>();
-}
-
-char* nextCandidate(const char* prefix, int state) {
-  static std::vector<std::string> names;
-  static std::size_t next;
-  if (state == 0) {
-    names = candidates(std::string(rl_line_buffer, static_cast<std::size_t>(rl_point)));
-    next = 0;
-  }
-  while (next < names.size()) {
-    const std::string& name = names[next++];
-    if (name.rfind(prefix, 0) == 0) return strdup(name.c_str());
-  }
-  return nullptr;
-}
-
-char** complete(const char* word, int /*begin*/, int /*end*/) {
-  rl_attempted_completion_over = 1;  // never file names
-  return rl_completion_matches(word, nextCandidate);
-}
-
-void prompt(ScenarioRunner& runner) {
-  runner.echo = false;
-  rl_readline_name = const_cast<char*>("substitute-host");
-  rl_attempted_completion_function = complete;
-  // Typed letters are more than ASCII; without a locale for them the line editor drops them.
-  if (std::string(setlocale(LC_CTYPE, "")) == "C") setlocale(LC_CTYPE, "C.UTF-8");
-  using_history();
-  std::cout << "The substitute host. 'help' lists the commands, 'quit' ends.\n";
-  while (char* const typed = readline("host> ")) {
-    const std::string line = typed;
-    std::free(typed);
-    std::string word;
-    std::istringstream(line) >> word;
-    if (word == "quit") return;
-    if (word == "help") {
-      std::cout << commandList();
-      continue;
-    }
-    if (line.empty()) continue;
-    add_history(line.c_str());
-    try {
-      runner.play(parseCommand(line));
-    } catch (const ScenarioError& error) {
-      complain(error.what());
-    }
-  }
-  std::cout << '\n';
-}
-#else
-void prompt(ScenarioRunner& /*player*/) {}
-#endif
-
 // Plays `commands`, or without them what is typed at the prompt. The result is the exit status.
 int play(HeadlessLine& values, const Commands* commands) {
   Host host(settingsFor(values, values.arguments));
@@ -140,7 +52,7 @@ int play(HeadlessLine& values, const Commands* commands) {
   if (expected) expected->begin(host);
   ScenarioRunner runner(host, values.addin, std::cout);
   if (commands == nullptr) {
-    prompt(runner);
+    runPrompt(runner);
   } else {
     for (const Command& command : *commands) runner.play(command);
   }
@@ -236,7 +148,7 @@ void checkOptionsForSeveral(const HeadlessLine& values) {
 }
 
 int playAsTyped(HeadlessLine& values) {
-  if (HAS_LINE_EDITOR != 0 && values.scenarios.empty() && isatty(STDIN_FILENO) == 1) {
+  if (hasPrompt && values.scenarios.empty() && isatty(STDIN_FILENO) == 1) {
     if (!values.junit.empty()) throw std::runtime_error("--junit goes with scenarios only");
     return playOrComplain(values, nullptr);
   }

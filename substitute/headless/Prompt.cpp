@@ -1,0 +1,220 @@
+#include "substitute/headless/Prompt.h"
+
+#if __has_include(<editline/readline.h>)
+#include <editline/readline.h>
+#define HAS_LINE_EDITOR 1
+#else
+#define HAS_LINE_EDITOR 0
+#endif
+#include <langinfo.h>
+
+#include <clocale>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <iostream>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+namespace substitute {
+
+const bool hasPrompt = HAS_LINE_EDITOR != 0;
+
+namespace {
+
+std::string row(const std::string& usage, const std::string& help) {
+  constexpr std::size_t width = 34;
+  return "  " + usage + std::string(usage.size() < width ? width - usage.size() : 1, ' ') + help +
+         "\n";
+}
+
+#if HAS_LINE_EDITOR
+constexpr int keptLines = 1000;
+
+struct PromptWord {
+  const char* name;
+  const char* usage;
+  const char* help;
+};
+
+// What the prompt understands besides the commands of a scenario.
+constexpr PromptWord promptWords[] = {
+    {"help", "[COMMAND]", "list the commands, or tell of one"},
+    {"quit", "", "unload the add-in and leave; so do exit and Ctrl-D"},
+    {"exit", "", "the same"},
+};
+
+const Host* completedHost = nullptr;
+volatile std::sig_atomic_t interrupted = 0;
+
+void onInterrupt(int /*signal*/) {
+  interrupted = 1;
+}
+
+// While it lives, Ctrl-C interrupts the reading of a line instead of ending the program.
+class InterruptGuard {
+ public:
+  InterruptGuard() {
+    struct sigaction action {};
+    action.sa_handler = onInterrupt;  // without SA_RESTART: the reading ends
+    sigaction(SIGINT, &action, &before_);
+  }
+  ~InterruptGuard() { sigaction(SIGINT, &before_, nullptr); }
+  InterruptGuard(const InterruptGuard&) = delete;
+  InterruptGuard& operator=(const InterruptGuard&) = delete;
+
+ private:
+  struct sigaction before_ {};
+};
+
+// Words are completed in UTF-8, whatever the environment says: a name of a locale that is not
+// installed, or another encoding, would make the line editor drop letters.
+void useUtf8() {
+  const char* const locale = std::setlocale(LC_CTYPE, "");
+  if (locale == nullptr || std::strcmp(nl_langinfo(CODESET), "UTF-8") != 0) {
+    std::setlocale(LC_CTYPE, "C.UTF-8");
+  }
+}
+
+std::vector<std::string> candidates(const std::string& typed) {
+  std::vector<std::string> found = completions(typed, *completedHost);
+  const auto space = typed.find(' ');
+  const bool namesCommand = space == std::string::npos;
+  const bool asksForHelp = typed.rfind("help ", 0) == 0;
+  const std::string begun = asksForHelp ? typed.substr(space + 1) : typed;
+  if (asksForHelp) found = completions(begun, *completedHost);
+  if (namesCommand || asksForHelp) {
+    for (const PromptWord& word : promptWords) {
+      if (std::string(word.name).rfind(begun, 0) == 0) found.emplace_back(word.name);
+    }
+  }
+  return found;
+}
+
+char* nextCandidate(const char* /*prefix*/, int state) {
+  static std::vector<std::string> found;
+  static std::size_t next;
+  if (state == 0) {
+    found = candidates(std::string(rl_line_buffer, static_cast<std::size_t>(rl_point)));
+    next = 0;
+  }
+  return next < found.size() ? strdup(found[next++].c_str()) : nullptr;
+}
+
+char** complete(const char* word, int /*begin*/, int /*end*/) {
+  rl_attempted_completion_over = 1;  // never file names
+  return rl_completion_matches(word, nextCandidate);
+}
+
+// The file of typed lines; empty where the user has no folder for it.
+std::string historyFile() {
+  const char* const state = std::getenv("XDG_STATE_HOME");
+  const char* const home = std::getenv("HOME");
+  fs::path folder;
+  if (state != nullptr && *state != '\0') {
+    folder = state;
+  } else if (home != nullptr && *home != '\0') {
+    folder = fs::path(home) / ".local/state";
+  } else {
+    return "";
+  }
+  folder /= "velorin-substitute-host";
+  std::error_code error;
+  fs::create_directories(folder, error);
+  return error ? "" : (folder / "history").string();
+}
+
+// The next line; nothing at the end of input. A line that Ctrl-C has dropped is empty.
+std::optional<std::string> readLine() {
+  const InterruptGuard guard;
+  interrupted = 0;
+  char* const typed = readline("host> ");
+  if (interrupted != 0) {
+    std::free(typed);
+    std::cout << '\n';
+    return "";
+  }
+  if (typed == nullptr) {
+    std::cout << '\n';
+    return {};
+  }
+  std::string line = typed;
+  std::free(typed);
+  return line;
+}
+
+void tellHelp(const std::string& name) {
+  const bool all = name.empty();
+  if (all) std::cout << commandList();
+  std::ostringstream list;
+  for (const PromptWord& word : promptWords) {
+    if (all || name == word.name) {
+      list << row(std::string(word.name) + " " + word.usage, word.help);
+    }
+  }
+  if (const CommandEntry* const entry = findCommand(name)) {
+    list << row(std::string(entry->name) + " " + entry->usage, entry->help);
+  }
+  if (list.str().empty()) {
+    std::cerr << "'" << name << "' is not a command; 'help' lists them.\n";
+  } else {
+    std::cout << (all ? "At the prompt also:\n" : "") << list.str();
+  }
+}
+
+#endif
+
+}  // namespace
+
+#if HAS_LINE_EDITOR
+void runPrompt(ScenarioRunner& runner) {
+  runner.atPrompt = true;
+  completedHost = &runner.host();
+  useUtf8();
+  rl_readline_name = const_cast<char*>("substitute-host");
+  rl_attempted_completion_function = complete;
+  rl_catch_signals = 0;
+  using_history();
+  const std::string history = historyFile();
+  if (!history.empty()) read_history(history.c_str());
+  stifle_history(keptLines);
+  std::cout << "'help' lists the commands, 'quit' ends.\n";
+  while (const std::optional<std::string> line = readLine()) {
+    std::string word;
+    std::string argument;
+    std::istringstream(*line) >> word >> argument;
+    if (word == "quit" || word == "exit") break;
+    if (word.empty()) continue;
+    add_history(line->c_str());
+    if (word == "help") {
+      tellHelp(argument);
+      continue;
+    }
+    try {
+      runner.play(parseCommand(*line));
+    } catch (const ScenarioError& error) {
+      std::cerr << error.what() << ".\n";
+    }
+  }
+  if (runner.loaded()) runner.unload();
+  if (!history.empty()) write_history(history.c_str());
+}
+
+#else
+void runPrompt(ScenarioRunner& /*runner*/) {}
+#endif
+
+std::string commandList() {
+  std::string list = "Commands of a scenario, one a line; # starts a comment line:\n";
+  for (const CommandEntry& entry : commands()) {
+    list += row(std::string(entry.name) + " " + entry.usage, entry.help);
+  }
+  return list;
+}
+
+}  // namespace substitute
