@@ -12,12 +12,12 @@ function(add_addin_library target file exports)
   export_only_listed_names(${target} ${exports})
   # What nothing reaches is left out there: a segment that is a little too large costs 16 KB more.
   target_link_options(${target} PRIVATE $<$<PLATFORM_ID:Darwin>:LINKER:-dead_strip>)
-  if(CMAKE_SYSTEM_NAME STREQUAL "Darwin" AND CMAKE_STRIP)
-    # The host needs the exported names alone.
-    add_custom_command(TARGET ${target} POST_BUILD
-      COMMAND ${CMAKE_STRIP} -x $<TARGET_FILE:${target}> VERBATIM)
-  endif()
   if(COMMAND check_exceptions)
     check_exceptions(${target})
+  endif()
+  if(CMAKE_SYSTEM_NAME STREQUAL "Darwin" AND CMAKE_STRIP)
+    # The host needs the exported names alone; what checks the exceptions needs them all.
+    add_custom_command(TARGET ${target} POST_BUILD
+      COMMAND ${CMAKE_STRIP} -x $<TARGET_FILE:${target}> VERBATIM)
   endif()
 endfunction()

@@ -16,7 +16,7 @@
 same_functions:
 
 // Files and folders
-same access, chdir, chmod, close, dup, dup2, fchmod, fdopendir, ftruncate, getcwd, isatty
+same access, chdir, chmod, close, dup, dup2, fchmod, fdopendir, flock, ftruncate, getcwd, isatty
 same link, mkdir, mkdtemp, mkstemp, opendir, pipe, read, readlink, rmdir, symlink, truncate
 same write
 

@@ -1,72 +1,14 @@
 // substitute-host as people and programs type it.
-#include <sys/wait.h>
-
 #include <algorithm>
-#include <sstream>
 
-#include "tests/AddInFixture.h"
+#include "tests/HostProgram.h"
 
 namespace fs = std::filesystem;
 using substitute::Json;
 
 namespace {
 
-struct Result {
-  int status = -1;
-  std::string output;
-  std::string errors;
-};
-
-class CommandLine : public testing::Test {
- protected:
-  // Runs substitute-host with the host installed in `folder`.
-  Result run(const std::string& arguments, const std::string& input = "") {
-    return runAsTyped("--data '" + folder.path() + "/data' " + arguments, input);
-  }
-
-  Result runAsTyped(const std::string& arguments, const std::string& input = "") {
-    writeFile(folder.path() + "/in", input);
-    const std::string command =
-        "cd '" + folder.path() +
-        "' && exec <in && HOME=\"$PWD\" XDG_DATA_HOME= '" VELORIN_SUBSTITUTE_HOST "' " + arguments +
-        " >out 2>err";
-    Result result;
-    const int status = system(command.c_str());
-    if (WIFEXITED(status)) result.status = WEXITSTATUS(status);
-    result.output = readFile(folder.path() + "/out");
-    result.errors = readFile(folder.path() + "/err");
-    return result;
-  }
-
-  // One sentence on standard error, nothing on standard output, and nothing begun.
-  void expectRefused(const Result& result, int status, const std::string& words) {
-    EXPECT_EQ(result.status, status);
-    EXPECT_EQ(result.output, "");
-    EXPECT_EQ(result.errors.rfind("substitute-host: ", 0), 0U) << result.errors;
-    EXPECT_NE(result.errors.find(words), std::string::npos) << result.errors;
-    EXPECT_EQ(std::count(result.errors.begin(), result.errors.end(), '\n'), 1) << result.errors;
-    EXPECT_FALSE(fs::exists(folder.path() + "/data"));
-  }
-
-  // The lines of the output that are JSON: what `state` printed.
-  static std::vector<Json> states(const Result& result) {
-    std::vector<Json> all;
-    std::istringstream lines(result.output);
-    for (std::string line; std::getline(lines, line);) {
-      if (line.rfind('{', 0) == 0) all.push_back(Json::parse(line));
-    }
-    return all;
-  }
-
-  std::vector<Json> trace(const std::string& file) {
-    std::vector<Json> all;
-    std::istringstream lines(readFile(folder.path() + "/" + file));
-    for (std::string line; std::getline(lines, line);) all.push_back(Json::parse(line));
-    return all;
-  }
-
-  TemporaryFolder folder;
-};
+class CommandLine : public HostProgram {};
 
 }  // namespace
 
@@ -75,8 +17,9 @@ TEST_F(CommandLine, HelpNamesEveryOptionAndCommand) {
   EXPECT_EQ(result.status, 0);
   for (const char* const option :
        {"--addin", "--data", "--no-addin-folder", "--executable", "--language", "--entitlement",
-        "--offline", "--trace", "--expect-trace", "--strict", "--timeout", "--junit",
-        "--system-open", "--help", "--version", "SCENARIO"}) {
+        "--offline", "--trace", "--expect-trace", "--strict", "--timeout", "--junit", "--fresh",
+        "--system-open", "--list-scenarios", "--list-operations", "--help", "--version",
+        "SCENARIO"}) {
     EXPECT_NE(result.output.find(option), std::string::npos) << option;
   }
   for (const char* const command :
@@ -159,8 +102,8 @@ TEST_F(CommandLine, EveryKindOfWrongLineIsRefused) {
                                  "message-null x",
                                  "online now",
                                  "hide it"}) {
-    const Result result = run("-", "start\n" + std::string(line) + "\n");
-    expectRefused(result, 2, "standard input:2: ");
+    writeFile(folder.path() + "/wrong", "start\n" + std::string(line) + "\n");
+    expectRefused(run("wrong"), 2, "wrong:2: ");
   }
 }
 
@@ -193,8 +136,8 @@ TEST_F(CommandLine, AFolderThatCannotBeMadeIsRefused) {
   EXPECT_NE(result.errors.find("cannot be made"), std::string::npos) << result.errors;
 }
 
-TEST_F(CommandLine, WithoutScenarioTheFirstStartsArePlayed) {
-  const Result result = run("");
+TEST_F(CommandLine, TheFirstStartsAreFoundByTheirName) {
+  const Result result = run("first-starts");
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.errors, "");
   const std::string text = result.output;
@@ -218,12 +161,6 @@ TEST_F(CommandLine, WithoutScenarioTheFirstStartsArePlayed) {
   EXPECT_EQ(count("open ran with 1 argument"), 2U);
   EXPECT_EQ(count("It holds nothing of the host any more."), 5U);
   EXPECT_NE(text.find(" / 5\n"), std::string::npos);
-}
-
-TEST_F(CommandLine, AScenarioIsFoundByItsName) {
-  const Result result = run("first-starts");
-  EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.output.rfind("\n# First start, online.", 0), 0U);
 }
 
 TEST_F(CommandLine, TheStateIsOneLineOfJson) {
@@ -380,14 +317,6 @@ TEST_F(CommandLine, TheExecutableIsReportedByteForByte) {
   EXPECT_EQ(infoFile, folder.path() +
                           "/x\\y/Autodesk/Autodesk Fusion 360/API/AddIns/Velorin/Velorin_Info.txt");
   EXPECT_TRUE(fs::exists(infoFile));
-}
-
-TEST_F(CommandLine, WithoutDataAFolderOfTheUsersIsTaken) {
-  const Result result = runAsTyped("-", "state\n");
-  EXPECT_EQ(result.status, 0) << result.errors;
-  EXPECT_EQ(states(result).at(0)["infoFile"].get<std::string>().rfind(
-                folder.path() + "/.local/share/velorin-substitute-host/", 0),
-            0U);
 }
 
 TEST_F(CommandLine, TheSystemsOpenCanRun) {

@@ -42,7 +42,9 @@ class LinkedHost(unittest.TestCase):
     def PlaysWhatTheProgramPlays(self):
         for scenario in ("first-starts", "failing-host"):
             outputs = [
-                self.run_host("--data", self.folder / program.name, scenario, program=program)
+                self.run_host(
+                    "--data", self.folder / program.name / scenario, scenario, program=program
+                )
                 for program in (HOST, LINKED_HOST)
             ]
             self.assertEqual(*[
@@ -55,10 +57,17 @@ class LinkedHost(unittest.TestCase):
         state = self.state("--data", "the data")
         self.assertEqual(str(self.data / INFO_FILE), state["infoFile"])
 
-    def TakesTheUsersFolder(self):
-        own = self.folder / ".local/share/velorin-substitute-host"
-        self.assertEqual(str(own / INFO_FILE), self.state()["infoFile"])
-        self.assertTrue((own / LINK).is_symlink())
+    def PlaysAScenarioInAFreshFolder(self):
+        info_file = self.state()["infoFile"]
+        self.assertTrue(info_file.endswith(INFO_FILE))
+        self.assertFalse(Path(info_file.removesuffix(INFO_FILE)).exists())
+
+    def PlaysSeveralScenariosEachByItself(self):
+        names = ("first-starts", "page-messages")
+        self.assertEqual(
+            (0, "".join(f"passed: {name}\n" for name in names) + "2 passed, 0 failed\n", ""),
+            self.run_host("--language", "1", "--strict", *names),
+        )
 
     def TakesAFolderBehindALink(self):
         self.data.mkdir()

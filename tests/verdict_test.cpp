@@ -287,7 +287,7 @@ TEST_F(Verdict, TheResultOfOneScenarioIsWritten) {
   EXPECT_EQ(result.status, 3);
   EXPECT_EQ(result.verdict(), "3 commands, 1 expectations, 1 failed\n");
   const std::string xml = readFile(folder.path() + "/r.xml");
-  EXPECT_NE(xml.find("&lt;&amp;&quot;\xEF\xBF\xBD\xEF\xBF\xBD"), std::string::npos) << xml;
+  EXPECT_NE(xml.find("&lt;&amp;&quot;\\u0001\xEF\xBF\xBD"), std::string::npos) << xml;
   EXPECT_EQ(playWith("abort", "start\n", "--junit r.xml").status, -SIGABRT);
   EXPECT_NE(readFile(folder.path() + "/r.xml").find("ended by signal 6"), std::string::npos);
   EXPECT_EQ(play("start\n", "--junit nowhere/r.xml").status, 2);

@@ -12,7 +12,6 @@
 #include <QMessageBox>
 #include <QStatusBar>
 #include <algorithm>
-#include <fstream>
 #include <limits>
 
 #include "substitute/api/HostObjects.h"
@@ -21,6 +20,7 @@
 #include "substitute/desktop/PaletteDock.h"
 #include "substitute/desktop/TracePanel.h"
 #include "substitute/desktop/WebPage.h"
+#include "substitute/driver/Installation.h"
 #include "substitute/driver/Velorin.h"
 
 namespace substitute {
@@ -40,16 +40,6 @@ int dockingState(Qt::DockWidgetArea area) {
     if (dockArea(state) == area) return state;
   }
   return 0;
-}
-
-// The second line of the info file, which counts the starts.
-QString startsIn(const std::string& infoFile) {
-  std::ifstream file(infoFile);
-  std::string date;
-  std::string count;
-  std::getline(file, date);
-  std::getline(file, count);
-  return text(count.substr(0, 12));
 }
 
 }  // namespace
@@ -356,7 +346,7 @@ void MainWindow::refreshStatusBar() {
   const auto dot = [](const char* colour, const QString& word) {
     return QStringLiteral("<span style='color:%1'>●</span>&nbsp;&nbsp;%2").arg(colour, word);
   };
-  const QString starts = startsIn(infoFileOf(host_));
+  const QString starts = text(startsIn(infoFileOf(host_)));
   addinLabel_->setText(
       (runner_.loaded() ? tr("Add-in running") : tr("Add-in stopped")) +
       (starts.isEmpty() ? QString() : tr(", counter %1").arg(starts.toHtmlEscaped())));

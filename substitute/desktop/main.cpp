@@ -4,10 +4,15 @@
 #include <unistd.h>
 
 #include <QApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QImageWriter>
+#include <QSocketNotifier>
 #include <QStatusBar>
 #include <QTimer>
 #include <cstdio>
 #include <cstdlib>
+#include <deque>
 #include <functional>
 #include <iostream>
 #include <memory>
@@ -22,8 +27,11 @@
 #include "substitute/driver/CrashReport.h"
 #include "substitute/driver/ExitStatus.h"
 #include "substitute/driver/Files.h"
+#include "substitute/driver/Installation.h"
 #include "substitute/driver/OpenRecorder.h"
 #include "substitute/driver/ScenarioRunner.h"
+#include "substitute/driver/Text.h"
+#include "substitute/driver/UsageError.h"
 
 namespace {
 
@@ -36,14 +44,17 @@ constexpr int paintTime = 700;
 constexpr int longestWait = 20000;
 
 struct DesktopLine : CommandLine {
+  std::string scenario;
   std::string screenshot;
   std::string theme;
   std::string site;
   bool quit = false;
 };
 
-void complain(const std::string& sentence) {
-  std::cerr << "substitute-desktop: " << sentence << (sentence.back() == '.' ? "\n" : ".\n");
+constexpr const char* program = "substitute-desktop";
+
+std::string refuseNoTheme(const std::string& value) {
+  return value == "light" || value == "dark" ? "" : "'" + value + "' is not light or dark";
 }
 
 // Whether Qt finds a screen. It ends the process where it does not, so a child of this one tries.
@@ -94,36 +105,104 @@ void dropWordsAboutTheScreen() {
       });
 }
 
-// Plays the commands one after the other, then calls `done`.
+// Plays commands one after the other, then calls `done`.
 class Playing : public QObject {
  public:
-  Playing(MainWindow& window, std::vector<Command> commands, int pause, std::function<void()> done)
-      : window_(window), commands_(std::move(commands)), done_(std::move(done)) {
+  // After `commands`, and when `input` is true, the lines of standard input as they arrive.
+  Playing(MainWindow& window, std::vector<Command> commands, bool input, int pause,
+          std::function<void()> done)
+      : window_(window),
+        commands_(commands.begin(), commands.end()),
+        inputEnded_(!input),
+        done_(std::move(done)) {
     timer_.setSingleShot(true);
     timer_.setInterval(pause);
     connect(&timer_, &QTimer::timeout, this, [this] { step(); });
+    if (input) {
+      notifier_.emplace(STDIN_FILENO, QSocketNotifier::Read);
+      connect(&*notifier_, &QSocketNotifier::activated, this, [this] { readInput(); });
+    }
     QTimer::singleShot(0, this, [this] { step(); });
   }
 
  private:
   void step() {
     // A comment takes no time.
-    while (next_ < commands_.size() && commands_[next_].name.empty())
-      window_.play(commands_[next_++]);
-    if (next_ == commands_.size()) return done_();
-    if (!window_.play(commands_[next_++])) {
-      complain(window_.statusBar()->currentMessage().toStdString());
-      return QCoreApplication::exit(exit_status::cannotLoad);
+    while (!commands_.empty() && commands_.front().name.empty()) playFirst();
+    waits_ = commands_.empty();
+    if (waits_) {
+      if (inputEnded_) end();
+    } else if (playFirst()) {
+      timer_.start();
+    } else {
+      complain(program, window_.statusBar()->currentMessage().toStdString());
+      QCoreApplication::exit(exit_status::cannotLoad);
     }
-    timer_.start();
+  }
+
+  bool playFirst() {
+    const Command command = std::move(commands_.front());
+    commands_.pop_front();
+    return window_.play(command);
+  }
+
+  // What was played before a wrong line stays.
+  void end() {
+    if (inputError_.empty()) return done_();
+    complain(program, inputError_);
+    QCoreApplication::exit(exit_status::wrongInput);
+  }
+
+  void readInput() {
+    char bytes[4096];
+    const ssize_t count = ::read(STDIN_FILENO, bytes, sizeof bytes);
+    if (count > 0) input_.append(bytes, static_cast<std::size_t>(count));
+    if (count < 0) inputError_ = "standard input cannot be read";
+    inputEnded_ = count <= 0;
+    if (count == 0 && !input_.empty()) input_ += '\n';
+    try {
+      for (auto end = input_.find('\n'); end != std::string::npos; end = input_.find('\n')) {
+        const std::string line = input_.substr(0, end);
+        input_.erase(0, end + 1);
+        commands_.push_back(reader_.read(line));
+      }
+    } catch (const ScenarioError& error) {
+      inputError_ = error.what() + ("; see " + error.option());
+      inputEnded_ = true;
+    }
+    if (inputEnded_) notifier_->setEnabled(false);
+    if (waits_) step();
   }
 
   MainWindow& window_;
-  std::vector<Command> commands_;
-  std::size_t next_ = 0;
+  std::deque<Command> commands_;
+  std::optional<QSocketNotifier> notifier_;
+  ScenarioReader reader_{"standard input"};
+  std::string input_;  // what has arrived of the next lines
+  std::string inputError_;
+  bool inputEnded_;
+  bool waits_ = false;
   std::function<void()> done_;
   QTimer timer_;
 };
+
+// Throws UsageError when no picture can be saved under that name.
+void checkScreenshot(const std::string& file) {
+  if (file.empty()) return;
+  const QFileInfo picture(QString::fromStdString(file));
+  const QByteArray format = picture.suffix().toLower().toLatin1();
+  const QList<QByteArray> formats = QImageWriter::supportedImageFormats();
+  if (!formats.contains(format)) {
+    std::vector<std::string> names;
+    for (const QByteArray& name : formats) names.push_back(name.toStdString());
+    throw UsageError("no screenshot can be saved as " + file + "; the formats are " +
+                     listed(names));
+  }
+  if (!picture.absoluteDir().exists()) {
+    throw UsageError("there is no folder for the screenshot " + file);
+  }
+  if (picture.isDir()) throw UsageError("the screenshot " + file + " is a folder");
+}
 
 // Waits for the pages, then saves a picture of the window and ends the program.
 void takeScreenshot(MainWindow& window, const QString& file) {
@@ -133,10 +212,10 @@ void takeScreenshot(MainWindow& window, const QString& file) {
     if (!window.settled() && --*left > 0) return;
     watch->stop();
     const bool complete = window.settled();
-    if (!complete) complain("a page was still loading when the screenshot was taken");
+    if (!complete) complain(program, "a page was still loading when the screenshot was taken");
     QTimer::singleShot(paintTime, &window, [&window, file, complete] {
       const bool saved = window.grab().save(file);
-      if (!saved) complain("the screenshot cannot be written to " + file.toStdString());
+      if (!saved) complain(program, "the screenshot cannot be written to " + file.toStdString());
       QCoreApplication::exit(saved && complete ? EXIT_SUCCESS : exit_status::wrongInput);
     });
   });
@@ -145,14 +224,28 @@ void takeScreenshot(MainWindow& window, const QString& file) {
 
 int show(DesktopLine& values, int& argc, char** argv) {
   const bool plays = !values.scenario.empty();
+  const bool readsInput = values.scenario == "-";
   const bool ends = values.quit || !values.screenshot.empty();
-  const Settings settings = settingsFor(values, argv);
+  std::vector<Command> commands;
+  if (!plays) {
+    commands = {parseCommand("start")};
+  } else if (readsInput) {
+    checkInput();
+  } else {
+    commands = readScenario(values.scenario);
+  }
   findScreen(ends, argc, argv);
   if (qgetenv("QT_QPA_PLATFORM") == "offscreen") dropWordsAboutTheScreen();
-  std::vector<Command> commands =
-      plays ? readScenario(values.scenario) : std::vector<Command>{parseCommand("start")};
-  Host host(settings);
-  const CrashReport crashReport(host, "substitute-desktop", values.addin, values.timeout);
+  QApplication application(argc, argv);
+  QApplication::setApplicationName(program);
+  checkScreenshot(values.screenshot);
+
+  const Installation installation(values, plays, {argv, argv + argc});
+  Host host(installation.settings());
+  if (!values.trace.empty()) {
+    checkTrace(values, plays ? std::vector{values.scenario} : std::vector<std::string>(), host);
+  }
+  const CrashReport crashReport(host, program, values.addin, values.timeout);
   std::optional<OpenRecorder> recorder;
   if (!values.systemOpen) recorder.emplace(host);
   { const AddIn known(values.addin); }  // what cannot be loaded is told before a window opens
@@ -160,13 +253,19 @@ int show(DesktopLine& values, int& argc, char** argv) {
   if (!values.expectedTrace.empty()) expected.emplace(values.expectedTrace);
   std::optional<TraceFile> trace;
   if (!values.trace.empty()) trace.emplace(values.trace);
-  installAddinFolder(values, host);
+  installation.addFolder(host);
   if (trace) trace->begin(host);
   if (expected) expected->begin(host);
+  const std::string place = installation.description(host);
+  if (!place.empty()) std::cout << place << std::endl;
   ScenarioRunner runner(host, values.addin, std::cout);
+  Signal<std::string>::Subscription complaints;
+  if (recorder) {
+    complaints = recorder->shellComplained.subscribe([&runner](const std::string& complaint) {
+      runner.reporter().say("The shell complains: " + complaint + ".");
+    });
+  }
 
-  QApplication application(argc, argv);
-  QApplication::setApplicationName("substitute-desktop");
   const Theme theme = values.theme.empty()     ? systemTheme()
                       : values.theme == "dark" ? Theme::dark
                                                : Theme::light;
@@ -180,16 +279,19 @@ int show(DesktopLine& values, int& argc, char** argv) {
   // What is played is played to its end and no further.
   window.setStopsAtEnd(!ends);
   window.show();
-  const Playing playing(window, std::move(commands), ends || !plays ? 0 : stepPause, [&] {
-    if (!values.screenshot.empty()) {
-      takeScreenshot(window, QString::fromStdString(values.screenshot));
-    } else if (values.quit) {
-      QCoreApplication::exit(EXIT_SUCCESS);
-    }
-  });
+  const Playing playing(window, std::move(commands), readsInput, ends || !plays ? 0 : stepPause,
+                        [&] {
+                          if (!values.screenshot.empty()) {
+                            takeScreenshot(window, QString::fromStdString(values.screenshot));
+                          } else if (values.quit) {
+                            QCoreApplication::exit(EXIT_SUCCESS);
+                          }
+                        });
   const int status = QApplication::exec();
   bool passed = true;
-  if (plays) passed = runner.conclude(values.strict, expected ? &*expected : nullptr);
+  if (plays && status == EXIT_SUCCESS) {
+    passed = runner.conclude(values.strict, expected ? &*expected : nullptr);
+  }
   if (trace && !trace->good()) throw std::runtime_error("the trace could not be written in full");
   return status == EXIT_SUCCESS && !passed ? exit_status::failed : status;
 }
@@ -200,43 +302,34 @@ int main(int argc, char** argv) {
   DesktopLine values;
   CLI::App parser(
       "Shows the add-in in a host made for it: a window with toolbar, palettes and their pages.",
-      "substitute-desktop");
+      program);
   parser.set_version_flag("--version", "substitute-desktop " VELORIN_VERSION);
   addOptions(parser, values);
-  parser
-      .add_option("--play", values.scenario,
-                  "play a file, a name (first-starts), or - for standard input; else start the "
-                  "add-in")
-      ->type_name("SCENARIO")
-      ->check(refuseEmpty);
   parser.add_flag("--quit", values.quit, "leave when the scenario has been played");
   parser
       .add_option("--screenshot", values.screenshot,
                   "save a picture of the window when the scenario has been played, and leave")
-      ->type_name("FILE");
+      ->type_name("FILE")
+      ->check(refuseEmpty);
   parser.add_option("--theme", values.theme, "light or dark; the desktop's if left out")
       ->type_name("THEME")
-      ->check(CLI::IsMember({"light", "dark"}).description(""));
+      ->check(refuseNoTheme);
   parser
       .add_option("--site", values.site,
                   "the folder shown as the learning site; the sample page if left out")
-      ->type_name("DIR");
-  try {
-    parser.parse(argc, argv);
-  } catch (const CLI::Success& done) {
-    return parser.exit(done);
-  } catch (const CLI::ParseError& error) {
-    complain(error.what());
-    return exit_status::wrongInput;
-  }
+      ->type_name("DIR")
+      ->check(refuseEmpty);
+  parser
+      .add_option("SCENARIO", values.scenario,
+                  "what to play: a file, a name (first-starts), or - for standard input; if left "
+                  "out, the add-in is started")
+      ->option_text(" ")
+      ->check(refuseEmpty);
+  if (const auto status = readCommandLine(parser, values, argc, argv)) return *status;
   try {
     int count = 1;  // the options are read; none is Qt's
     return show(values, count, argv);
-  } catch (const LoadError& error) {
-    complain(error.what());
-    return exit_status::cannotLoad;
-  } catch (const std::exception& error) {
-    complain(error.what());
-    return exit_status::wrongInput;
+  } catch (const std::exception&) {
+    return complainOfException(program);
   }
 }

@@ -2,7 +2,9 @@
 
 #include <dlfcn.h>
 
+#include <cerrno>
 #include <filesystem>
+#include <fstream>
 #include <system_error>
 
 #include "substitute/api/Host.h"
@@ -22,6 +24,38 @@ void unload(void* library) {
   dlclose(library);
 }
 
+// What stands in `text` between `before` and the next of `ends`; empty when that is not there.
+std::string between(const std::string& text, const std::string& before, const char* ends) {
+  const auto found = text.find(before);
+  if (found == std::string::npos) return "";
+  const auto begin = found + before.size();
+  return text.substr(begin, text.find_first_of(ends, begin) - begin);
+}
+
+// Why the loader refuses `file`. `said` is what the loader says, which is meant for those who know
+// it: it is told in other words.
+std::string whyRefused(const std::string& file, const std::string& said) {
+  std::error_code unknown;
+  if (std::filesystem::is_directory(file, unknown)) return "it is a folder";
+  errno = 0;
+  std::ifstream input(file, std::ios::binary);
+  if (!input) return std::generic_category().message(errno);
+#ifdef __ELF__
+  std::string magic(4, ' ');
+  input.read(magic.data(), 4);
+  if (magic !=
+      "\x7f"
+      "ELF")
+    return "it is no library of this system";
+#endif
+  const std::string symbol = between(said, "undefined symbol: ", " \t(,");
+  if (!symbol.empty()) return "it needs " + symbol + ", which no library has";
+  if (said.find("cannot open shared object file") != std::string::npos) {
+    return "it needs the library " + said.substr(0, said.find(':')) + ", which is not found";
+  }
+  return "the system's loader refuses it";
+}
+
 }  // namespace
 
 // A name without a slash would be looked for on the system's library path.
@@ -36,7 +70,8 @@ AddIn::AddIn(std::string file) : file_(std::move(file)) {
   }
   library_ = load(loadedAs(file_));
   if (library_ == nullptr) {
-    throw LoadError("the library " + file_ + " cannot be loaded: " + dlerror());
+    const std::string why = whyRefused(file_, dlerror());
+    throw LoadError("the library " + file_ + " cannot be loaded: " + why);
   }
   try {
     run_ = entryPoint("run");

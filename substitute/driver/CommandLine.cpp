@@ -1,32 +1,147 @@
 #include "substitute/driver/CommandLine.h"
 
-#include <filesystem>
+#include <algorithm>
+#include <charconv>
+#include <cstdlib>
 #include <iostream>
 #include <stdexcept>
 
+#include "substitute/api/Operation.h"
+#include "substitute/driver/AddIn.h"
+#include "substitute/driver/Commands.h"
+#include "substitute/driver/ExitStatus.h"
 #include "substitute/driver/Files.h"
-#include "substitute/driver/Program.h"
-
-namespace fs = std::filesystem;
+#include "substitute/driver/Text.h"
+#include "substitute/driver/UsageError.h"
 
 namespace substitute {
 
+namespace {
+
+std::string refuseNoLanguage(const std::string& value) {
+  return parseLanguage(value) ? "" : notALanguage(value);
+}
+
+std::string refuseNoTime(const std::string& value) {
+  constexpr unsigned longest = 1000000;
+  unsigned seconds = 0;
+  const char* const end = value.data() + value.size();
+  const auto [rest, error] = std::from_chars(value.data(), end, seconds);
+  if (error == std::errc() && rest == end && seconds >= 1 && seconds <= longest) return "";
+  return "'" + value + "' is not a number of seconds from 1 to " + std::to_string(longest);
+}
+
+bool takesValue(const CLI::Option& option) {
+  return option.get_expected_max() > 0;
+}
+
+std::vector<std::string> optionNames(const CLI::App& parser) {
+  std::vector<std::string> names;
+  for (const CLI::Option* const option : parser.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  }
+  return names;
+}
+
+// The known option that `argument` is or begins with; null when it is something else.
+const CLI::Option* optionIn(const CLI::App& parser, const std::string& argument) {
+  if (argument.size() < 2 || argument[0] != '-' || argument == "--") return nullptr;
+  return parser.get_option_no_throw(argument.substr(0, argument.find('=')));
+}
+
+// The arguments, each option's value with the option, so that none is taken for another: CLI11
+// takes the next word for the value of "--name=". Throws UsageError.
+std::vector<std::string> joined(const CLI::App& parser, const std::vector<std::string>& arguments) {
+  std::vector<std::string> result;
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    const std::string& argument = arguments[i];
+    if (argument == "--") {
+      result.insert(result.end(), arguments.begin() + static_cast<std::ptrdiff_t>(i),
+                    arguments.end());
+      break;
+    }
+    const bool isOption = argument.size() > 1 && argument[0] == '-';
+    if (!isOption) {
+      result.push_back(argument);
+      continue;
+    }
+    const auto equals = argument.find('=');
+    const std::string name = argument.substr(0, equals);
+    const CLI::Option* const option = optionIn(parser, argument);
+    if (option == nullptr) {
+      throw UsageError("there is no option " + name + "; the nearest are " +
+                       listed(nearest(name, optionNames(parser))));
+    }
+    if (!takesValue(*option)) {
+      if (equals != std::string::npos) throw UsageError(name + " takes no value");
+      result.push_back(name);
+      continue;
+    }
+    std::string value;
+    if (equals != std::string::npos) {
+      value = argument.substr(equals + 1);
+    } else if (i + 1 < arguments.size() && arguments[i + 1] != "--" &&
+               optionIn(parser, arguments[i + 1]) == nullptr) {
+      value = arguments[++i];
+    } else {
+      throw UsageError(name + " wants a value, " + option->get_type_name());
+    }
+    if (value.empty()) {
+      result.push_back(name);
+      result.push_back(value);
+    } else {
+      result.push_back(name + "=" + value);
+    }
+  }
+  return result;
+}
+
+void parse(CLI::App& parser, CommandLine& values, int argc, char** argv) {
+  std::vector<std::string> arguments = joined(parser, {argv + 1, argv + argc});
+  std::reverse(arguments.begin(), arguments.end());  // CLI11 takes the last one first
+  try {
+    parser.parse(std::move(arguments));
+  } catch (const CLI::ValidationError& error) {
+    throw UsageError(error.what());  // the text is that of a check here
+  } catch (const CLI::ExtrasError&) {
+    throw UsageError("there is more than one SCENARIO");
+  }
+  if (values.fresh && !values.data.empty()) {
+    throw UsageError("--fresh and --data do not go together");
+  }
+  if (values.addin.empty()) values.addin = besideProgram(libraryName);
+}
+
+void printAll(const std::vector<std::string>& names) {
+  for (const std::string& name : names) std::cout << name << '\n';
+}
+
+}  // namespace
+
 void addOptions(CLI::App& parser, CommandLine& values) {
+  parser.option_defaults()->take_last();
   parser.add_option("--addin", values.addin, "the library to load; the built one if left out")
       ->type_name("FILE")
       ->check(refuseEmpty);
   parser
       .add_option("--data", values.data,
-                  "where the host is installed; a folder of the user's if left out")
+                  "where the host is installed; if left out, a temporary folder for a scenario, "
+                  "else a folder of the user's")
       ->type_name("DIR")
       ->check(refuseEmpty);
+  parser.add_flag("--fresh", values.fresh, "a temporary folder there without a scenario, too");
   parser.add_flag("--no-addin-folder", values.noAddinFolder, "do not make the add-in's folder");
-  parser.add_option("--executable", values.executable, "report PATH as the host's executable")
+  parser
+      .add_option("--executable", values.executable,
+                  "report PATH as the host's executable and make no folder")
       ->type_name("PATH");
   parser
-      .add_option("--language", values.language,
-                  "the host's user language; 2, which is Czech, if left out")
-      ->type_name("N");
+      .add_option_function<std::string>(
+          "--language",
+          [&values](const std::string& word) { values.language = *parseLanguage(word); },
+          "the host's user language; 2, which is Czech, if left out")
+      ->type_name("N")
+      ->check(refuseNoLanguage);
   parser
       .add_option("--entitlement", values.entitlement,
                   "the host's entitlement text; an example if left out")
@@ -47,43 +162,71 @@ void addOptions(CLI::App& parser, CommandLine& values) {
       .add_option("--timeout", values.timeout,
                   "end when a call of the add-in takes longer than SECONDS")
       ->type_name("SECONDS")
-      ->check(CLI::Range(1U, 1000000U).description(""));
+      ->check(refuseNoTime);
   parser.add_flag("--system-open", values.systemOpen,
                   "let the system's own `open` run instead of recording its arguments");
+  parser.add_flag("--list-scenarios", values.listScenarios,
+                  "list the scenarios that come with the host");
+  parser.add_flag("--list-operations", values.listOperations,
+                  "list the operations of the host, which `fail` takes");
 }
 
 std::string refuseEmpty(const std::string& value) {
   return value.empty() ? "its name is empty" : "";
 }
 
-Settings settingsFor(CommandLine& values, char* const* arguments) {
-  if (startsThroughLink && values.executable) {
-    throw std::runtime_error(
-        "--executable is refused: on this system nobody but the system says which executable runs");
+std::optional<int> readCommandLine(CLI::App& parser, CommandLine& values, int argc, char** argv) {
+  try {
+    parse(parser, values, argc, argv);
+  } catch (const CLI::Success& done) {
+    return parser.exit(done);
+  } catch (const CLI::ParseError&) {
+    complain(parser.get_name(), "the options cannot be read; see --help");
+    return exit_status::wrongInput;
+  } catch (const std::exception&) {
+    return complainOfException(parser.get_name());
   }
-  if (values.addin.empty()) values.addin = besideProgram(libraryName);
-  if (values.data.empty()) values.data = userFolder();
-  if (startsThroughLink) values.data = fs::absolute(values.data).string();
-  Settings settings = settingsIn(values.data);
-  if constexpr (startsThroughLink) {
-    settings.executable = restartThroughLink(settings.executable, arguments);
-  }
-  if (values.executable) settings.executable = *values.executable;
-  settings.offline = values.offline;
-  settings.language = values.language;
-  settings.entitlement = values.entitlement;
-  return settings;
+  if (!values.listScenarios && !values.listOperations) return {};
+  if (values.listScenarios) printAll(scenarioNames());
+  if (values.listOperations) printAll(operationNames());
+  return EXIT_SUCCESS;
 }
 
-void installAddinFolder(const CommandLine& values, const Host& host) {
-  if (values.noAddinFolder) return;
-  createAddinFolder(values.data);
-  // The add-in cuts its host's path at the first "Autodesk".
-  if (!values.executable &&
-      fs::path(infoFileOf(host)).parent_path() != addinFolderIn(values.data)) {
-    std::cerr << "The add-in will not find its folder in " << values.data
-              << ": the path is too long, or holds the word Autodesk.\n";
+void checkOutput(const std::string& option, const std::string& path,
+                 const std::vector<std::string>& files) {
+  if (path.empty()) return;
+  if (path == "-") throw UsageError(option + " wants a file; standard output is taken");
+  for (const std::string& file : files) {
+    if (isSameFile(path, file)) throw UsageError(option + " would overwrite " + file);
   }
+}
+
+void checkTrace(const CommandLine& values, const std::vector<std::string>& scenarios,
+                const Host& host) {
+  std::vector<std::string> files = {values.addin, infoFileOf(host)};
+  if (!values.expectedTrace.empty()) files.push_back(values.expectedTrace);
+  for (const std::string& scenario : scenarios) {
+    if (scenario != "-") files.push_back(scenarioFile(scenario));
+  }
+  checkOutput("--trace", values.trace, files);
+}
+
+void complain(const std::string& program, const std::string& sentence) {
+  std::cerr << program << ": " << printable(sentence) << (sentence.back() == '.' ? "\n" : ".\n");
+}
+
+int complainOfException(const std::string& program) {
+  try {
+    throw;
+  } catch (const LoadError& error) {
+    complain(program, error.what());
+    return exit_status::cannotLoad;
+  } catch (const UsageError& error) {
+    complain(program, error.what() + ("; see " + error.option()));
+  } catch (const std::exception& error) {
+    complain(program, error.what());
+  }
+  return exit_status::wrongInput;
 }
 
 }  // namespace substitute

@@ -1,9 +1,10 @@
-// The options that both substitute hosts have.
+// The options that the substitute hosts share, and what their mains have in common.
 #pragma once
 
 #include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "substitute/api/Host.h"
 #include "substitute/driver/Velorin.h"
@@ -13,7 +14,8 @@ namespace substitute {
 // The values of the options, as typed.
 struct CommandLine {
   std::string addin;  // the built library if left out
-  std::string data;   // a folder of the user's if left out
+  std::string data;   // see Installation if left out
+  bool fresh = false;
   bool noAddinFolder = false;
   std::optional<std::string> executable;  // that of a host installed in `data` if left out
   int language = 2;
@@ -24,7 +26,8 @@ struct CommandLine {
   bool strict = false;
   unsigned timeout = 0;  // in seconds; 0: any time
   bool systemOpen = false;
-  std::string scenario;
+  bool listScenarios = false;
+  bool listOperations = false;
 };
 
 // Adds the options to `parser`, which fills `values`. `values` outlives it.
@@ -33,14 +36,25 @@ void addOptions(CLI::App& parser, CommandLine& values);
 // A check for CLI11: the error for an empty value; an empty string when `value` is not empty.
 std::string refuseEmpty(const std::string& value);
 
-// Sets what was left out in `values`, and returns the host's values. Creates nothing but, on a Mac,
-// the link through which it then starts the program once more with its `arguments`. Throws
-// std::runtime_error when there is no folder for the host's data.
-Settings settingsFor(CommandLine& values, char* const* arguments);
+// Reads the command line into what is declared on `parser` and fills in the library. The result is
+// the exit status when the program has nothing more to do: what was asked for is printed, or what
+// is wrong is told.
+std::optional<int> readCommandLine(CLI::App& parser, CommandLine& values, int argc, char** argv);
 
-// Creates the add-in's folder, as an installer would, unless the options forbid it. Warns on
-// standard error when the add-in will look for its folder elsewhere. Throws std::runtime_error when
-// the folder cannot be created.
-void installAddinFolder(const CommandLine& values, const Host& host);
+// Throws UsageError when `path`, the value of `option`, is standard output or would overwrite one
+// of `files`.
+void checkOutput(const std::string& option, const std::string& path,
+                 const std::vector<std::string>& files);
+
+// Throws UsageError when the trace would overwrite what the run of `host` reads or writes: one of
+// the scenarios, given as words, the library, the info file or the expected trace.
+void checkTrace(const CommandLine& values, const std::vector<std::string>& scenarios,
+                const Host& host);
+
+// Tells a sentence on standard error, begun with the program's name and ended with a full stop.
+void complain(const std::string& program, const std::string& sentence);
+
+// Tells of the exception that is being handled. The result is the exit status.
+int complainOfException(const std::string& program);
 
 }  // namespace substitute

@@ -14,6 +14,7 @@
 #include "substitute/driver/Expectation.h"
 #include "substitute/driver/Scenario.h"
 #include "substitute/driver/ScenarioRunner.h"
+#include "substitute/driver/Text.h"
 #include "substitute/driver/Velorin.h"
 
 namespace substitute {
@@ -30,12 +31,12 @@ const std::vector<std::pair<std::string, ObjectKind>> kinds = {
 
 // Throws ScenarioError for a name that is not one of kindNames().
 ObjectKind kindNamed(const std::string& name) {
-  std::string all;
+  std::vector<std::string> all;
   for (const auto& kind : kinds) {
     if (kind.first == name) return kind.second;
-    all += (all.empty() ? "" : ", ") + kind.first;
+    all.push_back(kind.first);
   }
-  throw ScenarioError("'" + name + "' is not a kind of object; there are " + all);
+  throw ScenarioError("'" + name + "' is not a kind of object; there are " + listed(all));
 }
 
 // Reads all of `word` as a number. False when it is none, or too large for the type.
@@ -67,16 +68,11 @@ void sendMessage(ScenarioRunner& runner, const std::string& palette,
 }
 
 void checkLanguage(const Arguments& arguments) {
-  int number = 0;
-  if (!parseNumber(arguments[0], number)) {
-    throw ScenarioError("'" + arguments[0] + "' is not a 32-bit number");
-  }
+  if (!parseLanguage(arguments[0])) throw ScenarioError(notALanguage(arguments[0]));
 }
 
 void setLanguage(ScenarioRunner& runner, const Arguments& arguments) {
-  int language = 0;
-  parseNumber(arguments[0], language);
-  runner.host().setLanguage(language);
+  runner.host().setLanguage(parseLanguage(arguments[0]).value());
 }
 
 void setEntitlement(ScenarioRunner& runner, const Arguments& arguments) {
@@ -114,7 +110,11 @@ struct Fault {
 // OPERATION [N] [null|throw]. Throws ScenarioError.
 Fault parseFault(const Arguments& arguments) {
   const std::optional<Operation> operation = operationNamed(arguments[0]);
-  if (!operation) throw ScenarioError("'" + arguments[0] + "' is not an operation of the host");
+  if (!operation) {
+    throw ScenarioError("'" + arguments[0] + "' is not an operation of the host; the nearest are " +
+                            listed(nearest(arguments[0], operationNames())),
+                        "--list-operations");
+  }
   Fault fault{*operation};
   std::size_t next = 1;
   if (next < arguments.size() && parseNumber(arguments[next], fault.nth)) ++next;
@@ -202,6 +202,10 @@ Words buttonWords(const Host& host, const Arguments& before) {
   return before.empty() ? controlIds(host, true) : Words();
 }
 
+Words paletteWords(const Host& host, const Arguments& before) {
+  return before.empty() ? idsOf(host, ObjectKind::palette) : Words();
+}
+
 Words plantWords(const Host& /*host*/, const Arguments& before) {
   Words names;
   if (!before.empty()) return names;
@@ -260,7 +264,8 @@ const std::vector<CommandEntry>& commands() {
       {"message-to", "ID [DATA]", "the page of the palette ID sends DATA, likewise", idAndRest,
        [](Runner& runner, const Arguments& arguments) {
          sendMessage(runner, arguments[0], arguments.size() == 1 ? "" : arguments[1]);
-       }},
+       },
+       nullptr, paletteWords},
       {"message-null", "", "the learning page sends a message without a string", none,
        [](Runner& runner, const Arguments&) { sendMessage(runner, learningPalette, {}); }},
       {"online", "", "go online and raise the online-status event", none,
@@ -295,11 +300,22 @@ const std::vector<CommandEntry>& commands() {
       {"reset", "", "remove the info file", none, removeInfoFile},
       {"state", "", "print the host's state as one line of JSON", none,
        [](Runner& runner, const Arguments&) {
-         runner.reporter().print(runner.atPrompt ? indented(runner.state()) : line(runner.state()));
+         std::istringstream lines(runner.atPrompt ? indented(runner.state())
+                                                  : line(runner.state()));
+         for (std::string one; std::getline(lines, one);) runner.reporter().print(one);
        },
        nullptr, nullptr, true},
   };
   return all;
+}
+
+std::optional<int> parseLanguage(const std::string& word) {
+  int number = 0;
+  return parseNumber(word, number) ? std::optional(number) : std::nullopt;
+}
+
+std::string notALanguage(const std::string& word) {
+  return "'" + word + "' is not a 32-bit number";
 }
 
 const CommandEntry* findCommand(const std::string& name) {

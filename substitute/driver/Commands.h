@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -50,6 +51,11 @@ const std::vector<CommandEntry>& commands();
 
 // Null when there is no command of that name.
 const CommandEntry* findCommand(const std::string& name);
+
+// The number of a user language; nothing when `word` is no decimal 32-bit number. And what is wrong
+// with it then.
+std::optional<int> parseLanguage(const std::string& word);
+std::string notALanguage(const std::string& word);
 
 // The words that can stand at the end of `typed`, a line whose last word may be only begun, as far
 // as they begin with it. None where anything can stand.

@@ -13,6 +13,7 @@
 #include "substitute/driver/AddIn.h"
 #include "substitute/driver/ExitStatus.h"
 #include "substitute/driver/Stack.h"
+#include "substitute/driver/Text.h"
 
 namespace substitute {
 
@@ -139,7 +140,7 @@ void end() {
 }
 
 void follow(const Json& entry) {
-  report.trace[report.traceLines % report.trace.size()].set(line(entry));
+  report.trace[report.traceLines % report.trace.size()].set(printable(line(entry)));
   ++report.traceLines;
   const auto event = entry.find("event");
   if (event == entry.end()) {
@@ -174,7 +175,8 @@ CrashReport::CrashReport(Host& host, const std::string& program, const std::stri
 }
 
 void CrashReport::noteCommand(const Command& command) {
-  report.command.set(command.place.empty() ? command.line : command.place + ": " + command.line);
+  report.command.set(
+      printable(command.place.empty() ? command.line : command.place + ": " + command.line));
 }
 
 CrashReport::UnderWay::UnderWay(const char* what) {

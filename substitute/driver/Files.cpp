@@ -1,13 +1,14 @@
 #include "substitute/driver/Files.h"
 
-#include <cstdio>
-#include <cstdlib>
+#include <unistd.h>
+
+#include <algorithm>
 #include <filesystem>
-#include <iostream>
 #include <stdexcept>
 
 #include "substitute/driver/Program.h"
-#include "substitute/driver/Velorin.h"
+#include "substitute/driver/Text.h"
+#include "substitute/driver/UsageError.h"
 
 namespace fs = std::filesystem;
 
@@ -17,24 +18,14 @@ std::string besideProgram(const std::string& name) {
   return (fs::path(programFile()).parent_path() / name).string();
 }
 
-std::string userFolder() {
-  const char* const data = std::getenv("XDG_DATA_HOME");
-  const char* const home = std::getenv("HOME");
-  if (data != nullptr && *data != '\0') return std::string(data) + "/velorin-substitute-host";
-  if (home != nullptr && *home != '\0') {
-    return std::string(home) + "/.local/share/velorin-substitute-host";
+std::vector<std::string> scenarioNames() {
+  std::vector<std::string> names;
+  std::error_code none;
+  for (const auto& entry : fs::directory_iterator(besideProgram("scenarios"), none)) {
+    if (entry.path().extension() == ".txt") names.push_back(entry.path().stem().string());
   }
-  throw std::runtime_error(
-      "there is no HOME to keep the host's data in; name a folder with --data");
-}
-
-void createAddinFolder(const std::string& data) {
-  const std::string folder = addinFolderIn(data);
-  std::error_code error;
-  fs::create_directories(folder, error);
-  if (error) {
-    throw std::runtime_error("the folder " + folder + " cannot be made: " + error.message());
-  }
+  std::sort(names.begin(), names.end());
+  return names;
 }
 
 std::string scenarioFile(const std::string& word) {
@@ -43,19 +34,28 @@ std::string scenarioFile(const std::string& word) {
   std::string known = besideProgram("scenarios/" + word + ".txt");
   if (word.find('/') == std::string::npos && fs::is_regular_file(known, unreachable)) return known;
   if (fs::exists(word, unreachable) && !fs::is_directory(word, unreachable)) return word;
-  throw std::runtime_error("there is no scenario " + word);
+  throw UsageError("there is no scenario " + word + "; there are " + listed(scenarioNames()),
+                   "--list-scenarios");
 }
 
 std::vector<Command> readScenario(const std::string& word) {
-  if (word == "-") {
-    std::vector<Command> commands = parseScenario(std::cin, "standard input");
-    if (std::ferror(stdin) != 0) throw ScenarioError("standard input cannot be read");
-    return commands;
-  }
   const std::string file = scenarioFile(word);
   std::ifstream input(file);
-  if (!input) throw ScenarioError("the scenario " + file + " cannot be read");
+  if (!input) throw std::runtime_error("the scenario " + file + " cannot be read");
   return parseScenario(input, file);
+}
+
+void checkInput() {
+  char none = 0;
+  if (read(STDIN_FILENO, &none, 0) < 0) throw std::runtime_error("standard input cannot be read");
+}
+
+bool isSameFile(const std::string& one, const std::string& other) {
+  std::error_code missing;
+  if (fs::equivalent(one, other, missing)) return true;
+  std::error_code error;
+  const fs::path first = fs::weakly_canonical(fs::absolute(one, error), error);
+  return !error && first == fs::weakly_canonical(fs::absolute(other, error), error) && !error;
 }
 
 TraceFile::TraceFile(const std::string& path) : path_(path), file_(path, std::ios::app) {

@@ -14,21 +14,22 @@ namespace substitute {
 // are.
 std::string besideProgram(const std::string& name);
 
-// The user's folder for the host's data. Throws std::runtime_error when neither XDG_DATA_HOME nor
-// HOME is set.
-std::string userFolder();
+// The names of the scenarios that come with the host, in order.
+std::vector<std::string> scenarioNames();
 
-// Creates the add-in's folder in the installation in `data`, as an installer would. Throws
-// std::runtime_error, with one sentence, when it cannot.
-void createAddinFolder(const std::string& data);
-
-// The file that SCENARIO on the command line means: the file `word`, or else the scenario of that
-// name beside the program. Throws std::runtime_error when there is neither.
+// The file that the word SCENARIO means: the file of that name, or one of the scenarios that come
+// with the host. Throws UsageError when there is neither.
 std::string scenarioFile(const std::string& word);
 
-// The commands of that scenario; those of standard input when `word` is "-". Throws ScenarioError,
-// and what scenarioFile() throws.
+// The commands of that scenario. Throws ScenarioError, what scenarioFile throws, and
+// std::runtime_error when the file cannot be read.
 std::vector<Command> readScenario(const std::string& word);
+
+// Throws std::runtime_error when standard input cannot be read.
+void checkInput();
+
+// Whether two paths name one file, which need not be there yet.
+bool isSameFile(const std::string& one, const std::string& other);
 
 // The file of --trace.
 class TraceFile {

@@ -1,17 +1,21 @@
 #include "substitute/driver/OpenRecorder.h"
 
+#include <dlfcn.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <iterator>
 #include <optional>
+#include <regex>
+#include <sstream>
 #include <stdexcept>
-#include <system_error>
+
+#include "substitute/driver/Text.h"
 
 namespace fs = std::filesystem;
 
@@ -33,58 +37,88 @@ std::optional<std::string> nextString(const std::string& bytes, std::size_t& at)
   return string;
 }
 
-const std::string prefix = "velorin-open-";
+// Where the shell writes its errors; null when nobody records.
+const std::string* shellErrors = nullptr;
 
-// Removes the folders of processes that ended without their destructors.
-void removeLeftOvers(const fs::path& place) {
-  std::error_code ignored;
-  for (const auto& entry : fs::directory_iterator(place, ignored)) {
-    const std::string name = entry.path().filename().string();
-    if (name.rfind(prefix, 0) != 0) continue;
-    const pid_t owner = std::atoi(name.c_str() + prefix.size());
-    if (owner > 0 && kill(owner, 0) != 0 && errno == ESRCH) fs::remove_all(entry, ignored);
-  }
+// All of a file from `at` on, which moves to its end.
+std::string readFrom(const std::string& path, std::size_t& at) {
+  std::ifstream file(path, std::ios::binary);
+  file.seekg(static_cast<std::streamoff>(at));
+  std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  at += bytes.size();
+  return bytes;
+}
+
+// What the shell complains of in a line of its own, such as "sh: 2: Syntax error"; empty for a line
+// of another program.
+std::string complaintIn(const std::string& line) {
+  static const std::regex own("^(?:/bin/)?sh: (?:-c: )?(?:line )?[0-9]+: (.*)$");
+  std::smatch found;
+  return std::regex_match(line, found, own) ? found[1].str() : "";
 }
 
 }  // namespace
 
-OpenRecorder::OpenRecorder(Host& host) {
-  std::error_code error;
-  const fs::path place = fs::temp_directory_path(error);
-  if (error) throw std::runtime_error("TMPDIR names no folder");
-  removeLeftOvers(place);
-  directory_ = (place / (prefix + std::to_string(getpid()) + "-XXXXXX")).string();
-  if (mkdtemp(directory_.data()) == nullptr) {
-    throw std::system_error(errno, std::generic_category(), directory_);
+#ifdef __ELF__
+// The system's function of that name, which the loader finds in the program first. The shell reads
+// line by line: its errors go elsewhere before it meets the command.
+extern "C" int system(const char* command) {
+  static const auto real = reinterpret_cast<int (*)(const char*)>(dlsym(RTLD_NEXT, "system"));
+  // The system bounds what the shell is given: nothing is added to what may come near.
+  constexpr std::size_t longest = 0x10000;
+  if (shellErrors == nullptr || command == nullptr || std::strlen(command) > longest) {
+    return real(command);
   }
-  const std::string command = directory_ + "/open";
+  return real(("exec 2>>'" + *shellErrors + "'\n" + command).c_str());
+}
+#endif
+
+OpenRecorder::OpenRecorder(Host& host) {
+  const std::string& directory = folder_.path();
+  const std::string command = directory + "/open";
   std::ofstream(command) << script;
   chmod(command.c_str(), S_IRWXU);
   // Otherwise the shell would pass over this command and run the system's.
-  if (access(command.c_str(), X_OK) != 0 || directory_.find(':') != std::string::npos) {
-    std::error_code ignored;
-    fs::remove_all(directory_, ignored);
-    throw std::runtime_error("no command can be put on PATH in " + place.string() +
+  if (access(command.c_str(), X_OK) != 0 || directory.find(':') != std::string::npos) {
+    throw std::runtime_error("no command can be put on PATH in " +
+                             fs::path(directory).parent_path().string() +
                              "; let TMPDIR name another folder");
+  }
+  if (directory.find('\'') == std::string::npos) {
+    errors_ = directory + "/errors";
+    shellErrors = &errors_;
   }
   const char* const path = std::getenv("PATH");
   oldPath_ = path == nullptr ? "/usr/bin:/bin" : path;
-  setenv("PATH", (directory_ + ":" + oldPath_).c_str(), 1);
+  setenv("PATH", (directory + ":" + oldPath_).c_str(), 1);
   callReturned_ = host.callReturned.subscribe([this, &host] {
     for (const auto& arguments : collect()) {
       host.interceptor().trace.publish({{"event", "open"}, {"args", arguments}});
     }
+    tellErrors();
   });
 }
 
 OpenRecorder::~OpenRecorder() {
+  shellErrors = nullptr;
+  tellErrors();
   setenv("PATH", oldPath_.c_str(), 1);
-  std::error_code ignored;
-  fs::remove_all(directory_, ignored);
+}
+
+void OpenRecorder::tellErrors() {
+  std::istringstream lines(readFrom(errors_, readErrors_));
+  for (std::string line; std::getline(lines, line);) {
+    const std::string complaint = complaintIn(line);
+    if (complaint.empty()) {
+      std::cerr << printable(line) << '\n';
+    } else {
+      shellComplained.publish(complaint);
+    }
+  }
 }
 
 std::vector<std::vector<std::string>> OpenRecorder::collect() {
-  std::ifstream file(directory_ + "/open.runs", std::ios::binary);
+  std::ifstream file(folder_.path() + "/open.runs", std::ios::binary);
   file.seekg(static_cast<std::streamoff>(read_));
   const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   std::vector<std::vector<std::string>> runs;

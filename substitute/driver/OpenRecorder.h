@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "substitute/api/Host.h"
+#include "substitute/driver/LockedFolder.h"
 
 namespace substitute {
 
@@ -14,9 +15,14 @@ class OpenRecorder {
  public:
   // Puts the command first on this process's PATH. When a call into the add-in has returned, each
   // run of the command becomes an event "open" in the trace of `host`, which outlives the recorder.
-  // Throws std::runtime_error or std::system_error when the command cannot be created, or when the
-  // shell would not find it.
+  // Throws std::runtime_error when the command cannot be created, or when the shell would not find
+  // it.
   explicit OpenRecorder(Host& host);
+
+  // What the shell itself complains of, such as "Syntax error: Unterminated quoted string", when
+  // the call into the add-in has returned. As macOS code the shell writes to standard error
+  // instead.
+  Signal<std::string> shellComplained;
 
   // Restores PATH and removes the command.
   ~OpenRecorder();
@@ -27,9 +33,13 @@ class OpenRecorder {
   // The arguments of each run since the last call, oldest first.
   std::vector<std::vector<std::string>> collect();
 
-  std::string directory_;
+  LockedFolder folder_;
+  void tellErrors();
+
+  std::string errors_;  // the file that takes the shell's standard error
   std::string oldPath_;
   std::size_t read_ = 0;
+  std::size_t readErrors_ = 0;
   Signal<>::Subscription callReturned_;
 };
 

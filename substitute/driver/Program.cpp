@@ -47,7 +47,7 @@ std::string startedAs() {
 
 }  // namespace
 
-std::string restartThroughLink(const std::string& path, char* const* arguments) {
+std::string restartThroughLink(const std::string& path, std::vector<std::string> arguments) {
   std::error_code error;
   const fs::path folder = fs::absolute(path).parent_path();
   const fs::path started = startedAs();
@@ -66,7 +66,10 @@ std::string restartThroughLink(const std::string& path, char* const* arguments) 
     throw std::runtime_error("the link " + link +
                              " to the host cannot be made: " + error.message());
   }
-  execv(link.c_str(), arguments);
+  std::vector<char*> words;
+  for (std::string& argument : arguments) words.push_back(argument.data());
+  words.push_back(nullptr);
+  execv(link.c_str(), words.data());
   throw std::runtime_error("the host cannot be started as " + link + ": " +
                            std::generic_category().message(errno));
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace substitute {
 
@@ -20,6 +21,6 @@ std::string programFile();
 // started through a link at `path`, which is made, with its folders. Returns only when the process
 // was started so already: the path as the system tells it, which may name the same folder in
 // another way. Throws std::runtime_error, with one sentence, when it cannot.
-std::string restartThroughLink(const std::string& path, char* const* arguments);
+std::string restartThroughLink(const std::string& path, std::vector<std::string> arguments);
 
 }  // namespace substitute

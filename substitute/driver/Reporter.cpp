@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "substitute/api/HostObjects.h"
+#include "substitute/driver/Text.h"
 #include "substitute/driver/Velorin.h"
 
 namespace substitute {
@@ -39,14 +40,6 @@ std::vector<std::string> titlesOfGone(const Collection<T>& all, const Changes& c
 
 }  // namespace
 
-std::string quoted(const std::string& string) {
-  return '"' + string + '"';
-}
-
-std::string plural(long count, const std::string& noun) {
-  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
-}
-
 Reporter::Reporter(Host& host, std::ostream& out)
     : host_(host),
       out_(out),
@@ -66,7 +59,7 @@ Reporter::Reporter(Host& host, std::ostream& out)
 }
 
 void Reporter::print(const std::string& line) {
-  out_ << line << '\n' << std::flush;
+  out_ << printable(line) << '\n' << std::flush;
 }
 
 void Reporter::say(const std::string& sentence) {

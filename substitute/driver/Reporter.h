@@ -23,12 +23,6 @@ inline constexpr const char* stillLoaded =
     "The add-in was let go, yet the process keeps its library.";
 }  // namespace diagnostic
 
-// `string` in double quotes, as names stand in sentences.
-std::string quoted(const std::string& string);
-
-// "1 text", "2 texts".
-std::string plural(long count, const std::string& noun);
-
 // Reports exceptions that leave the add-in and runs of `open` as they happen, everything else when
 // it is called.
 class Reporter {
@@ -38,7 +32,7 @@ class Reporter {
   Reporter(const Reporter&) = delete;
   Reporter& operator=(const Reporter&) = delete;
 
-  // Writes a line as it is.
+  // Writes a line, its control characters escaped.
   void print(const std::string& line);
 
   // Writes a sentence, indented.

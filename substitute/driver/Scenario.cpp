@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <istream>
 #include <sstream>
+#include <stdexcept>
+
+#include "substitute/driver/Text.h"
 
 namespace substitute {
 
@@ -13,7 +16,12 @@ Command parseCommand(const std::string& line) {
   const auto end = std::min(line.find_first_of(spaces, begin), line.size());
   Command command{line, line.substr(begin, end - begin), {}};
   const CommandEntry* const entry = findCommand(command.name);
-  if (entry == nullptr) throw ScenarioError("'" + command.name + "' is not a command");
+  if (entry == nullptr) {
+    std::vector<std::string> names;
+    for (const CommandEntry& known : commands()) names.emplace_back(known.name);
+    throw ScenarioError("'" + command.name + "' is not a command; the nearest are " +
+                        listed(nearest(command.name, names)));
+  }
   Arguments& arguments = command.arguments;
   if (entry->form.isRestOfLine) {
     auto at = end;
@@ -38,23 +46,32 @@ Command parseCommand(const std::string& line) {
   return command;
 }
 
+Command ScenarioReader::read(std::string line) {
+  ++number_;
+  const std::string byteOrderMark = "\xef\xbb\xbf";
+  if (number_ == 1 && line.rfind(byteOrderMark, 0) == 0) line.erase(0, byteOrderMark.size());
+  if (!line.empty() && line.back() == '\r') line.pop_back();
+  const std::string place = source_ + ":" + std::to_string(number_);
+  try {
+    if (line.find('\0') != std::string::npos) throw ScenarioError("the line holds a zero byte");
+    Command command = parseCommand(line);
+    command.place = place;
+    const bool isEmpty = command.name.empty() && line.find('#') == std::string::npos;
+    if (isEmpty) command.line.clear();
+    return command;
+  } catch (const ScenarioError& error) {
+    throw ScenarioError(place + ": " + error.what(), error.option());
+  }
+}
+
 std::vector<Command> parseScenario(std::istream& input, const std::string& source) {
   std::vector<Command> commands;
-  std::size_t number = 0;
+  ScenarioReader reader(source);
   for (std::string line; std::getline(input, line);) {
-    ++number;
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    const std::string place = source + ":" + std::to_string(number);
-    try {
-      Command command = parseCommand(line);
-      command.place = place;
-      const bool isEmpty = command.name.empty() && line.find('#') == std::string::npos;
-      if (!isEmpty) commands.push_back(std::move(command));
-    } catch (const ScenarioError& error) {
-      throw ScenarioError(place + ": " + error.what());
-    }
+    Command command = reader.read(line);
+    if (!command.line.empty()) commands.push_back(std::move(command));
   }
-  if (input.bad()) throw ScenarioError(source + " cannot be read");
+  if (input.bad()) throw std::runtime_error(source + " cannot be read");
   return commands;
 }
 

@@ -1,19 +1,21 @@
 // Reading scenarios.
 #pragma once
 
+#include <cstddef>
 #include <iosfwd>
-#include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "substitute/driver/Commands.h"
+#include "substitute/driver/UsageError.h"
 
 namespace substitute {
 
-// A scenario cannot be read, or a line of it is not a command; what() says so in one sentence.
-class ScenarioError : public std::runtime_error {
+// A line of a scenario is not a command; what() says why in one sentence.
+class ScenarioError : public UsageError {
  public:
-  using std::runtime_error::runtime_error;
+  using UsageError::UsageError;
 };
 
 // One line of a scenario, checked.
@@ -26,6 +28,21 @@ struct Command {
 
 // Throws ScenarioError.
 Command parseCommand(const std::string& line);
+
+// Makes commands of the lines of a scenario, one after the other.
+class ScenarioReader {
+ public:
+  // `source` names where the lines come from.
+  explicit ScenarioReader(std::string source) : source_(std::move(source)) {}
+
+  // The next line. An empty one gives a command without a name and a line. Throws ScenarioError,
+  // which begins with the source and the number of the line.
+  Command read(std::string line);
+
+ private:
+  std::string source_;
+  std::size_t number_ = 0;
+};
 
 // All lines of `input`; empty ones are left out, comments are kept. Throws ScenarioError, which
 // begins with `source` and the number of the line.

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "substitute/driver/CrashReport.h"
+#include "substitute/driver/Text.h"
 
 namespace substitute {
 
@@ -13,8 +14,9 @@ ScenarioRunner::ScenarioRunner(Host& host, std::string addin, std::ostream& out)
 
 void ScenarioRunner::play(const Command& command) {
   if (command.name.empty()) {
-    if (!command.line.empty()) reporter_.print("\n" + command.line);
-    return;
+    if (command.line.empty()) return;
+    reporter_.print("");
+    return reporter_.print(command.line);
   }
   const CommandEntry& entry = *findCommand(command.name);
   CrashReport::noteCommand(command);

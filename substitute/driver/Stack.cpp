@@ -17,6 +17,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <vector>
@@ -52,6 +53,7 @@ class FunctionNames {
  public:
   // Of a file that is no such library there are none.
   explicit FunctionNames(std::string file) : file_(std::move(file)) {
+    if (!std::filesystem::is_regular_file(file_)) return;
     std::ifstream input(file_, std::ios::binary);
     bytes_.assign(std::istreambuf_iterator<char>(input), {});
     const auto header = read<ElfW(Ehdr)>(0);

@@ -7,6 +7,7 @@
 #define HAS_LINE_EDITOR 0
 #endif
 #include <langinfo.h>
+#include <sys/time.h>
 
 #include <clocale>
 #include <csignal>
@@ -18,6 +19,8 @@
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include "substitute/driver/Text.h"
 
 namespace fs = std::filesystem;
 
@@ -52,9 +55,15 @@ constexpr PromptWord promptWords[] = {
 const Host* completedHost = nullptr;
 volatile std::sig_atomic_t interrupted = 0;
 
+// The line editor begins to read again after one interruption, and may not be reading at all yet.
+// So it is interrupted until it gives up.
 void onInterrupt(int /*signal*/) {
   interrupted = 1;
+  constexpr itimerval soonAndOften = {{0, 10000}, {0, 10000}};
+  setitimer(ITIMER_REAL, &soonAndOften, nullptr);
 }
+
+void onTimer(int /*signal*/) {}
 
 // While it lives, Ctrl-C interrupts the reading of a line instead of ending the program.
 class InterruptGuard {
@@ -62,14 +71,22 @@ class InterruptGuard {
   InterruptGuard() {
     struct sigaction action {};
     action.sa_handler = onInterrupt;  // without SA_RESTART: the reading ends
-    sigaction(SIGINT, &action, &before_);
+    sigaction(SIGINT, &action, &interruptBefore_);
+    action.sa_handler = onTimer;
+    sigaction(SIGALRM, &action, &timerBefore_);
   }
-  ~InterruptGuard() { sigaction(SIGINT, &before_, nullptr); }
+  ~InterruptGuard() {
+    sigaction(SIGINT, &interruptBefore_, nullptr);
+    constexpr itimerval never = {};
+    setitimer(ITIMER_REAL, &never, nullptr);
+    sigaction(SIGALRM, &timerBefore_, nullptr);
+  }
   InterruptGuard(const InterruptGuard&) = delete;
   InterruptGuard& operator=(const InterruptGuard&) = delete;
 
  private:
-  struct sigaction before_ {};
+  struct sigaction interruptBefore_ {};
+  struct sigaction timerBefore_ {};
 };
 
 // Words are completed in UTF-8, whatever the environment says: a name of a locale that is not
@@ -161,7 +178,7 @@ void tellHelp(const std::string& name) {
     list << row(std::string(entry->name) + " " + entry->usage, entry->help);
   }
   if (list.str().empty()) {
-    std::cerr << "'" << name << "' is not a command; 'help' lists them.\n";
+    std::cerr << "'" << printable(name) << "' is not a command; 'help' lists them.\n";
   } else {
     std::cout << (all ? "At the prompt also:\n" : "") << list.str();
   }
@@ -198,7 +215,7 @@ void runPrompt(ScenarioRunner& runner) {
     try {
       runner.play(parseCommand(*line));
     } catch (const ScenarioError& error) {
-      std::cerr << error.what() << ".\n";
+      std::cerr << printable(error.what()) << "; 'help' lists the commands.\n";
     }
   }
   if (runner.loaded()) runner.unload();

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -13,10 +14,12 @@
 #include "substitute/driver/CrashReport.h"
 #include "substitute/driver/ExitStatus.h"
 #include "substitute/driver/Files.h"
+#include "substitute/driver/Installation.h"
 #include "substitute/driver/JUnit.h"
 #include "substitute/driver/OpenRecorder.h"
 #include "substitute/driver/ScenarioProcess.h"
 #include "substitute/driver/ScenarioRunner.h"
+#include "substitute/driver/UsageError.h"
 #include "substitute/headless/Prompt.h"
 
 namespace {
@@ -28,18 +31,26 @@ using Commands = std::vector<Command>;
 struct HeadlessLine : CommandLine {
   std::vector<std::string> scenarios;
   std::string junit;
-  char** arguments = nullptr;  // those of the program
+  std::vector<std::string> arguments;  // as typed, the program's name included
 };
 
-// A sentence on standard error, begun with the program's name and ended with a full stop.
-void complain(const std::string& sentence) {
-  std::cerr << "substitute-host: " << sentence << (sentence.back() == '.' ? "\n" : ".\n");
+constexpr const char* program = "substitute-host";
+
+// Each line is played, and answered, as it arrives. Throws ScenarioError for one that is wrong.
+void playInput(ScenarioRunner& runner) {
+  ScenarioReader reader("standard input");
+  for (std::string line; std::getline(std::cin, line);) runner.play(reader.read(line));
+  if (std::ferror(stdin) != 0) throw std::runtime_error("standard input cannot be read");
 }
 
-// Plays `commands`, or without them what is typed at the prompt. The result is the exit status.
-int play(HeadlessLine& values, const Commands* commands) {
-  Host host(settingsFor(values, values.arguments));
-  const CrashReport crashReport(host, "substitute-host", values.addin, values.timeout);
+// Plays the scenario of that name, whose commands are `commands`; standard input for -; what is
+// typed at the prompt when the name is empty. The result is the exit status.
+int play(const HeadlessLine& values, const std::string& scenario, const Commands& commands) {
+  const bool typed = scenario.empty();
+  const Installation installation(values, !typed, values.arguments);
+  Host host(installation.settings());
+  if (!values.trace.empty()) checkTrace(values, values.scenarios, host);
+  const CrashReport crashReport(host, program, values.addin, values.timeout);
   std::optional<OpenRecorder> recorder;
   if (!values.systemOpen) recorder.emplace(host);
   { const AddIn known(values.addin); }  // what cannot be loaded is told before anything is done
@@ -47,18 +58,28 @@ int play(HeadlessLine& values, const Commands* commands) {
   if (!values.expectedTrace.empty()) expected.emplace(values.expectedTrace);
   std::optional<TraceFile> trace;
   if (!values.trace.empty()) trace.emplace(values.trace);
-  installAddinFolder(values, host);
+  installation.addFolder(host);
   if (trace) trace->begin(host);
   if (expected) expected->begin(host);
+  const std::string place = installation.description(host);
+  if (!place.empty()) std::cout << place << std::endl;
   ScenarioRunner runner(host, values.addin, std::cout);
-  if (commands == nullptr) {
+  Signal<std::string>::Subscription complaints;
+  if (recorder) {
+    complaints = recorder->shellComplained.subscribe([&runner](const std::string& complaint) {
+      runner.reporter().say("The shell complains: " + complaint + ".");
+    });
+  }
+  if (typed) {
     runPrompt(runner);
+  } else if (scenario == "-") {
+    playInput(runner);
   } else {
-    for (const Command& command : *commands) runner.play(command);
+    for (const Command& command : commands) runner.play(command);
   }
   // What was typed is judged where that was asked for.
   bool passed = true;
-  if (commands != nullptr || values.strict || expected) {
+  if (!typed || values.strict || expected) {
     passed = runner.conclude(values.strict, expected ? &*expected : nullptr);
   }
   if (trace && !trace->good()) throw std::runtime_error("the trace could not be written in full");
@@ -67,15 +88,12 @@ int play(HeadlessLine& values, const Commands* commands) {
 }
 
 // The same; what keeps it from being played is told.
-int playOrComplain(HeadlessLine& values, const Commands* commands) {
+int playOrComplain(const HeadlessLine& values, const std::string& scenario,
+                   const Commands& commands) {
   try {
-    return play(values, commands);
-  } catch (const LoadError& error) {
-    complain(error.what());
-    return exit_status::cannotLoad;
-  } catch (const std::exception& error) {
-    complain(error.what());
-    return exit_status::wrongInput;
+    return play(values, scenario, commands);
+  } catch (const std::exception&) {
+    return complainOfException(program);
   }
 }
 
@@ -93,10 +111,10 @@ int endAs(int status) {
 }
 
 // One scenario, in a process of its own for the sake of its result.
-int playForResult(HeadlessLine& values, const Commands& commands) {
+int playForResult(const HeadlessLine& values, const Commands& commands) {
   writeResults(values.junit, {});  // a place that cannot be written is told before
-  const ScenarioResult result =
-      playInProcess(values.scenarios[0], [&] { return playOrComplain(values, &commands); });
+  const ScenarioResult result = playInProcess(
+      values.scenarios[0], [&] { return playOrComplain(values, values.scenarios[0], commands); });
   std::cout << result.output << std::flush;
   std::cerr << result.errors;
   writeResults(values.junit, {result});
@@ -110,14 +128,29 @@ std::string belowItsLine(const std::string& text) {
   return result;
 }
 
+// The options as they were typed, for a process that plays `scenario` alone.
+std::vector<std::string> argumentsFor(const CLI::App& parser, const std::string& scenario) {
+  std::vector<std::string> words = {program};
+  for (const CLI::Option* const option : parser.get_options()) {
+    if (option->get_name().rfind("--", 0) != 0 || option->get_name() == "--junit") continue;
+    for (const std::string& value : option->results()) {
+      const bool isFlag = option->get_expected_min() == 0;
+      words.push_back(isFlag ? option->get_name() : option->get_name() + "=" + value);
+    }
+  }
+  words.push_back(scenario);
+  return words;
+}
+
 // Several scenarios, each in a host and a process of its own: a line each, then the totals.
-int playAll(HeadlessLine& values, const std::vector<Commands>& all) {
+int playAll(const CLI::App& parser, HeadlessLine& values, const std::vector<Commands>& all) {
   if (!values.junit.empty()) writeResults(values.junit, {});
   std::vector<ScenarioResult> results;
   std::size_t passed = 0;
   for (std::size_t i = 0; i < all.size(); ++i) {
-    results.push_back(
-        playInProcess(values.scenarios[i], [&] { return playOrComplain(values, &all[i]); }));
+    values.arguments = argumentsFor(parser, values.scenarios[i]);
+    results.push_back(playInProcess(
+        values.scenarios[i], [&] { return playOrComplain(values, values.scenarios[i], all[i]); }));
     const ScenarioResult& result = results.back();
     if (result.passed()) {
       ++passed;
@@ -133,42 +166,53 @@ int playAll(HeadlessLine& values, const std::vector<Commands>& all) {
   return passed == results.size() ? EXIT_SUCCESS : exit_status::failed;
 }
 
-// What cannot be with several scenarios. Throws std::runtime_error.
+// What cannot be with several scenarios. Throws UsageError.
 void checkOptionsForSeveral(const HeadlessLine& values) {
   for (const auto& [option, value] :
        {std::pair("--data", &values.data), std::pair("--trace", &values.trace),
         std::pair("--expect-trace", &values.expectedTrace)}) {
     if (!value->empty()) {
-      throw std::runtime_error(std::string(option) + " goes with one scenario only");
+      throw UsageError(std::string(option) + " goes with one scenario only");
     }
   }
   for (const std::string& scenario : values.scenarios) {
-    if (scenario == "-") throw std::runtime_error("standard input is played alone");
+    if (scenario == "-") throw UsageError("standard input is played alone");
   }
 }
 
-int playAsTyped(HeadlessLine& values) {
+int playAsTyped(const CLI::App& parser, HeadlessLine& values) {
   if (hasPrompt && values.scenarios.empty() && isatty(STDIN_FILENO) == 1) {
-    if (!values.junit.empty()) throw std::runtime_error("--junit goes with scenarios only");
-    return playOrComplain(values, nullptr);
+    if (!values.junit.empty()) throw UsageError("--junit goes with scenarios only");
+    return playOrComplain(values, "", {});
   }
-  if (values.scenarios.empty()) values.scenarios = {"first-starts"};
+  if (values.scenarios.empty()) values.scenarios = {"-"};
   if (values.scenarios.size() > 1) checkOptionsForSeveral(values);
   std::vector<Commands> all;
-  for (const std::string& scenario : values.scenarios) all.push_back(readScenario(scenario));
-  if (all.size() > 1) return playAll(values, all);
-  return values.junit.empty() ? playOrComplain(values, &all[0]) : playForResult(values, all[0]);
+  std::vector<std::string> files = {values.addin};
+  for (const std::string& scenario : values.scenarios) {
+    if (scenario == "-") {
+      checkInput();
+      all.emplace_back();
+    } else {
+      all.push_back(readScenario(scenario));
+      files.push_back(scenarioFile(scenario));
+    }
+  }
+  checkOutput("--junit", values.junit, files);
+  if (all.size() > 1) return playAll(parser, values, all);
+  if (!values.junit.empty()) return playForResult(values, all[0]);
+  return playOrComplain(values, values.scenarios[0], all[0]);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   HeadlessLine values;
-  values.arguments = argv;
+  values.arguments.assign(argv, argv + argc);
   CLI::App parser(
       "Plays the life of the add-in in a host made for it: a scenario, or, at a terminal,"
       " what you type.",
-      "substitute-host");
+      program);
   parser.set_version_flag("--version", "substitute-host " VELORIN_VERSION);
   parser.footer(commandList());
   addOptions(parser, values);
@@ -179,19 +223,12 @@ int main(int argc, char** argv) {
       .add_option("SCENARIO", values.scenarios,
                   "what to play: files, names (first-starts), or - for standard input")
       ->option_text(" ")
+      ->take_all()
       ->check(refuseEmpty);
+  if (const auto status = readCommandLine(parser, values, argc, argv)) return *status;
   try {
-    parser.parse(argc, argv);
-  } catch (const CLI::Success& done) {
-    return parser.exit(done);
-  } catch (const CLI::ParseError& error) {
-    complain(error.what());
-    return exit_status::wrongInput;
-  }
-  try {
-    return playAsTyped(values);
-  } catch (const std::exception& error) {
-    complain(error.what());
-    return exit_status::wrongInput;
+    return playAsTyped(parser, values);
+  } catch (const std::exception&) {
+    return complainOfException(program);
   }
 }

@@ -518,9 +518,9 @@ TEST(DesktopProgram, GivesTheTraceOfTheTerminal) {
     const QTemporaryDir folder;
     const QString path = folder.path();
     const QString file = scenario.filePath();
-    const Ended shown = runProgram(
-        "substitute-desktop",
-        {"--play", file, "--quit", "--data", path + "/window", "--trace", path + "/window.trace"});
+    const Ended shown =
+        runProgram("substitute-desktop",
+                   {file, "--quit", "--data", path + "/window", "--trace", path + "/window.trace"});
     const Ended played = runProgram("substitute-host", {file, "--data", path + "/terminal",
                                                         "--trace", path + "/terminal.trace"});
     EXPECT_EQ(shown.status, played.status) << shown.errors.toStdString();
@@ -562,9 +562,8 @@ TEST(DesktopProgram, TellsThatTheLibraryHasGone) {
   ASSERT_TRUE(QFile::copy(beside("Velorin.so"), library));
   std::ofstream(folder.filePath("late.txt").toStdString()) << "offline\noffline\noffline\nstart\n";
   QProcess process;
-  process.start(beside("substitute-desktop"),
-                {"--play", folder.filePath("late.txt"), "--data", folder.path(), "--trace", trace,
-                 "--addin", library});
+  process.start(beside("substitute-desktop"), {folder.filePath("late.txt"), "--data", folder.path(),
+                                               "--trace", trace, "--addin", library});
   // The trace is made when the library has been tried.
   ASSERT_TRUE(becomes([&] { return QFile::exists(trace); }));
   ASSERT_TRUE(QFile::remove(library));
@@ -616,10 +615,11 @@ TEST(DesktopProgram, SaysWhatIsWrong) {
   };
   expect({"--wrong"}, 2, "--wrong");
   expect({"--theme", "pink"}, 2, "light");
-  expect({"--play", "no-such"}, 2, "there is no scenario no-such.");
+  expect({"no-such"}, 2, "there is no scenario no-such; there are failing-host, ");
   expect({"--quit", "--addin", "/nowhere/lib.so"}, 1, "there is no library /nowhere/lib.so.");
   expect({"--quit", "--site", folder.path()}, 2, "holds no learning.html.");
-  expect({"--screenshot", "/nowhere/a.png"}, 2, "/nowhere/a.png.");
+  expect({"--screenshot", "/nowhere/a.png"}, 2, "no folder for the screenshot /nowhere/a.png");
+  expect({"--screenshot", folder.filePath("a.docx")}, 2, "a.docx; the formats are ");
 
   QProcessEnvironment blind = QProcessEnvironment::systemEnvironment();
   for (const char* const name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})

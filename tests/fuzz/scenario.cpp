@@ -63,10 +63,11 @@ class Writer {
     return all;
   }
 
-  // Anything but the end of a line.
+  // Anything but the end of a line and a zero byte.
   std::string bytes() {
     std::string all = choice_.ConsumeRandomLengthString(24);
     std::replace(all.begin(), all.end(), '\n', 'n');
+    std::replace(all.begin(), all.end(), '\0', '0');
     return all;
   }
 
@@ -74,7 +75,7 @@ class Writer {
   std::string word() {
     std::string all = "w" + bytes();
     for (char& byte : all) {
-      if (byte == '\0' || (byte >= '\t' && byte <= '\r') || byte == ' ') byte = '_';
+      if ((byte >= '\t' && byte <= '\r') || byte == ' ') byte = '_';
     }
     return all;
   }
@@ -159,7 +160,7 @@ class Writer {
   }
 
   Line spoiled() {
-    switch (choice_.ConsumeIntegralInRange(0, 15)) {
+    switch (choice_.ConsumeIntegralInRange(0, 16)) {
       case 0:
         return miscounted(lone(), {word()});
       case 1:
@@ -204,6 +205,10 @@ class Writer {
       case 14: {
         const std::string value = pick({"tru", "1 2", "{", "'x'"});
         return wrong("expect-not", {"/run", value}, "is not JSON");
+      }
+      case 15: {
+        const std::string text = spaces(0) + pick({"#", "message ", "start"}) + '\0' + bytes();
+        return {text, {}, "zero byte"};
       }
       default: {
         const std::string unknown = word();
@@ -271,6 +276,7 @@ void checkAny(const std::string& text) {
     const auto filled = [](const std::string& line) {
       return line.find_first_not_of(" \t\r") != std::string::npos;
     };
+    if (!lines.empty() && lines[0].rfind("\xef\xbb\xbf", 0) == 0) lines[0].erase(0, 3);
     const auto count = std::count_if(lines.begin(), lines.end(), filled);
     require(read(text).size() == static_cast<std::size_t>(count), "a command for every line");
   } catch (const ScenarioError& error) {
@@ -284,7 +290,8 @@ void checkAny(const std::string& text) {
       require(false, "the first wrong line");
     }
     try {
-      read(lines[number - 1]);
+      // A byte order mark is one at the very beginning alone.
+      read((number > 1 ? "\n" : "") + lines[number - 1]);
     } catch (const ScenarioError&) {
       return;
     }

@@ -1,0 +1,127 @@
+#include "substitute/driver/Installation.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <stdexcept>
+#include <utility>
+
+#include "substitute/driver/CommandLine.h"
+#include "substitute/driver/Program.h"
+#include "substitute/driver/Text.h"
+#include "substitute/driver/UsageError.h"
+#include "substitute/driver/Velorin.h"
+
+namespace fs = std::filesystem;
+
+namespace substitute {
+
+namespace {
+
+constexpr const char* folderVariable = "SUBSTITUTE_HOST_FOLDER";
+
+// The folder of the user's in which a host is installed that has no folder of its own. Throws
+// std::runtime_error when HOME names none.
+std::string userFolder() {
+  const char* const data = std::getenv("XDG_DATA_HOME");
+  const char* const home = std::getenv("HOME");
+  if (data != nullptr && *data != '\0') return std::string(data) + "/velorin-substitute-host";
+  if (home != nullptr && *home != '\0') {
+    return std::string(home) + "/.local/share/velorin-substitute-host";
+  }
+  throw std::runtime_error(
+      "there is no HOME to keep the host's data in; name a folder with --data, or take a "
+      "temporary one with --fresh");
+}
+
+std::string countOf(const std::string& infoFile) {
+  std::error_code unreachable;
+  if (!fs::exists(infoFile, unreachable)) return "there is no info file yet";
+  const std::string count = startsIn(infoFile);
+  const bool isNumber = !count.empty() && std::all_of(count.begin(), count.end(), [](char digit) {
+    return std::isdigit(static_cast<unsigned char>(digit)) != 0;
+  });
+  if (!isNumber) return "its info file has no count of starts";
+  return "its info file counts " + count + (count == "1" ? " start" : " starts");
+}
+
+}  // namespace
+
+Installation::Installation(const CommandLine& values, bool forScenario,
+                           std::vector<std::string> arguments)
+    : values_(values), forScenario_(forScenario) {
+  if (values.executable) {
+    if (startsThroughLink) {
+      throw UsageError("--executable is refused: here the system alone says which executable runs");
+    }
+    executable_ = *values.executable;
+    return;
+  }
+  if (!values.data.empty()) {
+    folder_ = values.data;
+  } else if (forScenario || values.fresh) {
+    // A program that was started through the link goes on with the folder of the one before.
+    const char* const former = std::getenv(folderVariable);
+    folder_ = (former == nullptr ? temporary_.emplace() : temporary_.emplace(former)).path();
+  } else {
+    folder_ = userFolder();
+  }
+  if (startsThroughLink) folder_ = fs::absolute(folder_).string();
+  executable_ = settingsIn(folder_).executable;
+  if constexpr (startsThroughLink) {
+    if (temporary_) setenv(folderVariable, folder_.c_str(), 1);
+    executable_ = restartThroughLink(executable_, std::move(arguments));
+    unsetenv(folderVariable);
+  }
+}
+
+Settings Installation::settings() const {
+  Settings settings = settingsIn(folder_);
+  settings.executable = executable_;
+  settings.offline = values_.offline;
+  settings.language = values_.language;
+  settings.entitlement = values_.entitlement;
+  return settings;
+}
+
+void Installation::addFolder(const Host& host) const {
+  if (values_.noAddinFolder || values_.executable) return;
+  const std::string folder = addinFolderIn(folder_);
+  std::error_code error;
+  fs::create_directories(folder, error);
+  if (error) {
+    throw std::runtime_error("the folder " + folder + " cannot be made: " + error.message());
+  }
+  // The add-in cuts its host's path at the first "Autodesk".
+  if (fs::path(infoFileOf(host)).parent_path() != folder) {
+    std::cerr << "The add-in will not find its folder in " << printable(folder_)
+              << ": the path is too long, or holds the word Autodesk.\n";
+  }
+}
+
+std::string Installation::description(const Host& host) const {
+  const std::string infoFile = infoFileOf(host);
+  if (values_.executable) {
+    const fs::path folder = fs::path(infoFile).parent_path();
+    std::error_code unreachable;
+    return "The add-in will look in " + printable(folder.string()) + ", which is " +
+           (fs::is_directory(folder, unreachable) ? "there." : "not there.");
+  }
+  if (forScenario_) return "";
+  return "The host's data is in " + printable(folder_) + "; " + countOf(infoFile) + ".";
+}
+
+std::string startsIn(const std::string& infoFile) {
+  std::ifstream file(infoFile);
+  std::string date;
+  std::string count;
+  std::getline(file, date);
+  std::getline(file, count);
+  if (!count.empty() && count.back() == '\r') count.pop_back();
+  return count.substr(0, 12);
+}
+
+}  // namespace substitute

@@ -1,0 +1,81 @@
+#include "substitute/driver/LockedFolder.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+namespace fs = std::filesystem;
+
+namespace substitute {
+
+namespace {
+
+const std::string prefix = "velorin-host-";
+
+int openFolder(const std::string& path) {
+  return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+}
+
+// Whether `path` is still the folder that was opened as `descriptor`.
+bool isStill(const std::string& path, int descriptor) {
+  struct stat named = {};
+  struct stat opened = {};
+  return stat(path.c_str(), &named) == 0 && fstat(descriptor, &opened) == 0 &&
+         named.st_dev == opened.st_dev && named.st_ino == opened.st_ino;
+}
+
+void removeLeftOvers(const fs::path& place) {
+  std::error_code ignored;
+  for (const auto& entry : fs::directory_iterator(place, ignored)) {
+    if (entry.path().filename().string().rfind(prefix, 0) != 0) continue;
+    const int folder = openFolder(entry.path().string());
+    if (folder < 0) continue;
+    if (flock(folder, LOCK_EX | LOCK_NB) == 0) fs::remove_all(entry, ignored);
+    close(folder);
+  }
+}
+
+}  // namespace
+
+LockedFolder::LockedFolder() {
+  std::error_code error;
+  const fs::path place = fs::temp_directory_path(error);
+  if (error) throw std::runtime_error("TMPDIR names no folder");
+  removeLeftOvers(place);
+  // Between its making and its locking another process can take the folder for a leftover.
+  do {
+    if (lock_ >= 0) close(lock_);
+    path_ = (place / (prefix + "XXXXXX")).string();
+    if (mkdtemp(path_.data()) == nullptr) {
+      throw std::runtime_error("no folder can be made in " + place.string() + ": " +
+                               std::generic_category().message(errno));
+    }
+    lock_ = openFolder(path_);
+    if (lock_ < 0 && errno != ENOENT) {
+      throw std::runtime_error(path_ + ": " + std::generic_category().message(errno));
+    }
+  } while (lock_ < 0 || (flock(lock_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) ||
+           !isStill(path_, lock_));
+}
+
+LockedFolder::LockedFolder(std::string path) : path_(std::move(path)), lock_(openFolder(path_)) {
+  if (lock_ < 0 || flock(lock_, LOCK_EX | LOCK_NB) != 0) {
+    throw std::runtime_error("the folder " + path_ + " is gone");
+  }
+}
+
+LockedFolder::~LockedFolder() {
+  std::error_code ignored;
+  fs::remove_all(path_, ignored);
+  close(lock_);
+}
+
+}  // namespace substitute

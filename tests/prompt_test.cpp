@@ -1,0 +1,273 @@
+// The prompt of substitute-host, typed at as a user does: at a pseudo-terminal.
+#include <fcntl.h>
+#include <poll.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/AddInFixture.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* controlC = "\x03";
+constexpr const char* controlD = "\x04";
+constexpr const char* previousLine = "\x10";
+constexpr const char* tab = "\t";
+
+// One run of substitute-host at a terminal of its own, in the home folder `home`.
+class Terminal {
+ public:
+  using Environment = std::vector<std::pair<std::string, std::string>>;
+
+  Terminal(const std::string& home, std::vector<std::string> arguments, const Environment& more) {
+    arguments.insert(arguments.begin(), VELORIN_SUBSTITUTE_HOST);
+    std::vector<char*> words;
+    for (std::string& argument : arguments) words.push_back(argument.data());
+    words.push_back(nullptr);
+    process_ = forkpty(&terminal_, nullptr, nullptr, nullptr);
+    if (process_ != 0) return;
+    for (const char* const name : {"XDG_DATA_HOME", "XDG_STATE_HOME", "LC_ALL", "LANG"}) {
+      unsetenv(name);
+    }
+    setenv("HOME", home.c_str(), 1);
+    setenv("TMPDIR", (home + "/tmp").c_str(), 1);
+    setenv("TERM", "vt100", 1);
+    for (const auto& [name, value] : more) setenv(name.c_str(), value.c_str(), 1);
+    if (chdir(home.c_str()) == 0) execv(words[0], words.data());
+    _exit(127);
+  }
+
+  ~Terminal() {
+    if (terminal_ >= 0) close(terminal_);
+    if (process_ > 0) waitpid(process_, nullptr, 0);
+  }
+  Terminal(const Terminal&) = delete;
+  Terminal& operator=(const Terminal&) = delete;
+
+  void type(const std::string& keys) const {
+    ASSERT_EQ(write(terminal_, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
+  }
+
+  // Waits until `words` stand on the terminal, behind what was waited for before.
+  void expect(const std::string& words) {
+    auto found = seen_.find(words, next_);
+    while (found == std::string::npos && readMore()) found = seen_.find(words, next_);
+    ASSERT_NE(found, std::string::npos) << "missing: " << words << "\nin:\n" << seen_;
+    next_ = found + words.size();
+  }
+
+  // Waits for the prompt, and until each key is read as it is typed.
+  void expectPrompt() {
+    expect("host> ");
+    termios settings = {};
+    while (tcgetattr(terminal_, &settings) == 0 && (settings.c_lflag & ICANON) != 0) usleep(1000);
+  }
+
+  // Types one line at the prompt and waits for `words`.
+  void answer(const std::string& line, const std::string& words) {
+    expectPrompt();
+    type(line + "\n");
+    expect(words);
+  }
+
+  // Waits for the end of the program; the exit status, or -1.
+  int end() {
+    while (readMore()) {
+    }
+    int status = -1;
+    waitpid(process_, &status, 0);
+    process_ = -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+
+  const std::string& seen() const { return seen_; }
+
+ private:
+  // False at the end, or when nothing has come for a long time.
+  bool readMore() {
+    pollfd ready = {terminal_, POLLIN, 0};
+    constexpr int patience = 60000;  // in milliseconds
+    if (poll(&ready, 1, patience) <= 0) return false;
+    char bytes[4096];
+    const ssize_t count = read(terminal_, bytes, sizeof bytes);
+    if (count <= 0) return false;
+    seen_.append(bytes, static_cast<std::size_t>(count));
+    return true;
+  }
+
+  int terminal_ = -1;
+  pid_t process_ = -1;
+  std::string seen_;
+  std::size_t next_ = 0;
+};
+
+class Prompt : public testing::Test {
+ protected:
+  Prompt() { fs::create_directory(home.path() + "/tmp"); }
+
+  // A run of the program, at its prompt.
+  Terminal open(const std::vector<std::string>& arguments = {},
+                const Terminal::Environment& environment = {}) const {
+    return {home.path(), arguments, environment};
+  }
+
+  // Ends it in the usual way.
+  static void quit(Terminal& terminal) {
+    terminal.expectPrompt();
+    terminal.type("quit\n");
+    EXPECT_EQ(terminal.end(), 0) << terminal.seen();
+  }
+
+  TemporaryFolder home;
+};
+
+}  // namespace
+
+TEST_F(Prompt, ItsFirstLineNamesTheDataAndTheStarts) {
+  const std::string first =
+      "The host's data is in " + home.path() + "/.local/share/velorin-substitute-host; ";
+  for (const char* const starts : {"there is no info file yet.", "its info file counts 1 start.",
+                                   "its info file counts 2 starts."}) {
+    Terminal terminal = open();
+    terminal.answer("start", "run returned true.");
+    quit(terminal);
+    EXPECT_EQ(terminal.seen().rfind(first + starts + "\r\n", 0), 0U) << terminal.seen();
+  }
+}
+
+TEST_F(Prompt, FreshDataIsTemporary) {
+  for (int i = 0; i < 2; ++i) {
+    Terminal terminal = open({"--fresh"});
+    terminal.answer("start", "run returned true.");
+    quit(terminal);
+    EXPECT_EQ(terminal.seen().rfind("The host's data is in " + home.path() + "/tmp/", 0), 0U)
+        << terminal.seen();
+    EXPECT_NE(terminal.seen().find("; there is no info file yet.\r\n"), std::string::npos);
+  }
+  EXPECT_TRUE(fs::is_empty(home.path() + "/tmp"));
+  EXPECT_FALSE(fs::exists(home.path() + "/.local/share"));
+}
+
+TEST_F(Prompt, ItsFirstLineNamesWhereAnExecutablesAddInLooks) {
+  Terminal terminal = open({"--executable", home.path() + "/Autodesk/Fusion"});
+  quit(terminal);
+  EXPECT_EQ(terminal.seen().rfind("The add-in will look in " + home.path() +
+                                      "/Autodesk/Autodesk Fusion 360/API/AddIns/Velorin, which is "
+                                      "not there.\r\n",
+                                  0),
+            0U)
+      << terminal.seen();
+  EXPECT_FALSE(fs::exists(home.path() + "/.local/share"));
+}
+
+TEST_F(Prompt, ResetStartsTheCountAnew) {
+  Terminal first = open();
+  first.answer("start", "run returned true.");
+  first.answer("stop", "stop returned true.");
+  first.answer("reset", "The info file reads: nothing");
+  quit(first);
+  Terminal second = open();
+  quit(second);
+  EXPECT_NE(second.seen().find("; there is no info file yet.\r\n"), std::string::npos);
+}
+
+TEST_F(Prompt, ControlCClearsTheLine) {
+  Terminal terminal = open();
+  terminal.expectPrompt();
+  terminal.type("jump");
+  terminal.expect("jump");
+  terminal.type(controlC);
+  terminal.answer("offline", "The host is offline.");
+  EXPECT_EQ(terminal.seen().find("is not a command"), std::string::npos) << terminal.seen();
+  quit(terminal);
+}
+
+TEST_F(Prompt, ControlDUnloadsAndEnds) {
+  Terminal terminal = open();
+  terminal.answer("start", "run returned true.");
+  terminal.expectPrompt();
+  terminal.type(controlD);
+  terminal.expect("The add-in is unloaded.");
+  EXPECT_EQ(terminal.end(), 0);
+}
+
+TEST_F(Prompt, QuitAndExitUnloadAndEnd) {
+  for (const char* const word : {"quit", "exit"}) {
+    Terminal terminal = open();
+    terminal.answer("start", "run returned true.");
+    terminal.answer(word, "The add-in is unloaded.");
+    EXPECT_EQ(terminal.end(), 0);
+  }
+}
+
+TEST_F(Prompt, TheHistoryLastsAcrossRuns) {
+  Terminal first = open();
+  first.answer("language 77", "The host's language is now 77.");
+  quit(first);
+  EXPECT_TRUE(fs::exists(home.path() + "/.local/state/velorin-substitute-host/history"));
+  Terminal second = open();
+  second.answer(previousLine, "The host's language is now 77.");
+  quit(second);
+}
+
+TEST_F(Prompt, HelpTellsOfOneCommandOrOfAll) {
+  Terminal terminal = open();
+  terminal.answer("help fail", "fail OPERATION [N] [null|throw]");
+  EXPECT_EQ(terminal.seen().find("entitlement"), std::string::npos) << terminal.seen();
+  terminal.answer("help quit", "  quit ");
+  terminal.answer("help", "\n  start ");
+  terminal.expect("\n  help [COMMAND]");
+  terminal.expect("\n  quit ");
+  terminal.answer("help jump", "'jump' is not a command; 'help' lists them.");
+  quit(terminal);
+}
+
+TEST_F(Prompt, CompletesWhatCanStandThere) {
+  Terminal terminal = open();
+  terminal.answer(std::string("fail Palettes.a") + tab + "thr" + tab,
+                  "The next call of Palettes.add will throw.");
+  terminal.answer(std::string("fail Base.q") + tab + "2 nu" + tab,
+                  "Call 2 of Base.query, counted from here, will return nothing.");
+  terminal.answer(std::string("remove control Help") + tab,
+                  "The toolbar \"QATRight\" now holds nothing.");
+  terminal.answer("start", "An exception left the add-in");
+  terminal.answer("stop", "The add-in is unloaded.");
+  terminal.answer("plant palette other", "The palette");
+  terminal.answer(std::string("message-to oth") + tab + "hello", "er hello");
+  terminal.answer(std::string("remove palette o") + tab, "is gone.");
+  quit(terminal);
+}
+
+TEST_F(Prompt, TheStateIsIndented) {
+  Terminal terminal = open();
+  terminal.answer("state", "{\r\n  \"offline\": false,\r\n");
+  quit(terminal);
+}
+
+TEST_F(Prompt, AWrongLineIsToldAndThePromptGoesOn) {
+  Terminal terminal = open();
+  terminal.answer("strat", "'strat' is not a command; the nearest are start, ");
+  terminal.expect("'help' lists the commands.");
+  terminal.answer("offline", "The host is offline.");
+  quit(terminal);
+}
+
+TEST_F(Prompt, StartsUnderEveryLocale) {
+  for (const char* const name : {"LC_ALL", "LANG"}) {
+    for (const char* const locale :
+         {"C", "POSIX", "C.UTF-8", "cs_CZ.UTF-8", "tr_TR.UTF-8", "xx_YY.UTF-8", "nonsense", ""}) {
+      SCOPED_TRACE(std::string(name) + "=" + locale);
+      Terminal terminal = open({}, {{name, locale}, {"LOCPATH", ""}});
+      terminal.answer("entitlement d\xc5\xaf", "entitlement is now \"d\xc5\xaf\".");
+      quit(terminal);
+    }
+  }
+}
