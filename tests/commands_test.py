@@ -13,6 +13,7 @@ SOURCE = Path(os.environ["VELORIN_SOURCE"])
 STAND_IN = """#!/bin/sh
 {{ printf '%s\\n' {name} "$@"; echo; }} >>{log}
 """
+ALL_BUILDS = [["release"], ["sanitize"], ["macos", "--target", "package"]]
 
 
 class Command(unittest.TestCase):
@@ -82,15 +83,16 @@ class TestCommand(Command):
             self.assertIn("usage: ./test", result.stdout)
             self.assertEqual([], self.started)
 
-    def BuildsTheReleaseAndTheSanitizers(self):
+    def BuildsEveryConfiguration(self):
         self.assertEqual([], self.options())
-        self.assertEqual([["release"], ["sanitize"]], self.built())
+        self.assertEqual(ALL_BUILDS, self.built())
         tests = (self.folder / "build/CTestTestfile.cmake").read_text()
-        self.assertEqual("subdirs(release sanitize)\n", tests)
+        self.assertEqual("subdirs(release sanitize macos)\n", tests)
 
     def SaysWhichBuildOfHowMany(self):
         said = self.type("test").stdout
-        self.assertIn("Building 1 of 2: release\nBuilding 2 of 2: sanitize\n", said)
+        builds = "Building 1 of 3: release\nBuilding 2 of 3: sanitize\nBuilding 3 of 3: macos\n"
+        self.assertIn(builds, said)
 
     def QuickIsTheReleaseWithoutTheLongTests(self):
         for words in (["--quick", "-R", "Info"], ["-R", "Info", "--quick"]):
@@ -113,7 +115,7 @@ class TestCommand(Command):
             ["-V", "--repeat", "until-fail:3", "--quick"],
             self.options("-V", "--", "--repeat", "until-fail:3", "--quick"),
         )
-        self.assertEqual([["release"], ["sanitize"]], self.built())
+        self.assertEqual(ALL_BUILDS, self.built())
 
     def RefusesTheRest(self):
         for words in (["--fast"], ["-N"], ["InfoFile"], ["-R", "x", "--repeat", "2"], [""]):
@@ -171,6 +173,17 @@ class RunCommand(Command):
             program, option, _, scenario = self.started[-1]
             self.assertEqual(("substitute-host", "--data", "first-starts"),
                              (program, option, scenario))
+
+    def MacosIsEmulated(self):
+        self.stand_in(self.folder / "bin/qemu-aarch64")
+        self.assertEqual(0, self.type("run", "--data", "x", "--macos").returncode)
+        built = self.folder / "build/macos"
+        self.assertEqual(
+            ["qemu-aarch64", f"{built}/emulation/macos-loader", f"{built}/substitute-host",
+             "--data", "x"],
+            self.started[-1],
+        )
+        self.assertEqual([["macos", "--target", "hosts"]], self.built())
 
     def RefusesTwoPlacesAtOnce(self):
         self.expect_refused(self.type("run", "--headless", "--desktop"), "exclude")
