@@ -17,7 +17,7 @@ void deleteDefinition(const std::string& id) {
   if (definition) definition->deleteMe();
 }
 
-// A control of another kind that happens to bear the id is left alone.
+// A control of another kind that has the id is left alone.
 void deleteControl(const Ptr<Toolbar>& toolbar, const std::string& id) {
   const Ptr<CommandControl> control(toolbar->controls()->itemById(id));
   if (control) control->deleteMe();
@@ -36,10 +36,11 @@ bool run(const char* /*context*/) {
   if (!onlineStatusChanged) return false;
   onlineStatusChanged->add(&onlineStatusChangedHandler_);
 
-  // The host is online when the decimal text of its answer is "0".
+  // Compared as decimal strings, on purpose: the host is online when the string is "0".
   const bool online = std::to_string(app->isOffLine()) == "0";
   if (online && countOpenPalette >= 0 && countOpenPalette <= 3) OpenPalette();
 
+  // Through a fresh user interface, on purpose, not through `ui`.
   const Ptr<Toolbar> toolbar = app->userInterface()->toolbars()->itemById("QATRight");
   if (!toolbar) return false;
 
@@ -77,7 +78,7 @@ bool stop(const char* /*context*/) {
   const Ptr<Palette> learningPalette = palettes->itemById("teachPalete");
   if (learningPalette) {
     learningPalette->deleteMe();
-    // The answer decides nothing.
+    // One more call on the deleted palette, on purpose. Its result is ignored.
     learningPalette->isValid();
   }
 

@@ -1,5 +1,5 @@
 // The two commands of the toolbar. Each has a handler for when the host creates the command and one
-// for when it executes. The e-shop's are complete and asleep: run registers only the learning
+// for when it executes. The e-shop's are complete and dormant: run registers only the learning
 // command.
 #pragma once
 

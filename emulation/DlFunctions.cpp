@@ -135,6 +135,12 @@ char*** argumentsPointer() {
   return &programArguments().values;
 }
 
+int registerAtExitOfProgram(void (*function)()) {
+  const auto call = [](void* argument) { reinterpret_cast<void (*)()>(argument)(); };
+  addAtExit({call, reinterpret_cast<void*>(function), nullptr});
+  return 0;
+}
+
 int registerAtExit(void (*function)(void*), void* argument, const void* header) {
   addAtExit({function, argument, header});
   return 0;
@@ -156,6 +162,7 @@ SystemNames loaderFunctions() {
           supply("__NSGetArgc", argumentCountPointer),
           supply("__NSGetArgv", argumentsPointer),
           supply("__tlv_bootstrap", thread_local_address),
+          supply("_atexit", registerAtExitOfProgram),
           supply("___cxa_atexit", registerAtExit),
           supply("___cxa_finalize", runAtExit)};
 }

@@ -14,7 +14,8 @@ std::string GetExecutableDirectory();
 // that word is taken whole.
 std::string SetAddinLocation(std::string path);
 
-// True when anything exists at `path`, readable or not; false also when the way there is barred.
+// True when anything exists at `path`, readable or not; false also when a folder on the way cannot
+// be searched.
 bool FileExists(const std::string& path);
 
 // `text`, one code point a unit, in UTF-8. Throws std::range_error with the text

@@ -23,8 +23,9 @@ std::int64_t dayNumber(Date date) {
 
 std::string datetime() {
   const std::time_t now = std::time(nullptr);
-  char text[80];
-  return {text, std::strftime(text, sizeof text, "%d.%m.%Y", std::localtime(&now))};
+  char date[80];
+  std::strftime(date, sizeof date, "%d.%m.%Y", std::localtime(&now));
+  return date;
 }
 
 std::int32_t countLeapYears(Date date) {

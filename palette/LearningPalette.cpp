@@ -7,6 +7,7 @@ using namespace adsk::core;
 
 bool OpenPalette() {
   const std::string address = learningPageAddress();
+  // The address came through `app`; the palettes come through a fresh application, on purpose.
   const Ptr<Application> application = Application::get();
   if (!application) return false;
   const Ptr<UserInterface> userInterface = application->userInterface();

@@ -9,7 +9,7 @@ namespace {
 
 void openTarget(const Ptr<HTMLEventArgs>& eventArgs) {
   const std::string data = eventArgs->data();
-  // The length wraps for a text of one character, whose target is empty like that of two.
+  // With one character the length wraps: the target is then empty, as with two.
   const std::string command = "open " + data.substr(1, data.length() - 2);
   [[maybe_unused]] const int status = std::system(command.c_str());
 }

@@ -92,15 +92,16 @@ TEST_F(HostData, AnExecutableOfOnesOwnMakesNoFolder) {
 TEST_F(HostData, WhatADeadHostLeftIsRemovedAndNothingElse) {
   const std::string dead = folder.path() + "/tmp/velorin-host-dead";
   const std::string living = folder.path() + "/tmp/velorin-host-living";
-  const std::string other = folder.path() + "/tmp/velorin";
-  for (const std::string& one : {dead, living, other}) fs::create_directory(one);
+  const std::string users = folder.path() + "/tmp/velorin-host-notes";
+  for (const std::string& one : {dead, living, users}) fs::create_directory(one);
+  for (const std::string& one : {dead, living}) writeFile(one + "/.temporary", "");
   writeFile(dead + "/open", "");
   const int lock = open(living.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   ASSERT_EQ(flock(lock, LOCK_EX), 0);
   EXPECT_EQ(run("-", "start\n").status, 0);
   EXPECT_FALSE(fs::exists(dead));
   EXPECT_TRUE(fs::exists(living));
-  EXPECT_TRUE(fs::exists(other));
+  EXPECT_TRUE(fs::exists(users));
   close(lock);
 }
 
@@ -170,9 +171,9 @@ TEST_F(Options, NothingBehindTheSignIsTheEmptyValue) {
 TEST_F(Options, AnEmptyValueIsRefusedWhereItCannotBeMeant) {
   writeFile(folder.path() + "/s", "start\n");
   for (const char* const option : {"--addin", "--trace", "--expect-trace", "--junit"}) {
-    expectMisuse(run(std::string(option) + "= s"), std::string(option) + ": its name is empty");
+    expectMisuse(run(std::string(option) + "= s"), std::string(option) + ": the value is empty");
   }
-  expectMisuse(runAsTyped("--data= s"), "--data: its name is empty");
+  expectMisuse(runAsTyped("--data= s"), "--data: the value is empty");
   expectMisuse(run("--language= s"), "'' is not a 32-bit number");
   expectMisuse(run("--timeout= s"), "'' is not a number of seconds");
   expectMisuse(run("--strict= s"), "--strict takes no value");

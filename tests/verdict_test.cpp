@@ -176,7 +176,7 @@ TEST_F(Verdict, WhatIsSuspiciousIsToldAndFailsWhenStrict) {
     std::string told;
   };
   for (const Case& one : std::vector<Case>{
-           {"throw", "start\nstop\n", "An exception left the add-in: std::__cxx11::basic_string"},
+           {"throw", "start\nstop\n", "An exception left the add-in: std::__"},
            {"return false", "start\nstop\n", "run returned false."},
            {"return false from stop", "start\nstop\n", "stop returned false."},
            {"", "fail Palettes.add\nstart\nstop\n",

@@ -77,7 +77,7 @@ class Application : public Base {
 
   // Runs the host's text command `command` and returns its answer; empty when there is none.
   std::string executeTextCommand(const std::string& command) const {
-    return TakeText(executeTextCommand_raw(command.c_str()));
+    return TakeString(executeTextCommand_raw(command.c_str()));
   }
 
   // True when the host is offline.

@@ -25,7 +25,7 @@ void DeallocateArray(T* array) {
 
 // Copies a text that the host returned and hands it back. Null gives an empty string, and nothing
 // is handed back.
-inline std::string TakeText(char* text) {
+inline std::string TakeString(char* text) {
   if (text == nullptr) return {};
   std::string result = text;
   DeallocateArray<char>(text);

@@ -11,13 +11,13 @@ namespace adsk::core {
 // Where a palette is docked. The values are the host's.
 enum PaletteDockingStates : std::int32_t {};
 
-// A message that a palette's page sends.
+// A message that a palette's page sends. Its action name is not offered: nobody reads it.
 class HTMLEventArgs : public Base {
  public:
   virtual char* data_raw() const = 0;
 
-  // The message's data text; empty when it has none.
-  std::string data() const { return TakeText(data_raw()); }
+  // The message's data; empty when it has none.
+  std::string data() const { return TakeString(data_raw()); }
 };
 
 class HTMLEventHandler : public EventHandler {

@@ -31,7 +31,7 @@ class SUBSTITUTE_API ReferenceCounted {
   ReferenceCounted(const ReferenceCounted&) = delete;
   ReferenceCounted& operator=(const ReferenceCounted&) = delete;
 
-  // The class, and after a colon the id where there is one: "Palette:teachPalete".
+  // The class, and after a colon the id where there is one: "Palette:ID".
   std::string name() const { return id_.empty() ? className_ : className_ + ":" + id_; }
   const std::string& className() const { return className_; }
   const std::string& id() const { return id_; }

@@ -49,6 +49,7 @@ struct DesktopLine : CommandLine {
   std::string theme;
   std::string site;
   bool quit = false;
+  std::vector<std::string> arguments;  // as typed, the program's name included
 };
 
 constexpr const char* program = "substitute-desktop";
@@ -240,7 +241,7 @@ int show(DesktopLine& values, int& argc, char** argv) {
   QApplication::setApplicationName(program);
   checkScreenshot(values.screenshot);
 
-  const Installation installation(values, plays, {argv, argv + argc});
+  const Installation installation(values, plays, values.arguments);
   Host host(installation.settings());
   if (!values.trace.empty()) {
     checkTrace(values, plays ? std::vector{values.scenario} : std::vector<std::string>(), host);
@@ -289,7 +290,7 @@ int show(DesktopLine& values, int& argc, char** argv) {
                         });
   const int status = QApplication::exec();
   bool passed = true;
-  if (plays && status == EXIT_SUCCESS) {
+  if ((plays || values.strict || expected) && status == EXIT_SUCCESS) {
     passed = runner.conclude(values.strict, expected ? &*expected : nullptr);
   }
   if (trace && !trace->good()) throw std::runtime_error("the trace could not be written in full");
@@ -300,6 +301,7 @@ int show(DesktopLine& values, int& argc, char** argv) {
 
 int main(int argc, char** argv) {
   DesktopLine values;
+  values.arguments.assign(argv, argv + argc);
   CLI::App parser(
       "Shows the add-in in a host made for it: a window with toolbar, palettes and their pages.",
       program);

@@ -172,7 +172,7 @@ void addOptions(CLI::App& parser, CommandLine& values) {
 }
 
 std::string refuseEmpty(const std::string& value) {
-  return value.empty() ? "its name is empty" : "";
+  return value.empty() ? "the value is empty" : "";
 }
 
 std::optional<int> readCommandLine(CLI::App& parser, CommandLine& values, int argc, char** argv) {

@@ -237,7 +237,7 @@ Words faultWords(const Host& /*host*/, const Arguments& before) {
 
 constexpr ArgumentForm none = {0, 0};
 constexpr ArgumentForm atMostOne = {0, 1};
-constexpr ArgumentForm one = {1, 1};
+constexpr ArgumentForm exactlyOne = {1, 1};
 constexpr ArgumentForm two = {2, 2};
 constexpr ArgumentForm restOfLine = {0, 1, true};
 constexpr ArgumentForm idAndRest = {1, 2, true, 1};
@@ -272,7 +272,7 @@ const std::vector<CommandEntry>& commands() {
        [](Runner& runner, const Arguments&) { runner.host().setOffline(false); }},
       {"offline", "", "go offline and raise the online-status event", none,
        [](Runner& runner, const Arguments&) { runner.host().setOffline(true); }},
-      {"language", "N", "set the host's user language (2 is Czech)", one, setLanguage,
+      {"language", "N", "set the host's user language (2 is Czech)", exactlyOne, setLanguage,
        checkLanguage},
       {"entitlement", "[TEXT]", "set the host's entitlement text; alone, the host has none",
        restOfLine, setEntitlement},

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <string>
 
 #include "substitute/driver/AddIn.h"
@@ -56,14 +57,15 @@ Report report;
 struct FatalSignal {
   int number;
   const char* name;
+  // What others send to the host is told only while a call of the add-in is under way.
+  bool isSentByOthers = false;
 };
-constexpr std::array<FatalSignal, 7> fatalSignals = {{{SIGABRT, "SIGABRT"},
-                                                      {SIGBUS, "SIGBUS"},
-                                                      {SIGFPE, "SIGFPE"},
-                                                      {SIGILL, "SIGILL"},
-                                                      {SIGSEGV, "SIGSEGV"},
-                                                      {SIGSYS, "SIGSYS"},
-                                                      {SIGTRAP, "SIGTRAP"}}};
+constexpr FatalSignal fatalSignals[] = {
+    {SIGABRT, "SIGABRT"},       {SIGBUS, "SIGBUS"},         {SIGFPE, "SIGFPE"},
+    {SIGILL, "SIGILL"},         {SIGSEGV, "SIGSEGV"},       {SIGSYS, "SIGSYS"},
+    {SIGTRAP, "SIGTRAP"},       {SIGHUP, "SIGHUP", true},   {SIGPIPE, "SIGPIPE", true},
+    {SIGTERM, "SIGTERM", true}, {SIGUSR1, "SIGUSR1", true}, {SIGUSR2, "SIGUSR2", true},
+    {SIGXCPU, "SIGXCPU", true}, {SIGXFSZ, "SIGXFSZ", true}};
 
 void tellLastCall() {
   writeToErrors("  last call of the host: ");
@@ -99,15 +101,17 @@ void tellReport(const char* what, const char* detail) {
 // The signal has its usual action again: sent once more it ends the process when this returns.
 void onFatalSignal(int number) {
   const auto* const signal =
-      std::find_if(fatalSignals.begin(), fatalSignals.end(),
+      std::find_if(std::begin(fatalSignals), std::end(fatalSignals),
                    [number](const FatalSignal& one) { return one.number == number; });
-  tellReport(": the host is ended by the signal ", signal->name);
-  tellStack();
+  if (!signal->isSentByOthers || !report.underWay.empty()) {
+    tellReport(": the host is ended by the signal ", signal->name);
+    tellStack();
+  }
   std::raise(number);
 }
 
 void onTimeout(int /*signal*/) {
-  tellReport(": the add-in does not come back; the seconds that it was given: ",
+  tellReport(": a call of the add-in has not returned after the seconds of --timeout: ",
              report.timeout.get());
   tellStack();
   _exit(exit_status::timedOut);

@@ -1,5 +1,5 @@
-// The last words of a host that the add-in takes down: by a signal, by ending the process, or by
-// not coming back.
+// The report of a host that the add-in ends: by a signal, by ending the process, or by a call that
+// does not return.
 #pragma once
 
 #include <string>

@@ -42,7 +42,8 @@ Expectation::Expectation(const Arguments& arguments, bool negated)
 
 std::optional<std::string> Expectation::failure(const Json& state) const {
   const Json* const found = find(state, pointer_);
-  const bool equals = found != nullptr && equal(*found, value_);
+  // As it is printed: bytes that are not UTF-8 are replaced.
+  const bool equals = found != nullptr && equal(Json::parse(line(*found)), value_);
   if (equals != negated_) return {};
   return std::string("expected ") + (negated_ ? "not " : "") + pointer_ + " " + line(value_) +
          ", found " + (found == nullptr ? "nothing" : line(*found));

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -19,6 +20,8 @@ namespace substitute {
 namespace {
 
 const std::string prefix = "velorin-host-";
+// In each of these folders: a folder of a user's that bears such a name is not removed.
+constexpr const char* mark = ".temporary";
 
 int openFolder(const std::string& path) {
   return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
@@ -36,6 +39,7 @@ void removeLeftOvers(const fs::path& place) {
   std::error_code ignored;
   for (const auto& entry : fs::directory_iterator(place, ignored)) {
     if (entry.path().filename().string().rfind(prefix, 0) != 0) continue;
+    if (!fs::exists(entry.path() / mark, ignored)) continue;
     const int folder = openFolder(entry.path().string());
     if (folder < 0) continue;
     if (flock(folder, LOCK_EX | LOCK_NB) == 0) fs::remove_all(entry, ignored);
@@ -64,6 +68,7 @@ LockedFolder::LockedFolder() {
     }
   } while (lock_ < 0 || (flock(lock_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) ||
            !isStill(path_, lock_));
+  std::ofstream(path_ + "/" + mark);
 }
 
 LockedFolder::LockedFolder(std::string path) : path_(std::move(path)), lock_(openFolder(path_)) {

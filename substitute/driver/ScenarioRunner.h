@@ -47,6 +47,9 @@ class ScenarioRunner {
   void unload();
   void expect(const Expectation& expectation);
 
+  // True when an expectation has been played.
+  bool expectsAnything() const { return expectations_ > 0; }
+
  private:
   std::vector<std::string> suspicions() const;
 

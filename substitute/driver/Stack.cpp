@@ -20,6 +20,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <system_error>
 #include <vector>
 
 #include "substitute/api/Host.h"
@@ -53,7 +54,8 @@ class FunctionNames {
  public:
   // Of a file that is no such library there are none.
   explicit FunctionNames(std::string file) : file_(std::move(file)) {
-    if (!std::filesystem::is_regular_file(file_)) return;
+    std::error_code unreachable;
+    if (!std::filesystem::is_regular_file(file_, unreachable)) return;
     std::ifstream input(file_, std::ios::binary);
     bytes_.assign(std::istreambuf_iterator<char>(input), {});
     const auto header = read<ElfW(Ehdr)>(0);

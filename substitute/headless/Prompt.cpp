@@ -208,6 +208,8 @@ void runPrompt(ScenarioRunner& runner) {
     if (word == "quit" || word == "exit") break;
     if (word.empty()) continue;
     add_history(line->c_str());
+    // Now, since the command may end the program.
+    if (!history.empty()) write_history(history.c_str());
     if (word == "help") {
       tellHelp(argument);
       continue;
@@ -219,7 +221,6 @@ void runPrompt(ScenarioRunner& runner) {
     }
   }
   if (runner.loaded()) runner.unload();
-  if (!history.empty()) write_history(history.c_str());
 }
 
 #else

@@ -55,7 +55,7 @@ class ManyLives : public AddInFixture {
 
 TEST_F(ManyLives, EndAsTheyBegan) {
   constexpr int warmUp = 100;
-  constexpr int lives = 500;
+  constexpr int lives = 900;
   for (int i = 0; i < warmUp; ++i) ASSERT_NO_FATAL_FAILURE(live(i));
   const long objects = substitute::resourceCounts().objects;
   const Holdings before = holdings();

@@ -160,10 +160,10 @@ class Compare(unittest.TestCase):
         status, said = self.compare(self.entries)
         self.assertEqual(1, status)
         self.assertEqual(len(self.entries) + 2, said.count("\n|"))
-        for line in said.splitlines():
-            row = re.match(r"\|.* (substitute/\S+), \w+::(\w+) +\|$", line)
-            if row:
-                self.assertIn(f"{row[2]}(", (SOURCE / row[1]).read_text())
+        rows = re.findall(r"(?m)^\|.* (substitute/\S+), \w+::(\w+) +\|$", said)
+        self.assertEqual(len(self.entries), len(rows))
+        for file, function in rows:
+            self.assertIn(f"{function}(", (SOURCE / file).read_text())
 
     def TakesTheListOfTheProject(self):
         result = subprocess.run([COMPARE, EXPECTED], capture_output=True, text=True, check=False)

@@ -43,7 +43,7 @@ std::vector<std::string> idsIn(const std::string& answers) {
 class Probe : public testing::Test {
  protected:
   Probe() {
-    fs::copy_file(VELORIN_PROBE, library);
+    std::ofstream(library, std::ios::binary) << readFile(VELORIN_PROBE);
     substitute::Settings settings = substitute::settingsIn(folder.path());
     settings.entitlement = "SECRET licence";
     host = std::make_unique<Host>(std::move(settings));
