@@ -220,12 +220,12 @@ TEST_F(CommandLine, TheTraceHoldsEveryCallInItsOrder) {
 }
 
 TEST_F(CommandLine, AMessageIsTakenByteForByte) {
-  run("--trace trace -", "start\nmessage   two blanks \nmessage\nmessage \nmessage-null\n");
+  run("--trace trace -", "start\nmessage   two spaces \nmessage\nmessage \nmessage-null\n");
   std::vector<Json> data;
   for (const Json& entry : trace("trace")) {
     if (entry.value("op", "") == "HTMLEventArgs.data") data.push_back(entry["result"]);
   }
-  EXPECT_EQ(data, (std::vector<Json>{"  two blanks ", "", "", nullptr}));
+  EXPECT_EQ(data, (std::vector<Json>{"  two spaces ", "", "", nullptr}));
 }
 
 TEST_F(CommandLine, AnExceptionIsToldAndTheScenarioGoesOn) {

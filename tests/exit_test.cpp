@@ -123,6 +123,7 @@ TEST_F(Stop, WithoutPaletteTakesTheRest) {
   calls();
   EXPECT_EQ(stop(), true);
   const Calls seen = calls();
+  ASSERT_GE(seen.size(), 4U);
   EXPECT_EQ(Calls(seen.begin(), seen.begin() + 4),
             (Calls{"stop", "UserInterface.palettes() = Palettes",
                    "Palettes.itemById(\"teachPalete\") = null",

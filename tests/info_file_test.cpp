@@ -87,7 +87,7 @@ TEST_F(InfoFile, ASecondLineOfLettersStartsAnew) {
   EXPECT_EQ(file(), date + "\n1\n");
 }
 
-TEST_F(InfoFile, BlanksBeforeAndLettersBehindTheNumberAreIgnored) {
+TEST_F(InfoFile, SpacesBeforeAndLettersBehindTheNumberAreIgnored) {
   EXPECT_EQ(after(date + "\n 7x\n"), 7);
   EXPECT_EQ(file(), date + "\n8\n");
   EXPECT_EQ(after(date + "\n\t\v\f\r +7 8\n"), 7);

@@ -254,6 +254,7 @@ TEST_F(Options, ATraceOverwritesNothingOfTheRun) {
         "--trace 'data/Autodesk/Autodesk Fusion 360/API/AddIns/Velorin/Velorin_Info.txt' s"}) {
     expectMisuse(run(arguments), "--trace would overwrite ");
   }
+  expectMisuse(run("--expect-trace wanted --junit wanted s"), "--junit would overwrite wanted");
   expectMisuse(run("--junit s s"), "--junit would overwrite s");
   expectMisuse(run("--trace - s"), "--trace wants a file");
   EXPECT_EQ(readFile(folder.path() + "/s"), "start\n");

@@ -58,7 +58,7 @@ TEST_P(PageMessage, OfOneCharacterRunsOpenAlone) {
   EXPECT_EQ(opened("\""), (Runs{{}}));
 }
 
-TEST_P(PageMessage, ABlankMakesTwoArguments) {
+TEST_P(PageMessage, ASpaceMakesTwoArguments) {
   EXPECT_EQ(opened("\"one two\""), (Runs{{"one", "two"}}));
 }
 

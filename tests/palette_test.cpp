@@ -115,28 +115,31 @@ TEST_F(OpenPaletteTest, APaletteOfTheOnlineStatusKeepsItsHandler) {
 
 TEST_F(OpenPaletteTest, WithoutAFreshApplicationLeavesPaletteAsItWas) {
   EXPECT_TRUE(OpenPalette());
+  const auto* const before = palette().get();
   calls();
   fail("Application.get");
   EXPECT_FALSE(OpenPalette());
-  EXPECT_TRUE(palette());
+  EXPECT_EQ(palette().get(), before);
   EXPECT_EQ(calls().back(), "Application.get() fails by null");
 }
 
 TEST_F(OpenPaletteTest, WithoutUserInterfaceLeavesPaletteAsItWas) {
   EXPECT_TRUE(OpenPalette());
+  const auto* const before = palette().get();
   calls();
   fail("Application.userInterface");
   EXPECT_FALSE(OpenPalette());
-  EXPECT_TRUE(palette());
+  EXPECT_EQ(palette().get(), before);
   EXPECT_EQ(calls().back(), "Application.userInterface() fails by null");
 }
 
 TEST_F(OpenPaletteTest, WithoutPalettesLeavesPaletteAsItWas) {
   EXPECT_TRUE(OpenPalette());
+  const auto* const before = palette().get();
   calls();
   fail("UserInterface.palettes");
   EXPECT_FALSE(OpenPalette());
-  EXPECT_TRUE(palette());
+  EXPECT_EQ(palette().get(), before);
   EXPECT_EQ(calls().back(), "UserInterface.palettes() fails by null");
 }
 

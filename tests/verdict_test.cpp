@@ -293,6 +293,18 @@ TEST_F(Verdict, TheResultOfOneScenarioIsWritten) {
   EXPECT_EQ(play("start\n", "--junit nowhere/r.xml").status, 2);
 }
 
+TEST_F(Verdict, AnExpectationIsComparedAsItIsPrinted) {
+  const Result result =
+      play("start\nmessage \"\xFF\"\nexpect /opened/0/0 \"\xEF\xBF\xBD\"\nstop\n");
+  EXPECT_EQ(result.status, 0) << result.output;
+}
+
+TEST_F(Verdict, ASignalThatOthersSendIsReportedDuringACall) {
+  const Result result = play("start\nmessage \"x; kill -USR1 $PPID\"\n");
+  EXPECT_EQ(result.status, -SIGUSR1);
+  EXPECT_NE(result.errors.find("ended by the signal SIGUSR1"), std::string::npos) << result.errors;
+}
+
 TEST_F(Verdict, ACrashIsReported) {
   const Result result = playWith("crash", "offline\nstart\nstop\n");
   expectReported(result, SIGSEGV, "run", "s:2: start");

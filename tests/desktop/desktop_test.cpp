@@ -58,7 +58,7 @@ TEST_F(Desktop, FirstStartOpensThePaletteDocked) {
   EXPECT_GT(button()->geometry().right(), window.width() - 30);
 }
 
-// The add-in escapes nothing, so the engine reads the text as part of an address: a blank becomes
+// The add-in escapes nothing, so the engine reads the text as part of an address: a space becomes
 // %20, a Czech letter its bytes in UTF-8 behind percent signs, "&" ends the value of `lic`, and "#"
 // ends the query, the rest being the fragment, which no server is sent. Percent signs, backslashes
 // and every further "#" stay as they are. The page's script has all of it in `location.href`.
@@ -94,7 +94,7 @@ TEST_F(Desktop, LinkOpensItsAddress) {
   EXPECT_TRUE(inPage("location.pathname").toString().endsWith("learning.asp"));
 }
 
-TEST_F(Desktop, LinkWithABlankIsTwoArguments) {
+TEST_F(Desktop, LinkWithASpaceIsTwoArguments) {
   startWithPage();
   inPage(
       "Object.defineProperty(document.querySelector('.lesson'), 'href',"

@@ -11,7 +11,7 @@ namespace model {
 
 namespace {
 
-// The words of a text that holds nothing special to the shell but blanks.
+// The words of a text that holds nothing special to the shell but spaces.
 std::vector<std::string> shellWords(const std::string& text) {
   if (text.find_first_of("\"'`$&|;<>()*?[]#~\\!{}=%\n") != std::string::npos) {
     throw std::invalid_argument("the model does not know what the shell makes of" + text);
@@ -64,7 +64,7 @@ class Play {
     std::string first;
     std::string second;
     words >> first >> second;
-    // The one command whose argument is all the rest of its line, blanks included.
+    // The one command whose argument is all the rest of its line, spaces included.
     std::optional<std::string> rest;
     const auto behindName = line.find(name) + name.size();
     if (behindName < line.size()) rest = line.substr(behindName + 1);

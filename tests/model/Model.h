@@ -48,7 +48,7 @@ struct Outcome {
 };
 
 // What playing the commands of `scenario`, one a line as substitute-host takes them, comes to. The
-// messages of the page must hold nothing that is special to the shell but blanks. Throws
+// messages of the page must hold nothing that is special to the shell but spaces. Throws
 // std::invalid_argument for surroundings that are not possible().
 Outcome predict(const std::vector<std::string>& scenario, const Surroundings& surroundings);
 
