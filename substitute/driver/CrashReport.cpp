@@ -55,17 +55,17 @@ struct Report {
 Report report;
 
 struct FatalSignal {
-  int number;
   const char* name;
+  int number;
   // What others send to the host is told only while a call of the add-in is under way.
   bool isSentByOthers = false;
 };
 constexpr FatalSignal fatalSignals[] = {
-    {SIGABRT, "SIGABRT"},       {SIGBUS, "SIGBUS"},         {SIGFPE, "SIGFPE"},
-    {SIGILL, "SIGILL"},         {SIGSEGV, "SIGSEGV"},       {SIGSYS, "SIGSYS"},
-    {SIGTRAP, "SIGTRAP"},       {SIGHUP, "SIGHUP", true},   {SIGPIPE, "SIGPIPE", true},
-    {SIGTERM, "SIGTERM", true}, {SIGUSR1, "SIGUSR1", true}, {SIGUSR2, "SIGUSR2", true},
-    {SIGXCPU, "SIGXCPU", true}, {SIGXFSZ, "SIGXFSZ", true}};
+    {"SIGABRT", SIGABRT},       {"SIGBUS", SIGBUS},         {"SIGFPE", SIGFPE},
+    {"SIGILL", SIGILL},         {"SIGSEGV", SIGSEGV},       {"SIGSYS", SIGSYS},
+    {"SIGTRAP", SIGTRAP},       {"SIGHUP", SIGHUP, true},   {"SIGPIPE", SIGPIPE, true},
+    {"SIGTERM", SIGTERM, true}, {"SIGUSR1", SIGUSR1, true}, {"SIGUSR2", SIGUSR2, true},
+    {"SIGXCPU", SIGXCPU, true}, {"SIGXFSZ", SIGXFSZ, true}};
 
 void tellLastCall() {
   writeToErrors("  last call of the host: ");

@@ -67,6 +67,7 @@ std::string restartThroughLink(const std::string& path, std::vector<std::string>
                              " to the host cannot be made: " + error.message());
   }
   std::vector<char*> words;
+  words.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) words.push_back(argument.data());
   words.push_back(nullptr);
   execv(link.c_str(), words.data());
