@@ -22,7 +22,8 @@ std::string GetExecutableDirectory() {
 }
 
 std::string SetAddinLocation(std::string path) {
-  return path.substr(0, path.find("Autodesk")) + "Autodesk/Autodesk Fusion 360/API/AddIns/Velorin";
+  path = path.substr(0, path.find("Autodesk"));
+  return path + "Autodesk/Autodesk Fusion 360/API/AddIns/Velorin";
 }
 
 bool FileExists(const std::string& path) {

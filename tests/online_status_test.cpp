@@ -128,6 +128,14 @@ TEST_F(OnlineStatus, EmptyArgumentsDoNothing) {
   EXPECT_EQ(calls(), Calls{"notify OnlineStatusChangedHandler"});
 }
 
+TEST_F(OnlineStatus, WithoutPalettesEndsThere) {
+  begin(0);
+  fail("UserInterface.palettes");
+  host->setOffline(false);
+  EXPECT_EQ(calls().back(), "UserInterface.palettes() fails by null");
+  EXPECT_EQ(state()["palettes"], Json::array());
+}
+
 TEST_F(OnlineStatus, AfterStopUsesAnEmptyHandle) {
   begin(0);
   ASSERT_EQ(stop(), true);

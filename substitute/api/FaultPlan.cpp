@@ -31,6 +31,7 @@ std::vector<PlannedFault> FaultPlan::pending() const {
     }
   }
   std::vector<PlannedFault> faults;
+  faults.reserve(bySerial.size());
   for (const auto& fault : bySerial) faults.push_back(fault.second);
   return faults;
 }

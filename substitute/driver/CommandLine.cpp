@@ -90,7 +90,8 @@ std::vector<std::string> joined(const CLI::App& parser, const std::vector<std::s
       result.push_back(name);
       result.push_back(value);
     } else {
-      result.push_back(name + "=" + value);
+      result.push_back(name);
+      result.back().append("=").append(value);
     }
   }
   return result;
@@ -196,8 +197,9 @@ void checkOutput(const std::string& option, const std::string& path,
                  const std::vector<std::string>& files) {
   if (path.empty()) return;
   if (path == "-") throw UsageError(option + " wants a file; standard output is taken");
+  const std::string wrong = option + " would overwrite ";
   for (const std::string& file : files) {
-    if (isSameFile(path, file)) throw UsageError(option + " would overwrite " + file);
+    if (isSameFile(path, file)) throw UsageError(wrong + file);
   }
 }
 

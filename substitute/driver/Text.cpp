@@ -73,9 +73,9 @@ std::string listed(const std::vector<std::string>& words) {
 
 std::vector<std::string> nearest(const std::string& word, std::vector<std::string> words) {
   constexpr std::size_t enough = 3;
-  const std::string begin = word.substr(0, 64);  // no name is as long
-  std::stable_sort(words.begin(), words.end(), [&](const auto& one, const auto& other) {
-    return distance(begin, one) < distance(begin, other);
+  const std::string typed = word.substr(0, 64);  // no name is as long
+  std::stable_sort(words.begin(), words.end(), [&](const auto& left, const auto& right) {
+    return distance(typed, left) < distance(typed, right);
   });
   words.resize(std::min(words.size(), enough));
   return words;
