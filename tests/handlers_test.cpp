@@ -78,7 +78,7 @@ class Handlers : public testing::Test {
 };
 
 // An object that a handle of the add-in's holds; its release counts as its end.
-class HeldObject final : public core::Base {
+class RecordingObject final : public core::Base {
  public:
   void addref() const override {}
   void release() const override { ended().push_back(this); }
@@ -108,9 +108,9 @@ TEST_F(Handlers, AreMadeInTheirOrderAndEndInTheReverse) {
 }
 
 TEST_F(Handlers, EndBeforeTheHandlesDoInTheReverseOrder) {
-  const HeldObject application;
-  const HeldObject userInterface;
-  const HeldObject palette;
+  const RecordingObject application;
+  const RecordingObject userInterface;
+  const RecordingObject palette;
   // A handle is a pointer, and uses no more of the object than this base.
   for (const auto& [name, object] :
        {std::pair("app", &application), std::pair("ui", &userInterface),

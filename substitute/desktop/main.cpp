@@ -24,12 +24,9 @@
 #include "substitute/desktop/Theme.h"
 #include "substitute/desktop/WebPage.h"
 #include "substitute/driver/CommandLine.h"
-#include "substitute/driver/CrashReport.h"
 #include "substitute/driver/ExitStatus.h"
 #include "substitute/driver/Files.h"
-#include "substitute/driver/Installation.h"
-#include "substitute/driver/OpenRecorder.h"
-#include "substitute/driver/ScenarioRunner.h"
+#include "substitute/driver/HostSession.h"
 #include "substitute/driver/Text.h"
 #include "substitute/driver/UsageError.h"
 
@@ -136,7 +133,7 @@ class Playing : public QObject {
     } else if (playFirst()) {
       timer_.start();
     } else {
-      complain(program, window_.statusBar()->currentMessage().toStdString());
+      printError(program, window_.statusBar()->currentMessage().toStdString());
       QCoreApplication::exit(exit_status::cannotLoad);
     }
   }
@@ -150,7 +147,7 @@ class Playing : public QObject {
   // What was played before a wrong line stays.
   void end() {
     if (inputError_.empty()) return done_();
-    complain(program, inputError_);
+    printError(program, inputError_);
     QCoreApplication::exit(exit_status::wrongInput);
   }
 
@@ -213,10 +210,10 @@ void takeScreenshot(MainWindow& window, const QString& file) {
     if (!window.settled() && --*left > 0) return;
     watch->stop();
     const bool complete = window.settled();
-    if (!complete) complain(program, "a page was still loading when the screenshot was taken");
+    if (!complete) printError(program, "a page was still loading when the screenshot was taken");
     QTimer::singleShot(paintTime, &window, [&window, file, complete] {
       const bool saved = window.grab().save(file);
-      if (!saved) complain(program, "the screenshot cannot be written to " + file.toStdString());
+      if (!saved) printError(program, "the screenshot cannot be written to " + file.toStdString());
       QCoreApplication::exit(saved && complete ? EXIT_SUCCESS : exit_status::wrongInput);
     });
   });
@@ -241,31 +238,9 @@ int show(DesktopLine& values, int& argc, char** argv) {
   QApplication::setApplicationName(program);
   checkScreenshot(values.screenshot);
 
-  const Installation installation(values, plays, values.arguments);
-  Host host(installation.settings());
-  if (!values.trace.empty()) {
-    checkTrace(values, plays ? std::vector{values.scenario} : std::vector<std::string>(), host);
-  }
-  const CrashReport crashReport(host, program, values.addin, values.timeout);
-  std::optional<OpenRecorder> recorder;
-  if (!values.systemOpen) recorder.emplace(host);
-  { const AddIn known(values.addin); }  // what cannot be loaded is told before a window opens
-  std::optional<ExpectedTrace> expected;
-  if (!values.expectedTrace.empty()) expected.emplace(values.expectedTrace);
-  std::optional<TraceFile> trace;
-  if (!values.trace.empty()) trace.emplace(values.trace);
-  installation.addFolder(host);
-  if (trace) trace->begin(host);
-  if (expected) expected->begin(host);
-  const std::string place = installation.description(host);
-  if (!place.empty()) std::cout << place << std::endl;
-  ScenarioRunner runner(host, values.addin, std::cout);
-  Signal<std::string>::Subscription complaints;
-  if (recorder) {
-    complaints = recorder->shellComplained.subscribe([&runner](const std::string& complaint) {
-      runner.reporter().say("The shell complains: " + complaint + ".");
-    });
-  }
+  HostSession session(values, program,
+                      plays ? std::vector{values.scenario} : std::vector<std::string>(),
+                      values.arguments);
 
   const Theme theme = values.theme.empty()     ? systemTheme()
                       : values.theme == "dark" ? Theme::dark
@@ -275,8 +250,8 @@ int show(DesktopLine& values, int& argc, char** argv) {
   const LearningSite site(QString::fromStdString(values.site),
                           QString::fromStdString(besideProgram("learning-site.crt")),
                           QString::fromStdString(besideProgram("learning-site.key")));
-  WebEngine engine(host, site, theme);
-  MainWindow window(host, runner, engine, values.addin);
+  WebEngine engine(session.host(), site, theme);
+  MainWindow window(session.host(), session.runner(), engine, values.addin);
   // What is played is played to its end and no further.
   window.setStopsAtEnd(!ends);
   window.show();
@@ -289,12 +264,8 @@ int show(DesktopLine& values, int& argc, char** argv) {
                           }
                         });
   const int status = QApplication::exec();
-  bool passed = true;
-  if ((plays || values.strict || expected) && status == EXIT_SUCCESS) {
-    passed = runner.conclude(values.strict, expected ? &*expected : nullptr);
-  }
-  if (trace && !trace->good()) throw std::runtime_error("the trace could not be written in full");
-  return status == EXIT_SUCCESS && !passed ? exit_status::failed : status;
+  if (status != EXIT_SUCCESS) return status;
+  return session.conclude() ? EXIT_SUCCESS : exit_status::failed;
 }
 
 }  // namespace
@@ -332,6 +303,6 @@ int main(int argc, char** argv) {
     int count = 1;  // the options are read; none is Qt's
     return show(values, count, argv);
   } catch (const std::exception&) {
-    return complainOfException(program);
+    return printException(program);
   }
 }

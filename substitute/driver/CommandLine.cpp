@@ -182,10 +182,10 @@ std::optional<int> readCommandLine(CLI::App& parser, CommandLine& values, int ar
   } catch (const CLI::Success& done) {
     return parser.exit(done);
   } catch (const CLI::ParseError&) {
-    complain(parser.get_name(), "the options cannot be read; see --help");
+    printError(parser.get_name(), "the options cannot be read; see --help");
     return exit_status::wrongInput;
   } catch (const std::exception&) {
-    return complainOfException(parser.get_name());
+    return printException(parser.get_name());
   }
   if (!values.listScenarios && !values.listOperations) return {};
   if (values.listScenarios) printAll(scenarioNames());
@@ -213,20 +213,20 @@ void checkTrace(const CommandLine& values, const std::vector<std::string>& scena
   checkOutput("--trace", values.trace, files);
 }
 
-void complain(const std::string& program, const std::string& sentence) {
+void printError(const std::string& program, const std::string& sentence) {
   std::cerr << program << ": " << printable(sentence) << (sentence.back() == '.' ? "\n" : ".\n");
 }
 
-int complainOfException(const std::string& program) {
+int printException(const std::string& program) {
   try {
     throw;
   } catch (const LoadError& error) {
-    complain(program, error.what());
+    printError(program, error.what());
     return exit_status::cannotLoad;
   } catch (const UsageError& error) {
-    complain(program, error.what() + ("; see " + error.option()));
+    printError(program, error.what() + ("; see " + error.option()));
   } catch (const std::exception& error) {
-    complain(program, error.what());
+    printError(program, error.what());
   }
   return exit_status::wrongInput;
 }

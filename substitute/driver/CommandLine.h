@@ -52,9 +52,9 @@ void checkTrace(const CommandLine& values, const std::vector<std::string>& scena
                 const Host& host);
 
 // Tells a sentence on standard error, begun with the program's name and ended with a full stop.
-void complain(const std::string& program, const std::string& sentence);
+void printError(const std::string& program, const std::string& sentence);
 
 // Tells of the exception that is being handled. The result is the exit status.
-int complainOfException(const std::string& program);
+int printException(const std::string& program);
 
 }  // namespace substitute

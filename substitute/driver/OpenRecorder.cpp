@@ -49,9 +49,9 @@ std::string readFrom(const std::string& path, std::size_t& at) {
   return bytes;
 }
 
-// What the shell complains of in a line of its own, such as "sh: 2: Syntax error"; empty for a line
-// of another program.
-std::string complaintIn(const std::string& line) {
+// The error that the shell tells in a line of its own, such as "sh: 2: Syntax error"; empty for a
+// line of another program.
+std::string shellErrorIn(const std::string& line) {
   static const std::regex own("^(?:/bin/)?sh: (?:-c: )?(?:line )?[0-9]+: (.*)$");
   std::smatch found;
   return std::regex_match(line, found, own) ? found[1].str() : "";
@@ -108,11 +108,11 @@ OpenRecorder::~OpenRecorder() {
 void OpenRecorder::tellErrors() {
   std::istringstream lines(readFrom(errors_, readErrors_));
   for (std::string line; std::getline(lines, line);) {
-    const std::string complaint = complaintIn(line);
-    if (complaint.empty()) {
+    const std::string error = shellErrorIn(line);
+    if (error.empty()) {
       std::cerr << printable(line) << '\n';
     } else {
-      shellComplained.publish(complaint);
+      shellFailed.publish(error);
     }
   }
 }

@@ -19,10 +19,9 @@ class OpenRecorder {
   // it.
   explicit OpenRecorder(Host& host);
 
-  // What the shell itself complains of, such as "Syntax error: Unterminated quoted string", when
-  // the call into the add-in has returned. As macOS code the shell writes to standard error
-  // instead.
-  Signal<std::string> shellComplained;
+  // An error of the shell itself, such as "Syntax error: Unterminated quoted string", when the call
+  // into the add-in has returned. As macOS code the shell writes to standard error instead.
+  Signal<std::string> shellFailed;
 
   // Restores PATH and removes the command.
   ~OpenRecorder();

@@ -11,14 +11,11 @@
 #include <optional>
 
 #include "substitute/driver/CommandLine.h"
-#include "substitute/driver/CrashReport.h"
 #include "substitute/driver/ExitStatus.h"
 #include "substitute/driver/Files.h"
-#include "substitute/driver/Installation.h"
+#include "substitute/driver/HostSession.h"
 #include "substitute/driver/JUnit.h"
-#include "substitute/driver/OpenRecorder.h"
 #include "substitute/driver/ScenarioProcess.h"
-#include "substitute/driver/ScenarioRunner.h"
 #include "substitute/driver/UsageError.h"
 #include "substitute/headless/Prompt.h"
 
@@ -46,54 +43,28 @@ void playInput(ScenarioRunner& runner) {
 // Plays the scenario of that name, whose commands are `commands`; standard input for -; what is
 // typed at the prompt when the name is empty. The result is the exit status.
 int play(const HeadlessLine& values, const std::string& scenario, const Commands& commands) {
-  const bool typed = scenario.empty();
-  const Installation installation(values, !typed, values.arguments);
-  Host host(installation.settings());
-  if (!values.trace.empty()) checkTrace(values, values.scenarios, host);
-  const CrashReport crashReport(host, program, values.addin, values.timeout);
-  std::optional<OpenRecorder> recorder;
-  if (!values.systemOpen) recorder.emplace(host);
-  { const AddIn known(values.addin); }  // what cannot be loaded is told before anything is done
-  std::optional<ExpectedTrace> expected;
-  if (!values.expectedTrace.empty()) expected.emplace(values.expectedTrace);
-  std::optional<TraceFile> trace;
-  if (!values.trace.empty()) trace.emplace(values.trace);
-  installation.addFolder(host);
-  if (trace) trace->begin(host);
-  if (expected) expected->begin(host);
-  const std::string place = installation.description(host);
-  if (!place.empty()) std::cout << place << std::endl;
-  ScenarioRunner runner(host, values.addin, std::cout);
-  Signal<std::string>::Subscription complaints;
-  if (recorder) {
-    complaints = recorder->shellComplained.subscribe([&runner](const std::string& complaint) {
-      runner.reporter().say("The shell complains: " + complaint + ".");
-    });
-  }
-  if (typed) {
-    runPrompt(runner);
+  HostSession session(values, program,
+                      scenario.empty() ? std::vector<std::string>() : std::vector{scenario},
+                      values.arguments);
+  if (scenario.empty()) {
+    runPrompt(session.runner());
   } else if (scenario == "-") {
-    playInput(runner);
+    playInput(session.runner());
   } else {
-    for (const Command& command : commands) runner.play(command);
+    for (const Command& command : commands) session.runner().play(command);
   }
-  // What was typed is judged where that was asked for.
-  bool passed = true;
-  if (!typed || values.strict || expected || runner.expectsAnything()) {
-    passed = runner.conclude(values.strict, expected ? &*expected : nullptr);
-  }
-  if (trace && !trace->good()) throw std::runtime_error("the trace could not be written in full");
+  const bool passed = session.conclude();
   if (!std::cout.flush()) throw std::runtime_error("the output could not be written in full");
   return passed ? EXIT_SUCCESS : exit_status::failed;
 }
 
 // The same; what keeps it from being played is told.
-int playOrComplain(const HeadlessLine& values, const std::string& scenario,
-                   const Commands& commands) {
+int playAndReport(const HeadlessLine& values, const std::string& scenario,
+                  const Commands& commands) {
   try {
     return play(values, scenario, commands);
   } catch (const std::exception&) {
-    return complainOfException(program);
+    return printException(program);
   }
 }
 
@@ -114,7 +85,7 @@ int endAs(int status) {
 int playForResult(const HeadlessLine& values, const Commands& commands) {
   writeResults(values.junit, {});  // a place that cannot be written is told before
   const ScenarioResult result = playInProcess(
-      values.scenarios[0], [&] { return playOrComplain(values, values.scenarios[0], commands); });
+      values.scenarios[0], [&] { return playAndReport(values, values.scenarios[0], commands); });
   std::cout << result.output << std::flush;
   std::cerr << result.errors;
   writeResults(values.junit, {result});
@@ -150,7 +121,7 @@ int playAll(const CLI::App& parser, HeadlessLine& values, const std::vector<Comm
   for (std::size_t i = 0; i < all.size(); ++i) {
     values.arguments = argumentsFor(parser, values.scenarios[i]);
     results.push_back(playInProcess(
-        values.scenarios[i], [&] { return playOrComplain(values, values.scenarios[i], all[i]); }));
+        values.scenarios[i], [&] { return playAndReport(values, values.scenarios[i], all[i]); }));
     const ScenarioResult& result = results.back();
     if (result.passed()) {
       ++passed;
@@ -183,7 +154,7 @@ void checkOptionsForSeveral(const HeadlessLine& values) {
 int playAsTyped(const CLI::App& parser, HeadlessLine& values) {
   if (hasPrompt && values.scenarios.empty() && isatty(STDIN_FILENO) == 1) {
     if (!values.junit.empty()) throw UsageError("--junit goes with scenarios only");
-    return playOrComplain(values, "", {});
+    return playAndReport(values, "", {});
   }
   if (values.scenarios.empty()) values.scenarios = {"-"};
   if (values.scenarios.size() > 1) checkOptionsForSeveral(values);
@@ -204,7 +175,7 @@ int playAsTyped(const CLI::App& parser, HeadlessLine& values) {
   checkOutput("--junit", values.junit, files);
   if (all.size() > 1) return playAll(parser, values, all);
   if (!values.junit.empty()) return playForResult(values, all[0]);
-  return playOrComplain(values, values.scenarios[0], all[0]);
+  return playAndReport(values, values.scenarios[0], all[0]);
 }
 
 }  // namespace
@@ -232,6 +203,6 @@ int main(int argc, char** argv) {
   try {
     return playAsTyped(parser, values);
   } catch (const std::exception&) {
-    return complainOfException(program);
+    return printException(program);
   }
 }

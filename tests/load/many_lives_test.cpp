@@ -4,7 +4,7 @@
 #include <fstream>
 
 #include "tests/AddInFixture.h"
-#include "tests/load/Holdings.h"
+#include "tests/load/ProcessResources.h"
 
 namespace fs = std::filesystem;
 
@@ -58,9 +58,9 @@ TEST_F(ManyLives, EndAsTheyBegan) {
   constexpr int lives = 900;
   for (int i = 0; i < warmUp; ++i) ASSERT_NO_FATAL_FAILURE(live(i));
   const long objects = substitute::resourceCounts().objects;
-  const Holdings before = holdings();
+  const ProcessResources before = processResources();
   for (int i = 0; i < lives; ++i) ASSERT_NO_FATAL_FAILURE(live(i));
-  const Holdings after = holdings();
+  const ProcessResources after = processResources();
   std::cout << "before: " << before << "\nafter:  " << after << '\n';
   // Less than a byte a life: a leak of any size would be more.
   EXPECT_LT(after.heap, before.heap + lives);

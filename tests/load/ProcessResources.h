@@ -17,7 +17,7 @@
 #include <string>
 #endif
 
-struct Holdings {
+struct ProcessResources {
   std::size_t heap = 0;      // bytes in use
   std::size_t resident = 0;  // bytes; not told on macOS
   std::size_t files = 0;     // on macOS of the first 256
@@ -26,8 +26,8 @@ struct Holdings {
 };
 
 #if defined(__APPLE__)
-inline Holdings holdings() {
-  Holdings now;
+inline ProcessResources processResources() {
+  ProcessResources now;
   malloc_statistics_t heap = {};
   malloc_zone_statistics(nullptr, &heap);
   now.heap = heap.size_in_use;
@@ -38,12 +38,12 @@ inline Holdings holdings() {
   return now;
 }
 #else
-inline Holdings holdings() {
+inline ProcessResources processResources() {
   const auto entries = [](const char* directory) {
     const std::filesystem::directory_iterator all(directory);
     return static_cast<std::size_t>(std::distance(begin(all), end(all)));
   };
-  Holdings now;
+  ProcessResources now;
   now.files = entries("/proc/self/fd");
   now.threads = entries("/proc/self/task");
   std::ifstream maps("/proc/self/maps");
@@ -56,7 +56,7 @@ inline Holdings holdings() {
 }
 #endif
 
-inline std::ostream& operator<<(std::ostream& out, const Holdings& now) {
+inline std::ostream& operator<<(std::ostream& out, const ProcessResources& now) {
   return out << "heap " << now.heap << " bytes, resident " << now.resident << " bytes, "
              << now.files << " files, " << now.threads << " threads, " << now.mappings
              << " mappings";
