@@ -27,6 +27,15 @@ int deeper(volatile int depth) {
   return depth < 0 ? used[0] : deeper(depth + 1) + used[0];
 }
 
+// Writes beyond what was allocated, which the next allocation finds.
+void spoilMemory() {
+  constexpr std::size_t size = 100000;
+  constexpr std::size_t behind = 64;
+  auto* const bytes = static_cast<volatile char*>(std::malloc(size));
+  for (std::size_t i = 0; i < size + behind; ++i) bytes[i] = -1;
+  if (std::malloc(size) == nullptr) std::exit(EXIT_FAILURE);
+}
+
 void waitForever() {
   while (true) pause();
 }
@@ -59,6 +68,7 @@ extern "C" __attribute__((visibility("default"))) bool run(const char* /*context
     app->userInterface()->palettes()->itemById_raw(reinterpret_cast<const char*>(8));
   }
   if (shall("abort")) std::abort();
+  if (shall("spoil the memory")) spoilMemory();
   if (shall("raise")) std::raise(SIGFPE);
   if (shall("use up the stack")) deeper(0);
   if (shall("exit")) std::exit(EXIT_SUCCESS);

@@ -8,6 +8,12 @@
 
 #include "tests/AddInFixture.h"
 
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define SANITIZED
+#endif
+#endif
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -312,6 +318,7 @@ TEST_F(Verdict, ACrashIsReported) {
              "  last call of the host: ApplicationEvent.add, which had returned, by run\n");
   EXPECT_NE(result.errors.find("writeNowhere"), std::string::npos) << result.errors;
   EXPECT_NE(result.errors.find("run in "), std::string::npos) << result.errors;
+  expectTold(result.errors, "    substitute::ScenarioRunner::play(substitute::Command const&) in ");
   expectTold(result.errors, "    {\"event\":\"run\"}\n");
 }
 
@@ -319,6 +326,11 @@ TEST_F(Verdict, EveryWayToCrashIsReported) {
   expectReported(playWith("abort", "start\n"), SIGABRT, "run", "s:1: start");
   expectReported(playWith("raise", "start\n"), SIGFPE, "run", "s:1: start");
   expectReported(playWith("use up the stack", "start\n"), SIGSEGV, "run", "s:1: start");
+#ifndef SANITIZED  // the sanitizer finds that first, and says so
+  const Result spoilt = playWith("spoil the memory", "start\n");
+  expectReported(spoilt, SIGABRT, "run", "s:1: start");
+  EXPECT_NE(spoilt.errors.find("ScenarioRunner"), std::string::npos) << spoilt.errors;
+#endif
   expectReported(playWith("crash in a handler", "start\nonline\n"), SIGSEGV,
                  "(anonymous namespace)::StatusHandler", "s:2: online");
 }

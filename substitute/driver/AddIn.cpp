@@ -14,6 +14,11 @@ namespace substitute {
 
 namespace {
 
+// A name without a slash would be looked for on the system's library path.
+std::string loadedAs(const std::string& file) {
+  return file.find('/') == std::string::npos ? "./" + file : file;
+}
+
 void* load(const std::string& path) {
   const CrashReport::UnderWay loading("the loading of the library");
   return dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
@@ -57,11 +62,6 @@ std::string whyRefused(const std::string& file, const std::string& said) {
 }
 
 }  // namespace
-
-// A name without a slash would be looked for on the system's library path.
-std::string loadedAs(const std::string& file) {
-  return file.find('/') == std::string::npos ? "./" + file : file;
-}
 
 AddIn::AddIn(std::string file) : file_(std::move(file)) {
   std::error_code unknown;  // the loader says why

@@ -15,9 +15,6 @@ class LoadError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// The path that the library `file` is loaded by, and by which the system then knows it.
-std::string loadedAs(const std::string& file);
-
 // A loaded add-in. The destructor unloads it.
 class AddIn {
  public:

@@ -11,7 +11,6 @@
 #include <iterator>
 #include <string>
 
-#include "substitute/driver/AddIn.h"
 #include "substitute/driver/ExitStatus.h"
 #include "substitute/driver/Stack.h"
 #include "substitute/driver/Text.h"
@@ -158,8 +157,7 @@ void follow(const Json& entry) {
 
 }  // namespace
 
-CrashReport::CrashReport(Host& host, const std::string& program, const std::string& addin,
-                         unsigned timeout)
+CrashReport::CrashReport(Host& host, const std::string& program, unsigned timeout)
     : callBegins_(host.interceptor().callBegins.subscribe([](const Operation& operation) {
         report.lastCall.set(nameOf(operation));
         report.lastCallMadeBy = report.underWay;
@@ -170,7 +168,7 @@ CrashReport::CrashReport(Host& host, const std::string& program, const std::stri
   report.program.set(program);
   report.seconds = timeout;
   report.timeout.set(std::to_string(timeout));
-  prepareStack(loadedAs(addin));
+  prepareStack();
   for (const FatalSignal& signal : fatalSignals) {
     handle(signal.number, onFatalSignal, static_cast<int>(SA_RESETHAND));
   }

@@ -14,9 +14,9 @@ namespace substitute {
 // stack. The process then ends as it would have ended, by the signal.
 class CrashReport {
  public:
-  // `program` begins the report. `addin` is the library whose functions the stack names. `timeout`
-  // is the time in seconds that a call of the add-in may take; 0 is any time.
-  CrashReport(Host& host, const std::string& program, const std::string& addin, unsigned timeout);
+  // `program` begins the report. `timeout` is the time in seconds that a call of the add-in may
+  // take; 0 is any time.
+  CrashReport(Host& host, const std::string& program, unsigned timeout);
   CrashReport(const CrashReport&) = delete;
   CrashReport& operator=(const CrashReport&) = delete;
 

@@ -17,7 +17,7 @@ HostSession::HostSession(const CommandLine& values, const std::string& program,
       installation_(values, playsScenario_, std::move(arguments)),
       host_(installation_.settings()) {
   if (!values.trace.empty()) checkTrace(values, scenarios, host_);
-  crashReport_.emplace(host_, program, values.addin, values.timeout);
+  crashReport_.emplace(host_, program, values.timeout);
   if (!values.systemOpen) recorder_.emplace(host_);
   { const AddIn known(values.addin); }  // what cannot be loaded is told before anything is done
   if (!values.expectedTrace.empty()) expected_.emplace(values.expectedTrace);

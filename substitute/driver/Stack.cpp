@@ -9,21 +9,19 @@
 #include <dlfcn.h>
 #include <elf.h>
 #include <execinfo.h>
+#include <fcntl.h>
 #include <link.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <system_error>
-#include <vector>
-
-#include "substitute/api/Host.h"
 #endif
 
 namespace substitute {
@@ -41,91 +39,73 @@ void writeToErrors(const char* text) {
 
 namespace {
 
-std::string demangled(const char* name) {
-  int status = 0;
-  char* const words = abi::__cxa_demangle(name, nullptr, nullptr, &status);
-  std::string result = status == 0 ? words : name;
-  std::free(words);
-  return result;
-}
+std::array<char, 262144> handlersStack;  // enough for all that the report does
 
-// The functions of one library, those that it does not show included.
-class FunctionNames {
+// The bytes of a file. It is mapped when the process crashes, not before: a start must not pay for
+// it. Nothing frees it, since the process is about to end.
+class MappedFile {
  public:
-  // Of a file that is no such library there are none.
-  explicit FunctionNames(std::string file) : file_(std::move(file)) {
-    std::error_code unreachable;
-    if (!std::filesystem::is_regular_file(file_, unreachable)) return;
-    std::ifstream input(file_, std::ios::binary);
-    bytes_.assign(std::istreambuf_iterator<char>(input), {});
-    const auto header = read<ElfW(Ehdr)>(0);
-    if (std::memcmp(header.e_ident, ELFMAG, SELFMAG) == 0) {
-      for (std::size_t i = 0; i < header.e_shnum; ++i) {
-        const auto section = read<ElfW(Shdr)>(header.e_shoff + i * sizeof(ElfW(Shdr)));
-        if (section.sh_type != SHT_SYMTAB) continue;
-        const auto names = read<ElfW(Shdr)>(header.e_shoff + section.sh_link * sizeof(ElfW(Shdr)));
-        readFunctions(section, names);
+  // Empty when it cannot be read.
+  explicit MappedFile(const char* path) {
+    const int descriptor = open(path, O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) return;
+    struct stat status = {};
+    if (fstat(descriptor, &status) == 0 && status.st_size > 0) {
+      const auto size = static_cast<std::size_t>(status.st_size);
+      void* const mapped = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, descriptor, 0);
+      if (mapped != MAP_FAILED) {
+        bytes_ = static_cast<const char*>(mapped);
+        size_ = size;
       }
     }
-    bytes_.clear();
-    std::sort(functions_.begin(), functions_.end(),
-              [](const Function& one, const Function& other) { return one.begin < other.begin; });
+    close(descriptor);
   }
 
-  bool areOf(const char* file) const { return file_ == file; }
-
-  // The function at that place of the library; null when there is none that is known.
-  const char* at(std::uintptr_t place) const {
-    for (const Function& function : functions_) {
-      if (place >= function.begin && place < function.end) return function.name.c_str();
-    }
-    return nullptr;
-  }
-
- private:
-  struct Function {
-    std::uintptr_t begin;
-    std::uintptr_t end;
-    std::string name;
-  };
+  std::size_t size() const { return size_; }
 
   // Zeros where the file ends before.
   template <class T>
   T read(std::size_t offset) const {
     T value = {};
-    if (offset < bytes_.size() && bytes_.size() - offset >= sizeof value) {
-      std::memcpy(&value, bytes_.data() + offset, sizeof value);
+    if (offset < size_ && size_ - offset >= sizeof value) {
+      std::memcpy(&value, bytes_ + offset, sizeof value);
     }
     return value;
   }
 
-  void readFunctions(const ElfW(Shdr) & symbols, const ElfW(Shdr) & names) {
-    const std::size_t end =
-        std::min<std::size_t>(bytes_.size(), symbols.sh_offset + symbols.sh_size);
-    for (std::size_t at = symbols.sh_offset; at < end; at += sizeof(ElfW(Sym))) {
-      const auto symbol = read<ElfW(Sym)>(at);
-      if ((symbol.st_info & 0xf) != STT_FUNC || symbol.st_size == 0) continue;
-      const std::size_t name = names.sh_offset + symbol.st_name;
-      if (name >= bytes_.size()) continue;
-      const std::string text(bytes_.data() + name,
-                             strnlen(bytes_.data() + name, bytes_.size() - name));
-      functions_.push_back(
-          {symbol.st_value, symbol.st_value + symbol.st_size, demangled(text.c_str())});
-    }
+  // Null when it does not end in the file.
+  const char* string(std::size_t offset) const {
+    const bool ends =
+        offset < size_ && std::memchr(bytes_ + offset, '\0', size_ - offset) != nullptr;
+    return ends ? bytes_ + offset : nullptr;
   }
 
-  std::string file_;
-  std::vector<char> bytes_;
-  std::vector<Function> functions_;
+ private:
+  const char* bytes_ = nullptr;
+  std::size_t size_ = 0;
 };
 
-// Never destroyed: the process may be taken down at its very end.
-std::vector<FunctionNames>& knownNames() {
-  static auto* const names = new std::vector<FunctionNames>;
-  return *names;
+// The function at `address` of the library or program `path`, loaded at `base`, as the linker has
+// its name; functions that are not exported are known, too. Null when there is none.
+const char* functionAt(std::uintptr_t address, std::uintptr_t base, const char* path) {
+  const MappedFile file(path);
+  const auto header = file.read<ElfW(Ehdr)>(0);
+  if (std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0) return nullptr;
+  const std::uintptr_t place = header.e_type == ET_EXEC ? address : address - base;
+  for (std::size_t i = 0; i < header.e_shnum; ++i) {
+    const auto section = file.read<ElfW(Shdr)>(header.e_shoff + i * sizeof(ElfW(Shdr)));
+    if (section.sh_type != SHT_SYMTAB) continue;
+    const auto names = file.read<ElfW(Shdr)>(header.e_shoff + section.sh_link * sizeof(ElfW(Shdr)));
+    const std::size_t end = std::min<std::size_t>(file.size(), section.sh_offset + section.sh_size);
+    for (std::size_t at = section.sh_offset; at < end; at += sizeof(ElfW(Sym))) {
+      const auto symbol = file.read<ElfW(Sym)>(at);
+      const bool isFunction = (symbol.st_info & 0xf) == STT_FUNC;
+      if (!isFunction || place - symbol.st_value >= symbol.st_size) continue;
+      return file.string(names.sh_offset + symbol.st_name);
+    }
+  }
+  return nullptr;
 }
-
-std::array<char, 262144> handlersStack;  // enough for all that the report does
 
 void writeHexadecimal(std::uintptr_t number) {
   std::array<char, 2 * sizeof number + 3> digits = {};
@@ -139,37 +119,80 @@ void writeHexadecimal(std::uintptr_t number) {
   writeToErrors(digits.data() + at);
 }
 
-void tellFrame(void* address) {
+struct Frame {
+  const char* name = nullptr;     // of the function, as the linker has it; null: unknown
+  const char* library = nullptr;  // null: none
+  std::uintptr_t place = 0;       // in the library
+};
+
+bool isOfProgram(const Dl_info& library) {
+  Dl_info program = {};
+  dladdr(reinterpret_cast<const void*>(&tellStack), &program);
+  return library.dli_fbase == program.dli_fbase;
+}
+
+Frame frameAt(void* returnAddress) {
+  const auto address = reinterpret_cast<std::uintptr_t>(returnAddress);
   Dl_info library = {};
-  if (dladdr(address, &library) == 0) {
-    writeHexadecimal(reinterpret_cast<std::uintptr_t>(address));
-    return;
-  }
+  if (dladdr(returnAddress, &library) == 0) return {nullptr, nullptr, address};
+  const auto base = reinterpret_cast<std::uintptr_t>(library.dli_fbase);
+  // The program is known to the loader by the word that it was started with, which is no path.
+  const char* const file = isOfProgram(library) ? "/proc/self/exe" : library.dli_fname;
   // What is on the stack is the place to return to, behind the call.
-  const std::uintptr_t place = reinterpret_cast<std::uintptr_t>(address) - 1 -
-                               reinterpret_cast<std::uintptr_t>(library.dli_fbase);
-  const char* name = library.dli_sname;
-  for (const FunctionNames& names : knownNames()) {
-    if (names.areOf(library.dli_fname) && names.at(place) != nullptr) name = names.at(place);
-  }
+  const char* const name = functionAt(address - 1, base, file);
+  const char* const slash = std::strrchr(library.dli_fname, '/');
+  return {name != nullptr ? name : library.dli_sname,
+          slash == nullptr ? library.dli_fname : slash + 1, address - base};
+}
+
+void tell(const Frame& frame, const char* name) {
+  writeToErrors("    ");
   if (name != nullptr) {
     writeToErrors(name);
     writeToErrors(" in ");
   }
-  const char* const slash = std::strrchr(library.dli_fname, '/');
-  writeToErrors(slash == nullptr ? library.dli_fname : slash + 1);
-  writeToErrors(" at ");
-  writeHexadecimal(place + 1);
+  if (frame.library != nullptr) {
+    writeToErrors(frame.library);
+    writeToErrors(" at ");
+  }
+  writeHexadecimal(frame.place);
+  writeToErrors("\n");
+}
+
+// Puts the names of `frames` into `names` as they read in C++; a name of C stays empty.
+template <class Frames, class Names>
+void demangle(const Frames& frames, std::size_t count, Names& names) {
+  for (std::size_t i = 0; i < count; ++i) {
+    const char* const name = frames[i].name;
+    if (name == nullptr || std::strncmp(name, "_Z", 2) != 0) continue;
+    const char* const demangled = abi::__cxa_demangle(name, nullptr, nullptr, nullptr);
+    if (demangled != nullptr) std::strncpy(names[i].data(), demangled, names[i].size() - 1);
+  }
+}
+
+// Calls `work` in a child process, which is ended after some seconds and says nothing, and waits
+// for its end. For a signal's handler: nothing here takes a lock.
+template <class Work>
+void inChild(Work work) {
+  constexpr unsigned seconds = 5;
+  const pid_t child = _Fork();
+  if (child == 0) {
+    close(STDERR_FILENO);
+    for (int number = 1; number < NSIG; ++number) std::signal(number, SIG_DFL);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    alarm(seconds);
+    work();
+    _exit(EXIT_SUCCESS);
+  }
+  while (child > 0 && waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
+  }
 }
 
 }  // namespace
 
-void prepareStack(const std::string& addin) {
-  Dl_info host = {};
-  dladdr(reinterpret_cast<const void*>(&resourceCounts), &host);
-  knownNames().clear();
-  knownNames().emplace_back(addin);
-  if (host.dli_fname != nullptr) knownNames().emplace_back(host.dli_fname);
+void prepareStack() {
   std::array<void*, 1> first = {};
   backtrace(first.data(), 1);  // the first time it loads a library, which a handler must not do
   stack_t stack = {};
@@ -178,21 +201,36 @@ void prepareStack(const std::string& addin) {
   sigaltstack(&stack, nullptr);
 }
 
+// Demangling takes memory. A process that crashed may have spoilt its memory, or may have been in
+// malloc() and keep it locked. So a child process demangles; the names that it does not get to stay
+// as the linker has them. All else is done here: the child cannot ask the loader, whose lock this
+// process may keep.
 __attribute__((noinline)) void tellStack() {
+  constexpr std::size_t most = 64;
   constexpr int ownFrames = 3;  // this function, the handler, and what called it
-  std::array<void*, 64> frames = {};
-  const int count = backtrace(frames.data(), static_cast<int>(frames.size()));
+  std::array<void*, most> addresses = {};
+  const int size = backtrace(addresses.data(), most);
+  const auto count = static_cast<std::size_t>(std::max(size - ownFrames, 0));
+  std::array<Frame, most> frames;
+  std::transform(addresses.begin() + ownFrames, addresses.begin() + ownFrames + count,
+                 frames.begin(), frameAt);
+  using Names = std::array<std::array<char, 1024>, most>;
+  void* const shared =
+      mmap(nullptr, sizeof(Names), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  auto* const names = shared == MAP_FAILED ? nullptr : static_cast<Names*>(shared);
+  if (names != nullptr) {
+    inChild([&] { demangle(frames, count, *names); });
+  }
   writeToErrors("  stack:\n");
-  for (int i = ownFrames; i < count; ++i) {
-    writeToErrors("    ");
-    tellFrame(frames[static_cast<std::size_t>(i)]);
-    writeToErrors("\n");
+  for (std::size_t i = 0; i < count; ++i) {
+    const bool isDemangled = names != nullptr && (*names)[i][0] != '\0';
+    tell(frames[i], isDemangled ? (*names)[i].data() : frames[i].name);
   }
 }
 
 #else
 
-void prepareStack(const std::string& /*addin*/) {}
+void prepareStack() {}
 
 void tellStack() {}
 

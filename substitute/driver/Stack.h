@@ -1,16 +1,13 @@
 // The stack of the process in words, for a signal's handler.
 #pragma once
 
-#include <string>
-
 namespace substitute {
 
 // Writes `text` to standard error, also from a signal's handler.
 void writeToErrors(const char* text);
 
-// Makes tellStack() ready: the names of the functions of the library `addin` and of the host's, and
-// memory for handlers that run when the stack is used up.
-void prepareStack(const std::string& addin);
+// Makes tellStack() ready, with memory for handlers that run when the stack is used up.
+void prepareStack();
 
 // Writes the stack to standard error, a line for each function, innermost first; for use by a
 // signal's handler itself, which is left out with what called it. As macOS code there is no stack:
