@@ -1,12 +1,12 @@
-# export_only_listed_names(TARGET FILE): the library shows the names in FILE, one a line, `*` for any
-# rest, and nothing else, and binds them to itself.
+# export_only_listed_names(TARGET FILE): the library TARGET exports the names in FILE and no others, and
+# binds them to itself. FILE has one name a line; `*` stands for any end of a name.
 function(export_only_listed_names target file)
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${file})
   file(STRINGS ${file} names)
   set(list ${CMAKE_CURRENT_BINARY_DIR}/${target}.map)
   set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${list})
   if(CMAKE_SYSTEM_NAME STREQUAL "Darwin")
-    # There every name bears an underscore more, and binding to itself is the rule.
+    # On macOS each name has a leading underscore, and a library binds its names to itself anyway.
     list(TRANSFORM names PREPEND _)
     list(JOIN names "\n" names)
     file(CONFIGURE OUTPUT ${list} CONTENT "${names}\n")

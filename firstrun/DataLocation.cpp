@@ -30,13 +30,13 @@ bool FileExists(const std::string& path) {
   return access(path.c_str(), F_OK) == 0;
 }
 
-// By hand: the standard libraries' converters fail with different texts and on different input.
-std::string ws2s(const std::wstring& text) {
+// By hand: the standard libraries' converters fail with different messages and on different input.
+std::string ws2s(const std::wstring& wide) {
   std::string bytes;
   const auto tail = [&bytes](char32_t point, int shift) {
     bytes += static_cast<char>(0x80U | ((point >> shift) & 0x3FU));
   };
-  for (const wchar_t unit : text) {
+  for (const wchar_t unit : wide) {
     const auto point = static_cast<char32_t>(unit);
     if (point > 0x10FFFF || (point >= 0xD800 && point <= 0xDFFF)) {
       throw std::range_error("wstring_convert: to_bytes error");

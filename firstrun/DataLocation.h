@@ -1,5 +1,5 @@
-// Where the add-in keeps its data, and small helpers for files and text. Paths are UTF-8, without a
-// trailing separator.
+// Where the add-in keeps its data, and small helpers for files and strings. Paths are UTF-8,
+// without a trailing separator.
 #pragma once
 
 #include <string>
@@ -18,7 +18,7 @@ std::string SetAddinLocation(std::string path);
 // be searched.
 bool FileExists(const std::string& path);
 
-// `text`, one code point a unit, in UTF-8. Throws std::range_error with the text
+// `wide`, one code point a unit, in UTF-8. Throws std::range_error with the message
 // "wstring_convert: to_bytes error" for a unit that is no code point of UTF-8: one above U+10FFFF,
 // or half of a surrogate pair.
-std::string ws2s(const std::wstring& text);
+std::string ws2s(const std::wstring& wide);

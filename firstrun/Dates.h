@@ -1,4 +1,4 @@
-// Calendar dates: today's as text, and the days between two of them.
+// Calendar dates: today's as a string, and the days between two of them.
 #pragma once
 
 #include <cstdint>

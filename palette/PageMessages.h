@@ -1,5 +1,5 @@
-// What the learning page asks for: each message names a target to be opened outside the host. The
-// page is trusted; its text reaches the shell as it stands.
+// Messages of the learning page: each names a target that the system opens in its default
+// application. The page is trusted; what it sends reaches the shell unchanged.
 #pragma once
 
 #include <Core/CoreAll.h>
@@ -9,9 +9,9 @@ class RovaHTMLEventHandler : public adsk::core::HTMLEventHandler {
  public:
   ~RovaHTMLEventHandler() override;
 
-  // Runs "open " and the message's text without its first and last character, the page's quotes,
-  // through the shell, and waits for its end. An empty text throws std::out_of_range; `eventArgs`
-  // is not empty.
+  // Runs "open " and the message without its first and last character, the page's quotes, through
+  // the shell, and waits for its end. An empty message throws std::out_of_range. `eventArgs` is not
+  // empty.
   void notify(const adsk::core::Ptr<adsk::core::HTMLEventArgs>& eventArgs) override;
 };
 

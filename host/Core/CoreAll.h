@@ -2,10 +2,10 @@
 //
 // Every host class shows its operations twice: a virtual one whose name ends in _raw, which the
 // host implements, and a thin wrapper under the plain name, which is the one to call. A wrapper
-// passes its arguments on unchanged, text as a zero-terminated string borrowed for the call. A raw
+// passes its arguments on unchanged, a string zero-terminated and borrowed for the call. A raw
 // operation that returns an object returns it counted for the caller, or null; the wrapper takes
 // that reference over, so an empty handle means that the host returned nothing. A raw operation
-// that returns text returns an array of the host's, or null; the wrapper copies it and hands it
+// that returns a string returns an array of the host's, or null; the wrapper copies it and hands it
 // back. Exceptions of the host pass through unchanged.
 #pragma once
 

@@ -1,4 +1,4 @@
-// Counted references to host objects, and text that the host allocates.
+// Counted references to host objects, and strings that the host allocates.
 #pragma once
 
 #include <cassert>
@@ -12,23 +12,22 @@
 
 namespace adsk::core {
 
-// Takes a text back into the host's memory. `text` was returned by a host operation and is not
-// touched afterwards.
-ADSK_HOST_API void DeallocateArrayInternal(char* text);
+// Frees `string`, which a host operation returned. The caller does not use it afterwards.
+ADSK_HOST_API void DeallocateArrayInternal(char* string);
 
-// Hands an array that the host allocated back to it. Every non-null text that a host operation
+// Hands an array that the host allocated back to it. Every non-null string that a host operation
 // returns is handed back exactly once.
 template <class T>
 void DeallocateArray(T* array) {
   DeallocateArrayInternal(array);
 }
 
-// Copies a text that the host returned and hands it back. Null gives an empty string, and nothing
+// Copies a string that the host returned and hands it back. Null gives an empty string, and nothing
 // is handed back.
-inline std::string TakeString(char* text) {
-  if (text == nullptr) return {};
-  std::string result = text;
-  DeallocateArray<char>(text);
+inline std::string TakeString(char* string) {
+  if (string == nullptr) return {};
+  std::string result = string;
+  DeallocateArray<char>(string);
   return result;
 }
 

@@ -22,7 +22,7 @@ class CommandControl : public ToolbarControl {
   // Raw form of interfaceId(), supplied by the host's library.
   ADSK_HOST_API static const char* classType();
 
-  // The identifier by which Base::query asks for this interface. The text is the host's.
+  // The identifier by which Base::query asks for this interface. The string is the host's.
   static const char* interfaceId() { return classType(); }
 };
 

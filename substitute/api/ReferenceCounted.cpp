@@ -67,11 +67,11 @@ void ReferenceCounted::releaseForHost() const {
 
 }  // namespace substitute
 
-void adsk::core::DeallocateArrayInternal(char* text) {
-  if (substitute::allocatedStrings().erase(text) == 0) {
+void adsk::core::DeallocateArrayInternal(char* string) {
+  if (substitute::allocatedStrings().erase(string) == 0) {
     ++substitute::counts().invalidDeallocations;
     return;
   }
   --substitute::counts().strings;
-  delete[] text;
+  delete[] string;
 }

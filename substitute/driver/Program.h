@@ -17,10 +17,10 @@ constexpr bool startsThroughLink = false;
 // The file of the running program, links followed.
 std::string programFile();
 
-// Only where startsThroughLink: replaces the process by the same program with the same arguments,
-// started through a link at `path`, which is made, with its folders. Returns only when the process
-// was started so already: the path as the system tells it, which may name the same folder in
-// another way. Throws std::runtime_error, with one sentence, when it cannot.
+// Only where startsThroughLink. Makes a link to the program at `path`, with its folders, and
+// replaces the process: the same program with the same arguments, started through the link. In the
+// process that was started so, returns the path that the system reports; it may name the same
+// folder in another way. Throws std::runtime_error, with one sentence, on failure.
 std::string restartThroughLink(const std::string& path, std::vector<std::string> arguments);
 
 }  // namespace substitute
