@@ -99,6 +99,11 @@ class TestCommand(Command):
             self.assertEqual(["-R", "Info", "-LE", "long"], self.options(*words))
             self.assertEqual([["release"]], self.built())
 
+    def TheLinterRunsWhenItIsAskedFor(self):
+        for words in (["--lint", "-R", "Info"], ["-R", "Info", "--lint"]):
+            self.assertCountEqual(["-C", "lint", "-R", "Info"], self.options(*words))
+            self.assertEqual(ALL_BUILDS, self.built())
+
     def PassesOptionsOnInBothSpellings(self):
         for short, long in (("-R", "--tests-regex"), ("-E", "--exclude-regex"),
                             ("-L", "--label-regex"), ("-LE", "--label-exclude")):
