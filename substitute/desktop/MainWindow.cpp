@@ -148,6 +148,7 @@ void MainWindow::makeMenus() {
     if (PaletteDock* const dock = shownDock()) dock->openDeveloperTools();
   });
   developerTools_->setShortcut(Qt::Key_F12);
+  menuBar()->addMenu(tr("&Trace"))->addActions(trace_->actions());
 
   start_->setObjectName("start");
   stop_->setObjectName("stop");

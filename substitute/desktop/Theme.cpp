@@ -22,13 +22,16 @@ struct Colours {
   QColor hover;     // under the pointer
   QColor accent;    // what is chosen
   QColor onAccent;  // text on it
+  QColor failure;   // text of what went wrong
 };
 
 Colours coloursOf(Theme theme) {
   if (theme == Theme::dark) {
-    return {"#2a2e34", "#1f2327", "#e7eaee", "#9aa4b0", "#3d434b", "#3a4048", "#4c9be8", "#0d1620"};
+    return {"#2a2e34", "#1f2327", "#e7eaee", "#9aa4b0", "#3d434b",
+            "#3a4048", "#4c9be8", "#0d1620", "#ff8f80"};
   }
-  return {"#f2f4f6", "#ffffff", "#1f2a35", "#5d6b79", "#d3d9df", "#e3e8ed", "#1268b8", "#ffffff"};
+  return {"#f2f4f6", "#ffffff", "#1f2a35", "#5d6b79", "#d3d9df",
+          "#e3e8ed", "#1268b8", "#ffffff", "#b3261e"};
 }
 
 QPalette paletteOf(const Colours& colours) {
@@ -46,6 +49,7 @@ QPalette paletteOf(const Colours& colours) {
   palette.setColor(QPalette::Highlight, colours.accent);
   palette.setColor(QPalette::HighlightedText, colours.onAccent);
   palette.setColor(QPalette::Link, colours.accent);
+  palette.setColor(QPalette::BrightText, colours.failure);
   palette.setColor(QPalette::Light, colours.hover);
   palette.setColor(QPalette::Midlight, colours.hover);
   palette.setColor(QPalette::Mid, colours.line);
@@ -80,6 +84,8 @@ QWidget#notice { background: SURFACE; }
 QLabel#heading { font-weight: 600; }
 QLabel#reason { color: FAINT; }
 QPlainTextEdit#address { background: SURFACE; border: 1px solid LINE; border-radius: 5px; }
+QPlainTextEdit#traceDetail { background: SURFACE; border: none; }
+QSplitter#traceSplitter::handle { background: LINE; }
 QPlainTextEdit#address:focus { border-color: ACCENT; }
 QWidget#remark { background: WINDOW; border-top: 1px solid LINE; }
 QWidget#titleBar QLabel#count { color: FAINT; font-weight: 400; }
@@ -90,7 +96,6 @@ QLineEdit { background: SURFACE; border: 1px solid LINE; border-radius: 5px; pad
 QLineEdit:focus { border-color: ACCENT; }
 QTreeView { background: SURFACE; alternate-background-color: SURFACE; border: none; }
 QTreeView::item { padding: 2px 4px; }
-QTreeView::item:selected { background: ACCENT; color: ONACCENT; }
 QHeaderView::section { background: WINDOW; color: FAINT; border: none;
                        border-bottom: 1px solid LINE; padding: 4px 3px; }
 QScrollBar { background: transparent; border: none; }

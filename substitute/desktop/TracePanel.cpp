@@ -1,63 +1,104 @@
 #include "substitute/desktop/TracePanel.h"
 
+#include <QAction>
+#include <QClipboard>
+#include <QFileDialog>
 #include <QFontDatabase>
+#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
-#include <QPushButton>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QRegularExpression>
+#include <QSaveFile>
 #include <QScrollBar>
 #include <QSortFilterProxyModel>
-#include <QStandardItemModel>
+#include <QSplitter>
+#include <QTimer>
 #include <QToolButton>
 #include <QTreeView>
+#include <algorithm>
 
 #include "substitute/desktop/Theme.h"
+#include "substitute/desktop/TraceModel.h"
 
 namespace substitute {
 
 namespace {
 
-// The whole entry, as it stands in the trace's file.
-constexpr int lineRole = Qt::UserRole;
-
-QString textOf(const Json& json) {
-  return QString::fromStdString(json.is_string() ? json.get<std::string>() : line(json));
-}
-
-// The values in brackets, without the brackets.
-QString listOf(const Json& values) {
-  QStringList texts;
-  for (const Json& value : values) texts << QString::fromStdString(line(value));
-  return texts.join(", ");
-}
-
-// The cells of an entry: call, object, arguments, result.
-QStringList cellsOf(const Json& entry) {
-  if (!entry.contains("event")) {
-    QString result = entry.contains("result") ? textOf(entry["result"]) : QString();
-    if (entry.contains("fault")) result = "fault: " + textOf(entry["fault"]);
-    return {textOf(entry["op"]), entry.contains("on") ? textOf(entry["on"]) : QString(),
-            listOf(entry["args"]), result};
+// Matches what holds all of the words.
+QRegularExpression holding(const QString& words) {
+  QString pattern;
+  for (const QString& word : words.split(QRegularExpression("\\s+"), Qt::SkipEmptyParts)) {
+    pattern += "(?=.*" + QRegularExpression::escape(word) + ")";
   }
-  const QString event = textOf(entry["event"]);
-  if (event == "notify") return {event, textOf(entry["handler"]), {}, {}};
-  if (event == "open") return {event, {}, listOf(entry["args"]), {}};
-  if (event == "threw") return {event, {}, textOf(entry["what"]), textOf(entry["type"])};
-  return {event, {}, {}, entry.contains("value") ? textOf(entry["value"]) : QString()};
+  return QRegularExpression("\\A" + pattern, QRegularExpression::CaseInsensitiveOption |
+                                                 QRegularExpression::DotMatchesEverythingOption);
+}
+
+QString withShortcut(const QString& text, const QKeySequence& shortcut) {
+  return QStringLiteral("%1 (%2)").arg(text, shortcut.toString(QKeySequence::NativeText));
 }
 
 }  // namespace
 
 TracePanel::TracePanel(QWidget* parent)
     : QDockWidget(tr("Trace"), parent),
-      rows_(new QStandardItemModel(0, 5, this)),
+      trace_(new TraceModel(this)),
       shown_(new QSortFilterProxyModel(this)),
+      filter_(new QLineEdit),
+      count_(new QLabel),
       list_(new QTreeView),
-      count_(new QLabel) {
+      detail_(new QPlainTextEdit) {
   setObjectName("trace");
   setFeatures(DockWidgetClosable);
+  shown_->setSourceModel(trace_);
+  shown_->setFilterRole(TraceModel::searchRole);
+  shown_->setFilterKeyColumn(0);
+  makeActions();
+  makeTitleBar();
+  makeList();
 
+  detail_->setObjectName("traceDetail");
+  detail_->setAccessibleName(tr("The selected line of the trace"));
+  detail_->setPlaceholderText(tr("Select a line to read all of it here."));
+  detail_->setReadOnly(true);
+  detail_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+  detail_->setTabChangesFocus(true);
+  detail_->setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+  detail_->setFont(list_->font());
+
+  auto* const split = new QSplitter;
+  split->setObjectName("traceSplitter");
+  split->addWidget(list_);
+  split->addWidget(detail_);
+  split->setSizes({700, 300});
+  split->setStretchFactor(0, 7);
+  split->setStretchFactor(1, 3);
+  split->setChildrenCollapsible(false);
+  setWidget(split);
+  refreshCount();
+  refreshDetail();
+}
+
+void TracePanel::append(const Json& entry, int command) {
+  // Who has scrolled up to read stays there. The list learns its new height later, all at once:
+  // for each line it would take longer, the longer the trace is.
+  const QScrollBar* const bar = list_->verticalScrollBar();
+  if (!scrolls_ && bar->value() == bar->maximum()) {
+    scrolls_ = true;
+    QTimer::singleShot(0, this, [this] {
+      scrolls_ = false;
+      list_->scrollToBottom();
+    });
+  }
+  trace_->append(entry, command);
+  refreshCount();
+}
+
+void TracePanel::makeTitleBar() {
   auto* const bar = new QWidget;
   bar->setObjectName("titleBar");
   bar->setAttribute(Qt::WA_StyledBackground);
@@ -65,33 +106,36 @@ TracePanel::TracePanel(QWidget* parent)
   row->setContentsMargins(12, 4, 6, 4);
   row->addWidget(new QLabel(tr("Trace")));
   row->addSpacing(12);
-  auto* const filter = new QLineEdit;
-  filter->setObjectName("traceFilter");
-  filter->setPlaceholderText(tr("Filter, such as Palette"));
-  filter->setClearButtonEnabled(true);
-  filter->setMaximumWidth(260);
-  row->addWidget(filter, 1);
+  filter_->setObjectName("traceFilter");
+  filter_->setAccessibleName(tr("Filter of the trace"));
+  filter_->setPlaceholderText(tr("Filter, such as palette add"));
+  filter_->setToolTip(withShortcut(tr("Shows the lines that hold all of these words"),
+                                   QKeySequence(QKeySequence::Find)));
+  filter_->setClearButtonEnabled(true);
+  filter_->setMaximumWidth(260);
+  connect(filter_, &QLineEdit::textChanged, this, &TracePanel::filter);
+  connect(filter_, &QLineEdit::returnPressed, list_, qOverload<>(&QWidget::setFocus));
+  row->addWidget(filter_, 1);
   count_->setObjectName("count");
   row->addWidget(count_);
   row->addStretch(1);
   auto* const clear = new QToolButton;
   clear->setObjectName("clear");
-  clear->setText(tr("Clear"));
+  clear->setDefaultAction(clear_);
   row->addWidget(clear);
   auto* const close = new QToolButton;
   close->setObjectName("close");
   close->setToolTip(tr("Hide the trace"));
+  close->setAccessibleName(close->toolTip());
   close->setIcon(drawnIcon(Drawing::cross, palette().color(QPalette::WindowText)));
   connect(close, &QToolButton::clicked, this, &QWidget::close);
   row->addWidget(close);
   setTitleBarWidget(bar);
+}
 
-  rows_->setHorizontalHeaderLabels({"", tr("Call"), tr("On"), tr("Arguments"), tr("Result")});
-  shown_->setSourceModel(rows_);
-  shown_->setFilterRole(lineRole);
-  shown_->setFilterKeyColumn(0);
-  shown_->setFilterCaseSensitivity(Qt::CaseInsensitive);
+void TracePanel::makeList() {
   list_->setObjectName("traceList");
+  list_->setAccessibleName(tr("Trace"));
   list_->setModel(shown_);
   list_->setRootIsDecorated(false);
   list_->setUniformRowHeights(true);
@@ -103,48 +147,118 @@ TracePanel::TracePanel(QWidget* parent)
   QHeaderView* const header = list_->header();
   header->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
   header->setStretchLastSection(false);
-  header->setSectionResizeMode(3, QHeaderView::Stretch);
-  const std::pair<int, int> widths[] = {{0, 44}, {1, 235}, {2, 150}, {4, 170}};
+  const std::pair<int, int> widths[] = {{TraceModel::number, 40},     {TraceModel::mark, 62},
+                                        {TraceModel::call, 200},      {TraceModel::object, 130},
+                                        {TraceModel::arguments, 220}, {TraceModel::result, 160}};
   for (const auto& [column, width] : widths) header->resizeSection(column, width);
-  list_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-  setWidget(list_);
-
-  connect(filter, &QLineEdit::textChanged, this, [this](const QString& text) {
-    shown_->setFilterFixedString(text);
-    count();
-  });
-  connect(clear, &QToolButton::clicked, this, [this] {
-    rows_->removeRows(0, rows_->rowCount());
-    count();
-  });
-  count();
+  list_->setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);
+  list_->setContextMenuPolicy(Qt::ActionsContextMenu);
+  list_->addActions({copy_, showCommand_});
+  connect(list_, &QTreeView::activated, showCommand_, &QAction::trigger);
+  const QItemSelectionModel* const selection = list_->selectionModel();
+  connect(selection, &QItemSelectionModel::currentRowChanged, this, &TracePanel::refreshDetail);
+  connect(selection, &QItemSelectionModel::selectionChanged, this, &TracePanel::refreshDetail);
 }
 
-void TracePanel::append(const Json& entry) {
-  // Who has scrolled up to read stays there.
-  const QScrollBar* const bar = list_->verticalScrollBar();
-  const bool atEnd = bar->value() == bar->maximum();
-  const QString whole = QString::fromStdString(line(entry));
-  QList<QStandardItem*> cells = {new QStandardItem(QString::number(++appended_))};
-  for (const QString& cell : cellsOf(entry)) cells << new QStandardItem(cell);
-  cells[0]->setData(whole, lineRole);
-  cells[0]->setForeground(palette().color(QPalette::PlaceholderText));
-  for (QStandardItem* const cell : cells) {
-    cell->setToolTip(whole);
-    if (entry.contains("event")) cell->setForeground(palette().color(QPalette::Link));
-    if (entry.contains("fault") || entry.value("event", "") == "threw") {
-      cell->setForeground(QColor("#e0533d"));
-    }
+void TracePanel::makeActions() {
+  addPanelAction("findInTrace", tr("&Find in trace"), QKeySequence::Find, &TracePanel::find);
+  addPanelAction("clearTraceFilter", tr("Show &all lines"), Qt::Key_Escape,
+                 &TracePanel::clearFilter)
+      ->setShortcutContext(Qt::WidgetWithChildrenShortcut);
+  copy_ = addPanelAction("copyTrace", tr("&Copy as JSON"), QKeySequence::Copy, &TracePanel::copy);
+  copy_->setShortcutContext(Qt::WidgetShortcut);  // the list; the detail copies its own text
+  showCommand_ = addPanelAction("showCommand", tr("Show c&ommand"),
+                                QKeySequence(Qt::CTRL | Qt::Key_Return), &TracePanel::showCommand);
+  showCommand_->setToolTip(
+      withShortcut(tr("Goes to the command that caused the line"), showCommand_->shortcut()));
+  addPanelAction("saveTrace", tr("&Save trace…"), {}, &TracePanel::askWhereToSave);
+  clear_ = addPanelAction("clearTrace", tr("C&lear"), {}, &TracePanel::clear);
+  clear_->setToolTip(tr("Empties the list. The saved trace still holds all lines."));
+}
+
+QAction* TracePanel::addPanelAction(const QString& name, const QString& text,
+                                    const QKeySequence& shortcut, void (TracePanel::*done)()) {
+  auto* const action = new QAction(text, this);
+  action->setObjectName(name);
+  action->setShortcut(shortcut);
+  connect(action, &QAction::triggered, this, done);
+  addAction(action);
+  return action;
+}
+
+void TracePanel::find() {
+  show();
+  filter_->setFocus(Qt::ShortcutFocusReason);
+  filter_->selectAll();
+}
+
+void TracePanel::clearFilter() {
+  filter_->clear();
+}
+
+void TracePanel::copy() {
+  QModelIndexList rows = list_->selectionModel()->selectedRows();
+  std::sort(rows.begin(), rows.end());  // they come in the order of the selecting
+  QStringList lines;
+  for (const QModelIndex& row : rows) lines << row.data(TraceModel::lineRole).toString();
+  QGuiApplication::clipboard()->setText(lines.join('\n'));
+}
+
+void TracePanel::showCommand() {
+  if (currentCommand() >= 0) Q_EMIT commandRequested(currentCommand());
+}
+
+void TracePanel::askWhereToSave() {
+  auto* const dialog = new QFileDialog(this, tr("Save trace"));
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
+  dialog->setAcceptMode(QFileDialog::AcceptSave);
+  dialog->selectFile("trace.jsonl");
+  connect(dialog, &QFileDialog::fileSelected, this, &TracePanel::save);
+  dialog->open();
+}
+
+void TracePanel::save(const QString& path) {
+  QSaveFile file(path);
+  if (file.open(QIODevice::WriteOnly)) {
+    file.write(trace_->allLines());
+    if (file.commit()) return;
   }
-  rows_->appendRow(cells);
-  count();
-  if (atEnd) list_->scrollToBottom();
+  auto* const box =
+      new QMessageBox(QMessageBox::Warning, tr("Save trace"),
+                      tr("The trace cannot be written to %1: %2.").arg(path, file.errorString()),
+                      QMessageBox::Close, this);
+  box->setTextFormat(Qt::PlainText);
+  box->setAttribute(Qt::WA_DeleteOnClose);
+  box->open();
 }
 
-void TracePanel::count() {
-  const int all = rows_->rowCount();
+void TracePanel::clear() {
+  trace_->clear();
+  refreshCount();
+  refreshDetail();  // a model that starts anew does not tell its selection
+}
+
+void TracePanel::filter(const QString& words) {
+  shown_->setFilterRegularExpression(holding(words));
+  refreshCount();
+}
+
+void TracePanel::refreshCount() {
+  const int all = trace_->rowCount();
   const int now = shown_->rowCount();
   count_->setText(now == all ? tr("%1 lines").arg(all) : tr("%1 of %2 lines").arg(now).arg(all));
+}
+
+void TracePanel::refreshDetail() {
+  const QModelIndex line = list_->currentIndex();
+  detail_->setPlainText(line.data(TraceModel::detailRole).toString());
+  copy_->setEnabled(list_->selectionModel()->hasSelection());
+  showCommand_->setEnabled(currentCommand() >= 0);
+}
+
+int TracePanel::currentCommand() const {
+  const QVariant command = list_->currentIndex().data(TraceModel::commandRole);
+  return command.isValid() ? command.toInt() : -1;
 }
 
 }  // namespace substitute

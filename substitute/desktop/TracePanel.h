@@ -1,4 +1,5 @@
-// The trace on screen: a row for each entry, growing as the calls happen.
+// The trace on screen: a list that grows as the calls happen, and the whole of the line that is
+// selected.
 #pragma once
 
 #include <QDockWidget>
@@ -6,29 +7,58 @@
 #include "substitute/api/Trace.h"
 
 class QLabel;
+class QLineEdit;
+class QPlainTextEdit;
 class QSortFilterProxyModel;
-class QStandardItemModel;
 class QTreeView;
 
 namespace substitute {
 
+class TraceModel;
+
+// Its `actions()` are for a menu of the window.
 class TracePanel : public QDockWidget {
   Q_OBJECT
 
  public:
   explicit TracePanel(QWidget* parent);
 
-  // One more row. `entry` is an entry of the trace.
-  void append(const Json& entry);
+  // One more row. `entry` is an entry of the trace, `command` the number of the command that caused
+  // it, -1 when none did.
+  void append(const Json& entry, int command = -1);
+
+ Q_SIGNALS:
+  // The user wants to see the command that caused a line. `command` is what `append` was given.
+  void commandRequested(int command);
 
  private:
-  void count();
+  void makeTitleBar();
+  void makeList();
+  void makeActions();
+  QAction* addPanelAction(const QString& name, const QString& text, const QKeySequence& shortcut,
+                          void (TracePanel::*done)());
+  void find();
+  void clearFilter();
+  void copy();
+  void showCommand();
+  void askWhereToSave();
+  void save(const QString& path);
+  void clear();
+  void filter(const QString& words);
+  void refreshCount();
+  void refreshDetail();
+  int currentCommand() const;
 
-  QStandardItemModel* rows_;
+  TraceModel* trace_;
   QSortFilterProxyModel* shown_;
-  QTreeView* list_;
+  QLineEdit* filter_;
   QLabel* count_;
-  int appended_ = 0;  // goes on after a clearing, as the trace's file does
+  QTreeView* list_;
+  QPlainTextEdit* detail_;
+  QAction* copy_ = nullptr;
+  QAction* showCommand_ = nullptr;
+  QAction* clear_ = nullptr;
+  bool scrolls_ = false;  // to the end, once all that happens now has been appended
 };
 
 }  // namespace substitute

@@ -18,6 +18,7 @@
 #include <fstream>
 
 #include "substitute/api/HostObjects.h"
+#include "substitute/desktop/TraceModel.h"
 #include "substitute/desktop/TracePanel.h"
 #include "substitute/driver/Files.h"
 #include "substitute/driver/HostMonitor.h"
@@ -357,7 +358,7 @@ TEST_F(Desktop, TracePanelGrowsAndFilters) {
   window.play("start");
   ASSERT_FALSE(trace.empty());
   EXPECT_EQ(list->model()->rowCount(), static_cast<int>(trace.size()));
-  EXPECT_EQ(list->model()->index(0, 1).data(), "run");
+  EXPECT_EQ(list->model()->index(0, TraceModel::call).data(), "run");
   QTest::keyClicks(filter, "palettes.");
   const auto about = std::count_if(trace.begin(), trace.end(), [](const Json& entry) {
     return line(entry).find("Palettes.") != std::string::npos;
@@ -391,7 +392,8 @@ TEST_F(Desktop, TracePanelHidesAndComesBackWithWhatHappenedMeanwhile) {
   EXPECT_TRUE(panel->isVisible());
   EXPECT_TRUE(show.isChecked());
   EXPECT_EQ(list->model()->rowCount(), static_cast<int>(trace.size()));
-  EXPECT_EQ(list->model()->index(list->model()->rowCount() - 1, 1).data(), "stop returned");
+  EXPECT_EQ(list->model()->index(list->model()->rowCount() - 1, TraceModel::call).data(),
+            "stop returned");
   QTest::mouseClick(panel->findChild<QToolButton*>("close"), Qt::LeftButton);
   EXPECT_FALSE(panel->isVisible());
   EXPECT_FALSE(show.isChecked());
