@@ -60,16 +60,7 @@ TracePanel::TracePanel(QWidget* parent)
   makeActions();
   makeTitleBar();
   makeList();
-
-  detail_->setObjectName("traceDetail");
-  detail_->setAccessibleName(tr("The selected line of the trace"));
-  detail_->setPlaceholderText(tr("Select a line to read all of it here."));
-  detail_->setReadOnly(true);
-  detail_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-  detail_->setTabChangesFocus(true);
-  detail_->setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
-  detail_->setFont(list_->font());
-
+  makeDetail();
   auto* const split = new QSplitter;
   split->setObjectName("traceSplitter");
   split->addWidget(list_);
@@ -158,6 +149,17 @@ void TracePanel::makeList() {
   const QItemSelectionModel* const selection = list_->selectionModel();
   connect(selection, &QItemSelectionModel::currentRowChanged, this, &TracePanel::refreshDetail);
   connect(selection, &QItemSelectionModel::selectionChanged, this, &TracePanel::refreshDetail);
+}
+
+void TracePanel::makeDetail() {
+  detail_->setObjectName("traceDetail");
+  detail_->setAccessibleName(tr("The selected line of the trace"));
+  detail_->setPlaceholderText(tr("Select a line to read all of it here."));
+  detail_->setReadOnly(true);
+  detail_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+  detail_->setTabChangesFocus(true);
+  detail_->setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+  detail_->setFont(list_->font());
 }
 
 void TracePanel::makeActions() {

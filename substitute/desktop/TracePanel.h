@@ -34,6 +34,7 @@ class TracePanel : public QDockWidget {
  private:
   void makeTitleBar();
   void makeList();
+  void makeDetail();
   void makeActions();
   QAction* addPanelAction(const QString& name, const QString& text, const QKeySequence& shortcut,
                           void (TracePanel::*done)());
