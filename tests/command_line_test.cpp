@@ -23,9 +23,10 @@ TEST_F(CommandLine, HelpNamesEveryOptionAndCommand) {
     EXPECT_NE(result.output.find(option), std::string::npos) << option;
   }
   for (const char* const command :
-       {"start",   "stop",     "unload",      "click",  "message",    "message-null", "online",
-        "offline", "language", "entitlement", "hide",   "show",       "close",        "plant",
-        "remove",  "fail",     "message-to",  "expect", "expect-not", "reset",        "state"}) {
+       {"start",      "stop",    "unload",     "click",       "message", "message-null",
+        "online",     "offline", "language",   "entitlement", "hide",    "show",
+        "close",      "plant",   "dock",       "info-lines",  "remove",  "fail",
+        "message-to", "expect",  "expect-not", "reset",       "state"}) {
     EXPECT_NE(result.output.find("\n  " + std::string(command) + " "), std::string::npos)
         << command;
   }
@@ -101,7 +102,10 @@ TEST_F(CommandLine, EveryKindOfWrongLineIsRefused) {
                                  "state all",
                                  "message-null x",
                                  "online now",
-                                 "hide it"}) {
+                                 "hide it now",
+                                 "dock it",
+                                 "dock it 5",
+                                 "info-lines 3"}) {
     writeFile(folder.path() + "/wrong", "start\n" + std::string(line) + "\n");
     expectRefused(run("wrong"), 2, "wrong:2: ");
   }

@@ -104,6 +104,13 @@ bool Host::setVisible(const std::string& id, bool visible) {
   return true;
 }
 
+bool Host::setDockingState(const std::string& id, int state) {
+  PaletteObject* const moved = palette(id);
+  if (moved == nullptr) return false;
+  moved->dockingState = state;
+  return true;
+}
+
 bool Host::plant(ObjectKind kind, const std::string& id) {
   UserInterfaceObject& ui = *application_->userInterface;
   switch (kind) {

@@ -85,6 +85,10 @@ class SUBSTITUTE_API Host {
   // The user shows or hides the palette `id`. False when there is none.
   bool setVisible(const std::string& id, bool visible);
 
+  // The user drags the palette `id` to the place that is `state`
+  // (adsk::core::PaletteDockingStates). False when there is none.
+  bool setDockingState(const std::string& id, int state);
+
   // Adds an object, at the end of the first toolbar when it is a control. False when the id is
   // taken, there is no toolbar, or the object is a toolbar.
   bool plant(ObjectKind kind, const std::string& id);

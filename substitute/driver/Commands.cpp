@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstdint>
 #include <filesystem>
+#include <fstream>
 #include <optional>
 #include <sstream>
 #include <system_error>
@@ -79,9 +80,38 @@ void setEntitlement(ScenarioRunner& runner, const Arguments& arguments) {
   runner.host().setEntitlement(arguments.empty() ? std::nullopt : std::optional(arguments[0]));
 }
 
-void setVisible(ScenarioRunner& runner, bool visible) {
-  if (runner.host().setVisible(learningPalette, visible)) return;
-  runner.reporter().say("There is no palette " + quoted(learningPalette) + ".");
+void sayNoPalette(ScenarioRunner& runner, const std::string& id) {
+  runner.reporter().say("There is no palette " + quoted(id) + ".");
+}
+
+void setVisible(ScenarioRunner& runner, const Arguments& arguments, bool visible) {
+  const std::string id = arguments.empty() ? learningPalette : arguments[0];
+  if (!runner.host().setVisible(id, visible)) sayNoPalette(runner, id);
+}
+
+void hide(ScenarioRunner& runner, const Arguments& arguments) {
+  setVisible(runner, arguments, false);
+}
+
+void show(ScenarioRunner& runner, const Arguments& arguments) {
+  setVisible(runner, arguments, true);
+}
+
+// Throws ScenarioError.
+int parseDockingState(const std::string& word) {
+  constexpr int last = 4;
+  int state = 0;
+  if (!parseNumber(word, state) || state < 0 || state > last) {
+    throw ScenarioError("'" + word +
+                        "' is not a docking state; they are 0 (floating), 1 (top), 2 (bottom), 3 "
+                        "(left) and 4 (right)");
+  }
+  return state;
+}
+
+void dock(ScenarioRunner& runner, const Arguments& arguments) {
+  const int state = parseDockingState(arguments[1]);
+  if (!runner.host().setDockingState(arguments[0], state)) sayNoPalette(runner, arguments[0]);
 }
 
 void checkPlanted(const Arguments& arguments) {
@@ -153,6 +183,27 @@ void checkExpectation(const Arguments& arguments) {
   Expectation(arguments, false);
 }
 
+// Throws ScenarioError.
+std::vector<std::string> parseInfoLines(const std::string& text) {
+  const Json lines = Json::parse(text, nullptr, false);
+  const auto isLine = [](const Json& value) {
+    return value.is_string() && value.get<std::string>().find('\n') == std::string::npos;
+  };
+  if (!lines.is_array() || !std::all_of(lines.begin(), lines.end(), isLine)) {
+    throw ScenarioError("'" + text +
+                        "' is not a JSON array of strings, each without a line break, such as "
+                        "[\"1.1.2026\", \"3\"]");
+  }
+  return lines;
+}
+
+void writeInfoFile(ScenarioRunner& runner, const Arguments& arguments) {
+  const std::string path = infoFileOf(runner.host());
+  std::ofstream file(path, std::ios::binary);
+  for (const std::string& text : parseInfoLines(arguments[0])) file << text << '\n';
+  if (!file.flush()) runner.reporter().say(path + " cannot be written.");
+}
+
 void removeInfoFile(ScenarioRunner& runner, const Arguments& /*arguments*/) {
   const std::string file = infoFileOf(runner.host());
   std::error_code error;
@@ -206,6 +257,10 @@ Words paletteWords(const Host& host, const Arguments& before) {
   return before.empty() ? idsOf(host, ObjectKind::palette) : Words();
 }
 
+Words dockWords(const Host& host, const Arguments& before) {
+  return before.size() == 1 ? Words{"0", "1", "2", "3", "4"} : paletteWords(host, before);
+}
+
 Words plantWords(const Host& /*host*/, const Arguments& before) {
   Words names;
   if (!before.empty()) return names;
@@ -239,6 +294,7 @@ constexpr ArgumentForm none = {0, 0};
 constexpr ArgumentForm atMostOne = {0, 1};
 constexpr ArgumentForm exactlyOne = {1, 1};
 constexpr ArgumentForm two = {2, 2};
+constexpr ArgumentForm lineNeeded = {1, 1, true};
 constexpr ArgumentForm restOfLine = {0, 1, true};
 constexpr ArgumentForm idAndRest = {1, 2, true, 1};
 constexpr ArgumentForm pointerAndRest = {2, 2, true, 1};
@@ -276,12 +332,14 @@ const std::vector<CommandEntry>& commands() {
        checkLanguage},
       {"entitlement", "[TEXT]", "set the host's entitlement text; alone, the host has none",
        restOfLine, setEntitlement},
-      {"hide", "", "the user hides the palette", none,
-       [](Runner& runner, const Arguments&) { setVisible(runner, false); }},
-      {"show", "", "the user shows the palette", none,
-       [](Runner& runner, const Arguments&) { setVisible(runner, true); }},
-      {"close", "", "the user closes the palette with its close button, which hides it", none,
-       [](Runner& runner, const Arguments&) { setVisible(runner, false); }},
+      {"hide", "[ID]", "the user hides the palette (teachPalete)", atMostOne, hide, nullptr,
+       paletteWords},
+      {"show", "[ID]", "the user shows the palette (teachPalete)", atMostOne, show, nullptr,
+       paletteWords},
+      {"close", "[ID]", "the user closes the palette with its close button, which hides it",
+       atMostOne, hide, nullptr, paletteWords},
+      {"dock", "ID STATE", "the user drags the palette: 0 floats, 1 top, 2 bottom, 3 left, 4 right",
+       two, dock, [](const Arguments& arguments) { parseDockingState(arguments[1]); }, dockWords},
       {"plant", "KIND ID", "put a palette, definition, control or plain-control there", two, plant,
        checkPlanted, plantWords},
       {"remove", "KIND ID", "take one of these away, or a toolbar", two, remove,
@@ -297,6 +355,8 @@ const std::vector<CommandEntry>& commands() {
        expect, checkExpectation, nullptr, true},
       {"expect-not", "POINTER JSON", "it does not, or there is nothing", pointerAndRest, expectNot,
        checkExpectation, nullptr, true},
+      {"info-lines", "JSON", "write the info file: a JSON array of its lines", lineNeeded,
+       writeInfoFile, [](const Arguments& arguments) { parseInfoLines(arguments[0]); }},
       {"reset", "", "remove the info file", none, removeInfoFile},
       {"state", "", "print the host's state as one line of JSON", none,
        [](Runner& runner, const Arguments&) {

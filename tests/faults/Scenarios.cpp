@@ -125,7 +125,8 @@ std::string randomCommand(Chance& chance) {
     case 13:
       return "offline";
     case 14:
-      return chance.of<std::string>({"hide", "show", "close"});
+      return chance.of<std::string>({"hide", "show", "close", "hide teachPalete", "show other",
+                                     "dock teachPalete 3", "dock teachPalete 0"});
     case 15:
       return chance.percent(50)
                  ? "language " + chance.of<std::string>({"0", "1", "2", "3", "-2", "2147483647"})
@@ -191,6 +192,10 @@ const std::vector<NamedCase>& scenarios() {
       {"first start", {{"start", link, "close", "click", "stop"}, {}}},
       {"fourth start", {{"start", "close", "online", link, "click", "stop"}, counted("3\n")}},
       {"fifth start", {{"start", "online", "click", link, "click", "stop"}, counted("4\n")}},
+      {"another info file",
+       {{"info-lines [\"1.1.2026\", \"3\"]", "start", "dock teachPalete 3", "hide teachPalete",
+         "online", "stop"},
+        {}}},
       {"negative count", {{"start", "online", "stop"}, counted("-1")}},
       {"start offline", {{"offline", "start", "click", "online", link, "stop"}, {}}},
       {"going online", {{"offline", "start", "online", link, "click", "stop"}, counted("2\n")}},

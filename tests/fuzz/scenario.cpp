@@ -124,9 +124,10 @@ class Writer {
   }
 
   Line good() {
-    switch (choice_.ConsumeIntegralInRange(0, 6)) {
+    switch (choice_.ConsumeIntegralInRange(0, 8)) {
       case 0:
-        return of("click", choice_.ConsumeBool() ? Words{word()} : Words{});
+        return of(pick({"click", "hide", "show", "close"}),
+                  choice_.ConsumeBool() ? Words{word()} : Words{});
       case 1:
         return of("language", {number()});
       case 2:
@@ -140,14 +141,20 @@ class Writer {
       case 5:
         return withWordAndText(pick({"expect", "expect-not"}), pick({"/run", "/palettes/0/a~1b"}),
                                pick({"", " "}) + pick({"null", "-1.5", "[true, \"x y\"]"}));
+      case 6:
+        return of("dock", {word(), pick({"0", "1", "2", "3", "4"})});
+      case 7: {
+        const std::string lines = pick({"[]", " [\"1.1.2026\", \"3\"]", "[\"\\r\", \"\\u0000\"]"});
+        const std::string text = "info-lines " + lines;
+        return {text, Command{text, "info-lines", {lines}}, {}};
+      }
       default:
         return of(lone(), {});
     }
   }
 
   std::string lone() {
-    return pick({"start", "stop", "unload", "message-null", "online", "offline", "hide", "show",
-                 "close", "reset", "state"});
+    return pick({"start", "stop", "unload", "message-null", "online", "offline", "reset", "state"});
   }
 
   Line wrong(const std::string& name, const Words& arguments, const std::string& what) {
@@ -160,11 +167,11 @@ class Writer {
   }
 
   Line spoiled() {
-    switch (choice_.ConsumeIntegralInRange(0, 16)) {
+    switch (choice_.ConsumeIntegralInRange(0, 18)) {
       case 0:
         return miscounted(lone(), {word()});
       case 1:
-        return miscounted("click", {word(), word()});
+        return miscounted(pick({"click", "hide", "show", "close"}), {word(), word()});
       case 2:
         return miscounted("language", choice_.ConsumeBool() ? Words{} : Words{number(), number()});
       case 3:
@@ -209,6 +216,14 @@ class Writer {
       case 15: {
         const std::string text = spaces(0) + pick({"#", "message ", "start"}) + '\0' + bytes();
         return {text, {}, "zero byte"};
+      }
+      case 16: {
+        const std::string beyond = pick({"-1", "5", "1.5", word()});
+        return wrong("dock", {word(), beyond}, quoted(beyond));
+      }
+      case 17: {
+        const std::string lines = pick({"[", "\"x\"", "[1]", "[\"a\\nb\"]"});
+        return {"info-lines " + lines, {}, quoted(lines)};
       }
       default: {
         const std::string unknown = word();

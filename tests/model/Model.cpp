@@ -86,8 +86,11 @@ class Play {
     } else if (name == "entitlement") {
       host_.entitlement = rest;
     } else if (name == "hide" || name == "show" || name == "close") {
-      if (Palette* const palette = find(host_.palettes, "teachPalete")) {
-        palette->visible = name == "show";
+      const std::string id = first.empty() ? "teachPalete" : first;
+      if (Palette* const palette = find(host_.palettes, id)) palette->visible = name == "show";
+    } else if (name == "dock") {
+      if (Palette* const palette = find(host_.palettes, first)) {
+        palette->dockingState = std::stoi(second);
       }
     } else if (name == "plant") {
       plant(first, second);
@@ -101,6 +104,9 @@ class Play {
       host_.arm(first, numbered ? std::stoull(second) : 1, how == "throw");
     } else if (name == "state") {
       outcome_.states.push_back(state());
+    } else if (name == "info-lines" && surroundings_.disk == Disk::open) {
+      infoFile_ = "";
+      for (const std::string& text : Json::parse(*rest)) *infoFile_ += text + '\n';
     } else if (name == "reset" && surroundings_.disk == Disk::open) {
       infoFile_.reset();
     } else {
