@@ -58,8 +58,13 @@ Reporter::Reporter(Host& host, std::ostream& out)
   }
 }
 
-void Reporter::print(const std::string& line) {
+void Reporter::repeat(const std::string& line) {
   out_ << printable(line) << '\n' << std::flush;
+}
+
+void Reporter::print(const std::string& line) {
+  repeat(line);
+  printed.publish(printable(line));
 }
 
 void Reporter::say(const std::string& sentence) {

@@ -32,7 +32,10 @@ class Reporter {
   Reporter(const Reporter&) = delete;
   Reporter& operator=(const Reporter&) = delete;
 
-  // Writes a line, its control characters escaped.
+  // Writes a line that is about to be played, its control characters escaped.
+  void repeat(const std::string& line);
+
+  // Writes a line of what comes of that, likewise, and publishes it.
   void print(const std::string& line);
 
   // Writes a sentence, indented.
@@ -52,6 +55,9 @@ class Reporter {
 
   // The same without the report.
   void forgetChanges();
+
+  // A line of what comes of a command, as it is written.
+  Signal<std::string> printed;
 
  private:
   // What a palette or a definition was; `visible` is the palette's.

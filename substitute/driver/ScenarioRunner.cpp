@@ -13,17 +13,18 @@ ScenarioRunner::ScenarioRunner(Host& host, std::string addin, std::ostream& out)
     : host_(host), addinFile_(std::move(addin)), monitor_(host), reporter_(host, out) {}
 
 void ScenarioRunner::play(const Command& command) {
+  if (command.name.empty() && command.line.empty()) return;
+  playing.publish(command);
   if (command.name.empty()) {
-    if (command.line.empty()) return;
-    reporter_.print("");
-    return reporter_.print(command.line);
+    reporter_.repeat("");
+    return reporter_.repeat(command.line);
   }
   const CommandEntry& entry = *findCommand(command.name);
   CrashReport::noteCommand(command);
   place_ = command.place;
   ++commands_;
   if (entry.isQuery) return entry.play(*this, command.arguments);
-  if (!atPrompt) reporter_.print("> " + command.line);
+  if (!atPrompt) reporter_.repeat("> " + command.line);
   reporter_.forgetChanges();
   entry.play(*this, command.arguments);
   reporter_.reportChanges();

@@ -34,6 +34,9 @@ class ScenarioRunner {
   // True between `start` and `stop` or `unload`, whatever `run` returned.
   bool loaded() const { return addin_ != nullptr; }
 
+  // A command, or a comment, that is played next.
+  Signal<Command> playing;
+
   // Somebody types the commands and reads what comes of them: no command is repeated, and the state
   // is indented.
   bool atPrompt = false;

@@ -20,6 +20,7 @@
 #include <string>
 #include <vector>
 
+#include "substitute/driver/Help.h"
 #include "substitute/driver/Text.h"
 
 namespace fs = std::filesystem;
@@ -30,24 +31,12 @@ const bool hasPrompt = HAS_LINE_EDITOR != 0;
 
 namespace {
 
-std::string row(const std::string& usage, const std::string& help) {
-  constexpr std::size_t width = 34;
-  return "  " + usage + std::string(usage.size() < width ? width - usage.size() : 1, ' ') + help +
-         "\n";
-}
-
 #if HAS_LINE_EDITOR
 constexpr int keptLines = 1000;
 
-struct PromptWord {
-  const char* name;
-  const char* usage;
-  const char* help;
-};
-
 // What the prompt understands besides the commands of a scenario.
-constexpr PromptWord promptWords[] = {
-    {"help", "[COMMAND]", "list the commands, or tell of one"},
+const std::vector<PromptWord> promptWords = {
+    helpWord,
     {"quit", "", "unload the add-in and leave; so do exit and Ctrl-D"},
     {"exit", "", "the same"},
 };
@@ -98,26 +87,12 @@ void useUtf8() {
   }
 }
 
-std::vector<std::string> candidates(const std::string& typed) {
-  std::vector<std::string> found = completions(typed, *completedHost);
-  const auto space = typed.find(' ');
-  const bool namesCommand = space == std::string::npos;
-  const bool asksForHelp = typed.rfind("help ", 0) == 0;
-  const std::string begun = asksForHelp ? typed.substr(space + 1) : typed;
-  if (asksForHelp) found = completions(begun, *completedHost);
-  if (namesCommand || asksForHelp) {
-    for (const PromptWord& word : promptWords) {
-      if (std::string(word.name).rfind(begun, 0) == 0) found.emplace_back(word.name);
-    }
-  }
-  return found;
-}
-
 char* nextCandidate(const char* /*prefix*/, int state) {
   static std::vector<std::string> found;
   static std::size_t next;
   if (state == 0) {
-    found = candidates(std::string(rl_line_buffer, static_cast<std::size_t>(rl_point)));
+    const std::string typed(rl_line_buffer, static_cast<std::size_t>(rl_point));
+    found = completionsAtPrompt(typed, *completedHost, promptWords);
     next = 0;
   }
   return next < found.size() ? strdup(found[next++].c_str()) : nullptr;
@@ -166,21 +141,10 @@ std::optional<std::string> readLine() {
 }
 
 void tellHelp(const std::string& name) {
-  const bool all = name.empty();
-  if (all) std::cout << commandList();
-  std::ostringstream list;
-  for (const PromptWord& word : promptWords) {
-    if (all || name == word.name) {
-      list << row(std::string(word.name) + " " + word.usage, word.help);
-    }
-  }
-  if (const CommandEntry* const entry = findCommand(name)) {
-    list << row(std::string(entry->name) + " " + entry->usage, entry->help);
-  }
-  if (list.str().empty()) {
-    std::cerr << "'" << printable(name) << "' is not a command; 'help' lists them.\n";
-  } else {
-    std::cout << (all ? "At the prompt also:\n" : "") << list.str();
+  try {
+    std::cout << help(name, promptWords);
+  } catch (const ScenarioError& error) {
+    std::cerr << printable(error.what()) << ".\n";
   }
 }
 
@@ -226,13 +190,5 @@ void runPrompt(ScenarioRunner& runner) {
 #else
 void runPrompt(ScenarioRunner& /*runner*/) {}
 #endif
-
-std::string commandList() {
-  std::string list = "Commands of a scenario, one a line; # starts a comment line:\n";
-  for (const CommandEntry& entry : commands()) {
-    list += row(std::string(entry.name) + " " + entry.usage, entry.help);
-  }
-  return list;
-}
 
 }  // namespace substitute

@@ -14,7 +14,4 @@ extern const bool hasPrompt;
 // in the user's state folder, if there is one.
 void runPrompt(ScenarioRunner& runner);
 
-// The list of all commands, for people.
-std::string commandList();
-
 }  // namespace substitute

@@ -13,6 +13,7 @@
 #include "substitute/driver/CommandLine.h"
 #include "substitute/driver/ExitStatus.h"
 #include "substitute/driver/Files.h"
+#include "substitute/driver/Help.h"
 #include "substitute/driver/HostSession.h"
 #include "substitute/driver/JUnit.h"
 #include "substitute/driver/ScenarioProcess.h"

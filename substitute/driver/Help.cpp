@@ -1,0 +1,50 @@
+#include "substitute/driver/Help.h"
+
+#include "substitute/driver/Commands.h"
+#include "substitute/driver/Scenario.h"
+
+namespace substitute {
+
+namespace {
+
+template <class Entry>
+std::string row(const Entry& entry, HelpLayout layout) {
+  constexpr std::size_t width = 34;
+  const std::string usage = std::string(entry.name) + " " + entry.usage;
+  if (layout == HelpLayout::narrow) return usage + "\n    " + entry.help + "\n";
+  return "  " + usage + std::string(usage.size() < width ? width - usage.size() : 1, ' ') +
+         entry.help + "\n";
+}
+
+}  // namespace
+
+std::string commandList(HelpLayout layout) {
+  std::string list = "Commands of a scenario, one a line; # starts a comment line:\n";
+  for (const CommandEntry& entry : commands()) list += row(entry, layout);
+  return list;
+}
+
+std::string help(const std::string& name, const std::vector<PromptWord>& words, HelpLayout layout) {
+  const bool all = name.empty();
+  std::string list = all ? commandList(layout) + "At the prompt also:\n" : "";
+  for (const PromptWord& word : words) {
+    if (all || name == word.name) list += row(word, layout);
+  }
+  if (const CommandEntry* const entry = findCommand(name)) list += row(*entry, layout);
+  if (list.empty()) throw ScenarioError("'" + name + "' is not a command; 'help' lists them");
+  return list;
+}
+
+std::vector<std::string> completionsAtPrompt(const std::string& typed, const Host& host,
+                                             const std::vector<PromptWord>& words) {
+  const std::string asking = std::string(helpWord.name) + " ";
+  const std::string begun = typed.rfind(asking, 0) == 0 ? typed.substr(asking.size()) : typed;
+  std::vector<std::string> found = completions(begun, host);
+  if (begun.find(' ') != std::string::npos) return found;
+  for (const PromptWord& word : words) {
+    if (std::string(word.name).rfind(begun, 0) == 0) found.emplace_back(word.name);
+  }
+  return found;
+}
+
+}  // namespace substitute
