@@ -16,8 +16,11 @@
 
 #include "substitute/api/HostObjects.h"
 #include "substitute/desktop/Canvas.h"
+#include "substitute/desktop/CommandPanel.h"
 #include "substitute/desktop/HostToolbar.h"
 #include "substitute/desktop/PaletteDock.h"
+#include "substitute/desktop/Playback.h"
+#include "substitute/desktop/ScenarioMenu.h"
 #include "substitute/desktop/TracePanel.h"
 #include "substitute/desktop/WebPage.h"
 #include "substitute/driver/Installation.h"
@@ -51,15 +54,19 @@ MainWindow::MainWindow(Host& host, ScenarioRunner& runner, WebEngine& engine,
       engine_(engine),
       addinFolder_(QFileInfo(text(addin)).absolutePath()),
       wasOffline_(host.application().offline),
+      recording_(runner),
+      playback_(new Playback([this](const Command& command) { return play(command); }, this)),
+      commands_(new CommandPanel(runner, this)),
       trace_(new TracePanel(this)) {
   setWindowTitle(tr("The substitute host"));
   setContextMenuPolicy(Qt::NoContextMenu);
   setCorner(Qt::BottomRightCorner, Qt::RightDockWidgetArea);
   setCorner(Qt::BottomLeftCorner, Qt::LeftDockWidgetArea);
-  resize(1080, 700);
+  resize(1280, 800);
   setCentralWidget(new Canvas);
   addDockWidget(Qt::BottomDockWidgetArea, trace_);
   resizeDocks({trace_}, {190}, Qt::Vertical);
+  makeCommands();
   makeMenus();
   makeStatusBar();
   traceSubscription_ =
@@ -97,6 +104,16 @@ void MainWindow::closeEvent(QCloseEvent* event) {
   QMainWindow::closeEvent(event);
 }
 
+void MainWindow::makeCommands() {
+  addDockWidget(Qt::LeftDockWidgetArea, commands_);
+  resizeDocks({commands_}, {300}, Qt::Horizontal);
+  connect(playback_, &Playback::added, commands_, &CommandPanel::addComing);
+  connect(playback_, &Playback::taken, commands_, &CommandPanel::removeComing);
+  connect(commands_, &CommandPanel::commandTyped, this,
+          [this](const Command& command) { play(command); });
+  connect(trace_, &TracePanel::commandRequested, commands_, &CommandPanel::select);
+}
+
 void MainWindow::makeMenus() {
   const auto plays = [this](const char* line) { return [this, line] { play(line); }; };
   QMenu* const addin = menuBar()->addMenu(tr("&Add-in"));
@@ -109,6 +126,10 @@ void MainWindow::makeMenus() {
   addin->addSeparator();
   QAction* const quit = addin->addAction(tr("&Quit"), this, &QWidget::close);
   quit->setShortcut(QKeySequence::Quit);
+
+  auto* const scenario = new ScenarioMenu(*playback_, recording_, menuBar());
+  menuBar()->addMenu(scenario);
+  connect(scenario, &ScenarioMenu::told, commands_, &CommandPanel::tell);
 
   QMenu* const host = menuBar()->addMenu(tr("&Host"));
   offline_ = host->addAction(tr("&Offline"));
@@ -137,8 +158,13 @@ void MainWindow::makeMenus() {
   showPalette_->setCheckable(true);
   connect(showPalette_, &QAction::triggered, this,
           [this](bool show) { play(show ? "show" : "hide"); });
+  commands_->toggleViewAction()->setText(tr("&Commands"));
+  view->addAction(commands_->toggleViewAction());
   trace_->toggleViewAction()->setText(tr("&Trace"));
   view->addAction(trace_->toggleViewAction());
+  QAction* const commandLine =
+      view->addAction(tr("Command &line"), commands_, &CommandPanel::typeCommand);
+  commandLine->setShortcut(Qt::CTRL | Qt::Key_L);
   view->addSeparator();
   reloadPage_ = view->addAction(tr("&Reload page"), this, [this] {
     if (PaletteDock* const dock = shownDock()) dock->reload();
@@ -156,7 +182,9 @@ void MainWindow::makeMenus() {
   offline_->setObjectName("offline");
   noEntitlement_->setObjectName("noEntitlement");
   showPalette_->setObjectName("showPalette");
+  commands_->toggleViewAction()->setObjectName("showCommands");
   trace_->toggleViewAction()->setObjectName("showTrace");
+  commandLine->setObjectName("commandLine");
   reloadPage_->setObjectName("reloadPage");
   developerTools_->setObjectName("developerTools");
 }
@@ -172,7 +200,7 @@ void MainWindow::makeStatusBar() {
 
 // In the midst of the add-in's call: nothing is done here that would call the host.
 void MainWindow::follow(const Json& entry) {
-  trace_->append(entry);
+  trace_->append(entry, commands_->current());
   if (entry.contains("op")) {
     // The address of a deleted palette may be another's by the end of the call.
     if (entry["op"] == "Palette.deleteMe") dropDeadDocks();
@@ -242,8 +270,7 @@ PaletteDock* MainWindow::addDock(const PaletteObject& object) {
     if (id == learningPalette) {
       play("close");
     } else {
-      host_.setVisible(id, false);
-      refresh();
+      play(Command{"close " + id, "close", {id}});
     }
   });
   connect(dock, &PaletteDock::messageSent, this, [this, id](const QString& sent) {
@@ -251,8 +278,7 @@ PaletteDock* MainWindow::addDock(const PaletteObject& object) {
     if (id == learningPalette) {
       play(Command{"message " + bytes, "message", {bytes}});
     } else {
-      host_.message(id, bytes);
-      refresh();
+      play(Command{"message-to " + id + " " + bytes, "message-to", {id, bytes}});
     }
   });
   connect(dock, &QDockWidget::topLevelChanged, this, [this, dock] { userPlaced(*dock); });
@@ -285,8 +311,12 @@ void MainWindow::place(PaletteDock& dock) {
 void MainWindow::userPlaced(PaletteDock& moved) {
   if (refreshing_) return;
   for (const auto& palette : host_.application().userInterface->palettes->all.items()) {
-    if (palette.get() != &moved.object()) continue;
-    palette->dockingState = moved.isFloating() ? 0 : dockingState(dockWidgetArea(&moved));
+    const int state = moved.isFloating() ? 0 : dockingState(dockWidgetArea(&moved));
+    if (palette.get() != &moved.object() || palette->dockingState == state) continue;
+    const std::string number = std::to_string(state);
+    // Without a refresh: the dock is still on its way.
+    runner_.play({"dock " + palette->id() + " " + number, "dock", {palette->id(), number}});
+    return;
   }
 }
 

@@ -5,6 +5,7 @@
 #include <QMainWindow>
 #include <vector>
 
+#include "substitute/driver/Recording.h"
 #include "substitute/driver/ScenarioRunner.h"
 
 class QAction;
@@ -13,8 +14,10 @@ class QLabel;
 
 namespace substitute {
 
+class CommandPanel;
 class HostToolbar;
 class PaletteDock;
+class Playback;
 class TracePanel;
 class WebEngine;
 
@@ -35,6 +38,12 @@ class MainWindow : public QMainWindow {
   // the beginning.
   void setStopsAtEnd(bool stops) { stopsAtEnd_ = stops; }
 
+  // What is to come of a scenario.
+  Playback& playback() { return *playback_; }
+
+  // What was done since the window was made.
+  Recording& recording() { return recording_; }
+
   // The palette's dock; null when there is no such palette.
   PaletteDock* dock(const std::string& id) const;
 
@@ -45,6 +54,7 @@ class MainWindow : public QMainWindow {
   void closeEvent(QCloseEvent* event) override;
 
  private:
+  void makeCommands();
   void makeMenus();
   void makeStatusBar();
   void follow(const Json& entry);
@@ -72,6 +82,9 @@ class MainWindow : public QMainWindow {
   Json toolbarsShown_;
   std::vector<PaletteDock*> docks_;
   std::vector<HostToolbar*> toolbars_;
+  Recording recording_;
+  Playback* playback_;
+  CommandPanel* commands_;
   TracePanel* trace_;
   QAction* start_ = nullptr;
   QAction* stop_ = nullptr;

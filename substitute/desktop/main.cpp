@@ -7,20 +7,18 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QImageWriter>
-#include <QSocketNotifier>
 #include <QStatusBar>
 #include <QTimer>
 #include <cstdio>
 #include <cstdlib>
-#include <deque>
 #include <functional>
 #include <iostream>
 #include <memory>
-#include <optional>
 #include <stdexcept>
 
 #include "substitute/desktop/LearningSite.h"
 #include "substitute/desktop/MainWindow.h"
+#include "substitute/desktop/Playback.h"
 #include "substitute/desktop/Theme.h"
 #include "substitute/desktop/WebPage.h"
 #include "substitute/driver/CommandLine.h"
@@ -103,86 +101,37 @@ void dropWordsAboutTheScreen() {
       });
 }
 
-// Plays commands one after the other, then calls `done`.
-class Playing : public QObject {
- public:
-  // After `commands`, and when `input` is true, the lines of standard input as they arrive.
-  Playing(MainWindow& window, std::vector<Command> commands, bool input, int pause,
-          std::function<void()> done)
-      : window_(window),
-        commands_(commands.begin(), commands.end()),
-        inputEnded_(!input),
-        done_(std::move(done)) {
-    timer_.setSingleShot(true);
-    timer_.setInterval(pause);
-    connect(&timer_, &QTimer::timeout, this, [this] { step(); });
-    if (input) {
-      notifier_.emplace(STDIN_FILENO, QSocketNotifier::Read);
-      connect(&*notifier_, &QSocketNotifier::activated, this, [this] { readInput(); });
-    }
-    QTimer::singleShot(0, this, [this] { step(); });
-  }
+// The options that a scenario cannot bring about, as words, for who plays it again.
+std::vector<std::string> lastingOptions(const CommandLine& values) {
+  std::vector<std::string> words;
+  if (values.addin != besideProgram(libraryName)) words = {"--addin", values.addin};
+  if (values.noAddinFolder) words.emplace_back("--no-addin-folder");
+  if (values.executable) words.insert(words.end(), {"--executable", *values.executable});
+  if (values.systemOpen) words.emplace_back("--system-open");
+  return words;
+}
 
- private:
-  void step() {
-    // A comment takes no time.
-    while (!commands_.empty() && commands_.front().name.empty()) playFirst();
-    waits_ = commands_.empty();
-    if (waits_) {
-      if (inputEnded_) end();
-    } else if (playFirst()) {
-      timer_.start();
-    } else {
-      printError(program, window_.statusBar()->currentMessage().toStdString());
-      QCoreApplication::exit(exit_status::cannotLoad);
-    }
-  }
-
-  bool playFirst() {
-    const Command command = std::move(commands_.front());
-    commands_.pop_front();
-    return window_.play(command);
-  }
-
-  // What was played before a wrong line stays.
-  void end() {
-    if (inputError_.empty()) return done_();
-    printError(program, inputError_);
+// Plays `commands`, or standard input, then calls `done`. What cannot be played ends the program.
+void startPlayback(MainWindow& window, const std::vector<Command>& commands, bool input,
+                   const std::function<void()>& done) {
+  Playback& playback = window.playback();
+  auto failure = std::make_shared<QMetaObject::Connection>();
+  *failure = QObject::connect(&playback, &Playback::failed, &window, [&window] {
+    printError(program, window.statusBar()->currentMessage().toStdString());
+    QCoreApplication::exit(exit_status::cannotLoad);
+  });
+  const auto finish = [done, failure](const std::string& error) {
+    QObject::disconnect(*failure);  // what the user opens later may fail
+    if (error.empty()) return done();
+    // What was played before a wrong line stays.
+    printError(program, error);
     QCoreApplication::exit(exit_status::wrongInput);
-  }
-
-  void readInput() {
-    char bytes[4096];
-    const ssize_t count = ::read(STDIN_FILENO, bytes, sizeof bytes);
-    if (count > 0) input_.append(bytes, static_cast<std::size_t>(count));
-    if (count < 0) inputError_ = "standard input cannot be read";
-    inputEnded_ = count <= 0;
-    if (count == 0 && !input_.empty()) input_ += '\n';
-    try {
-      for (auto end = input_.find('\n'); end != std::string::npos; end = input_.find('\n')) {
-        const std::string line = input_.substr(0, end);
-        input_.erase(0, end + 1);
-        commands_.push_back(reader_.read(line));
-      }
-    } catch (const ScenarioError& error) {
-      inputError_ = error.what() + ("; see " + error.option());
-      inputEnded_ = true;
-    }
-    if (inputEnded_) notifier_->setEnabled(false);
-    if (waits_) step();
-  }
-
-  MainWindow& window_;
-  std::deque<Command> commands_;
-  std::optional<QSocketNotifier> notifier_;
-  ScenarioReader reader_{"standard input"};
-  std::string input_;  // what has arrived of the next lines
-  std::string inputError_;
-  bool inputEnded_;
-  bool waits_ = false;
-  std::function<void()> done_;
-  QTimer timer_;
-};
+  };
+  QObject::connect(&playback, &Playback::finished, &window, finish, Qt::SingleShotConnection);
+  playback.add(commands);
+  if (input) playback.readInput();
+  playback.playOn();
+}
 
 // Throws UsageError when no picture can be saved under that name.
 void checkScreenshot(const std::string& file) {
@@ -255,14 +204,15 @@ int show(DesktopLine& values, int& argc, char** argv) {
   // What is played is played to its end and no further.
   window.setStopsAtEnd(!ends);
   window.show();
-  const Playing playing(window, std::move(commands), readsInput, ends || !plays ? 0 : stepPause,
-                        [&] {
-                          if (!values.screenshot.empty()) {
-                            takeScreenshot(window, QString::fromStdString(values.screenshot));
-                          } else if (values.quit) {
-                            QCoreApplication::exit(EXIT_SUCCESS);
-                          }
-                        });
+  window.recording().setOptions(lastingOptions(values));
+  window.playback().setPause(ends ? 0 : stepPause);
+  startPlayback(window, commands, readsInput, [&] {
+    if (!values.screenshot.empty()) {
+      takeScreenshot(window, QString::fromStdString(values.screenshot));
+    } else if (values.quit) {
+      QCoreApplication::exit(EXIT_SUCCESS);
+    }
+  });
   const int status = QApplication::exec();
   if (status != EXIT_SUCCESS) return status;
   return session.conclude() ? EXIT_SUCCESS : exit_status::failed;
