@@ -56,8 +56,8 @@ TEST_F(SubstituteHost, IsOneInAProcess) {
 TEST_F(SubstituteHost, ItsLibraryKnowsNothingOfTheAddIn) {
   const std::string library = readFile(VELORIN_HOST_LIBRARY);
   EXPECT_NE(library.find("HelpGroupCommand"), std::string::npos);
-  for (const char* const name :
-       {"teachPalete", "runTeachPalette", "openEshop", "Velorin_Info", "N3CLI"}) {
+  for (const char* const name : {"teachPalete", "runTeachPalette", "openEshop", "Velorin_Info",
+                                 "N3CLI", "AddIns", "Zobrazit"}) {
     EXPECT_EQ(library.find(name), std::string::npos) << name;
   }
 }

@@ -23,7 +23,6 @@
 #include "substitute/desktop/ScenarioMenu.h"
 #include "substitute/desktop/TracePanel.h"
 #include "substitute/desktop/WebPage.h"
-#include "substitute/driver/Installation.h"
 #include "substitute/driver/Velorin.h"
 
 namespace substitute {

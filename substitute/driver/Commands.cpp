@@ -310,8 +310,7 @@ const std::vector<CommandEntry>& commands() {
        [](Runner& runner, const Arguments&) { runner.stop(); }},
       {"unload", "", "unload without stop", none,
        [](Runner& runner, const Arguments&) { runner.unload(); }},
-      {"click", "[ID]", "press the button (runTeachPalette): create and execute its command",
-       atMostOne, click, nullptr, buttonWords},
+      {"click", "[ID]", clickHelp, atMostOne, click, nullptr, buttonWords},
       {"message", "[DATA]", "the learning page sends DATA, all bytes after the one space",
        restOfLine,
        [](Runner& runner, const Arguments& arguments) {

@@ -4,7 +4,6 @@
 #include <cctype>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <stdexcept>
 #include <utility>
@@ -93,12 +92,11 @@ void Installation::addFolder(const Host& host) const {
   std::error_code error;
   fs::create_directories(folder, error);
   if (error) {
-    throw std::runtime_error("the folder " + folder + " cannot be made: " + error.message());
+    throw UsageError("the folder " + folder + " cannot be made: " + error.message(), "--data");
   }
-  // The add-in cuts its host's path at the first "Autodesk".
   if (fs::path(infoFileOf(host)).parent_path() != folder) {
-    std::cerr << "The add-in will not find its folder in " << printable(folder_)
-              << ": the path is too long, or holds the word Autodesk.\n";
+    std::cerr << "The add-in will not find its folder in " << printable(folder_) << ": "
+              << whyFolderIsNotFound << ".\n";
   }
 }
 
@@ -112,16 +110,6 @@ std::string Installation::description(const Host& host) const {
   }
   if (forScenario_) return "";
   return "The host's data is in " + printable(folder_) + "; " + countOf(infoFile) + ".";
-}
-
-std::string startsIn(const std::string& infoFile) {
-  std::ifstream file(infoFile);
-  std::string date;
-  std::string count;
-  std::getline(file, date);
-  std::getline(file, count);
-  if (!count.empty() && count.back() == '\r') count.pop_back();
-  return count.substr(0, 12);
 }
 
 }  // namespace substitute

@@ -25,8 +25,7 @@ class Installation {
   Settings settings() const;
 
   // Makes the add-in's folder as an installer would, unless it is not wanted, and says so where the
-  // add-in in `host` will not find it. Throws std::runtime_error, with one sentence, when it cannot
-  // be made.
+  // add-in in `host` will not find it. Throws UsageError when it cannot be made.
   void addFolder(const Host& host) const;
 
   // One sentence on where the data of `host` is, for people; empty where it does not matter: in a
@@ -40,8 +39,5 @@ class Installation {
   std::string folder_;      // empty when the executable is named
   std::string executable_;  // what the host reports
 };
-
-// The second line of an info file, which counts the starts; empty when there is none.
-std::string startsIn(const std::string& infoFile);
 
 }  // namespace substitute

@@ -1,5 +1,7 @@
 #include "substitute/driver/Velorin.h"
 
+#include <fstream>
+
 namespace substitute {
 
 namespace {
@@ -27,6 +29,16 @@ std::string infoFileOf(const Host& host) {
   const auto anchor = path.find("Autodesk");
   if (anchor != std::string::npos) path.erase(anchor);
   return path + addinFolder + "/Velorin_Info.txt";
+}
+
+std::string startsIn(const std::string& infoFile) {
+  std::ifstream file(infoFile);
+  std::string date;
+  std::string count;
+  std::getline(file, date);
+  std::getline(file, count);
+  if (!count.empty() && count.back() == '\r') count.pop_back();
+  return count.substr(0, 12);
 }
 
 }  // namespace substitute

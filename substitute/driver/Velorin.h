@@ -13,6 +13,10 @@ inline constexpr const char* learningPalette = "teachPalete";
 // The control of the button that the user presses.
 inline constexpr const char* learningButton = "runTeachPalette";
 
+// What the command `click` does, for the help.
+inline constexpr const char* clickHelp =
+    "press the button (runTeachPalette): create and execute its command";
+
 // The built library's file name.
 inline constexpr const char* libraryName = VELORIN_LIBRARY_NAME;
 
@@ -27,5 +31,13 @@ std::string addinFolderIn(const std::string& directory);
 
 // Where the add-in keeps its info file when `host` reports its executable.
 std::string infoFileOf(const Host& host);
+
+// The second line of an info file, which counts the starts; empty when there is none.
+std::string startsIn(const std::string& infoFile);
+
+// Why the info file is not in the add-in's folder, where it is not: the add-in has room for a path
+// of some length alone, and cuts it at the first "Autodesk".
+inline constexpr const char* whyFolderIsNotFound =
+    "the path is too long, or holds the word Autodesk";
 
 }  // namespace substitute
