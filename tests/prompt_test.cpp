@@ -218,10 +218,31 @@ TEST_F(Prompt, TheHistoryLastsAcrossRuns) {
   quit(second);
 }
 
+TEST_F(Prompt, TheHistoryIsKeptWhenTheAddInCrashes) {
+  Terminal first = open({"--addin", VELORIN_MISBEHAVING}, {{"MISBEHAVE", "abort"}});
+  first.answer("language 77", "The host's language is now 77.");
+  first.answer("start", "the host is ended by the signal SIGABRT");
+  EXPECT_EQ(first.end(), -1);
+  Terminal second = open();
+  second.answer(std::string(previousLine) + previousLine, "The host's language is now 77.");
+  quit(second);
+}
+
+TEST_F(Prompt, AFailedExpectationIsTheStatus) {
+  Terminal terminal = open();
+  terminal.answer("expect /offline true", "expected /offline true, found false");
+  terminal.expectPrompt();
+  terminal.type("quit\n");
+  terminal.expect("1 commands, 1 expectations, 1 failed");
+  EXPECT_EQ(terminal.end(), 3);
+}
+
 TEST_F(Prompt, HelpTellsOfOneCommandOrOfAll) {
   Terminal terminal = open();
   terminal.answer("help fail", "fail OPERATION [N] [null|throw]");
   EXPECT_EQ(terminal.seen().find("entitlement"), std::string::npos) << terminal.seen();
+  terminal.expect("  It takes one of these: Application.get, ");
+  terminal.answer("help remove", "It takes one of these: palette, definition, ");
   terminal.answer("help quit", "  quit ");
   terminal.answer("help", "\n  start ");
   terminal.expect("\n  help [COMMAND]");
@@ -256,6 +277,9 @@ TEST_F(Prompt, AWrongLineIsToldAndThePromptGoesOn) {
   Terminal terminal = open();
   terminal.answer("strat", "'strat' is not a command; the nearest are start, ");
   terminal.expect("'help' lists the commands.");
+  terminal.answer("fail Palets.add",
+                  "is not an operation of the host; the nearest are Palettes.add, ");
+  terminal.expect("; 'help fail' tells of it.");
   terminal.answer("offline", "The host is offline.");
   quit(terminal);
 }

@@ -168,7 +168,7 @@ void CommandPanel::enter() {
   if (word.empty()) return;
   try {
     if (word == helpWord.name) {
-      const std::string lines = help(argument, {helpWord}, HelpLayout::narrow);
+      const std::string lines = help(argument, {helpWord}, runner_.host(), HelpLayout::narrow);
       line_->finishLine();
       list_->setCurrentIndex({});
       words_->setPlainText(QString::fromStdString(lines));

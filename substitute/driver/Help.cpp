@@ -2,6 +2,7 @@
 
 #include "substitute/driver/Commands.h"
 #include "substitute/driver/Scenario.h"
+#include "substitute/driver/Text.h"
 
 namespace substitute {
 
@@ -24,13 +25,18 @@ std::string commandList(HelpLayout layout) {
   return list;
 }
 
-std::string help(const std::string& name, const std::vector<PromptWord>& words, HelpLayout layout) {
+std::string help(const std::string& name, const std::vector<PromptWord>& words, const Host& host,
+                 HelpLayout layout) {
   const bool all = name.empty();
   std::string list = all ? commandList(layout) + "At the prompt also:\n" : "";
   for (const PromptWord& word : words) {
     if (all || name == word.name) list += row(word, layout);
   }
-  if (const CommandEntry* const entry = findCommand(name)) list += row(*entry, layout);
+  if (const CommandEntry* const entry = findCommand(name)) {
+    list += row(*entry, layout);
+    const Arguments choice = entry->words == nullptr ? Arguments() : entry->words(host, {});
+    if (!choice.empty()) list += "  It takes one of these: " + listed(choice) + ".\n";
+  }
   if (list.empty()) throw ScenarioError("'" + name + "' is not a command; 'help' lists them");
   return list;
 }

@@ -25,8 +25,9 @@ enum class HelpLayout { columns, narrow };
 std::string commandList(HelpLayout layout = HelpLayout::columns);
 
 // The lines that `help NAME` tells, `words` being understood as well; of everything when `name` is
-// empty. Throws ScenarioError when there is no such command or word.
-std::string help(const std::string& name, const std::vector<PromptWord>& words,
+// empty. Of a command also what its first argument can be, with the ids that exist in `host`.
+// Throws ScenarioError when there is no such command or word.
+std::string help(const std::string& name, const std::vector<PromptWord>& words, const Host& host,
                  HelpLayout layout = HelpLayout::columns);
 
 // The words that can stand at the end of `typed`, as completions() finds them, `words` included.

@@ -142,7 +142,7 @@ std::optional<std::string> readLine() {
 
 void tellHelp(const std::string& name) {
   try {
-    std::cout << help(name, promptWords);
+    std::cout << help(name, promptWords, *completedHost);
   } catch (const ScenarioError& error) {
     std::cerr << printable(error.what()) << ".\n";
   }
@@ -181,7 +181,10 @@ void runPrompt(ScenarioRunner& runner) {
     try {
       runner.play(parseCommand(*line));
     } catch (const ScenarioError& error) {
-      std::cerr << printable(error.what()) << "; 'help' lists the commands.\n";
+      const bool isKnown = findCommand(word) != nullptr;
+      std::cerr << printable(error.what())
+                << (isKnown ? "; 'help " + word + "' tells of it.\n"
+                            : "; 'help' lists the commands.\n");
     }
   }
   if (runner.loaded()) runner.unload();
