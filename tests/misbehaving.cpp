@@ -1,6 +1,8 @@
 // An add-in that does what none should, as the variable MISBEHAVE of the environment names it.
 #include <Core/CoreAll.h>
 #include <dlfcn.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -34,6 +36,12 @@ void spoilMemory() {
   auto* const bytes = static_cast<volatile char*>(std::malloc(size));
   for (std::size_t i = 0; i < size + behind; ++i) bytes[i] = -1;
   if (std::malloc(size) == nullptr) std::exit(EXIT_FAILURE);
+}
+
+void endChild() {
+  const pid_t child = fork();
+  if (child == 0) _exit(EXIT_SUCCESS);
+  waitpid(child, nullptr, 0);
 }
 
 void waitForever() {
@@ -72,6 +80,11 @@ extern "C" __attribute__((visibility("default"))) bool run(const char* /*context
   if (shall("raise")) std::raise(SIGFPE);
   if (shall("use up the stack")) deeper(0);
   if (shall("exit")) std::exit(EXIT_SUCCESS);
+  if (shall("_exit")) _exit(EXIT_SUCCESS);
+  if (shall("_Exit")) std::_Exit(EXIT_SUCCESS);
+  if (shall("quick_exit")) std::quick_exit(EXIT_SUCCESS);
+  if (shall("end the process by a system call")) syscall(SYS_exit_group, EXIT_SUCCESS);
+  if (shall("end a child")) endChild();
   if (shall("hang")) waitForever();
   if (shall("throw")) throw std::string("no exception of the library's");
   if (shall("keep a reference")) app->addref();

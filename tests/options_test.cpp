@@ -180,6 +180,28 @@ TEST_F(Options, AnEmptyValueIsRefusedWhereItCannotBeMeant) {
   EXPECT_EQ(readFile(folder.path() + "/s"), "start\n");
 }
 
+TEST_F(Options, WhatCannotBeWrittenNamesTheOptionThatHelps) {
+  writeFile(folder.path() + "/s", "start\n");
+  expectMisuse(run("--trace nowhere/t s"), "the trace cannot be written to nowhere/t", "--trace");
+  expectMisuse(run("--junit nowhere/r s"), "the results cannot be written to nowhere/r", "--junit");
+  expectMisuse(run("--expect-trace nowhere s"), "the expected trace nowhere cannot be read",
+               "--expect-trace");
+  expectMisuse(runAsTyped("--data s/d s"), "the folder s/d/Autodesk", "--data");
+  fs::remove_all(folder.path() + "/tmp");
+  expectRefused(runAsTyped("s"), 2, "TMPDIR names no folder; let it name one.");
+}
+
+TEST_F(Options, WordsOfThePromptAreRefusedInAScenario) {
+  for (const char* const word : {"quit", "exit"}) {
+    writeFile(folder.path() + "/s", std::string(word) + "\n");
+    expectMisuse(run("s"),
+                 "s:1: '" + std::string(word) +
+                     "' is understood at the prompt alone; a scenario ends with its last line");
+  }
+  writeFile(folder.path() + "/s", "help\n");
+  expectMisuse(run("s"), "s:1: 'help' is understood at the prompt alone");
+}
+
 TEST_F(Options, AValueMayBeginAsAnOptionDoes) {
   EXPECT_EQ(states(run("--language -1 --entitlement -x -", "state\n")).at(0)["entitlement"], "-x");
 }
@@ -268,11 +290,14 @@ TEST_F(Options, NoMessageOfTheLoaderIsPassedOn) {
   writeFile(folder.path() + "/cut.so",
             "\x7f"
             "ELF");
-  expectRefused(run("--addin lib -"), 1, "the library lib cannot be loaded: it is a folder.");
-  expectRefused(run("--addin text.so -"), 1,
-                "the library text.so cannot be loaded: it is no library of this system.");
-  expectRefused(run("--addin cut.so -"), 1,
-                "the library cut.so cannot be loaded: the system's loader refuses it.");
+  expectRefused(run("--addin lib -"), 1,
+                "the library lib cannot be loaded: it is a folder; see --addin.");
+  expectRefused(
+      run("--addin text.so -"), 1,
+      "the library text.so cannot be loaded: it is no library of this system; see --addin.");
+  expectRefused(
+      run("--addin cut.so -"), 1,
+      "the library cut.so cannot be loaded: the system's loader refuses it; see --addin.");
 }
 
 TEST_F(Printed, ControlCharactersAreEscaped) {

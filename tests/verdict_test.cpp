@@ -1,11 +1,13 @@
 // What substitute-host makes of a scenario: expectations, findings, exit status, results and the
 // report on an add-in that takes the host down.
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
 #include <sstream>
 
+#include "substitute/driver/CrashReport.h"
 #include "tests/AddInFixture.h"
 
 #if defined(__has_feature)
@@ -68,6 +70,16 @@ class Verdict : public testing::Test {
     return play(lines, "--addin '" VELORIN_MISBEHAVING "' " + options);
   }
 
+  // What r.xml says of the one scenario in it that did not pass.
+  std::string reasonInResults() const {
+    const std::string xml = readFile(folder.path() + "/r.xml");
+    const std::string before = "<failure message=\"";
+    const auto found = xml.find(before);
+    if (found == std::string::npos) return "none in " + xml;
+    const auto begin = found + before.size();
+    return xml.substr(begin, xml.find('"', begin) - begin);
+  }
+
   // `part` is a line of the output, or the beginning of one, without its indentation.
   static void expectTold(const std::string& text, const std::string& part) {
     EXPECT_NE(("\n" + text).find("\n" + part), std::string::npos)
@@ -90,6 +102,9 @@ class Verdict : public testing::Test {
   TemporaryFolder folder;
   std::string misbehave;
 };
+
+// In this process.
+class Timeout : public AddInFixture {};
 
 }  // namespace
 
@@ -262,7 +277,7 @@ TEST_F(Verdict, ACrashIsOneResultOfSeveral) {
   misbehave = "abort";
   const Result result = run("--addin '" VELORIN_MISBEHAVING "' s harmless");
   EXPECT_EQ(result.status, 3);
-  expectTold(result.output, "failed: s: ended by signal 6\n");
+  expectTold(result.output, "failed: s: ended by SIGABRT\n");
   expectTold(result.output, "      last call of the host: ");
   expectTold(result.output, "passed: harmless\n");
 }
@@ -295,8 +310,28 @@ TEST_F(Verdict, TheResultOfOneScenarioIsWritten) {
   const std::string xml = readFile(folder.path() + "/r.xml");
   EXPECT_NE(xml.find("&lt;&amp;&quot;\\u0001\xEF\xBF\xBD"), std::string::npos) << xml;
   EXPECT_EQ(playWith("abort", "start\n", "--junit r.xml").status, -SIGABRT);
-  EXPECT_NE(readFile(folder.path() + "/r.xml").find("ended by signal 6"), std::string::npos);
+  EXPECT_EQ(reasonInResults(), "ended by SIGABRT");
   EXPECT_EQ(play("start\n", "--junit nowhere/r.xml").status, 2);
+}
+
+TEST_F(Verdict, TheResultsGiveTheReason) {
+  const std::string option = "--junit r.xml ";
+  play("start\nexpect /run true\nexpect /run 1\nexpect /run 2\n", option);
+  EXPECT_EQ(reasonInResults(), "s:3: expected /run 1, found true");
+  playWith("return false", "start\nstop\n", option + "--strict");
+  EXPECT_EQ(reasonInResults(), "run returned false");
+  writeFile(folder.path() + "/t", "{}\n");
+  play("offline\n", option + "--expect-trace t");
+  EXPECT_EQ(reasonInResults(), "t:1: expected {}, found no more");
+  play("start\n", option + "--addin nowhere.so");
+  EXPECT_EQ(reasonInResults(), "exit status 1: there is no library nowhere.so; see --addin");
+  play("start\n", option + "--trace nowhere/t");
+  EXPECT_EQ(reasonInResults(),
+            "exit status 2: the trace cannot be written to nowhere/t; see --trace");
+  playWith("exit", "start\n", option);
+  EXPECT_EQ(reasonInResults(), "the add-in ended the process");
+  playWith("hang", "start\n", option + "--timeout 1");
+  EXPECT_EQ(reasonInResults(), "exit status 4: a call of the add-in took longer than --timeout");
 }
 
 TEST_F(Verdict, AnExpectationIsComparedAsItIsPrinted) {
@@ -350,10 +385,34 @@ TEST_F(Verdict, ACallInWhichTheHostCrashesHasNotReturned) {
 }
 
 TEST_F(Verdict, AnAddInThatEndsTheProcessDoesNotPass) {
-  const Result result = playWith("exit", "start\nstop\n");
+  for (const char* const way : {"exit", "_exit", "_Exit", "quick_exit"}) {
+    SCOPED_TRACE(way);
+    const Result result = playWith(way, "start\nstop\n");
+    EXPECT_EQ(result.status, 3);
+    expectTold(result.errors, "substitute-host: the add-in ends the process\n");
+    expectTold(result.errors, "  command: s:1: start\n");
+    expectTold(result.errors, "    run in libmisbehaving.so at ");
+  }
+}
+
+TEST_F(Verdict, OfSeveralScenariosEachMustComeToItsEnd) {
+  scenario("s", "start\nstop\n");
+  scenario("harmless", "offline\n");
+  misbehave = "end the process by a system call";
+  const Result result = run("--addin '" VELORIN_MISBEHAVING "' s harmless");
   EXPECT_EQ(result.status, 3);
-  expectTold(result.errors, "substitute-host: the add-in ends the process\n");
-  expectTold(result.errors, "  command: s:1: start\n");
+  EXPECT_EQ(result.output.rfind("failed: s: the add-in ended the process\n", 0), 0U)
+      << result.output;
+  EXPECT_EQ(result.verdict(), "1 passed, 1 failed\n");
+  const Result alone = run("--junit r.xml --addin '" VELORIN_MISBEHAVING "' s");
+  EXPECT_EQ(alone.status, 3);
+  EXPECT_EQ(alone.errors, "substitute-host: the add-in ended the process.\n");
+}
+
+TEST_F(Verdict, AChildOfTheAddInMayEnd) {
+  const Result result = playWith("end a child", "start\nstop\n", "--strict");
+  EXPECT_EQ(result.status, 0) << result.output;
+  EXPECT_EQ(result.errors, "");
 }
 
 TEST_F(Verdict, AnAddInThatDoesNotComeBackIsEnded) {
@@ -366,7 +425,30 @@ TEST_F(Verdict, AnAddInThatDoesNotComeBackIsEnded) {
   expectTold(handler.errors, "  under way: (anonymous namespace)::StatusHandler\n");
 }
 
-TEST_F(Verdict, AnAddInThatComesBackIsNotTimed) {
+TEST_F(Timeout, RunsDuringACallOfTheAddInAlone) {
+  const substitute::CrashReport report(*host, "timeout", 1000);
+  unsigned timed = 0;
+  unsigned calls = 0;
+  const auto subscription =
+      host->interceptor().callBegins.subscribe([&](const substitute::Operation&) {
+        const unsigned left = alarm(1000);
+        ++calls;
+        if (left > 0) ++timed;
+      });
+  const auto expectNotTimed = [](const char* after) { EXPECT_EQ(alarm(0), 0U) << after; };
+  ASSERT_EQ(start(), true);
+  expectNotTimed("run");
+  host->setOffline(true);
+  expectNotTimed("a handler");
+  ASSERT_EQ(stop(), true);
+  expectNotTimed("stop");
+  unload();
+  expectNotTimed("the unloading");
+  EXPECT_GT(calls, 0U);
+  EXPECT_EQ(timed, calls);
+}
+
+TEST_F(Verdict, ATimeoutIsANumberOfSeconds) {
   EXPECT_EQ(play("start\nonline\nstop\n", "--timeout 60").status, 0);
   for (const char* const seconds : {"0", "-1", "soon", "''"}) {
     EXPECT_EQ(play("start\n", "--timeout " + std::string(seconds)).status, 2) << seconds;

@@ -217,18 +217,22 @@ void printError(const std::string& program, const std::string& sentence) {
   std::cerr << program << ": " << printable(sentence) << (sentence.back() == '.' ? "\n" : ".\n");
 }
 
-int printException(const std::string& program) {
+FatalError currentError() {
   try {
     throw;
   } catch (const LoadError& error) {
-    printError(program, error.what());
-    return exit_status::cannotLoad;
+    return {exit_status::cannotLoad, error.what() + std::string("; see --addin")};
   } catch (const UsageError& error) {
-    printError(program, error.what() + ("; see " + error.option()));
+    return {exit_status::wrongInput, error.what() + ("; see " + error.option())};
   } catch (const std::exception& error) {
-    printError(program, error.what());
+    return {exit_status::wrongInput, error.what()};
   }
-  return exit_status::wrongInput;
+}
+
+int printException(const std::string& program) {
+  const FatalError error = currentError();
+  printError(program, error.sentence);
+  return error.status;
 }
 
 }  // namespace substitute

@@ -54,6 +54,15 @@ void checkTrace(const CommandLine& values, const std::vector<std::string>& scena
 // Tells a sentence on standard error, begun with the program's name and ended with a full stop.
 void printError(const std::string& program, const std::string& sentence);
 
+// What ends a program before its time.
+struct FatalError {
+  int status;            // the exit status
+  std::string sentence;  // without its full stop, with the option that helps
+};
+
+// The exception that is being handled.
+FatalError currentError();
+
 // Tells of the exception that is being handled. The result is the exit status.
 int printException(const std::string& program);
 

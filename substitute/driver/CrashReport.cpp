@@ -1,5 +1,8 @@
 #include "substitute/driver/CrashReport.h"
 
+#ifdef __linux__
+#include <sys/syscall.h>
+#endif
 #include <unistd.h>
 
 #include <algorithm>
@@ -49,6 +52,7 @@ struct Report {
   std::array<FixedText<4096>, 5> trace;
   std::size_t traceLines = 0;  // so far; the last ones are kept, each at its number's remainder
   unsigned seconds = 0;        // that a call of the add-in may take; 0: any
+  pid_t process = 0;           // the host's, which may have children of the same program
   ShortText timeout;           // the same in letters
 };
 Report report;
@@ -109,19 +113,26 @@ void onFatalSignal(int number) {
   std::raise(number);
 }
 
+// Ends the process in spite of what is under way.
+[[noreturn]] void endProcess(int status) {
+  report.underWay.set("");
+  _exit(status);
+}
+
 void onTimeout(int /*signal*/) {
   tellReport(": a call of the add-in has not returned after the seconds of --timeout: ",
              report.timeout.get());
   tellStack();
-  _exit(exit_status::timedOut);
+  endProcess(exit_status::timedOut);
 }
 
-// An add-in that ends the process must not pass for a scenario that came to its end.
-void onExit() {
-  if (report.underWay.empty()) return;
+// An add-in that ends the process must not pass for a scenario that came to its end. A child of the
+// add-in's may end as it likes. Not inlined: the stack begins behind this function and its caller.
+__attribute__((noinline)) void onExit() {
+  if (report.underWay.empty() || report.process != getpid()) return;
   tellReport(": the add-in ends the process", "");
   tellStack();
-  _exit(exit_status::failed);
+  endProcess(exit_status::failed);
 }
 
 void handle(int signal, void (*handler)(int), int flags) {
@@ -157,6 +168,27 @@ void follow(const Json& entry) {
 
 }  // namespace
 
+#ifdef __linux__
+// The system's functions of these names, which the loader finds in the program first. On a Mac each
+// library is bound to the system's own.
+extern "C" void _exit(int status) {
+  onExit();
+  while (true) syscall(SYS_exit_group, status);
+}
+
+extern "C" void _Exit(int status) noexcept {
+  onExit();
+  while (true) syscall(SYS_exit_group, status);
+}
+#endif
+
+std::string signalName(int number) {
+  for (const FatalSignal& signal : fatalSignals) {
+    if (signal.number == number) return signal.name;
+  }
+  return number == SIGKILL ? "SIGKILL" : "signal " + std::to_string(number);
+}
+
 CrashReport::CrashReport(Host& host, const std::string& program, unsigned timeout)
     : callBegins_(host.interceptor().callBegins.subscribe([](const Operation& operation) {
         report.lastCall.set(nameOf(operation));
@@ -168,12 +200,16 @@ CrashReport::CrashReport(Host& host, const std::string& program, unsigned timeou
   report.program.set(program);
   report.seconds = timeout;
   report.timeout.set(std::to_string(timeout));
+  report.process = getpid();
   prepareStack();
   for (const FatalSignal& signal : fatalSignals) {
     handle(signal.number, onFatalSignal, static_cast<int>(SA_RESETHAND));
   }
   if (timeout > 0) handle(SIGALRM, onTimeout, 0);
   std::atexit(onExit);
+#ifdef __linux__  // macOS has none
+  std::at_quick_exit(onExit);
+#endif
 }
 
 void CrashReport::noteCommand(const Command& command) {

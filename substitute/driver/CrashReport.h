@@ -9,6 +9,9 @@
 
 namespace substitute {
 
+// The name of a signal that ends a process, such as SIGABRT.
+std::string signalName(int number);
+
 // From its construction on, whatever takes the process down is told on standard error: the last
 // call of the host, what was under way, the command of the scenario, the end of the trace and the
 // stack. The process then ends as it would have ended, by the signal.

@@ -1,7 +1,6 @@
 #include "substitute/driver/Expectation.h"
 
 #include <fstream>
-#include <stdexcept>
 #include <utility>
 
 #include "substitute/driver/Scenario.h"
@@ -55,12 +54,12 @@ ExpectedTrace::ExpectedTrace(std::string path) : path_(std::move(path)) {
     if (!text.empty() && text.back() == '\r') text.pop_back();
     lines_.push_back(text);
     if (!Json::accept(text)) {
-      throw std::runtime_error(path_ + ":" + std::to_string(lines_.size()) +
-                               ": this is no line of a trace");
+      throw UsageError(path_ + ":" + std::to_string(lines_.size()) + ": this is no line of a trace",
+                       "--expect-trace");
     }
   }
   if (!file.is_open() || file.bad()) {
-    throw std::runtime_error("the expected trace " + path_ + " cannot be read");
+    throw UsageError("the expected trace " + path_ + " cannot be read", "--expect-trace");
   }
 }
 

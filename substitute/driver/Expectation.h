@@ -31,8 +31,7 @@ class Expectation {
 // The trace that a scenario is to leave.
 class ExpectedTrace {
  public:
-  // Reads the trace from `path`. Throws std::runtime_error, with one sentence, when it cannot be
-  // read or a line is not JSON.
+  // Reads the trace from `path`. Throws UsageError when it cannot be read or a line is not JSON.
   explicit ExpectedTrace(std::string path);
   ExpectedTrace(const ExpectedTrace&) = delete;
   ExpectedTrace& operator=(const ExpectedTrace&) = delete;

@@ -59,7 +59,7 @@ bool isSameFile(const std::string& one, const std::string& other) {
 }
 
 TraceFile::TraceFile(const std::string& path) : path_(path), file_(path, std::ios::app) {
-  if (!file_) throw std::runtime_error("the trace cannot be written to " + path);
+  if (!file_) throw UsageError("the trace cannot be written to " + path, "--trace");
 }
 
 void TraceFile::begin(Host& host) {

@@ -34,7 +34,7 @@ bool isSameFile(const std::string& one, const std::string& other);
 // The file of --trace.
 class TraceFile {
  public:
-  // Opens `path` and leaves its content. Throws std::runtime_error when it cannot be opened.
+  // Opens `path` and leaves its content. Throws UsageError when it cannot be opened.
   explicit TraceFile(const std::string& path);
 
   TraceFile(const TraceFile&) = delete;

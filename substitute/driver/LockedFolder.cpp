@@ -52,7 +52,7 @@ void removeLeftOvers(const fs::path& place) {
 LockedFolder::LockedFolder() {
   std::error_code error;
   const fs::path place = fs::temp_directory_path(error);
-  if (error) throw std::runtime_error("TMPDIR names no folder");
+  if (error) throw std::runtime_error("TMPDIR names no folder; let it name one");
   removeLeftOvers(place);
   // Between its making and its locking another process can take the folder for a leftover.
   do {
@@ -60,7 +60,8 @@ LockedFolder::LockedFolder() {
     path_ = (place / (prefix + "XXXXXX")).string();
     if (mkdtemp(path_.data()) == nullptr) {
       throw std::runtime_error("no folder can be made in " + place.string() + ": " +
-                               std::generic_category().message(errno));
+                               std::generic_category().message(errno) +
+                               "; let TMPDIR name another folder");
     }
     lock_ = openFolder(path_);
     if (lock_ < 0 && errno != ENOENT) {

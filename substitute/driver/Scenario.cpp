@@ -17,6 +17,14 @@ Command parseCommand(const std::string& line) {
   Command command{line, line.substr(begin, end - begin), {}};
   const CommandEntry* const entry = findCommand(command.name);
   if (entry == nullptr) {
+    if (command.name == "help") {
+      throw ScenarioError("'help' is understood at the prompt alone");
+    }
+    if (command.name == "quit" || command.name == "exit") {
+      throw ScenarioError(
+          "'" + command.name +
+          "' is understood at the prompt alone; a scenario ends with its last line");
+    }
     std::vector<std::string> names;
     for (const CommandEntry& known : commands()) names.emplace_back(known.name);
     throw ScenarioError("'" + command.name + "' is not a command; the nearest are " +

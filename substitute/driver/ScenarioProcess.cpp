@@ -9,9 +9,12 @@
 #include <cstdlib>
 #include <iostream>
 #include <memory>
+#include <stdexcept>
 #include <system_error>
 
+#include "substitute/driver/CrashReport.h"
 #include "substitute/driver/ExitStatus.h"
+#include "substitute/driver/Program.h"
 
 namespace substitute {
 
@@ -22,7 +25,10 @@ namespace {
 class Output {
  public:
   Output() : file_(std::tmpfile(), &std::fclose) {
-    if (!file_) throw std::system_error(errno, std::generic_category(), "a temporary file");
+    if (!file_) {
+      throw std::runtime_error("no temporary file can be made: " +
+                               std::generic_category().message(errno));
+    }
   }
 
   int descriptor() const { return fileno(file_.get()); }
@@ -40,33 +46,46 @@ class Output {
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_;
 };
 
+// Names the descriptor that is written to at the end of a scenario.
+constexpr const char* endVariable = "SUBSTITUTE_HOST_END";
+
+// What cannot be written is missed by whoever waits for it.
+void writeEnd(int descriptor, const ScenarioEnd& end) {
+  const std::string bytes = static_cast<char>(end.status) + end.reason;
+  static_cast<void>(!write(descriptor, bytes.data(), bytes.size()));
+}
+
 }  // namespace
 
 std::string ScenarioResult::reason() const {
-  if (WIFSIGNALED(status)) return "ended by signal " + std::to_string(WTERMSIG(status));
-  switch (WEXITSTATUS(status)) {
-    case exit_status::cannotLoad:
-      return "the library cannot be loaded";
-    case exit_status::failed:
-      return "something was not as expected";
-    case exit_status::timedOut:
-      return "a call of the add-in took too long";
-    default:
-      return "exit status " + std::to_string(WEXITSTATUS(status));
+  if (WIFSIGNALED(status)) return "ended by " + signalName(WTERMSIG(status));
+  const std::string exitStatus = "exit status " + std::to_string(WEXITSTATUS(status));
+  if (WEXITSTATUS(status) == exit_status::timedOut) {
+    return exitStatus + ": a call of the add-in took longer than --timeout";
   }
+  if (!end) return "the add-in ended the process";
+  if (end->status == exit_status::failed) return end->reason;
+  return end->reason.empty() ? exitStatus : exitStatus + ": " + end->reason;
 }
 
-ScenarioResult playInProcess(const std::string& name, const std::function<int()>& play) {
+ScenarioResult playInProcess(const std::string& name, const std::function<ScenarioEnd()>& play) {
   const Output output;
   const Output errors;
+  // An add-in that ends the process leaves it empty, whatever the exit status says.
+  const Output end;
   std::cout.flush();
   const auto begin = std::chrono::steady_clock::now();
   const pid_t child = fork();
-  if (child < 0) throw std::system_error(errno, std::generic_category(), "a new process");
+  if (child < 0) {
+    throw std::runtime_error("no process can be made: " + std::generic_category().message(errno));
+  }
   if (child == 0) {
     dup2(output.descriptor(), STDOUT_FILENO);
     dup2(errors.descriptor(), STDERR_FILENO);
-    std::exit(play());
+    if (startsThroughLink) setenv(endVariable, std::to_string(end.descriptor()).c_str(), 1);
+    const ScenarioEnd played = play();
+    writeEnd(end.descriptor(), played);
+    std::exit(played.status);
   }
   ScenarioResult result;
   result.name = name;
@@ -76,7 +95,14 @@ ScenarioResult playInProcess(const std::string& name, const std::function<int()>
   result.seconds = took.count();
   result.output = output.read();
   result.errors = errors.read();
+  const std::string ended = end.read();
+  if (!ended.empty()) result.end = ScenarioEnd{ended[0], ended.substr(1)};
   return result;
+}
+
+void passOnEnd(const ScenarioEnd& end) {
+  const char* const descriptor = std::getenv(endVariable);
+  if (descriptor != nullptr) writeEnd(std::atoi(descriptor), end);
 }
 
 }  // namespace substitute

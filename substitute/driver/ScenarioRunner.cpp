@@ -33,13 +33,15 @@ void ScenarioRunner::play(const Command& command) {
 bool ScenarioRunner::conclude(bool strict, const ExpectedTrace* trace) {
   const std::vector<std::string> suspicious = suspicions();
   if (!suspicious.empty()) reporter_.print("What is suspicious:");
-  for (const std::string& sentence : suspicious) reporter_.say(sentence);
-  if (strict) failures_ += suspicious.size();
+  for (const std::string& sentence : suspicious) {
+    reporter_.say(sentence + ".");
+    if (strict) noteFailure(sentence);
+  }
   if (trace != nullptr) {
     ++expectations_;
     if (const auto difference = trace->difference()) {
       reporter_.print(*difference);
-      ++failures_;
+      noteFailure(*difference);
     }
   }
   if (strict || expectations_ > 0) {
@@ -76,16 +78,22 @@ void ScenarioRunner::expect(const Expectation& expectation) {
   ++expectations_;
   const auto failure = expectation.failure(state());
   if (!failure) return;
-  ++failures_;
-  reporter_.print(place_.empty() ? *failure : place_ + ": " + *failure);
+  const std::string sentence = place_.empty() ? *failure : place_ + ": " + *failure;
+  reporter_.print(sentence);
+  noteFailure(sentence);
 }
 
-// One sentence for each kind of thing that a sound add-in does not do.
+void ScenarioRunner::noteFailure(const std::string& sentence) {
+  if (failures_ == 0) firstFailure_ = sentence;
+  ++failures_;
+}
+
+// One sentence, without its full stop, for each kind of thing that a sound add-in does not do.
 std::vector<std::string> ScenarioRunner::suspicions() const {
   std::vector<std::string> sentences;
   const auto add = [&sentences](const std::string& sentence, long times) {
     if (times == 0) return;
-    sentences.push_back(sentence + (times == 1 ? "." : ", " + std::to_string(times) + " times."));
+    sentences.push_back(sentence + (times == 1 ? "" : ", " + std::to_string(times) + " times"));
   };
   std::map<std::string, long> thrown;
   for (const std::string& type : monitor_.thrown()) ++thrown[type];

@@ -50,10 +50,14 @@ class ScenarioRunner {
   void unload();
   void expect(const Expectation& expectation);
 
+  // What failed first, as it was told; empty when nothing did.
+  const std::string& firstFailure() const { return firstFailure_; }
+
   // True when an expectation has been played.
   bool expectsAnything() const { return expectations_ > 0; }
 
  private:
+  void noteFailure(const std::string& sentence);
   std::vector<std::string> suspicions() const;
 
   Host& host_;
@@ -65,6 +69,7 @@ class ScenarioRunner {
   std::size_t commands_ = 0;
   std::size_t expectations_ = 0;
   std::size_t failures_ = 0;
+  std::string firstFailure_;
   ResourceCounts left_;  // what was held when the add-in was unloaded last
   bool staysLoaded_ = false;
 };

@@ -42,8 +42,9 @@ void playInput(ScenarioRunner& runner) {
 }
 
 // Plays the scenario of that name, whose commands are `commands`; standard input for -; what is
-// typed at the prompt when the name is empty. The result is the exit status.
-int play(const HeadlessLine& values, const std::string& scenario, const Commands& commands) {
+// typed at the prompt when the name is empty.
+ScenarioEnd play(const HeadlessLine& values, const std::string& scenario,
+                 const Commands& commands) {
   HostSession session(values, program,
                       scenario.empty() ? std::vector<std::string>() : std::vector{scenario},
                       values.arguments);
@@ -56,29 +57,35 @@ int play(const HeadlessLine& values, const std::string& scenario, const Commands
   }
   const bool passed = session.conclude();
   if (!std::cout.flush()) throw std::runtime_error("the output could not be written in full");
-  return passed ? EXIT_SUCCESS : exit_status::failed;
+  return {passed ? EXIT_SUCCESS : exit_status::failed, session.runner().firstFailure()};
 }
 
 // The same; what keeps it from being played is told.
-int playAndReport(const HeadlessLine& values, const std::string& scenario,
-                  const Commands& commands) {
+ScenarioEnd playAndReport(const HeadlessLine& values, const std::string& scenario,
+                          const Commands& commands) {
   try {
     return play(values, scenario, commands);
   } catch (const std::exception&) {
-    return printException(program);
+    FatalError error = currentError();
+    printError(program, error.sentence);
+    return {error.status, std::move(error.sentence)};
   }
 }
 
 void writeResults(const std::string& path, const std::vector<ScenarioResult>& results) {
   std::ofstream file(path, std::ios::binary);
   file << toJUnit(results);
-  if (!file.flush()) throw std::runtime_error("the results cannot be written to " + path);
+  if (!file.flush()) throw UsageError("the results cannot be written to " + path, "--junit");
 }
 
-// Ends this process as `status` of another one says.
-int endAs(int status) {
-  if (WIFEXITED(status)) return WEXITSTATUS(status);
-  std::raise(WTERMSIG(status));
+// Ends this process as that of `result` ended.
+int endAs(const ScenarioResult& result) {
+  if (WIFSIGNALED(result.status)) std::raise(WTERMSIG(result.status));
+  if (WIFEXITED(result.status) && WEXITSTATUS(result.status) != 0) {
+    return WEXITSTATUS(result.status);
+  }
+  if (result.passed()) return EXIT_SUCCESS;
+  printError(program, result.reason());
   return exit_status::failed;
 }
 
@@ -90,7 +97,7 @@ int playForResult(const HeadlessLine& values, const Commands& commands) {
   std::cout << result.output << std::flush;
   std::cerr << result.errors;
   writeResults(values.junit, {result});
-  return endAs(result.status);
+  return endAs(result);
 }
 
 std::string belowItsLine(const std::string& text) {
@@ -155,7 +162,7 @@ void checkOptionsForSeveral(const HeadlessLine& values) {
 int playAsTyped(const CLI::App& parser, HeadlessLine& values) {
   if (hasPrompt && values.scenarios.empty() && isatty(STDIN_FILENO) == 1) {
     if (!values.junit.empty()) throw UsageError("--junit goes with scenarios only");
-    return playAndReport(values, "", {});
+    return playAndReport(values, "", {}).status;
   }
   if (values.scenarios.empty()) values.scenarios = {"-"};
   if (values.scenarios.size() > 1) checkOptionsForSeveral(values);
@@ -176,7 +183,9 @@ int playAsTyped(const CLI::App& parser, HeadlessLine& values) {
   checkOutput("--junit", values.junit, files);
   if (all.size() > 1) return playAll(parser, values, all);
   if (!values.junit.empty()) return playForResult(values, all[0]);
-  return playAndReport(values, values.scenarios[0], all[0]);
+  const ScenarioEnd end = playAndReport(values, values.scenarios[0], all[0]);
+  passOnEnd(end);
+  return end.status;
 }
 
 }  // namespace

@@ -607,6 +607,20 @@ TEST(DesktopProgram, TakesAScreenshot) {
   EXPECT_GT(dark, page.width() * page.height() / 2);
 }
 
+// The add-in that was started is loaded still: nobody stopped it.
+TEST(DesktopProgram, JudgesWhatItStartedWhenStrict) {
+  const QTemporaryDir folder;
+  const QStringList data = {"--data", folder.path(), "--quit"};
+  const Ended strict = runProgram("substitute-desktop", data + QStringList("--strict"));
+  EXPECT_EQ(strict.status, 3) << strict.errors.toStdString();
+  EXPECT_TRUE(strict.output.contains("\n  The add-in is still loaded.\n"));
+  EXPECT_TRUE(strict.output.endsWith("1 commands, 0 expectations, 1 failed\n"))
+      << strict.output.toStdString();
+  const Ended plain = runProgram("substitute-desktop", data);
+  EXPECT_EQ(plain.status, 0) << plain.errors.toStdString();
+  EXPECT_FALSE(plain.output.contains("still loaded"));
+}
+
 TEST(DesktopProgram, SaysWhatIsWrong) {
   const QTemporaryDir folder;
   const QStringList data = {"--data", folder.path()};
@@ -618,7 +632,8 @@ TEST(DesktopProgram, SaysWhatIsWrong) {
   expect({"--wrong"}, 2, "--wrong");
   expect({"--theme", "pink"}, 2, "light");
   expect({"no-such"}, 2, "there is no scenario no-such; there are failing-host, ");
-  expect({"--quit", "--addin", "/nowhere/lib.so"}, 1, "there is no library /nowhere/lib.so.");
+  expect({"--quit", "--addin", "/nowhere/lib.so"}, 1,
+         "there is no library /nowhere/lib.so; see --addin.");
   expect({"--quit", "--site", folder.path()}, 2, "holds no learning.html.");
   expect({"--screenshot", "/nowhere/a.png"}, 2, "no folder for the screenshot /nowhere/a.png");
   expect({"--screenshot", folder.filePath("a.docx")}, 2, "a.docx; the formats are ");
