@@ -185,6 +185,8 @@ TEST_F(Prompt, ControlCClearsTheLine) {
   terminal.type("jump");
   terminal.expect("jump");
   terminal.type(controlC);
+  terminal.expectPrompt();
+  terminal.type(controlC);
   terminal.answer("offline", "The host is offline.");
   EXPECT_EQ(terminal.seen().find("is not a command"), std::string::npos) << terminal.seen();
   quit(terminal);

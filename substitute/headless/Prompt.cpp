@@ -7,7 +7,6 @@
 #define HAS_LINE_EDITOR 0
 #endif
 #include <langinfo.h>
-#include <sys/time.h>
 
 #include <clocale>
 #include <csignal>
@@ -44,15 +43,9 @@ const std::vector<PromptWord> promptWords = {
 const Host* completedHost = nullptr;
 volatile std::sig_atomic_t interrupted = 0;
 
-// The line editor begins to read again after one interruption, and may not be reading at all yet.
-// So it is interrupted until it gives up.
 void onInterrupt(int /*signal*/) {
   interrupted = 1;
-  constexpr itimerval soonAndOften = {{0, 10000}, {0, 10000}};
-  setitimer(ITIMER_REAL, &soonAndOften, nullptr);
 }
-
-void onTimer(int /*signal*/) {}
 
 // While it lives, Ctrl-C interrupts the reading of a line instead of ending the program.
 class InterruptGuard {
@@ -60,22 +53,14 @@ class InterruptGuard {
   InterruptGuard() {
     struct sigaction action {};
     action.sa_handler = onInterrupt;  // without SA_RESTART: the reading ends
-    sigaction(SIGINT, &action, &interruptBefore_);
-    action.sa_handler = onTimer;
-    sigaction(SIGALRM, &action, &timerBefore_);
+    sigaction(SIGINT, &action, &before_);
   }
-  ~InterruptGuard() {
-    sigaction(SIGINT, &interruptBefore_, nullptr);
-    constexpr itimerval never = {};
-    setitimer(ITIMER_REAL, &never, nullptr);
-    sigaction(SIGALRM, &timerBefore_, nullptr);
-  }
+  ~InterruptGuard() { sigaction(SIGINT, &before_, nullptr); }
   InterruptGuard(const InterruptGuard&) = delete;
   InterruptGuard& operator=(const InterruptGuard&) = delete;
 
  private:
-  struct sigaction interruptBefore_ {};
-  struct sigaction timerBefore_ {};
+  struct sigaction before_ {};
 };
 
 // Words are completed in UTF-8, whatever the environment says: a name of a locale that is not
