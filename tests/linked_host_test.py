@@ -1,5 +1,6 @@
 """The host's program as on a Mac, where it starts itself once more through a link."""
 
+import concurrent.futures
 import json
 import os
 import subprocess
@@ -24,7 +25,8 @@ class LinkedHost(unittest.TestCase):
         result = subprocess.run(
             [program, *arguments], input=typed, capture_output=True, text=True, check=False,
             timeout=60, cwd=cwd or self.folder,
-            env={**os.environ, "HOME": str(self.folder), "XDG_DATA_HOME": ""},
+            env={**os.environ, "HOME": str(self.folder), "XDG_DATA_HOME": "",
+                 "TMPDIR": str(self.folder)},
         )
         return result.returncode, result.stdout, result.stderr
 
@@ -61,6 +63,12 @@ class LinkedHost(unittest.TestCase):
         info_file = self.state()["infoFile"]
         self.assertTrue(info_file.endswith(INFO_FILE))
         self.assertFalse(Path(info_file.removesuffix(INFO_FILE)).exists())
+
+    def HostsThatStartAtOnceKeepTheirFolders(self):
+        with concurrent.futures.ThreadPoolExecutor(4) as several:
+            results = several.map(lambda _: self.run_host("-", typed="start\nstop\n"), range(60))
+            self.assertEqual({(0, "")}, {(status, said) for status, _, said in results})
+        self.assertEqual([], list(self.folder.glob("velorin-host-*")))
 
     def PlaysSeveralScenariosEachByItself(self):
         names = ("first-starts", "page-messages")

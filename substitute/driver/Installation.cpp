@@ -71,9 +71,10 @@ Installation::Installation(const CommandLine& values, bool forScenario,
   if (startsThroughLink) folder_ = fs::absolute(folder_).string();
   executable_ = settingsIn(folder_).executable;
   if constexpr (startsThroughLink) {
-    if (temporary_) setenv(folderVariable, folder_.c_str(), 1);
+    if (temporary_) setenv(folderVariable, temporary_->handOver().c_str(), 1);
     executable_ = restartThroughLink(executable_, std::move(arguments));
     unsetenv(folderVariable);
+    if (temporary_) temporary_->keep();
   }
 }
 

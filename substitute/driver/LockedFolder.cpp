@@ -11,7 +11,6 @@
 #include <fstream>
 #include <stdexcept>
 #include <system_error>
-#include <utility>
 
 namespace fs = std::filesystem;
 
@@ -72,10 +71,20 @@ LockedFolder::LockedFolder() {
   std::ofstream(path_ + "/" + mark);
 }
 
-LockedFolder::LockedFolder(std::string path) : path_(std::move(path)), lock_(openFolder(path_)) {
-  if (lock_ < 0 || flock(lock_, LOCK_EX | LOCK_NB) != 0) {
-    throw std::runtime_error("the folder " + path_ + " is gone");
-  }
+// The word is the number of the descriptor, a colon and the path.
+LockedFolder::LockedFolder(const std::string& word)
+    : path_(word.substr(word.find(':') + 1)), lock_(std::atoi(word.c_str())) {
+  if (!isStill(path_, lock_)) throw std::runtime_error("the folder " + path_ + " is gone");
+  keep();
+}
+
+std::string LockedFolder::handOver() {
+  fcntl(lock_, F_SETFD, 0);
+  return std::to_string(lock_) + ":" + path_;
+}
+
+void LockedFolder::keep() const {
+  fcntl(lock_, F_SETFD, FD_CLOEXEC);
 }
 
 LockedFolder::~LockedFolder() {

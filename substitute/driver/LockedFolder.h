@@ -14,14 +14,22 @@ class LockedFolder {
   // Throws std::runtime_error, with one sentence, when there is no place for it.
   LockedFolder();
 
-  // Takes over a folder that this process had before it started another program.
-  explicit LockedFolder(std::string path);
+  // Takes over the folder that the program before this one, in the same process, has handed over by
+  // that word. Throws std::runtime_error when there is none.
+  explicit LockedFolder(const std::string& word);
 
   ~LockedFolder();
   LockedFolder(const LockedFolder&) = delete;
   LockedFolder& operator=(const LockedFolder&) = delete;
 
   const std::string& path() const { return path_; }
+
+  // Leaves the folder to the program that replaces this one, locked all the while: another host
+  // would take it for a leftover. The result is the word that names it there.
+  std::string handOver();
+
+  // No program has replaced this one: programs that it starts do not keep the lock.
+  void keep() const;
 
  private:
   std::string path_;
