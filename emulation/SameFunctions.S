@@ -21,9 +21,9 @@ same link, mkdir, mkdtemp, mkstemp, opendir, pipe, read, readlink, rmdir, symlin
 same write
 
 // Streams
-same fclose, fdopen, ferror, fflush, fileno, fopen, fputc, fputs, fputwc, fread, fseek, fseeko
-same ftell, ftello, fwrite, getc, getwc, popen, putchar, puts, remove, rename, setbuf, ungetc
-same ungetwc
+same fclose, fdopen, ferror, fflush, fgetc, fileno, fopen, fputc, fputs, fputwc, fread, fseek
+same fseeko, ftell, ftello, fwrite, getc, getwc, popen, putchar, puts, remove, rename, rewind
+same setbuf, tmpfile, ungetc, ungetwc
 
 // Memory, strings and numbers
 same __divti3, aligned_alloc, atoi, bzero, calloc, free, malloc, memchr, memcmp, memcpy
@@ -32,8 +32,8 @@ same strrchr, strstr, strtod, strtof, strtol, strtoll, strtoul, strtoull, wcscmp
 same wcsstr, wcstod, wcstof, wcstol, wcstoll, wcstoul, wcstoull, wmemchr, wmemcmp
 
 // The process
-same _exit, abort, execv, exit, fork, getenv, geteuid, getpid, setenv, setgid, setgroups
-same setuid
+same _exit, abort, alarm, execv, exit, fork, getenv, geteuid, getpid, setenv, setgid
+same setgroups, setuid
 
 // Time
 same localtime, localtime_r, nanosleep, strftime, time, timegm, tzset

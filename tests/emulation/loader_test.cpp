@@ -9,6 +9,7 @@
 
 #include <cctype>
 #include <cerrno>
+#include <chrono>
 #include <clocale>
 #include <csignal>
 #include <cstdarg>
@@ -24,6 +25,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 #include "tests/TemporaryFolder.h"
 #include "tests/emulation/Loaded.h"
@@ -298,6 +300,14 @@ TEST(MacSystem, KnowsTheKindsOfCharacters) {
 }
 
 volatile std::sig_atomic_t lastSignal = 0;
+
+TEST(MacSystem, SendsTheAlarmInTime) {
+  std::signal(SIGALRM, [](int number) { lastSignal = number; });
+  EXPECT_EQ(alarm(100), 0U);
+  EXPECT_GT(alarm(1), 1U);
+  while (lastSignal != SIGALRM) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  std::signal(SIGALRM, SIG_DFL);
+}
 
 TEST(MacSystem, NumbersSignalsAsMacOSDoes) {
   std::signal(SIGUSR1, [](int number) { lastSignal = number; });

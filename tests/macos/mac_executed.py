@@ -22,7 +22,8 @@ def play(command, addin, scenario):
     with tempfile.TemporaryDirectory() as folder:
         data, trace = Path(folder, "data"), Path(folder, "trace")
         result = subprocess.run(
-            [*command, "--addin", addin, "--data", data, "--trace", trace, scenario],
+            [*command, "--addin", addin, "--data", data, "--trace", trace, "--timeout", "600",
+             scenario],
             env={**os.environ, "TMPDIR": folder}, capture_output=True, check=False,
         )
         left = [path.read_bytes() if path.exists() else None for path in (trace, data / INFO_FILE)]
@@ -68,6 +69,15 @@ class MacExecuted(Workplace):
                              scenario)
                 self.assertEqual(
                     without_the_librarys_texts(linux), without_the_librarys_texts(macos))
+
+    def SeveralScenariosEachByItself(self):
+        result = subprocess.run(
+            [*EMULATOR, BUILD / "substitute-host", "--strict", "first-starts", "page-messages"],
+            capture_output=True, text=True, check=False,
+        )
+        self.assertEqual(
+            (0, "passed: first-starts\npassed: page-messages\n2 passed, 0 failed\n"),
+            (result.returncode, result.stdout), result.stderr)
 
     def FindsExceptionsThatDoNotArrive(self):
         with mock.patch.dict(os.environ, CXXFLAGS="-fasynchronous-unwind-tables"):
