@@ -106,7 +106,7 @@ class Play {
       outcome_.states.push_back(state());
     } else if (name == "info-lines" && surroundings_.disk == Disk::open) {
       infoFile_ = "";
-      for (const std::string& text : Json::parse(*rest)) *infoFile_ += text + '\n';
+      for (const std::string text : Json::parse(*rest)) *infoFile_ += text + '\n';
     } else if (name == "reset" && surroundings_.disk == Disk::open) {
       infoFile_.reset();
     } else {
