@@ -1,32 +1,22 @@
 // substitute-desktop: the substitute host as a window.
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <QApplication>
-#include <QDir>
-#include <QFileInfo>
-#include <QImageWriter>
 #include <QStatusBar>
 #include <QTimer>
-#include <cstdio>
 #include <cstdlib>
 #include <functional>
-#include <iostream>
 #include <memory>
-#include <stdexcept>
 
 #include "substitute/desktop/LearningSite.h"
 #include "substitute/desktop/MainWindow.h"
 #include "substitute/desktop/Playback.h"
+#include "substitute/desktop/Screen.h"
+#include "substitute/desktop/Screenshot.h"
 #include "substitute/desktop/Theme.h"
 #include "substitute/desktop/WebPage.h"
 #include "substitute/driver/CommandLine.h"
 #include "substitute/driver/ExitStatus.h"
 #include "substitute/driver/Files.h"
 #include "substitute/driver/HostSession.h"
-#include "substitute/driver/Text.h"
-#include "substitute/driver/UsageError.h"
 
 namespace {
 
@@ -34,9 +24,6 @@ using namespace substitute;
 
 // So long each step of a scenario stands, where somebody looks on.
 constexpr int stepPause = 1200;
-// A page that has loaded is on screen within this time.
-constexpr int paintTime = 700;
-constexpr int longestWait = 20000;
 
 struct DesktopLine : CommandLine {
   std::string scenario;
@@ -51,54 +38,6 @@ constexpr const char* program = "substitute-desktop";
 
 std::string refuseNoTheme(const std::string& value) {
   return value == "light" || value == "dark" ? "" : "'" + value + "' is not light or dark";
-}
-
-// Whether Qt finds a screen. It ends the process where it does not, so a child of this one tries.
-bool screenOpens(int argc, char** argv) {
-  const pid_t child = fork();
-  if (child == 0) {
-    const rlimit none = {0, 0};
-    setrlimit(RLIMIT_CORE, &none);
-    if (std::freopen("/dev/null", "w", stderr) == nullptr) _exit(EXIT_FAILURE);
-    const QGuiApplication probe(argc, argv);
-    _exit(EXIT_SUCCESS);
-  }
-  int status = 0;
-  return child > 0 && waitpid(child, &status, 0) == child && status == 0;
-}
-
-// Finds something to draw on; a picture needs no screen. Throws std::runtime_error otherwise.
-void findScreen(bool forPictureOnly, int argc, char** argv) {
-#ifdef Q_OS_MACOS
-  return;  // there is always one
-#endif
-  std::string named;
-  for (const char* const variable : {"QT_QPA_PLATFORM", "WAYLAND_DISPLAY", "DISPLAY"}) {
-    if (named.empty()) named = qgetenv(variable).toStdString();
-  }
-  if (!named.empty() && screenOpens(argc, argv)) return;
-  if (forPictureOnly && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    return;
-  }
-  throw std::runtime_error((named.empty() ? "there is no display to open a window on"
-                                          : "no window can be opened on the display " + named) +
-                           "; substitute-host plays in the terminal");
-}
-
-// Without a screen, what Qt's platform plugin and the web engine lack is no news to anybody.
-void dropWordsAboutTheScreen() {
-  static QtMessageHandler others = nullptr;
-  others = qInstallMessageHandler(
-      [](QtMsgType type, const QMessageLogContext& context, const QString& text) {
-        for (const char* const known :
-             {"This plugin does not support ", "WebEngineContext used before ",
-              "No suitable graphics backend found", "QStandardPaths: XDG_RUNTIME_DIR not set",
-              "Sandboxing disabled by user"}) {
-          if (text.startsWith(QLatin1String(known))) return;
-        }
-        others(type, context, text);
-      });
 }
 
 // The options that a scenario cannot bring about, as words, for who plays it again.
@@ -131,42 +70,6 @@ void startPlayback(MainWindow& window, const std::vector<Command>& commands, boo
   playback.add(commands);
   if (input) playback.readInput();
   playback.playOn();
-}
-
-// Throws UsageError when no picture can be saved under that name.
-void checkScreenshot(const std::string& file) {
-  if (file.empty()) return;
-  const QFileInfo picture(QString::fromStdString(file));
-  const QByteArray format = picture.suffix().toLower().toLatin1();
-  const QList<QByteArray> formats = QImageWriter::supportedImageFormats();
-  if (!formats.contains(format)) {
-    std::vector<std::string> names;
-    for (const QByteArray& name : formats) names.push_back(name.toStdString());
-    throw UsageError("no screenshot can be saved as " + file + "; the formats are " +
-                     listed(names));
-  }
-  if (!picture.absoluteDir().exists()) {
-    throw UsageError("there is no folder for the screenshot " + file);
-  }
-  if (picture.isDir()) throw UsageError("the screenshot " + file + " is a folder");
-}
-
-// Waits for the pages, then saves a picture of the window and ends the program.
-void takeScreenshot(MainWindow& window, const QString& file) {
-  auto* const watch = new QTimer(&window);
-  auto left = std::make_shared<int>(longestWait / 100);
-  QObject::connect(watch, &QTimer::timeout, &window, [&window, watch, left, file] {
-    if (!window.settled() && --*left > 0) return;
-    watch->stop();
-    const bool complete = window.settled();
-    if (!complete) printError(program, "a page was still loading when the screenshot was taken");
-    QTimer::singleShot(paintTime, &window, [&window, file, complete] {
-      const bool saved = window.grab().save(file);
-      if (!saved) printError(program, "the screenshot cannot be written to " + file.toStdString());
-      QCoreApplication::exit(saved && complete ? EXIT_SUCCESS : exit_status::wrongInput);
-    });
-  });
-  watch->start(100);
 }
 
 int show(DesktopLine& values, int& argc, char** argv) {
@@ -208,7 +111,7 @@ int show(DesktopLine& values, int& argc, char** argv) {
   window.playback().setPause(ends ? 0 : stepPause);
   startPlayback(window, commands, readsInput, [&] {
     if (!values.screenshot.empty()) {
-      takeScreenshot(window, QString::fromStdString(values.screenshot));
+      takeScreenshot(window, values.screenshot, program);
     } else if (values.quit) {
       QCoreApplication::exit(EXIT_SUCCESS);
     }

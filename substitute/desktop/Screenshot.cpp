@@ -1,0 +1,93 @@
+#include "substitute/desktop/Screenshot.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QDockWidget>
+#include <QFileInfo>
+#include <QImageWriter>
+#include <QPainter>
+#include <QTimer>
+#include <cstdlib>
+#include <memory>
+#include <vector>
+
+#include "substitute/desktop/MainWindow.h"
+#include "substitute/driver/CommandLine.h"
+#include "substitute/driver/ExitStatus.h"
+#include "substitute/driver/Text.h"
+#include "substitute/driver/UsageError.h"
+
+namespace substitute {
+
+namespace {
+
+// Milliseconds. A page that has loaded is on screen within the first.
+constexpr int paintTime = 700;
+constexpr int longestWait = 20000;
+constexpr int pollTime = 100;
+
+QRect placeOf(const QWidget& widget) {
+  return {widget.mapToGlobal(QPoint()), widget.size()};
+}
+
+}  // namespace
+
+void checkScreenshot(const std::string& file) {
+  if (file.empty()) return;
+  const QFileInfo picture(QString::fromStdString(file));
+  const QByteArray format = picture.suffix().toLower().toLatin1();
+  const QList<QByteArray> formats = QImageWriter::supportedImageFormats();
+  if (!formats.contains(format)) {
+    std::vector<std::string> names;
+    for (const QByteArray& name : formats) names.push_back(name.toStdString());
+    throw UsageError("no screenshot can be saved as " + file + "; the formats are " +
+                     listed(names));
+  }
+  if (!picture.absoluteDir().exists()) {
+    throw UsageError("there is no folder for the screenshot " + file);
+  }
+  if (picture.isDir()) throw UsageError("the screenshot " + file + " is a folder");
+}
+
+QPixmap pictureOf(QMainWindow& window) {
+  QRect whole = placeOf(window);
+  std::vector<QDockWidget*> floating;
+  for (QDockWidget* const dock :
+       window.findChildren<QDockWidget*>(QString(), Qt::FindDirectChildrenOnly)) {
+    if (!dock->isFloating() || !dock->isVisible()) continue;
+    floating.push_back(dock);
+    whole |= placeOf(*dock);
+  }
+  QPixmap picture(whole.size() * window.devicePixelRatio());
+  picture.setDevicePixelRatio(window.devicePixelRatio());
+  picture.fill(window.palette().color(QPalette::Mid));
+  QPainter painter(&picture);
+  painter.drawPixmap(placeOf(window).topLeft() - whole.topLeft(), window.grab());
+  for (QDockWidget* const dock : floating) {
+    const QRect place = placeOf(*dock).translated(-whole.topLeft());
+    painter.drawPixmap(place.topLeft(), dock->grab());
+    // In place of the frame that the desktop draws.
+    painter.setPen(window.palette().color(QPalette::Mid));
+    painter.drawRect(place.adjusted(0, 0, -1, -1));
+  }
+  return picture;
+}
+
+void takeScreenshot(MainWindow& window, const std::string& file, const std::string& program) {
+  auto* const watch = new QTimer(&window);
+  auto left = std::make_shared<int>(longestWait / pollTime);
+  QObject::connect(watch, &QTimer::timeout, &window, [&window, watch, left, file, program] {
+    if (!window.settled() && --*left > 0) return;
+    watch->stop();
+    const bool complete = window.settled();
+    if (!complete) printError(program, "a page was still loading when the screenshot was taken");
+    QTimer::singleShot(paintTime, &window, [&window, file, program, complete] {
+      const bool saved = pictureOf(window).save(QString::fromStdString(file));
+      if (!saved) printError(program, "the screenshot cannot be written to " + file);
+      QCoreApplication::exit(saved && complete ? EXIT_SUCCESS : exit_status::wrongInput);
+    });
+  });
+  watch->start(pollTime);
+}
+
+}  // namespace substitute
