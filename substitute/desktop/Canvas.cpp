@@ -23,6 +23,12 @@ QColor mixed(const QColor& one, const QColor& other, float part) {
 
 }  // namespace
 
+Canvas::Canvas(QWidget* parent) : QWidget(parent) {
+  setAccessibleName(tr("Model"));
+  setAccessibleDescription(
+      tr("A ground grid with a plate that has a round hole. It is a picture."));
+}
+
 void Canvas::paintEvent(QPaintEvent* /*event*/) {
   const QColor ground = palette().color(QPalette::Window);
   const QColor lines = palette().color(QPalette::WindowText);

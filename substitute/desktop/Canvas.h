@@ -8,7 +8,7 @@ namespace substitute {
 // An empty sheet with a ground grid and one simple body on it. Takes no input.
 class Canvas : public QWidget {
  public:
-  using QWidget::QWidget;
+  explicit Canvas(QWidget* parent = nullptr);
 
  protected:
   void paintEvent(QPaintEvent* event) override;

@@ -1,10 +1,11 @@
 #include "substitute/desktop/HostToolbar.h"
 
+#include <QAction>
 #include <QFileInfo>
-#include <QLabel>
 #include <QToolButton>
 
 #include "substitute/api/HostObjects.h"
+#include "substitute/desktop/ElidedLabel.h"
 #include "substitute/desktop/Theme.h"
 
 namespace substitute {
@@ -14,12 +15,8 @@ namespace {
 // The host's own control; its command is the host's business, no definition stands for it.
 constexpr const char* helpControl = "HelpGroupCommand";
 constexpr int pictureSize = 32;
-
-QString tooltipOf(const DefinitionObject& definition) {
-  return QStringLiteral("<p><b>%1</b></p><p>%2</p>")
-      .arg(QString::fromStdString(definition.name).toHtmlEscaped(),
-           QString::fromStdString(definition.tooltip).toHtmlEscaped());
-}
+// Pixels; a longer name is shortened.
+constexpr int widestName = 240;
 
 }  // namespace
 
@@ -42,39 +39,68 @@ HostToolbar::HostToolbar(const ToolbarObject& toolbar, const DefinitionsObject& 
   auto* const spring = new QWidget;
   spring->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
   addWidget(spring);
+  // Actions, so that the menu of what does not fit can show them, too.
   for (const auto& control : toolbar.controls->all.items()) {
     const QString id = QString::fromStdString(control->id());
+    const QString name = "control:" + id;
     if (!control->showsCommand()) {
-      auto* const label = new QLabel(id);
-      label->setObjectName("control:" + id);
-      addWidget(label);
-      continue;
-    }
-    auto* const button = new QToolButton;
-    button->setObjectName("control:" + id);
-    const DefinitionObject* const definition = definitions.all.find(control->id());
-    if (definition != nullptr) {
-      const QIcon icon =
-          resourceIcon(addinFolder + '/' + QString::fromStdString(definition->resourceFolder));
-      // The style sets the name close by the icon; a thin space keeps them apart.
-      button->setText(QChar(0x2009) + QString::fromStdString(definition->name));
-      button->setToolTip(tooltipOf(*definition));
-      button->setIcon(icon);
-      button->setToolButtonStyle(icon.isNull() ? Qt::ToolButtonTextOnly
-                                               : Qt::ToolButtonTextBesideIcon);
+      auto* const label = new ElidedLabel;
+      label->setObjectName(name);
+      label->setWhole(id);
+      label->setMaximumWidth(widestName);
+      addWidget(label)->setText(elidedForButton(id, font(), widestName));
     } else if (id == helpControl) {
-      button->setIcon(drawnIcon(Drawing::help, palette().color(QPalette::WindowText)));
-      button->setToolTip(tr("Help"));
-      connect(button, &QToolButton::clicked, this, &HostToolbar::helpRequested);
+      QAction* const help =
+          addAction(drawnIcon(Drawing::help, palette().color(QPalette::WindowText)), tr("Help"),
+                    this, &HostToolbar::helpRequested);
+      buttonOf(help)->setObjectName(name);
     } else {
-      button->setText(id);
-      button->setToolTip(tr("A control without a command"));
+      addButton(id, definitions.all.find(control->id()), addinFolder);
     }
-    if (id != helpControl) {
-      connect(button, &QToolButton::clicked, this, [this, id] { Q_EMIT pressed(id); });
-    }
-    addWidget(button);
   }
+  for (QToolButton* const button : findChildren<QToolButton*>()) {
+    button->setFocusPolicy(Qt::StrongFocus);
+  }
+  auto* const more = findChild<QToolButton*>("qt_toolbar_ext_button");
+  more->setIcon(drawnIcon(Drawing::more, palette().color(QPalette::WindowText)));
+  more->setAccessibleName(tr("More controls"));
+  more->setToolTip(more->accessibleName());
+}
+
+void HostToolbar::focusControl(const QString& name) {
+  QToolButton* chosen = nullptr;
+  for (QAction* const action : actions()) {
+    QToolButton* const button = buttonOf(action);
+    if (button == nullptr) continue;
+    if (chosen == nullptr || button->objectName() == name) chosen = button;
+  }
+  if (chosen != nullptr) chosen->setFocus();
+}
+
+void HostToolbar::addButton(const QString& id, const DefinitionObject* definition,
+                            const QString& addinFolder) {
+  const QString whole = definition == nullptr ? id : QString::fromStdString(definition->name);
+  const QString shown = elidedForButton(whole, font(), widestName);
+  QAction* const action = addAction(shown, this, [this, id] { Q_EMIT pressed(id); });
+  QToolButton* const button = buttonOf(action);
+  if (definition == nullptr) {
+    action->setToolTip(wholeAsTooltip(id) + tr("<p>A control without a command</p>"));
+  } else {
+    // The style sets the name close by the icon; a thin space keeps them apart.
+    action->setIconText(QChar(0x2009) + shown);
+    action->setIcon(
+        resourceIcon(addinFolder + '/' + QString::fromStdString(definition->resourceFolder)));
+    action->setToolTip("<b>" + wholeAsTooltip(whole) + "</b>" +
+                       wholeAsTooltip(QString::fromStdString(definition->tooltip)));
+  }
+  button->setObjectName("control:" + id);
+  button->setAccessibleName(whole);
+  button->setToolButtonStyle(action->icon().isNull() ? Qt::ToolButtonTextOnly
+                                                     : Qt::ToolButtonTextBesideIcon);
+}
+
+QToolButton* HostToolbar::buttonOf(QAction* action) const {
+  return qobject_cast<QToolButton*>(widgetForAction(action));
 }
 
 }  // namespace substitute

@@ -6,23 +6,25 @@
 #include <QCloseEvent>
 #include <QFileInfo>
 #include <QInputDialog>
-#include <QLabel>
 #include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
-#include <QStatusBar>
 #include <algorithm>
 #include <limits>
 
 #include "substitute/api/HostObjects.h"
+#include "substitute/desktop/Accessibility.h"
 #include "substitute/desktop/Canvas.h"
 #include "substitute/desktop/CommandPanel.h"
+#include "substitute/desktop/DockMenu.h"
 #include "substitute/desktop/HostToolbar.h"
 #include "substitute/desktop/PaletteDock.h"
 #include "substitute/desktop/Playback.h"
 #include "substitute/desktop/ScenarioMenu.h"
+#include "substitute/desktop/StatusBar.h"
 #include "substitute/desktop/TracePanel.h"
 #include "substitute/desktop/WebPage.h"
+#include "substitute/driver/AddIn.h"
 #include "substitute/driver/Velorin.h"
 
 namespace substitute {
@@ -56,7 +58,8 @@ MainWindow::MainWindow(Host& host, ScenarioRunner& runner, WebEngine& engine,
       recording_(runner),
       playback_(new Playback([this](const Command& command) { return play(command); }, this)),
       commands_(new CommandPanel(runner, this)),
-      trace_(new TracePanel(this)) {
+      trace_(new TracePanel(this)),
+      status_(new StatusBar) {
   setWindowTitle(tr("The substitute host"));
   setContextMenuPolicy(Qt::NoContextMenu);
   setCorner(Qt::BottomRightCorner, Qt::RightDockWidgetArea);
@@ -67,7 +70,7 @@ MainWindow::MainWindow(Host& host, ScenarioRunner& runner, WebEngine& engine,
   resizeDocks({trace_}, {190}, Qt::Vertical);
   makeCommands();
   makeMenus();
-  makeStatusBar();
+  setStatusBar(status_);
   traceSubscription_ =
       host_.interceptor().trace.subscribe([this](const Json& entry) { follow(entry); });
   setFocus();
@@ -79,11 +82,15 @@ bool MainWindow::play(const Command& command) {
   try {
     runner_.play(command);
   } catch (const LoadError& error) {
-    statusBar()->showMessage(text(error.what()));
+    status_->tell(text(error.what()));
     played = false;
   }
   refresh();
   return played;
+}
+
+const QString& MainWindow::message() const {
+  return status_->message();
 }
 
 PaletteDock* MainWindow::dock(const std::string& id) const {
@@ -117,14 +124,19 @@ void MainWindow::makeMenus() {
   const auto plays = [this](const char* line) { return [this, line] { play(line); }; };
   QMenu* const addin = menuBar()->addMenu(tr("&Add-in"));
   start_ = addin->addAction(tr("&Start"), this, plays("start"));
+  start_->setShortcut(Qt::Key_F9);
   stop_ = addin->addAction(tr("S&top"), this, plays("stop"));
+  stop_->setShortcut(Qt::SHIFT | Qt::Key_F9);
   again_ = addin->addAction(tr("Start &again as on another day"), this, [this] {
     if (runner_.loaded()) play("stop");
     play("start");
   });
+  again_->setShortcut(Qt::CTRL | Qt::Key_F9);
+  press_ = addin->addAction(tr("Press the &button"), this, plays("click"));
+  press_->setShortcut(Qt::CTRL | Qt::Key_B);
   addin->addSeparator();
   QAction* const quit = addin->addAction(tr("&Quit"), this, &QWidget::close);
-  quit->setShortcut(QKeySequence::Quit);
+  quit->setShortcut(Qt::CTRL | Qt::Key_Q);
 
   auto* const scenario = new ScenarioMenu(*playback_, recording_, menuBar());
   menuBar()->addMenu(scenario);
@@ -133,6 +145,7 @@ void MainWindow::makeMenus() {
   QMenu* const host = menuBar()->addMenu(tr("&Host"));
   offline_ = host->addAction(tr("&Offline"));
   offline_->setCheckable(true);
+  offline_->setShortcut(Qt::CTRL | Qt::SHIFT | Qt::Key_O);
   connect(offline_, &QAction::triggered, this,
           [this](bool offline) { play(offline ? "offline" : "online"); });
   host->addSeparator();
@@ -155,6 +168,7 @@ void MainWindow::makeMenus() {
   QMenu* const view = menuBar()->addMenu(tr("&View"));
   showPalette_ = view->addAction(tr("&Learning palette"));
   showPalette_->setCheckable(true);
+  showPalette_->setShortcut(Qt::CTRL | Qt::SHIFT | Qt::Key_P);
   connect(showPalette_, &QAction::triggered, this,
           [this](bool show) { play(show ? "show" : "hide"); });
   commands_->toggleViewAction()->setText(tr("&Commands"));
@@ -165,36 +179,38 @@ void MainWindow::makeMenus() {
       view->addAction(tr("Command &line"), commands_, &CommandPanel::typeCommand);
   commandLine->setShortcut(Qt::CTRL | Qt::Key_L);
   view->addSeparator();
+  dockMenu_ = new DockMenu(
+      *this, [this] { return shownDock(); }, view);
+  view->addMenu(dockMenu_);
+  closePalette_ = view->addAction(tr("Close p&alette"), this, [this] {
+    if (PaletteDock* const dock = shownDock()) dock->close();
+  });
+  closePalette_->setShortcut(Qt::CTRL | Qt::Key_W);
   reloadPage_ = view->addAction(tr("&Reload page"), this, [this] {
     if (PaletteDock* const dock = shownDock()) dock->reload();
   });
-  reloadPage_->setShortcut(QKeySequence::Refresh);
+  reloadPage_->setShortcut(Qt::Key_F5);
   developerTools_ = view->addAction(tr("&Developer tools"), this, [this] {
     if (PaletteDock* const dock = shownDock()) dock->openDeveloperTools();
   });
   developerTools_->setShortcut(Qt::Key_F12);
+  view->addSeparator();
+  (new Accessibility(*this))->addActions(*view);
   menuBar()->addMenu(tr("&Trace"))->addActions(trace_->actions());
 
   start_->setObjectName("start");
   stop_->setObjectName("stop");
   again_->setObjectName("again");
+  press_->setObjectName("press");
   offline_->setObjectName("offline");
   noEntitlement_->setObjectName("noEntitlement");
   showPalette_->setObjectName("showPalette");
   commands_->toggleViewAction()->setObjectName("showCommands");
   trace_->toggleViewAction()->setObjectName("showTrace");
   commandLine->setObjectName("commandLine");
+  closePalette_->setObjectName("closePalette");
   reloadPage_->setObjectName("reloadPage");
   developerTools_->setObjectName("developerTools");
-}
-
-void MainWindow::makeStatusBar() {
-  statusBar()->setSizeGripEnabled(false);
-  for (QLabel** const label : {&addinLabel_, &onlineLabel_, &languageLabel_, &entitlementLabel_}) {
-    *label = new QLabel;
-    (*label)->setTextFormat(Qt::RichText);
-    statusBar()->addPermanentWidget(*label);
-  }
 }
 
 // In the midst of the add-in's call: nothing is done here that would call the host.
@@ -205,19 +221,7 @@ void MainWindow::follow(const Json& entry) {
     if (entry["op"] == "Palette.deleteMe") dropDeadDocks();
     return;
   }
-  const std::string event = entry["event"];
-  if (event == "open") {
-    QStringList words = {"open"};
-    for (const Json& argument : entry["args"]) words << text(argument);
-    statusBar()->showMessage(tr("The add-in ran: %1").arg(words.join(' ')));
-  } else if (event == "threw") {
-    statusBar()->showMessage(
-        tr("An exception left the add-in: %1, %2").arg(text(entry["type"]), text(entry["what"])));
-  } else if (event == "run returned" || event == "stop returned") {
-    statusBar()->showMessage(QStringLiteral("%1 %2").arg(
-        text(event),
-        entry["value"].get<bool>() ? QStringLiteral("true") : QStringLiteral("false")));
-  }
+  status_->follow(entry);
 }
 
 void MainWindow::refresh() {
@@ -226,7 +230,7 @@ void MainWindow::refresh() {
   refreshDocks();
   refreshToolbars();
   refreshMenus();
-  refreshStatusBar();
+  status_->showValues(host_, runner_.loaded());
   const bool offline = host_.application().offline;
   if (wasOffline_ && !offline) {
     for (PaletteDock* const dock : docks_) dock->retry();
@@ -280,6 +284,9 @@ PaletteDock* MainWindow::addDock(const PaletteObject& object) {
       play(Command{"message-to " + id + " " + bytes, "message-to", {id, bytes}});
     }
   });
+  connect(dock, &PaletteDock::pageFailed, this, [this, id](const QString& reason) {
+    status_->tell(tr("The page of %1 could not be shown. %2").arg(text(id), reason));
+  });
   connect(dock, &QDockWidget::topLevelChanged, this, [this, dock] { userPlaced(*dock); });
   connect(dock, &QDockWidget::dockLocationChanged, this, [this, dock] { userPlaced(*dock); });
   return dock;
@@ -291,10 +298,7 @@ void MainWindow::place(PaletteDock& dock) {
   const bool added = dockWidgetArea(&dock) != Qt::NoDockWidgetArea;
   if (area == Qt::NoDockWidgetArea) {
     if (!added) addDockWidget(Qt::RightDockWidgetArea, &dock);
-    if (!dock.isFloating()) {
-      dock.setFloating(true);
-      dock.resize(values.width, values.height);
-    }
+    if (!dock.isFloating()) dock.floatOverCanvas();
     return;
   }
   if (added && !dock.isFloating() && dockWidgetArea(&dock) == area) return;
@@ -324,7 +328,11 @@ void MainWindow::refreshToolbars() {
   const Json now = {state["toolbars"], state["definitions"]};
   if (now == toolbarsShown_) return;
   toolbarsShown_ = now;
+  QString focused;
   for (HostToolbar* const toolbar : toolbars_) {
+    if (toolbar->isAncestorOf(QApplication::focusWidget())) {
+      focused = QApplication::focusWidget()->objectName();
+    }
     removeToolBar(toolbar);
     // Later: a button of its own may be the caller.
     toolbar->deleteLater();
@@ -340,13 +348,19 @@ void MainWindow::refreshToolbars() {
     addToolBar(Qt::TopToolBarArea, shown);
     shown->show();
     toolbars_.push_back(shown);
+    if (!focused.isEmpty()) shown->focusControl(focused);
   }
 }
 
 void MainWindow::refreshMenus() {
   const bool loaded = runner_.loaded();
+  const auto& toolbars = host_.application().userInterface->toolbars->all.items();
+  const bool button = std::any_of(toolbars.begin(), toolbars.end(), [](const auto& toolbar) {
+    return toolbar->controls->all.find(learningButton) != nullptr;
+  });
   start_->setEnabled(!loaded);
   stop_->setEnabled(loaded);
+  press_->setEnabled(button);
   offline_->setChecked(host_.application().offline);
   noEntitlement_->setEnabled(host_.application().entitlement.has_value());
   for (QAction* const choice : languages_->actions()) {
@@ -356,8 +370,11 @@ void MainWindow::refreshMenus() {
   const PaletteDock* const learning = dock(learningPalette);
   showPalette_->setEnabled(learning != nullptr);
   showPalette_->setChecked(learning != nullptr && learning->object().values().visible);
-  reloadPage_->setEnabled(shownDock() != nullptr);
-  developerTools_->setEnabled(shownDock() != nullptr);
+  const PaletteDock* const shown = shownDock();
+  dockMenu_->setEnabled(shown != nullptr);
+  closePalette_->setEnabled(shown != nullptr && shown->object().values().closeButton);
+  reloadPage_->setEnabled(shown != nullptr);
+  developerTools_->setEnabled(shown != nullptr);
 }
 
 // The palette that the page's menu entries are about: that with the focus, else the first to be
@@ -370,25 +387,6 @@ PaletteDock* MainWindow::shownDock() const {
     if (first == nullptr) first = dock;
   }
   return first;
-}
-
-void MainWindow::refreshStatusBar() {
-  const auto dot = [](const char* colour, const QString& word) {
-    return QStringLiteral("<span style='color:%1'>●</span>&nbsp;&nbsp;%2").arg(colour, word);
-  };
-  const QString starts = text(startsIn(infoFileOf(host_)));
-  addinLabel_->setText(
-      (runner_.loaded() ? tr("Add-in running") : tr("Add-in stopped")) +
-      (starts.isEmpty() ? QString() : tr(", counter %1").arg(starts.toHtmlEscaped())));
-  onlineLabel_->setText(host_.application().offline ? dot("#d9822b", tr("Offline"))
-                                                    : dot("#3aa657", tr("Online")));
-  const int language = host_.application().preferences->general->language;
-  languageLabel_->setText(language == czech ? tr("Czech (2)") : tr("Language %1").arg(language));
-  const auto& entitlement = host_.application().entitlement;
-  entitlementLabel_->setText(
-      entitlement
-          ? fontMetrics().elidedText(text(*entitlement), Qt::ElideRight, 240).toHtmlEscaped()
-          : tr("No entitlement text"));
 }
 
 void MainWindow::askLanguage() {

@@ -10,7 +10,6 @@
 
 class QAction;
 class QActionGroup;
-class QLabel;
 
 namespace substitute {
 
@@ -18,6 +17,7 @@ class CommandPanel;
 class HostToolbar;
 class PaletteDock;
 class Playback;
+class StatusBar;
 class TracePanel;
 class WebEngine;
 
@@ -44,6 +44,9 @@ class MainWindow : public QMainWindow {
   // What was done since the window was made.
   Recording& recording() { return recording_; }
 
+  // What the status bar tells, whole.
+  const QString& message() const;
+
   // The palette's dock; null when there is no such palette.
   PaletteDock* dock(const std::string& id) const;
 
@@ -56,7 +59,6 @@ class MainWindow : public QMainWindow {
  private:
   void makeCommands();
   void makeMenus();
-  void makeStatusBar();
   void follow(const Json& entry);
   void refresh();
   void dropDeadDocks();
@@ -66,7 +68,6 @@ class MainWindow : public QMainWindow {
   void userPlaced(PaletteDock& moved);
   void refreshToolbars();
   void refreshMenus();
-  void refreshStatusBar();
   PaletteDock* shownDock() const;
   void askLanguage();
   void askEntitlement();
@@ -86,19 +87,19 @@ class MainWindow : public QMainWindow {
   Playback* playback_;
   CommandPanel* commands_;
   TracePanel* trace_;
+  StatusBar* status_;
   QAction* start_ = nullptr;
   QAction* stop_ = nullptr;
   QAction* again_ = nullptr;
+  QAction* press_ = nullptr;
   QAction* offline_ = nullptr;
   QAction* showPalette_ = nullptr;
+  QMenu* dockMenu_ = nullptr;
+  QAction* closePalette_ = nullptr;
   QAction* reloadPage_ = nullptr;
   QAction* developerTools_ = nullptr;
   QAction* noEntitlement_ = nullptr;
   QActionGroup* languages_ = nullptr;
-  QLabel* addinLabel_ = nullptr;
-  QLabel* onlineLabel_ = nullptr;
-  QLabel* languageLabel_ = nullptr;
-  QLabel* entitlementLabel_ = nullptr;
   Signal<Json>::Subscription traceSubscription_;
 };
 

@@ -4,6 +4,7 @@
 #include <QLabel>
 #include <QToolButton>
 
+#include "substitute/desktop/ElidedLabel.h"
 #include "substitute/desktop/Theme.h"
 
 namespace substitute {
@@ -25,6 +26,7 @@ PageRemark::PageRemark(QWidget* parent) : QWidget(parent), text_(new QLabel) {
   // Words without a space are file names and addresses, which must not widen the palette.
   text_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
   text_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+  text_->setFocusPolicy(Qt::StrongFocus);
   row->addWidget(text_, 1);
   auto* const close = new QToolButton;
   close->setObjectName("closeRemark");
@@ -43,7 +45,7 @@ void PageRemark::tell(const QString& text) {
   text_->setText(text.size() <= longestShown
                      ? whole
                      : text.left(longestShown / 2) + QChar(0x2026) + text.right(longestShown / 2));
-  text_->setToolTip(QStringLiteral("<p>%1</p>").arg(whole.toHtmlEscaped()));
+  text_->setToolTip(wholeAsTooltip(whole));
   text_->setAccessibleName(whole);
   show();
 }

@@ -2,7 +2,7 @@
 
 #include <QCloseEvent>
 #include <QHBoxLayout>
-#include <QLabel>
+#include <QMainWindow>
 #include <QPointer>
 #include <QStackedWidget>
 #include <QTimer>
@@ -10,9 +10,11 @@
 #include <QVBoxLayout>
 #include <QWebEngineLoadingInfo>
 #include <QWebEngineView>
+#include <algorithm>
 #include <chrono>
 
 #include "substitute/api/HostObjects.h"
+#include "substitute/desktop/ElidedLabel.h"
 #include "substitute/desktop/PageNotice.h"
 #include "substitute/desktop/PageRemark.h"
 #include "substitute/desktop/Theme.h"
@@ -52,6 +54,8 @@ PaletteDock::PaletteDock(const PaletteObject& object, WebEngine& engine, QWidget
       notice_(new PageNotice),
       remark_(new PageRemark) {
   setObjectName("palette:" + QString::fromStdString(object.id()));
+  // A palette that the add-in lets float leaves the focus where the user works.
+  setAttribute(Qt::WA_ShowWithoutActivating);
   setTitleBarWidget(makeTitleBar());
   pages_->addWidget(view_);
   pages_->addWidget(notice_);
@@ -71,7 +75,10 @@ void PaletteDock::refresh() {
   const PaletteValues& values = object_.values();
   const QString title = QString::fromStdString(values.title);
   if (title != windowTitle()) setWindowTitle(title);
-  title_->setText(title);
+  title_->setWhole(title);
+  view_->setAccessibleName(tr("Page of %1").arg(title));
+  floatButton_->setAccessibleName(tr("Detach or dock %1").arg(title));
+  closeButton_->setAccessibleName(tr("Close %1").arg(title));
   closeButton_->setVisible(values.closeButton);
   DockWidgetFeatures wanted = DockWidgetMovable | DockWidgetFloatable;
   if (values.closeButton) wanted |= DockWidgetClosable;
@@ -86,6 +93,23 @@ void PaletteDock::refresh() {
                    upright ? QWIDGETSIZE_MAX : values.height);
   }
   if (values.visible == isHidden()) setVisible(values.visible);
+}
+
+void PaletteDock::floatOverCanvas() {
+  constexpr int margin = 24;
+  const auto* const window = qobject_cast<QMainWindow*>(parentWidget());
+  int beside = margin;
+  for (const PaletteDock* const other : window->findChildren<PaletteDock*>()) {
+    if (other != this && other->isFloating() && other->isVisible()) beside += margin;
+  }
+  const QWidget& canvas = *window->centralWidget();
+  const QRect place(canvas.mapToGlobal(QPoint()), canvas.size());
+  setFloating(true);
+  const QSize wanted(object_.values().width, object_.values().height);
+  resize(wanted.expandedTo(minimumSizeHint()));
+  // Its title bar stays in reach when the palette is larger than the canvas.
+  move(std::max(place.left(), place.right() - beside - width()),
+       std::max(place.top(), std::min(place.top() + beside, place.bottom() - height())));
 }
 
 void PaletteDock::retry() {
@@ -134,14 +158,22 @@ QWidget* PaletteDock::makeTitleBar() {
   row->setContentsMargins(12, 4, 6, 4);
   row->setSpacing(2);
   const QColor colour = palette().color(QPalette::WindowText);
-  title_ = new QLabel;
+  title_ = new ElidedLabel;
+  title_->setObjectName("title");
   row->addWidget(title_, 1);
   floatButton_ = new QToolButton;
   floatButton_->setObjectName("float");
   floatButton_->setIcon(drawnIcon(Drawing::window, colour));
   floatButton_->setAutoRaise(true);
   floatButton_->setToolTip(tr("Detach or dock"));
-  connect(floatButton_, &QToolButton::clicked, this, [this] { setFloating(!isFloating()); });
+  connect(floatButton_, &QToolButton::clicked, this, [this] {
+    if (isFloating()) {
+      setFloating(false);
+      activateWindow();  // the one it floated in is gone
+    } else {
+      floatOverCanvas();
+    }
+  });
   row->addWidget(floatButton_);
   closeButton_ = new QToolButton;
   closeButton_->setObjectName("close");
@@ -155,6 +187,7 @@ QWidget* PaletteDock::makeTitleBar() {
 
 void PaletteDock::connectPage() {
   view_->setPage(page_);
+  view_->setFocusPolicy(Qt::StrongFocus);
   view_->setContextMenuPolicy(Qt::NoContextMenu);
   page_->setBackgroundColor(palette().color(QPalette::Base));
   connect(page_, &WebPage::messageSent, this, &PaletteDock::messageSent);
@@ -233,10 +266,12 @@ void PaletteDock::fail(const PageFailure& failure) {
   state_ = State::failed;
   const PageFailure offline = {tr("The host is offline. It loads the page when it goes online."),
                                false};
+  const PageFailure& told = engine_.offline() ? offline : failure;
   notice_->tell(
       arriving_ ? QString::fromStdString(object_.values().address) : failed_.toDisplayString(),
-      engine_.offline() ? offline : failure);
+      told);
   pages_->setCurrentWidget(notice_);
+  Q_EMIT pageFailed(told.reason);
 }
 
 }  // namespace substitute

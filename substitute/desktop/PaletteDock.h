@@ -5,7 +5,6 @@
 #include <QPointer>
 #include <QUrl>
 
-class QLabel;
 class QStackedWidget;
 class QToolButton;
 class QWebEngineLoadingInfo;
@@ -14,6 +13,7 @@ class QWebEngineView;
 namespace substitute {
 
 struct PageFailure;
+class ElidedLabel;
 class PageNotice;
 class PageRemark;
 class PaletteObject;
@@ -39,6 +39,9 @@ class PaletteDock : public QDockWidget {
   // Takes over title, buttons and visibility from the palette. The place is the owner's business.
   void refresh();
 
+  // Floats in the palette's own size over the middle of the window, beside what floats there.
+  void floatOverCanvas();
+
   // Loads the page again where it could not be reached.
   void retry();
 
@@ -55,6 +58,8 @@ class PaletteDock : public QDockWidget {
  Q_SIGNALS:
   void closeRequested();
   void messageSent(const QString& data);
+  // The page cannot be shown; `reason` is one sentence.
+  void pageFailed(const QString& reason);
 
  protected:
   void closeEvent(QCloseEvent* event) override;
@@ -81,7 +86,7 @@ class PaletteDock : public QDockWidget {
   PageNotice* notice_;
   PageRemark* remark_;
   QPointer<QWebEngineView> tools_;
-  QLabel* title_;
+  ElidedLabel* title_;
   QToolButton* closeButton_;
   QToolButton* floatButton_;
 };

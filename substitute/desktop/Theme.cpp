@@ -6,7 +6,8 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <QPalette>
-#include <QStyleFactory>
+#include <QProxyStyle>
+#include <QStyleOption>
 #include <utility>
 
 namespace substitute {
@@ -63,11 +64,11 @@ QPalette paletteOf(const Colours& colours) {
 constexpr const char* sheet = R"(
 QMainWindow::separator { background: LINE; width: 1px; height: 1px; }
 QMenuBar { background: WINDOW; padding: 2px 6px; border-bottom: 1px solid LINE; }
-QMenuBar::item { padding: 5px 10px; border-radius: 4px; }
-QMenuBar::item:selected { background: HOVER; }
+QMenuBar::item { padding: 3px 8px; border: 2px solid transparent; border-radius: 4px; }
+QMenuBar::item:selected { background: HOVER; border-color: ACCENT; }
 QMenu { background: SURFACE; border: 1px solid LINE; padding: 4px; }
-QMenu::item { padding: 6px 26px 6px 24px; border-radius: 4px; }
-QMenu::item:selected { background: HOVER; color: TEXT; }
+QMenu::item { padding: 4px 24px 4px 22px; border: 2px solid transparent; border-radius: 4px; }
+QMenu::item:selected { background: HOVER; color: TEXT; border-color: ACCENT; }
 QMenu::item:disabled { color: FAINT; }
 QMenu::separator { height: 1px; background: LINE; margin: 4px 6px; }
 QMenu::indicator { width: 14px; height: 14px; left: 5px; }
@@ -77,6 +78,8 @@ QToolButton { border: none; border-radius: 5px; padding: 4px; color: TEXT; }
 QToolButton:hover { background: HOVER; }
 QToolButton:pressed { background: LINE; }
 QToolBar QToolButton { padding: 4px 10px; }
+QToolBar QToolButton#qt_toolbar_ext_button { padding: 0; }
+QToolBar QToolButton:checked { background: LINE; }
 QToolTip { background: SURFACE; color: TEXT; border: 1px solid LINE; padding: 6px; }
 QWidget#titleBar { background: WINDOW; border-bottom: 1px solid LINE; }
 QWidget#titleBar QLabel { font-weight: 600; }
@@ -108,6 +111,46 @@ QStatusBar { background: WINDOW; border-top: 1px solid LINE; }
 QStatusBar::item { border: none; }
 QStatusBar QLabel { padding: 3px 10px; color: FAINT; }
 )";
+
+// The frame of the focus lies on the widget, whose parent often leaves no room around it.
+class HostStyle : public QProxyStyle {
+ public:
+  HostStyle() : QProxyStyle("Fusion") {}
+
+  int pixelMetric(PixelMetric metric, const QStyleOption* option,
+                  const QWidget* widget) const override {
+    switch (metric) {
+      case PM_FocusFrameHMargin:
+      case PM_FocusFrameVMargin:
+        return 0;
+      case PM_ToolBarExtensionExtent:
+        return 28;
+      default:
+        return QProxyStyle::pixelMetric(metric, option, widget);
+    }
+  }
+
+  int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+                QStyleHintReturn* result) const override {
+    if (hint == SH_FocusFrame_AboveWidget) return 1;
+    if (hint == SH_FocusFrame_Mask) return 0;
+    return QProxyStyle::styleHint(hint, option, widget, result);
+  }
+
+  void drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
+                   const QWidget* widget) const override {
+    if (element != CE_FocusFrame) {
+      return QProxyStyle::drawControl(element, option, painter, widget);
+    }
+    // The inner line keeps the frame apart from whatever colour it lies on.
+    const QRectF place = option->rect;
+    painter->setPen(QPen(option->palette.color(QPalette::Highlight), 2, Qt::SolidLine,
+                         Qt::SquareCap, Qt::MiterJoin));
+    painter->drawRect(place.adjusted(1, 1, -1, -1));
+    painter->setPen(QPen(option->palette.color(QPalette::Base), 1));
+    painter->drawRect(place.adjusted(2.5, 2.5, -2.5, -2.5));
+  }
+};
 
 class DrawnIcon : public QIconEngine {
  public:
@@ -141,6 +184,11 @@ class DrawnIcon : public QIconEngine {
       case Drawing::window:
         painter->drawRoundedRect(QRectF(3, 5.5, 7.5, 7.5), 1, 1);
         painter->drawPolyline(QPolygonF({{6, 3}, {13, 3}, {13, 10}}));
+        break;
+      case Drawing::more:
+        for (const double x : {3.5, 8.5}) {
+          painter->drawPolyline(QPolygonF({{x, 4}, {x + 4, 8}, {x, 12}}));
+        }
         break;
       case Drawing::help: {
         // Lighter than the pictures it stands beside.
@@ -183,7 +231,7 @@ void apply(Theme theme) {
     font.setFamily("Inter");
     QApplication::setFont(font);
   }
-  QApplication::setStyle(QStyleFactory::create("Fusion"));
+  QApplication::setStyle(new HostStyle);
   QApplication::setPalette(paletteOf(colours));
   QString text = sheet;
   const std::pair<const char*, QColor> names[] = {

@@ -15,7 +15,7 @@ Theme systemTheme();
 void apply(Theme theme);
 
 // The drawings that the window's own buttons bear.
-enum class Drawing { cross, window, help };
+enum class Drawing { cross, window, help, more };
 
 // `drawing` in `colour`, sharp at any size.
 QIcon drawnIcon(Drawing drawing, const QColor& colour);

@@ -1,7 +1,5 @@
 // substitute-desktop: the substitute host as a window.
 #include <QApplication>
-#include <QStatusBar>
-#include <QTimer>
 #include <cstdlib>
 #include <functional>
 #include <memory>
@@ -56,7 +54,7 @@ void startPlayback(MainWindow& window, const std::vector<Command>& commands, boo
   Playback& playback = window.playback();
   auto failure = std::make_shared<QMetaObject::Connection>();
   *failure = QObject::connect(&playback, &Playback::failed, &window, [&window] {
-    printError(program, window.statusBar()->currentMessage().toStdString());
+    printError(program, window.message().toStdString());
     QCoreApplication::exit(exit_status::cannotLoad);
   });
   const auto finish = [done, failure](const std::string& error) {

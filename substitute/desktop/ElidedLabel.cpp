@@ -1,0 +1,89 @@
+#include "substitute/desktop/ElidedLabel.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QKeyEvent>
+#include <QStylePainter>
+
+namespace substitute {
+
+namespace {
+
+QString oneLine(QString text) {
+  for (QChar& letter : text) {
+    if (letter.category() == QChar::Other_Control || letter == QChar::LineSeparator ||
+        letter == QChar::ParagraphSeparator) {
+      letter = ' ';
+    }
+  }
+  return text;
+}
+
+}  // namespace
+
+QString wholeAsTooltip(const QString& text) {
+  constexpr int longestWord = 32;
+  QString breakable;
+  int run = 0;
+  for (const QChar letter : text) {
+    run = letter.isSpace() ? 0 : run + 1;
+    // A space without width, where a line may end; never between the halves of one character.
+    if (run > longestWord && !letter.isLowSurrogate() && !letter.isMark()) {
+      breakable += QChar(0x200B);
+      run = 1;
+    }
+    breakable += letter;
+  }
+  return QStringLiteral("<p>%1</p>").arg(breakable.toHtmlEscaped().replace('\n', "<br>"));
+}
+
+QString elidedForButton(const QString& text, const QFont& font, int width) {
+  return QFontMetrics(font).elidedText(oneLine(text), Qt::ElideRight, width).replace('&', "&&");
+}
+
+ElidedLabel::ElidedLabel(Qt::TextElideMode mode, QWidget* parent) : QLabel(parent), mode_(mode) {
+  setTextFormat(Qt::PlainText);
+}
+
+void ElidedLabel::setWhole(const QString& text) {
+  whole_ = text;
+  setText(oneLine(text));
+  followShortening();
+}
+
+QString ElidedLabel::shown() const {
+  return fontMetrics().elidedText(text(), mode_, contentsRect().width());
+}
+
+QSize ElidedLabel::minimumSizeHint() const {
+  const int frame = width() - contentsRect().width();
+  const int least = fontMetrics().averageCharWidth() * 6 + frame;
+  return {std::min(least, sizeHint().width()), sizeHint().height()};
+}
+
+void ElidedLabel::keyPressEvent(QKeyEvent* event) {
+  if (event->matches(QKeySequence::Copy)) {
+    QApplication::clipboard()->setText(whole_);
+  } else {
+    QLabel::keyPressEvent(event);
+  }
+}
+
+void ElidedLabel::paintEvent(QPaintEvent* /*event*/) {
+  QStylePainter painter(this);
+  painter.drawItemText(contentsRect(), static_cast<int>(alignment()), palette(), isEnabled(),
+                       shown(), foregroundRole());
+}
+
+void ElidedLabel::resizeEvent(QResizeEvent* event) {
+  QLabel::resizeEvent(event);
+  followShortening();
+}
+
+void ElidedLabel::followShortening() {
+  const bool shortened = shown() != whole_;
+  setToolTip(shortened ? wholeAsTooltip(whole_) : QString());
+  setFocusPolicy(shortened ? Qt::TabFocus : Qt::NoFocus);
+}
+
+}  // namespace substitute

@@ -1,0 +1,46 @@
+// Strings that may be longer than the place where they are shown.
+#pragma once
+
+#include <QLabel>
+
+namespace substitute {
+
+// `text` as a tooltip shows it: as it stands, never taken for HTML, and broken into lines even
+// where it has no spaces.
+QString wholeAsTooltip(const QString& text);
+
+// `text` as the text of an action or button shows it in `width` pixels of `font`: on one line,
+// shortened at its end, with no letter taken for a mnemonic.
+QString elidedForButton(const QString& text, const QFont& font, int width);
+
+// A label that shows plain text on one line, shortened to its place. What is cut off is in its
+// tooltip and is copied by the keyboard; while it is, the label takes the focus.
+class ElidedLabel : public QLabel {
+  Q_OBJECT
+
+ public:
+  // `mode` says where a string is shortened.
+  explicit ElidedLabel(Qt::TextElideMode mode = Qt::ElideRight, QWidget* parent = nullptr);
+
+  // Use this in place of setText.
+  void setWhole(const QString& text);
+
+  // All of it, and what can be seen.
+  const QString& whole() const { return whole_; }
+  QString shown() const;
+
+  QSize minimumSizeHint() const override;
+
+ protected:
+  void keyPressEvent(QKeyEvent* event) override;
+  void paintEvent(QPaintEvent* event) override;
+  void resizeEvent(QResizeEvent* event) override;
+
+ private:
+  void followShortening();
+
+  Qt::TextElideMode mode_;
+  QString whole_;
+};
+
+}  // namespace substitute
