@@ -100,8 +100,13 @@ bool Accessibility::eventFilter(QObject* object, QEvent* event) {
   return true;
 }
 
-// Qt's order is that of creation.
+// Qt's order is that of creation. It stays within a pane.
 void Accessibility::orderFocus() {
+  std::vector<QWidget*> chain;
+  for (QWidget* next = window_.nextInFocusChain(); next != &window_;
+       next = next->nextInFocusChain()) {
+    if (takesFocus(*next) && !actsForParent(*next)) chain.push_back(next);
+  }
   std::vector<QWidget*> order;
   for (QWidget* const pane : panes()) {
     // Qt joins widgets of one window only.
@@ -110,11 +115,9 @@ void Accessibility::orderFocus() {
     const auto* const dock = qobject_cast<QDockWidget*>(pane);
     const QWidget* const content = dock == nullptr ? nullptr : dock->widget();
     for (const bool inContent : {false, true}) {
-      for (QWidget* const widget : pane->findChildren<QWidget*>()) {
+      for (QWidget* const widget : chain) {
         const bool inside = content != nullptr && holds(*content, widget);
-        if (inside == inContent && takesFocus(*widget) && !actsForParent(*widget)) {
-          order.push_back(widget);
-        }
+        if (holds(*pane, widget) && inside == inContent) order.push_back(widget);
       }
     }
   }

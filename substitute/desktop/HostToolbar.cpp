@@ -65,6 +65,8 @@ HostToolbar::HostToolbar(const ToolbarObject& toolbar, const DefinitionsObject& 
   more->setIcon(drawnIcon(Drawing::more, palette().color(QPalette::WindowText)));
   more->setAccessibleName(tr("More controls"));
   more->setToolTip(more->accessibleName());
+  const QList<QToolButton*> buttons = findChildren<QToolButton*>();
+  if (buttons.last() != more) setTabOrder(buttons.last(), more);
 }
 
 void HostToolbar::focusControl(const QString& name) {
