@@ -2,9 +2,7 @@
 
 #include "substitute/api/HostObjects.h"
 #include "substitute/desktop/ElidedLabel.h"
-#include "substitute/driver/Installation.h"
 #include "substitute/driver/Velorin.h"
-
 namespace substitute {
 
 namespace {
