@@ -16,7 +16,6 @@
 #include <QScrollBar>
 #include <QSortFilterProxyModel>
 #include <QSplitter>
-#include <QTimer>
 #include <QToolButton>
 #include <QTreeView>
 #include <algorithm>
@@ -75,16 +74,6 @@ TracePanel::TracePanel(QWidget* parent)
 }
 
 void TracePanel::append(const Json& entry, int command) {
-  // Who has scrolled up to read stays there. The list learns its new height later, all at once:
-  // for each line it would take longer, the longer the trace is.
-  const QScrollBar* const bar = list_->verticalScrollBar();
-  if (!scrolls_ && bar->value() == bar->maximum()) {
-    scrolls_ = true;
-    QTimer::singleShot(0, this, [this] {
-      scrolls_ = false;
-      list_->scrollToBottom();
-    });
-  }
   trace_->append(entry, command);
   refreshCount();
 }
@@ -138,11 +127,19 @@ void TracePanel::makeList() {
   QHeaderView* const header = list_->header();
   header->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
   header->setStretchLastSection(false);
-  const std::pair<int, int> widths[] = {{TraceModel::number, 40},     {TraceModel::mark, 62},
-                                        {TraceModel::call, 200},      {TraceModel::object, 130},
-                                        {TraceModel::arguments, 220}, {TraceModel::result, 160}};
+  const std::pair<int, int> widths[] = {{TraceModel::number, 40},     {TraceModel::mark, 58},
+                                        {TraceModel::call, 190},      {TraceModel::object, 120},
+                                        {TraceModel::arguments, 150}, {TraceModel::result, 120}};
   for (const auto& [column, width] : widths) header->resizeSection(column, width);
   list_->setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);
+  // The list follows its end, but for a user who has scrolled up to read. It is laid out, and its
+  // range changes, once for all lines that were appended.
+  QScrollBar* const bar = list_->verticalScrollBar();
+  connect(bar, &QScrollBar::valueChanged, this,
+          [this, bar](int value) { followsEnd_ = value == bar->maximum(); });
+  connect(bar, &QScrollBar::rangeChanged, this, [this, bar](int /*least*/, int most) {
+    if (followsEnd_) bar->setValue(most);
+  });
   list_->setContextMenuPolicy(Qt::ActionsContextMenu);
   list_->addActions({copy_, showCommand_});
   connect(list_, &QTreeView::activated, showCommand_, &QAction::trigger);

@@ -59,7 +59,7 @@ class TracePanel : public QDockWidget {
   QAction* copy_ = nullptr;
   QAction* showCommand_ = nullptr;
   QAction* clear_ = nullptr;
-  bool scrolls_ = false;  // to the end, once all that happens now has been appended
+  bool followsEnd_ = true;
 };
 
 }  // namespace substitute
