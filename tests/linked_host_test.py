@@ -77,6 +77,13 @@ class LinkedHost(unittest.TestCase):
             self.run_host("--language", "1", "--strict", *names),
         )
 
+    def WritesTheResultOfOneScenario(self):
+        arguments = ("--junit", "results.xml", "page-messages")
+        status, out, said = self.run_host(*arguments)
+        self.assertEqual((0, ""), (status, said))
+        self.assertEqual(self.run_host("page-messages")[1], out)
+        self.assertIn('tests="1" failures="0"', (self.folder / "results.xml").read_text())
+
     def TakesAFolderBehindALink(self):
         self.data.mkdir()
         (self.folder / "link").symlink_to(self.data)

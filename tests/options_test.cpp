@@ -324,6 +324,16 @@ TEST_F(Printed, ControlCharactersOfTheCommandLineAreEscaped) {
   expectRefused(result, 2, "there is no scenario a\\u001b[31m\\nb; ");
 }
 
+TEST_F(Printed, OutputThatIsLostIsTold) {
+  writeFile(folder.path() + "/s", "offline\n");
+  for (const char* const arguments : {"s", "--junit r s", "s s"}) {
+    const int status = system((command(arguments) + " >/dev/full 2>err").c_str());
+    EXPECT_EQ(WEXITSTATUS(status), 2) << arguments;
+    EXPECT_EQ(readFile(folder.path() + "/err"),
+              "substitute-host: the output could not be written in full.\n");
+  }
+}
+
 TEST_F(Printed, WhatTheShellComplainsOfIsToldAsSuch) {
   const Result result = run("-",
                             "start\nmessage \"'\"\nmessage (;no-such-program)\n"

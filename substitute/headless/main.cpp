@@ -34,6 +34,10 @@ struct HeadlessLine : CommandLine {
 
 constexpr const char* program = "substitute-host";
 
+void flushOutput() {
+  if (!std::cout.flush()) throw std::runtime_error("the output could not be written in full");
+}
+
 // Each line is played, and answered, as it arrives. Throws ScenarioError for one that is wrong.
 void playInput(ScenarioRunner& runner) {
   ScenarioReader reader("standard input");
@@ -56,7 +60,7 @@ ScenarioEnd play(const HeadlessLine& values, const std::string& scenario,
     for (const Command& command : commands) session.runner().play(command);
   }
   const bool passed = session.conclude();
-  if (!std::cout.flush()) throw std::runtime_error("the output could not be written in full");
+  flushOutput();
   return {passed ? EXIT_SUCCESS : exit_status::failed, session.runner().firstFailure()};
 }
 
@@ -89,20 +93,9 @@ int endAs(const ScenarioResult& result) {
   return exit_status::failed;
 }
 
-// One scenario, in a process of its own for the sake of its result.
-int playForResult(const HeadlessLine& values, const Commands& commands) {
-  writeResults(values.junit, {});  // a place that cannot be written is told before
-  const ScenarioResult result = playInProcess(
-      values.scenarios[0], [&] { return playAndReport(values, values.scenarios[0], commands); });
-  std::cout << result.output << std::flush;
-  std::cerr << result.errors;
-  writeResults(values.junit, {result});
-  return endAs(result);
-}
-
-std::string belowItsLine(const std::string& text) {
+std::string belowItsLine(const std::string& output) {
   std::string result;
-  std::istringstream lines(text);
+  std::istringstream lines(output);
   for (std::string line; std::getline(lines, line);) result += "    " + line + '\n';
   return result;
 }
@@ -119,6 +112,20 @@ std::vector<std::string> argumentsFor(const CLI::App& parser, const std::string&
   }
   words.push_back(scenario);
   return words;
+}
+
+// One scenario, in a process of its own for the sake of its result.
+int playForResult(const CLI::App& parser, HeadlessLine& values, const Commands& commands) {
+  writeResults(values.junit, {});  // a place that cannot be written is told before
+  const std::string scenario = values.scenarios[0];
+  values.arguments = argumentsFor(parser, scenario);
+  const ScenarioResult result =
+      playInProcess(scenario, [&] { return playAndReport(values, scenario, commands); });
+  std::cout << result.output;
+  std::cerr << result.errors;
+  writeResults(values.junit, {result});
+  flushOutput();
+  return endAs(result);
 }
 
 // Several scenarios, each in a host and a process of its own: a line each, then the totals.
@@ -141,7 +148,7 @@ int playAll(const CLI::App& parser, HeadlessLine& values, const std::vector<Comm
   }
   std::cout << passed << " passed, " << results.size() - passed << " failed\n";
   if (!values.junit.empty()) writeResults(values.junit, results);
-  if (!std::cout.flush()) throw std::runtime_error("the output could not be written in full");
+  flushOutput();
   return passed == results.size() ? EXIT_SUCCESS : exit_status::failed;
 }
 
@@ -182,7 +189,7 @@ int playAsTyped(const CLI::App& parser, HeadlessLine& values) {
   }
   checkOutput("--junit", values.junit, files);
   if (all.size() > 1) return playAll(parser, values, all);
-  if (!values.junit.empty()) return playForResult(values, all[0]);
+  if (!values.junit.empty()) return playForResult(parser, values, all[0]);
   const ScenarioEnd end = playAndReport(values, values.scenarios[0], all[0]);
   passOnEnd(end);
   return end.status;
