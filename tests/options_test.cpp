@@ -62,6 +62,18 @@ TEST_F(HostData, StandardInputIsAScenarioToo) {
   EXPECT_EQ(temporaryFolders(), 0U);
 }
 
+// By these the host on a Mac hands its folder and the scenario's end over to the program that it
+// becomes.
+TEST_F(HostData, WhatIsHandedOverOnAMacIsIgnoredElsewhere) {
+  setenv("SUBSTITUTE_HOST_FOLDER", ("0:" + folder.path()).c_str(), 1);
+  setenv("SUBSTITUTE_HOST_END", "1", 1);
+  const Result result = runAsTyped("-", "offline\n");
+  unsetenv("SUBSTITUTE_HOST_FOLDER");
+  unsetenv("SUBSTITUTE_HOST_END");
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_EQ(result.output, "> offline\n  The host is offline.\n");
+}
+
 TEST_F(HostData, AScenarioWithDataKeepsIt) {
   for (const char* const count : {"1", "2"}) {
     EXPECT_EQ(states(run("-", "start\nstate\n")).at(0)["infoLines"][1], count);

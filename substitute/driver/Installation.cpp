@@ -63,7 +63,7 @@ Installation::Installation(const CommandLine& values, bool forScenario,
     folder_ = values.data;
   } else if (forScenario || values.fresh) {
     // A program that was started through the link goes on with the folder of the one before.
-    const char* const former = std::getenv(folderVariable);
+    const char* const former = startsThroughLink ? std::getenv(folderVariable) : nullptr;
     folder_ = (former == nullptr ? temporary_.emplace() : temporary_.emplace(former)).path();
   } else {
     folder_ = userFolder();

@@ -100,9 +100,11 @@ ScenarioResult playInProcess(const std::string& name, const std::function<Scenar
   return result;
 }
 
-void passOnEnd(const ScenarioEnd& end) {
-  const char* const descriptor = std::getenv(endVariable);
-  if (descriptor != nullptr) writeEnd(std::atoi(descriptor), end);
+void passOnEnd([[maybe_unused]] const ScenarioEnd& end) {
+  if constexpr (startsThroughLink) {
+    const char* const descriptor = std::getenv(endVariable);
+    if (descriptor != nullptr) writeEnd(std::atoi(descriptor), end);
+  }
 }
 
 }  // namespace substitute
