@@ -6,6 +6,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <clocale>
 #include <cstdlib>
 #include <string>
 #include <utility>
@@ -262,11 +263,54 @@ TEST_F(Prompt, CompletesWhatCanStandThere) {
   terminal.answer(std::string("remove control Help") + tab,
                   "The toolbar \"QATRight\" now holds nothing.");
   terminal.answer("start", "An exception left the add-in");
+  terminal.answer(std::string("click runT") + tab, "There is no button \"runT\".");
+  terminal.answer("plant control runTeachPalette", "now holds runTeachPalette.");
+  terminal.answer(std::string("click runT") + tab, "The button \"runTeachPalette\" has no command");
   terminal.answer("stop", "The add-in is unloaded.");
   terminal.answer("plant palette other", "The palette");
   terminal.answer(std::string("message-to oth") + tab + "hello", "er hello");
   terminal.answer(std::string("remove palette o") + tab, "is gone.");
   quit(terminal);
+}
+
+TEST_F(Prompt, NoLineIsRepeated) {
+  Terminal terminal = open();
+  terminal.answer("# only once", "host> ");
+  terminal.type("offline\n");
+  terminal.expect("The host is offline.");
+  quit(terminal);
+  const std::string& seen = terminal.seen();
+  EXPECT_EQ(seen.find("only once"), seen.rfind("only once")) << seen;
+  EXPECT_EQ(seen.find("> offline"), seen.rfind("> offline")) << seen;
+}
+
+TEST_F(Prompt, ResultsAreRefused) {
+  Terminal terminal = open({"--junit", "r.xml"});
+  terminal.expect("substitute-host: --junit goes with scenarios only; see --help.");
+  EXPECT_EQ(terminal.end(), 2);
+  EXPECT_FALSE(fs::exists(home.path() + "/r.xml"));
+}
+
+TEST_F(Prompt, StandardInputNamedAtATerminalIsPlayedAsItArrives) {
+  Terminal terminal = open({"-"});
+  terminal.type("offline\n");
+  terminal.expect("> offline\r\n  The host is offline.");
+  terminal.type(controlD);
+  EXPECT_EQ(terminal.end(), 0);
+  EXPECT_EQ(terminal.seen().find("host> "), std::string::npos) << terminal.seen();
+}
+
+TEST_F(Prompt, TheUsersFoldersAreThoseThatTheEnvironmentNames) {
+  const std::string data = home.path() + "/data";
+  const std::string state = home.path() + "/state";
+  Terminal terminal = open({}, {{"XDG_DATA_HOME", data}, {"XDG_STATE_HOME", state}, {"HOME", ""}});
+  terminal.answer("offline", "The host is offline.");
+  quit(terminal);
+  EXPECT_TRUE(fs::exists(data + "/velorin-substitute-host/Autodesk"));
+  EXPECT_TRUE(fs::exists(state + "/velorin-substitute-host/history"));
+  Terminal none = open({}, {{"HOME", ""}});
+  none.expect("name a folder with --data, or take a temporary one with --fresh.");
+  EXPECT_EQ(none.end(), 2);
 }
 
 TEST_F(Prompt, TheStateIsIndented) {
@@ -295,5 +339,13 @@ TEST_F(Prompt, StartsUnderEveryLocale) {
       terminal.answer("entitlement d\xc5\xaf", "entitlement is now \"d\xc5\xaf\".");
       quit(terminal);
     }
+  }
+  for (const char* const installed : {"cs_CZ.UTF-8", "tr_TR.UTF-8"}) {
+    const locale_t found = newlocale(LC_ALL_MASK, installed, nullptr);
+    ASSERT_NE(found, nullptr) << installed;
+    freelocale(found);
+    Terminal terminal = open({}, {{"LC_ALL", installed}});
+    terminal.answer("entitlement d\xc5\xaf", "entitlement is now \"d\xc5\xaf\".");
+    quit(terminal);
   }
 }

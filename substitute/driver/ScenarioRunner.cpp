@@ -16,6 +16,7 @@ void ScenarioRunner::play(const Command& command) {
   if (command.name.empty() && command.line.empty()) return;
   playing.publish(command);
   if (command.name.empty()) {
+    if (atPrompt) return;
     reporter_.repeat("");
     return reporter_.repeat(command.line);
   }

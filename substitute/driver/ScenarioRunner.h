@@ -37,8 +37,8 @@ class ScenarioRunner {
   // A command, or a comment, that is played next.
   Signal<Command> playing;
 
-  // Somebody types the commands and reads what comes of them: no command is repeated, and the state
-  // is indented.
+  // Somebody types the commands and reads what comes of them: no line is repeated, and the state is
+  // indented.
   bool atPrompt = false;
 
   // For the actions of the commands.
