@@ -195,6 +195,9 @@ TEST_F(Options, AnEmptyValueIsRefusedWhereItCannotBeMeant) {
 TEST_F(Options, WhatCannotBeWrittenNamesTheOptionThatHelps) {
   writeFile(folder.path() + "/s", "start\n");
   expectMisuse(run("--trace nowhere/t s"), "the trace cannot be written to nowhere/t", "--trace");
+  const Result lost = runAsTyped("--trace /dev/full s");
+  EXPECT_EQ(lost.status, 2);
+  EXPECT_EQ(lost.errors, "substitute-host: the trace could not be written in full; see --trace.\n");
   expectMisuse(run("--junit nowhere/r s"), "the results cannot be written to nowhere/r", "--junit");
   expectMisuse(run("--expect-trace nowhere s"), "the expected trace nowhere cannot be read",
                "--expect-trace");

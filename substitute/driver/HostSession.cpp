@@ -1,11 +1,11 @@
 #include "substitute/driver/HostSession.h"
 
 #include <iostream>
-#include <stdexcept>
 #include <utility>
 
 #include "substitute/driver/AddIn.h"
 #include "substitute/driver/CommandLine.h"
+#include "substitute/driver/UsageError.h"
 
 namespace substitute {
 
@@ -41,7 +41,7 @@ bool HostSession::conclude() {
     passed = runner_->conclude(values_.strict, expected_ ? &*expected_ : nullptr);
   }
   if (trace_ && !trace_->good()) {
-    throw std::runtime_error("the trace could not be written in full");
+    throw UsageError("the trace could not be written in full", "--trace");
   }
   return passed;
 }

@@ -31,8 +31,8 @@ class HostSession {
   ScenarioRunner& runner() { return *runner_; }
 
   // All has been played: tells the verdict where there is one. What a user did is judged only
-  // where that was asked for. False when something failed. Throws std::runtime_error when the
-  // trace is not complete.
+  // where that was asked for. False when something failed. Throws UsageError when the trace is not
+  // complete.
   bool conclude();
 
  private:
