@@ -49,6 +49,19 @@ const CLI::Option* optionIn(const CLI::App& parser, const std::string& argument)
   return parser.get_option_no_throw(argument.substr(0, argument.find('=')));
 }
 
+// The value of `option` at arguments[at]; `at` moves to the next word where that is the value.
+// Throws UsageError.
+std::string valueAt(const CLI::App& parser, const CLI::Option& option,
+                    const std::vector<std::string>& arguments, std::size_t& at) {
+  const auto equals = arguments[at].find('=');
+  if (equals != std::string::npos) return arguments[at].substr(equals + 1);
+  const bool isLast = at + 1 == arguments.size() || arguments[at + 1] == "--";
+  if (isLast || optionIn(parser, arguments[at + 1]) != nullptr) {
+    throw UsageError(arguments[at] + " wants a value, " + option.get_type_name());
+  }
+  return arguments[++at];
+}
+
 // The arguments, each option's value with the option, so that none is taken for another: CLI11
 // takes the next word for the value of "--name=". Throws UsageError.
 std::vector<std::string> joined(const CLI::App& parser, const std::vector<std::string>& arguments) {
@@ -60,35 +73,24 @@ std::vector<std::string> joined(const CLI::App& parser, const std::vector<std::s
                     arguments.end());
       break;
     }
-    const bool isOption = argument.size() > 1 && argument[0] == '-';
-    if (!isOption) {
+    if (argument.size() < 2 || argument[0] != '-') {
       result.push_back(argument);
       continue;
     }
-    const auto equals = argument.find('=');
-    const std::string name = argument.substr(0, equals);
+    const std::string name = argument.substr(0, argument.find('='));
     const CLI::Option* const option = optionIn(parser, argument);
     if (option == nullptr) {
       throw UsageError("there is no option " + name + "; the nearest are " +
                        listed(nearest(name, optionNames(parser))));
     }
     if (!takesValue(*option)) {
-      if (equals != std::string::npos) throw UsageError(name + " takes no value");
+      if (name != argument) throw UsageError(name + " takes no value");
       result.push_back(name);
       continue;
     }
-    std::string value;
-    if (equals != std::string::npos) {
-      value = argument.substr(equals + 1);
-    } else if (i + 1 < arguments.size() && arguments[i + 1] != "--" &&
-               optionIn(parser, arguments[i + 1]) == nullptr) {
-      value = arguments[++i];
-    } else {
-      throw UsageError(name + " wants a value, " + option->get_type_name());
-    }
+    const std::string value = valueAt(parser, *option, arguments, i);
     if (value.empty()) {
-      result.push_back(name);
-      result.push_back(value);
+      result.insert(result.end(), {name, value});
     } else {
       result.push_back(name);
       result.back().append("=").append(value);
@@ -103,7 +105,7 @@ void parse(CLI::App& parser, CommandLine& values, int argc, char** argv) {
   try {
     parser.parse(std::move(arguments));
   } catch (const CLI::ValidationError& error) {
-    throw UsageError(error.what());  // the text is that of a check here
+    throw UsageError(error.what());  // a check of addOptions() says so
   } catch (const CLI::ExtrasError&) {
     throw UsageError("there is more than one SCENARIO");
   }

@@ -30,7 +30,7 @@ const std::vector<std::pair<std::string, ObjectKind>> kinds = {
     {"plain-control", ObjectKind::plainControl},
 };
 
-// Throws ScenarioError for a name that is not one of kindNames().
+// Throws ScenarioError for a name that is not one of `kinds`.
 ObjectKind kindNamed(const std::string& name) {
   std::vector<std::string> all;
   for (const auto& kind : kinds) {
@@ -184,13 +184,13 @@ void checkExpectation(const Arguments& arguments) {
 }
 
 // Throws ScenarioError.
-std::vector<std::string> parseInfoLines(const std::string& text) {
-  const Json lines = Json::parse(text, nullptr, false);
+std::vector<std::string> parseInfoLines(const std::string& string) {
+  const Json lines = Json::parse(string, nullptr, false);
   const auto isLine = [](const Json& value) {
     return value.is_string() && value.get<std::string>().find('\n') == std::string::npos;
   };
   if (!lines.is_array() || !std::all_of(lines.begin(), lines.end(), isLine)) {
-    throw ScenarioError("'" + text +
+    throw ScenarioError("'" + string +
                         "' is not a JSON array of strings, each without a line break, such as "
                         "[\"1.1.2026\", \"3\"]");
   }
@@ -200,7 +200,7 @@ std::vector<std::string> parseInfoLines(const std::string& text) {
 void writeInfoFile(ScenarioRunner& runner, const Arguments& arguments) {
   const std::string path = infoFileOf(runner.host());
   std::ofstream file(path, std::ios::binary);
-  for (const std::string& text : parseInfoLines(arguments[0])) file << text << '\n';
+  for (const std::string& one : parseInfoLines(arguments[0])) file << one << '\n';
   if (!file.flush()) runner.reporter().say(path + " cannot be written.");
 }
 
@@ -331,10 +331,8 @@ const std::vector<CommandEntry>& commands() {
        checkLanguage},
       {"entitlement", "[TEXT]", "set the host's entitlement text; alone, the host has none",
        restOfLine, setEntitlement},
-      {"hide", "[ID]", "the user hides the palette (teachPalete)", atMostOne, hide, nullptr,
-       paletteWords},
-      {"show", "[ID]", "the user shows the palette (teachPalete)", atMostOne, show, nullptr,
-       paletteWords},
+      {"hide", "[ID]", hideHelp, atMostOne, hide, nullptr, paletteWords},
+      {"show", "[ID]", showHelp, atMostOne, show, nullptr, paletteWords},
       {"close", "[ID]", "the user closes the palette with its close button, which hides it",
        atMostOne, hide, nullptr, paletteWords},
       {"dock", "ID STATE", "the user drags the palette: 0 floats, 1 top, 2 bottom, 3 left, 4 right",

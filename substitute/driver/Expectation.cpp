@@ -9,18 +9,18 @@ namespace substitute {
 
 namespace {
 
-Json::json_pointer parsePointer(const std::string& text) {
+Json::json_pointer parsePointer(const std::string& string) {
   try {
-    return Json::json_pointer(text);
+    return Json::json_pointer(string);
   } catch (const Json::parse_error&) {
-    throw ScenarioError("'" + text + "' is not a JSON pointer, such as /palettes/0/visible");
+    throw ScenarioError("'" + string + "' is not a JSON pointer, such as /palettes/0/visible");
   }
 }
 
 // The value in that place of `state`; null when there is none.
-const Json* find(const Json& state, const std::string& pointer) {
+const Json* find(const Json& state, const Json::json_pointer& pointer) {
   try {
-    return &state.at(Json::json_pointer(pointer));
+    return &state.at(pointer);
   } catch (const Json::exception&) {
     return nullptr;
   }
@@ -34,8 +34,9 @@ bool equal(const Json& one, const Json& other) {
 }  // namespace
 
 Expectation::Expectation(const Arguments& arguments, bool negated)
-    : pointer_(arguments[0]), value_(Json::parse(arguments[1], nullptr, false)), negated_(negated) {
-  parsePointer(pointer_);
+    : pointer_(parsePointer(arguments[0])),
+      value_(Json::parse(arguments[1], nullptr, false)),
+      negated_(negated) {
   if (value_.is_discarded()) throw ScenarioError("'" + arguments[1] + "' is not JSON");
 }
 
@@ -44,16 +45,16 @@ std::optional<std::string> Expectation::failure(const Json& state) const {
   // As it is printed: bytes that are not UTF-8 are replaced.
   const bool equals = found != nullptr && equal(Json::parse(line(*found)), value_);
   if (equals != negated_) return {};
-  return std::string("expected ") + (negated_ ? "not " : "") + pointer_ + " " + line(value_) +
-         ", found " + (found == nullptr ? "nothing" : line(*found));
+  return std::string("expected ") + (negated_ ? "not " : "") + pointer_.to_string() + " " +
+         line(value_) + ", found " + (found == nullptr ? "nothing" : line(*found));
 }
 
 ExpectedTrace::ExpectedTrace(std::string path) : path_(std::move(path)) {
   std::ifstream file(path_, std::ios::binary);
-  for (std::string text; std::getline(file, text);) {
-    if (!text.empty() && text.back() == '\r') text.pop_back();
-    lines_.push_back(text);
-    if (!Json::accept(text)) {
+  for (std::string entry; std::getline(file, entry);) {
+    if (!entry.empty() && entry.back() == '\r') entry.pop_back();
+    lines_.push_back(entry);
+    if (!Json::accept(entry)) {
       throw UsageError(path_ + ":" + std::to_string(lines_.size()) + ": this is no line of a trace",
                        "--expect-trace");
     }

@@ -23,7 +23,7 @@ class Expectation {
   std::optional<std::string> failure(const Json& state) const;
 
  private:
-  std::string pointer_;
+  Json::json_pointer pointer_;
   Json value_;
   bool negated_;
 };

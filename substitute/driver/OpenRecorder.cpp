@@ -40,7 +40,7 @@ std::optional<std::string> nextString(const std::string& bytes, std::size_t& at)
 // Where the shell writes its errors; null when nobody records.
 const std::string* shellErrors = nullptr;
 
-// All of a file from `at` on, which moves to its end.
+// All of a file from `at` on; `at` becomes its end.
 std::string readFrom(const std::string& path, std::size_t& at) {
   std::ifstream file(path, std::ios::binary);
   file.seekg(static_cast<std::streamoff>(at));
@@ -118,9 +118,8 @@ void OpenRecorder::tellErrors() {
 }
 
 std::vector<std::vector<std::string>> OpenRecorder::collect() {
-  std::ifstream file(folder_.path() + "/open.runs", std::ios::binary);
-  file.seekg(static_cast<std::streamoff>(read_));
-  const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  std::size_t end = read_;
+  const std::string bytes = readFrom(folder_.path() + "/open.runs", end);
   std::vector<std::vector<std::string>> runs;
   std::size_t at = 0;
   std::size_t complete = 0;

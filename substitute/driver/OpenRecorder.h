@@ -31,10 +31,9 @@ class OpenRecorder {
  private:
   // The arguments of each run since the last call, oldest first.
   std::vector<std::vector<std::string>> collect();
-
-  LockedFolder folder_;
   void tellErrors();
 
+  LockedFolder folder_;
   std::string errors_;  // the file that takes the shell's standard error
   std::string oldPath_;
   std::size_t read_ = 0;

@@ -9,43 +9,52 @@
 
 namespace substitute {
 
+namespace {
+
+constexpr const char* spaces = " \t\r";
+
+// Why there is no command `name`.
+ScenarioError unknownCommand(const std::string& name) {
+  if (name == "help") return ScenarioError("'help' is understood at the prompt alone");
+  if (name == "quit" || name == "exit") {
+    return ScenarioError("'" + name +
+                         "' is understood at the prompt alone; a scenario ends with its last line");
+  }
+  std::vector<std::string> names;
+  for (const CommandEntry& known : commands()) names.emplace_back(known.name);
+  return ScenarioError("'" + name + "' is not a command; the nearest are " +
+                       listed(nearest(name, names)));
+}
+
+// The arguments in `line` from `at` on, which is the end of the command's name.
+Arguments split(const std::string& line, std::size_t at, const ArgumentForm& form) {
+  Arguments arguments;
+  if (!form.isRestOfLine) {
+    std::istringstream words(line.substr(at));
+    for (std::string word; words >> word;) arguments.push_back(word);
+    return arguments;
+  }
+  for (std::size_t i = 0; i < form.wordsBeforeRest; ++i) {
+    const auto word = line.find_first_not_of(spaces, at);
+    if (word == std::string::npos) return arguments;
+    at = std::min(line.find_first_of(spaces, word), line.size());
+    arguments.push_back(line.substr(word, at - word));
+  }
+  if (at < line.size()) arguments.push_back(line.substr(at + 1));
+  return arguments;
+}
+
+}  // namespace
+
 Command parseCommand(const std::string& line) {
-  const char* const spaces = " \t\r";
   const auto begin = line.find_first_not_of(spaces);
   if (begin == std::string::npos || line[begin] == '#') return {line, "", {}};
   const auto end = std::min(line.find_first_of(spaces, begin), line.size());
   Command command{line, line.substr(begin, end - begin), {}};
   const CommandEntry* const entry = findCommand(command.name);
-  if (entry == nullptr) {
-    if (command.name == "help") {
-      throw ScenarioError("'help' is understood at the prompt alone");
-    }
-    if (command.name == "quit" || command.name == "exit") {
-      throw ScenarioError(
-          "'" + command.name +
-          "' is understood at the prompt alone; a scenario ends with its last line");
-    }
-    std::vector<std::string> names;
-    for (const CommandEntry& known : commands()) names.emplace_back(known.name);
-    throw ScenarioError("'" + command.name + "' is not a command; the nearest are " +
-                        listed(nearest(command.name, names)));
-  }
-  Arguments& arguments = command.arguments;
-  if (entry->form.isRestOfLine) {
-    auto at = end;
-    for (std::size_t i = 0; i < entry->form.wordsBeforeRest; ++i) {
-      const auto word = line.find_first_not_of(spaces, at);
-      if (word == std::string::npos) break;
-      at = std::min(line.find_first_of(spaces, word), line.size());
-      arguments.push_back(line.substr(word, at - word));
-    }
-    if (at < line.size() && arguments.size() == entry->form.wordsBeforeRest) {
-      arguments.push_back(line.substr(at + 1));
-    }
-  } else {
-    std::istringstream words(line.substr(end));
-    for (std::string word; words >> word;) arguments.push_back(word);
-  }
+  if (entry == nullptr) throw unknownCommand(command.name);
+  command.arguments = split(line, end, entry->form);
+  const Arguments& arguments = command.arguments;
   if (arguments.size() < entry->form.least || arguments.size() > entry->form.most) {
     throw ScenarioError("'" + command.name + "' takes " +
                         (entry->form.most == 0 ? "no arguments" : entry->usage));

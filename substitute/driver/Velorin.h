@@ -13,9 +13,11 @@ inline constexpr const char* learningPalette = "teachPalete";
 // The control of the button that the user presses.
 inline constexpr const char* learningButton = "runTeachPalette";
 
-// What the command `click` does, for the help.
+// What these commands do, for the help.
 inline constexpr const char* clickHelp =
     "press the button (runTeachPalette): create and execute its command";
+inline constexpr const char* hideHelp = "the user hides the palette (teachPalete)";
+inline constexpr const char* showHelp = "the user shows the palette (teachPalete)";
 
 // The built library's file name.
 inline constexpr const char* libraryName = VELORIN_LIBRARY_NAME;
