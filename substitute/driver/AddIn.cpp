@@ -29,12 +29,12 @@ void unload(void* library) {
   dlclose(library);
 }
 
-// What stands in `text` between `before` and the next of `ends`; empty when that is not there.
-std::string between(const std::string& text, const std::string& before, const char* ends) {
-  const auto found = text.find(before);
+// What stands in `string` between `before` and the next of `ends`; empty when that is not there.
+std::string between(const std::string& string, const std::string& before, const char* ends) {
+  const auto found = string.find(before);
   if (found == std::string::npos) return "";
   const auto begin = found + before.size();
-  return text.substr(begin, text.find_first_of(ends, begin) - begin);
+  return string.substr(begin, string.find_first_of(ends, begin) - begin);
 }
 
 // Why the loader refuses `file`. `said` is what the loader says, which is meant for those who know

@@ -22,14 +22,14 @@ namespace substitute {
 
 namespace {
 
-// Text in a place of its own, so that a signal's handler can read it whatever state the process is
-// in. What does not fit is cut off.
+// A string in a place of its own, so that a signal's handler can read it whatever state the process
+// is in. What does not fit is cut off.
 template <std::size_t size>
-class FixedText {
+class FixedString {
  public:
-  void set(const std::string& text) {
-    const std::size_t length = std::min(text.size(), size - 1);
-    std::memcpy(bytes_.data(), text.data(), length);
+  void set(const std::string& string) {
+    const std::size_t length = std::min(string.size(), size - 1);
+    std::memcpy(bytes_.data(), string.data(), length);
     bytes_[length] = '\0';
   }
   const char* get() const { return bytes_.data(); }
@@ -39,21 +39,21 @@ class FixedText {
   std::array<char, size> bytes_ = {};
 };
 
-using ShortText = FixedText<256>;
+using ShortString = FixedString<256>;
 
 // All that the report tells, kept ready.
 struct Report {
-  ShortText program;
-  ShortText underWay;
-  ShortText lastCall;
-  ShortText lastCallMadeBy;
+  ShortString program;
+  ShortString underWay;
+  ShortString lastCall;
+  ShortString lastCallMadeBy;
   bool lastCallReturned = false;
-  FixedText<1024> command;
-  std::array<FixedText<4096>, 5> trace;
+  FixedString<1024> command;
+  std::array<FixedString<4096>, 5> trace;
   std::size_t traceLines = 0;  // so far; the last ones are kept, each at its number's remainder
   unsigned seconds = 0;        // that a call of the add-in may take; 0: any
   pid_t process = 0;           // the host's, which may have children of the same program
-  ShortText timeout;           // the same in letters
+  ShortString timeout;         // the same in letters
 };
 Report report;
 

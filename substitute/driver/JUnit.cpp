@@ -12,9 +12,9 @@ namespace {
 // `bytes` as they stand in XML, between quotes or elsewhere.
 std::string escaped(const std::string& bytes) {
   // What is not UTF-8 is replaced as in the trace.
-  const std::string text = Json::parse(line(Json(bytes)));
+  const std::string string = Json::parse(line(Json(bytes)));
   std::string xml;
-  for (const char byte : text) {
+  for (const char byte : string) {
     switch (byte) {
       case '&':
         xml += "&amp;";
@@ -44,17 +44,17 @@ std::string escaped(const std::string& bytes) {
 }
 
 std::string seconds(double value) {
-  char text[32] = {};
-  std::snprintf(text, sizeof text, "%.3f", value);
-  return text;
+  char string[32] = {};
+  std::snprintf(string, sizeof string, "%.3f", value);
+  return string;
 }
 
 std::string attribute(const std::string& name, const std::string& value) {
   return " " + name + "=\"" + escaped(value) + "\"";
 }
 
-std::string element(const std::string& name, const std::string& text) {
-  return text.empty() ? "" : "<" + name + ">" + escaped(text) + "</" + name + ">\n";
+std::string element(const std::string& name, const std::string& content) {
+  return content.empty() ? "" : "<" + name + ">" + escaped(content) + "</" + name + ">\n";
 }
 
 std::string testCase(const ScenarioResult& result) {

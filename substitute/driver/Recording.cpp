@@ -61,7 +61,7 @@ void Recording::write(std::ostream& out, bool withExpectations) const {
     for (const std::string& option : options_) words += " " + forShell(option);
     out << "# Play it with these options:" << printable(words) << '\n';
   }
-  for (const std::string& text : lines_) out << text << '\n';
+  for (const std::string& one : lines_) out << one << '\n';
   if (!withExpectations) return;
   out << "# What came of it; the first line of the info file is a date.\n";
   const Json state = runner_.state();
@@ -93,12 +93,12 @@ void Recording::leaveOut(const std::string& what) {
 void Recording::noteInfoFile(const Json& lines, const std::string& path) {
   std::error_code error;
   if (!std::filesystem::exists(path, error)) return add({"reset", "reset", {}});
-  const std::string text = line(lines);
+  const std::string json = line(lines);
   const bool isReadable = std::ifstream(path).good();
-  if (!isReadable || Json::parse(text) != lines) {  // what is not UTF-8 is replaced in `text`
-    return leaveOut(isReadable ? "the info file " + text : "the info file, which cannot be read");
+  if (!isReadable || Json::parse(json) != lines) {  // what is not UTF-8 is replaced in `json`
+    return leaveOut(isReadable ? "the info file " + json : "the info file, which cannot be read");
   }
-  add({"info-lines " + text, "info-lines", {text}});
+  add({"info-lines " + json, "info-lines", {json}});
 }
 
 }  // namespace substitute

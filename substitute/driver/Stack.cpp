@@ -26,11 +26,11 @@
 
 namespace substitute {
 
-void writeToErrors(const char* text) {
-  for (std::size_t left = std::strlen(text); left > 0;) {
-    const ssize_t written = write(STDERR_FILENO, text, left);
+void writeToErrors(const char* string) {
+  for (std::size_t left = std::strlen(string); left > 0;) {
+    const ssize_t written = write(STDERR_FILENO, string, left);
     if (written <= 0) return;
-    text += written;
+    string += written;
     left -= static_cast<std::size_t>(written);
   }
 }

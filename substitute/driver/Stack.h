@@ -3,8 +3,8 @@
 
 namespace substitute {
 
-// Writes `text` to standard error, also from a signal's handler.
-void writeToErrors(const char* text);
+// Writes `string` to standard error, also from a signal's handler.
+void writeToErrors(const char* string);
 
 // Makes tellStack() ready, with memory for handlers that run when the stack is used up.
 void prepareStack();

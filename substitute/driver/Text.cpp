@@ -40,18 +40,18 @@ std::size_t distance(const std::string& one, const std::string& other) {
 
 }  // namespace
 
-std::string printable(const std::string& text) {
+std::string printable(const std::string& string) {
   std::string result;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const auto byte = static_cast<unsigned char>(text[i]);
-    const unsigned next = i + 1 < text.size() ? static_cast<unsigned char>(text[i + 1]) : 0;
+  for (std::size_t i = 0; i < string.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(string[i]);
+    const unsigned next = i + 1 < string.size() ? static_cast<unsigned char>(string[i + 1]) : 0;
     if (byte < 0x20 || byte == 0x7f) {
       result += escaped(byte);
     } else if (byte == 0xc2 && next >= 0x80 && next <= 0x9f) {  // U+0080 to U+009F in UTF-8
       result += escaped(next);
       ++i;
     } else {
-      result += text[i];
+      result += string[i];
     }
   }
   return result;

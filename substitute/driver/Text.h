@@ -1,4 +1,4 @@
-// Text for people.
+// Strings for people to read.
 #pragma once
 
 #include <string>
@@ -6,9 +6,9 @@
 
 namespace substitute {
 
-// `text` with its control characters as JSON escapes them, such as \u001b: a terminal obeys none of
-// them. Those of Unicode are meant that a terminal knows, U+0000 to U+001F and U+007F to U+009F.
-std::string printable(const std::string& text);
+// `string` with its control characters as JSON escapes them, such as \u001b: a terminal obeys none
+// of them. Those of Unicode are meant that a terminal knows, U+0000 to U+001F and U+007F to U+009F.
+std::string printable(const std::string& string);
 
 // `string`, printable, in double quotes, as names stand in sentences.
 std::string quoted(const std::string& string);
