@@ -78,6 +78,8 @@ extern "C" __attribute__((visibility("default"))) bool run(const char* /*context
   if (shall("abort")) std::abort();
   if (shall("spoil the memory")) spoilMemory();
   if (shall("raise")) std::raise(SIGFPE);
+  if (shall("raise SIGINT")) std::raise(SIGINT);
+  if (shall("raise SIGALRM")) std::raise(SIGALRM);
   if (shall("use up the stack")) deeper(0);
   if (shall("exit")) std::exit(EXIT_SUCCESS);
   if (shall("_exit")) _exit(EXIT_SUCCESS);

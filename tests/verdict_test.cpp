@@ -344,6 +344,16 @@ TEST_F(Verdict, ASignalThatOthersSendIsReportedDuringACall) {
   const Result result = play("start\nmessage \"x; kill -USR1 $PPID\"\n");
   EXPECT_EQ(result.status, -SIGUSR1);
   EXPECT_NE(result.errors.find("ended by the signal SIGUSR1"), std::string::npos) << result.errors;
+  expectReported(playWith("raise SIGINT", "start\n"), SIGINT, "run", "s:1: start");
+  expectReported(playWith("raise SIGALRM", "start\n"), SIGALRM, "run", "s:1: start");
+}
+
+TEST_F(Verdict, ASignalThatIsIgnoredStaysIgnored) {
+  signal(SIGHUP, SIG_IGN);
+  const Result result = play("start\nmessage \"x; kill -HUP $PPID\"\nstop\n");
+  signal(SIGHUP, SIG_DFL);
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.errors, "");
 }
 
 TEST_F(Verdict, ACrashIsReported) {

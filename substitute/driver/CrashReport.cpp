@@ -64,11 +64,26 @@ struct FatalSignal {
   bool isSentByOthers = false;
 };
 constexpr FatalSignal fatalSignals[] = {
-    {"SIGABRT", SIGABRT},       {"SIGBUS", SIGBUS},         {"SIGFPE", SIGFPE},
-    {"SIGILL", SIGILL},         {"SIGSEGV", SIGSEGV},       {"SIGSYS", SIGSYS},
-    {"SIGTRAP", SIGTRAP},       {"SIGHUP", SIGHUP, true},   {"SIGPIPE", SIGPIPE, true},
-    {"SIGTERM", SIGTERM, true}, {"SIGUSR1", SIGUSR1, true}, {"SIGUSR2", SIGUSR2, true},
-    {"SIGXCPU", SIGXCPU, true}, {"SIGXFSZ", SIGXFSZ, true}};
+    {"SIGABRT", SIGABRT},
+    {"SIGBUS", SIGBUS},
+    {"SIGFPE", SIGFPE},
+    {"SIGILL", SIGILL},
+    {"SIGSEGV", SIGSEGV},
+    {"SIGSYS", SIGSYS},
+    {"SIGTRAP", SIGTRAP},
+    {"SIGALRM", SIGALRM, true},
+    {"SIGHUP", SIGHUP, true},
+    {"SIGINT", SIGINT, true},
+    {"SIGPIPE", SIGPIPE, true},
+    {"SIGPROF", SIGPROF, true},
+    {"SIGQUIT", SIGQUIT, true},
+    {"SIGTERM", SIGTERM, true},
+    {"SIGUSR1", SIGUSR1, true},
+    {"SIGUSR2", SIGUSR2, true},
+    {"SIGVTALRM", SIGVTALRM, true},
+    {"SIGXCPU", SIGXCPU, true},
+    {"SIGXFSZ", SIGXFSZ, true},
+};
 
 void tellLastCall() {
   writeToErrors("  last call of the host: ");
@@ -133,6 +148,12 @@ __attribute__((noinline)) void onExit() {
   tellReport(": the add-in ends the process", "");
   tellStack();
   endProcess(exit_status::failed);
+}
+
+// True for what a shell's `nohup` or `&` has made the process ignore.
+bool isIgnored(int signal) {
+  struct sigaction action = {};
+  return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
 }
 
 void handle(int signal, void (*handler)(int), int flags) {
@@ -203,6 +224,7 @@ CrashReport::CrashReport(Host& host, const std::string& program, unsigned timeou
   report.process = getpid();
   prepareStack();
   for (const FatalSignal& signal : fatalSignals) {
+    if (isIgnored(signal.number)) continue;
     handle(signal.number, onFatalSignal, static_cast<int>(SA_RESETHAND));
   }
   if (timeout > 0) handle(SIGALRM, onTimeout, 0);
