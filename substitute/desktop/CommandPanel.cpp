@@ -13,6 +13,7 @@
 #include <sstream>
 
 #include "substitute/desktop/CommandEdit.h"
+#include "substitute/desktop/ElidedLabel.h"
 #include "substitute/desktop/Theme.h"
 #include "substitute/driver/Text.h"
 
@@ -74,8 +75,11 @@ void CommandPanel::select(int number) {
 }
 
 void CommandPanel::tell(const QString& sentence) {
-  message_->setText(sentence);
+  message_->setText(shortenedToLines(sentence));
+  message_->setToolTip(wholeAsTooltip(sentence));
+  message_->setAccessibleName(sentence);
   message_->show();
+  show();
 }
 
 void CommandPanel::typeCommand() {
@@ -127,6 +131,8 @@ QWidget* CommandPanel::makeBody() {
   message_->setObjectName("commandMessage");
   message_->setTextFormat(Qt::PlainText);
   message_->setWordWrap(true);
+  // No word widens the panel.
+  message_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
   message_->hide();
 
   auto* const body = new QWidget;
@@ -210,6 +216,7 @@ void CommandPanel::addWords(const QString& line) {
     QStandardItem* const mark = rows_->item(played_ - 1, markColumn);
     mark->setText(QStringLiteral("✗ %1").arg(current()));
     mark->setData(tr("%1, failed").arg(current()), Qt::AccessibleTextRole);
+    mark->setForeground(palette().color(QPalette::BrightText));
   }
   if (selected() == last) words_->appendPlainText(line);
 }

@@ -37,7 +37,7 @@ class CommandPanel : public QDockWidget {
   // there is none.
   void select(int number);
 
-  // Tells a sentence beside the command line.
+  // Shows the panel, with a sentence beneath the command line.
   void tell(const QString& sentence);
 
   // Shows the panel, the keyboard in the command line.

@@ -19,9 +19,8 @@ QString oneLine(QString text) {
   return text;
 }
 
-}  // namespace
-
-QString wholeAsTooltip(const QString& text) {
+// `text` with a place in every long word where a line may end.
+QString withBreaks(const QString& text) {
   constexpr int longestWord = 32;
   QString breakable;
   int run = 0;
@@ -34,7 +33,19 @@ QString wholeAsTooltip(const QString& text) {
     }
     breakable += letter;
   }
-  return QStringLiteral("<p>%1</p>").arg(breakable.toHtmlEscaped().replace('\n', "<br>"));
+  return breakable;
+}
+
+}  // namespace
+
+QString wholeAsTooltip(const QString& text) {
+  return QStringLiteral("<p>%1</p>").arg(withBreaks(text).toHtmlEscaped().replace('\n', "<br>"));
+}
+
+QString shortenedToLines(const QString& text) {
+  constexpr int longest = 240;
+  if (text.size() <= longest) return withBreaks(text);
+  return withBreaks(text.left(longest / 2) + QChar(0x2026) + text.right(longest / 2));
 }
 
 QString elidedForButton(const QString& text, const QFont& font, int width) {

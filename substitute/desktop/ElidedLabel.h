@@ -9,6 +9,10 @@ namespace substitute {
 // where it has no spaces.
 QString wholeAsTooltip(const QString& text);
 
+// `text` as a label that wraps its lines shows it in a narrow pane: some eight lines, shortened in
+// the middle, and broken even where it has no spaces.
+QString shortenedToLines(const QString& text);
+
 // `text` as the text of an action or button shows it in `width` pixels of `font`: on one line,
 // shortened at its end, with no letter taken for a mnemonic.
 QString elidedForButton(const QString& text, const QFont& font, int width);

@@ -9,12 +9,6 @@
 
 namespace substitute {
 
-namespace {
-
-constexpr int longestShown = 240;  // characters: some eight lines in a narrow palette
-
-}  // namespace
-
 PageRemark::PageRemark(QWidget* parent) : QWidget(parent), text_(new QLabel) {
   setObjectName("remark");
   setAttribute(Qt::WA_StyledBackground);
@@ -23,7 +17,7 @@ PageRemark::PageRemark(QWidget* parent) : QWidget(parent), text_(new QLabel) {
   text_->setObjectName("remarkText");
   text_->setTextFormat(Qt::PlainText);
   text_->setWordWrap(true);
-  // Words without a space are file names and addresses, which must not widen the palette.
+  // No word widens the palette.
   text_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
   text_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
   text_->setFocusPolicy(Qt::StrongFocus);
@@ -42,9 +36,7 @@ PageRemark::PageRemark(QWidget* parent) : QWidget(parent), text_(new QLabel) {
 void PageRemark::tell(const QString& text) {
   ++told_;
   const QString whole = told_ == 1 ? text : tr("%1 (remark %2)").arg(text).arg(told_);
-  text_->setText(text.size() <= longestShown
-                     ? whole
-                     : text.left(longestShown / 2) + QChar(0x2026) + text.right(longestShown / 2));
+  text_->setText(shortenedToLines(whole));
   text_->setToolTip(wholeAsTooltip(whole));
   text_->setAccessibleName(whole);
   show();

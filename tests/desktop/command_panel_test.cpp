@@ -33,6 +33,8 @@ class CommandWindow : public Desktop {
   QTreeView& list() const { return *window.findChild<QTreeView*>("commandList"); }
   QLineEdit& field() const { return *window.findChild<QLineEdit*>("commandLine"); }
   QLabel& message() const { return *window.findChild<QLabel*>("commandMessage"); }
+  // What stands beneath the command line, as a screen reader says it.
+  QString sentence() const { return message().accessibleName(); }
   ScenarioMenu& menu() const { return *window.findChild<ScenarioMenu*>(); }
   QString words() const { return window.findChild<QPlainTextEdit*>("words")->toPlainText(); }
 
@@ -94,6 +96,8 @@ TEST_F(CommandList, ShowsWhatWasPlayedWithItsWords) {
                                  "3 message-to none <h1>&amp;", "4 offline", "5 state",
                                  QString::fromUtf8("✗ 6 expect /run false")}));
   EXPECT_EQ(spoken(6), "6, failed");
+  const QColor failure = list().model()->index(6, 0).data(Qt::ForegroundRole).value<QColor>();
+  EXPECT_EQ(failure, window.palette().color(QPalette::BrightText));
   EXPECT_EQ(words(), "expect /run false\nexpected /run false, found true");
 
   QString shown;
@@ -182,9 +186,9 @@ TEST_F(TypedCommand, StaysToBeMendedWhenItIsWrong) {
   type("langage 3");
   EXPECT_EQ(field().text(), "langage 3");
   EXPECT_TRUE(message().isVisible());
-  EXPECT_TRUE(message().text().startsWith("'langage' is not a command; the nearest are language"))
-      << message().text().toStdString();
-  EXPECT_TRUE(message().text().endsWith('.'));
+  EXPECT_TRUE(sentence().startsWith("'langage' is not a command; the nearest are language"))
+      << sentence().toStdString();
+  EXPECT_TRUE(sentence().endsWith('.'));
   EXPECT_TRUE(rows().isEmpty());
   field().setCursorPosition(4);
   QTest::keyClick(&field(), 'u');
@@ -192,6 +196,20 @@ TEST_F(TypedCommand, StaysToBeMendedWhenItIsWrong) {
   QTest::keyClick(&field(), Qt::Key_Return);
   EXPECT_EQ(rows(), QStringList("1 language 3"));
   EXPECT_EQ(host.state()["language"], 3);
+}
+
+TEST_F(TypedCommand, LongWordsWidenNothing) {
+  const int width = panel().width();
+  const QSize size = window.size();
+  const QString word(4096, 'x');
+  type(word);
+  EXPECT_TRUE(sentence().contains(word));
+  EXPECT_LT(message().text().size(), 300);
+  EXPECT_TRUE(message().toolTip().remove(QChar(0x200B)).contains(word));
+  QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
+  EXPECT_LT(message().height(), 200);
+  EXPECT_EQ(panel().width(), width);
+  EXPECT_EQ(window.size(), size);
 }
 
 TEST_F(TypedCommand, ComesBackFromTheHistory) {
@@ -253,13 +271,13 @@ TEST_F(TypedCommand, AsksForHelp) {
   EXPECT_TRUE(words().startsWith("dock ID STATE\n    the user drags")) << words().toStdString();
   EXPECT_FALSE(words().contains("message-to"));
   type("help dok");
-  EXPECT_EQ(message().text(), "'dok' is not a command; 'help' lists them.");
+  EXPECT_EQ(sentence(), "'dok' is not a command; 'help' lists them.");
   EXPECT_TRUE(rows().isEmpty());
 }
 
 TEST_F(ScenarioInWindow, IsPlayedStepByStep) {
   menu().open(file("s.txt", "# First.\noffline\n\nlanguage 3\n# Last.\n"));
-  EXPECT_EQ(message().text(), "s.txt is open: F10 plays its next command, F8 plays on.");
+  EXPECT_EQ(sentence(), "s.txt is open: F10 plays its next command, F8 plays on.");
   const QString mark = QString::fromUtf8("▶");
   EXPECT_EQ(rows(), QStringList({mark + " # First.", " offline", " language 3", " # Last."}));
   EXPECT_EQ(spoken(0), "Next");
@@ -319,12 +337,12 @@ TEST_F(ScenarioInWindow, IsChosenInADialog) {
 TEST_F(ScenarioInWindow, IsRefusedAsAWhole) {
   const QString path = file("s.txt", "offline\nonlin\n");
   menu().open(path);
-  EXPECT_TRUE(message().text().startsWith(path + ":2: 'onlin' is not a command; "))
-      << message().text().toStdString();
+  EXPECT_TRUE(sentence().startsWith(path + ":2: 'onlin' is not a command; "))
+      << sentence().toStdString();
   EXPECT_TRUE(rows().isEmpty());
   EXPECT_FALSE(window.playback().hasNext());
   menu().open(folder.filePath("none.txt"));
-  EXPECT_TRUE(message().text().contains("none.txt")) << message().text().toStdString();
+  EXPECT_TRUE(sentence().contains("none.txt")) << sentence().toStdString();
 }
 
 TEST_F(ScenarioInWindow, StopsWhereTheLibraryIsMissing) {
@@ -373,7 +391,7 @@ TEST_F(SavedScenario, GivesTheSameTraceInTheTerminal) {
 
   const QString path = folder.filePath("saved.txt");
   menu().save(path, true);
-  EXPECT_EQ(message().text(), "Saved in saved.txt.");
+  EXPECT_EQ(sentence(), "Saved in saved.txt.");
   const QByteArray scenario = contentOf(path);
   for (const char* const line :
        {"\nclose other\n", "\ndock teachPalete 0\n", "\nmessage \"first second\"\n", "\nclose\n"}) {
@@ -398,16 +416,21 @@ TEST_F(SavedScenario, SaysWhatNoLineCanHold) {
   startWithPage();
   ASSERT_TRUE(pageSends("'two\\nlines'"));
   menu().save(folder.filePath("saved.txt"), false);
-  EXPECT_EQ(message().text(),
-            "Saved in saved.txt; comments name what no line can hold, in 1 place.");
+  EXPECT_EQ(sentence(), "Saved in saved.txt; comments name what no line can hold, in 1 place.");
   EXPECT_TRUE(contentOf(folder.filePath("saved.txt"))
                   .contains("# Left out, since no line can hold it: message two\\nlines\n"));
 }
 
 TEST_F(SavedScenario, IsNotWrittenWhereThereIsNoFolder) {
   menu().save("/nowhere/saved.txt", false);
-  EXPECT_TRUE(message().text().startsWith("The scenario cannot be written to /nowhere/saved.txt: "))
-      << message().text().toStdString();
+  EXPECT_TRUE(sentence().startsWith("The scenario cannot be written to /nowhere/saved.txt: "))
+      << sentence().toStdString();
+}
+
+TEST_F(SavedScenario, TellsItsEndWhereThePanelWasHidden) {
+  panel().hide();
+  menu().save("/nowhere/saved.txt", false);
+  EXPECT_TRUE(message().isVisible());
 }
 
 TEST_F(SavedScenario, IsAskedForWithItsExpectations) {
@@ -425,7 +448,7 @@ TEST_F(SavedScenario, IsAskedForWithItsExpectations) {
     QTest::keyClick(name, Qt::Key_Return);
   });
   action("saveScenario").trigger();
-  EXPECT_EQ(message().text(), "Saved in asked.txt.");
+  EXPECT_EQ(sentence(), "Saved in asked.txt.");
   EXPECT_TRUE(contentOf(path + ".txt").contains("\noffline\n"));
   EXPECT_TRUE(contentOf(path + ".txt").contains("\nexpect /offline true\n"));
 }

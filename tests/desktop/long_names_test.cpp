@@ -6,6 +6,7 @@
 #include <QLabel>
 #include <QPainter>
 #include <QPlainTextEdit>
+#include <QRegularExpression>
 #include <QToolBar>
 
 #include "substitute/api/HostObjects.h"
@@ -170,6 +171,19 @@ TEST_F(Room, TooltipBreaksLongWordsAndKeepsTheRest) {
   EXPECT_EQ(QString(tip).remove(QChar(0x200B)),
             "<p>" + QString(100, 'x') + " &lt;i&gt;<br>next</p>");
   EXPECT_EQ(wholeAsTooltip("two words"), "<p>two words</p>");
+}
+
+TEST_F(Room, LongSentenceKeepsItsBeginningAndItsEnd) {
+  EXPECT_EQ(shortenedToLines("two words"), "two words");
+  const QString shown = shortenedToLines("begin " + QString(4096, 'x') + " end");
+  EXPECT_TRUE(shown.startsWith("begin x"));
+  EXPECT_TRUE(shown.endsWith("x end"));
+  EXPECT_TRUE(shown.contains(QChar(0x2026)));
+  EXPECT_LT(shown.size(), 260);
+  // No line has to be longer than 32 letters.
+  for (const QString& word : shown.split(QRegularExpression("[ \\x{200B}]"))) {
+    EXPECT_LE(word.size(), 32) << word.toStdString();
+  }
 }
 
 TEST_F(Room, FloatingPaletteStandsOverTheCanvas) {
