@@ -306,8 +306,9 @@ void MainWindow::place(PaletteDock& dock) {
   addDockWidget(area, &dock);
   dock.show();
   const bool upright = area == Qt::LeftDockWidgetArea || area == Qt::RightDockWidgetArea;
-  resizeDocks({&dock}, {upright ? values.width : values.height},
-              upright ? Qt::Horizontal : Qt::Vertical);
+  const int size = upright ? values.width : values.height;
+  // A palette that was planted has no size.
+  if (size > 0) resizeDocks({&dock}, {size}, upright ? Qt::Horizontal : Qt::Vertical);
 }
 
 // The user has dragged the palette elsewhere: that is its place in the host from now on.

@@ -267,6 +267,23 @@ TEST_F(Desktop, FloatingPaletteHasItsSize) {
   EXPECT_EQ(window.dock("loose")->size(), QSize(300, 400));
 }
 
+TEST_F(Desktop, PaletteWithoutASizeTakesNoneFromItsNeighbour) {
+  startWithPage();
+  ASSERT_EQ(learningDock()->width(), 300);
+  window.play("plant palette planted");
+  static bool warned;
+  warned = false;
+  const QtMessageHandler others =
+      qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& text) {
+        warned = warned || text.contains("resizeDocks");
+      });
+  window.play("dock planted 4");
+  qInstallMessageHandler(others);
+  EXPECT_FALSE(warned);
+  ASSERT_TRUE(becomes([this] { return window.dock("planted")->y() > learningDock()->y(); }));
+  EXPECT_EQ(learningDock()->width(), 300);
+}
+
 TEST_F(Desktop, DetachingChangesThePaletteOfTheHost) {
   startWithPage();
   auto* const detach = learningDock()->findChild<QToolButton*>("float");
