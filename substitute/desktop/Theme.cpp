@@ -1,5 +1,6 @@
 #include "substitute/desktop/Theme.h"
 
+#include <QAbstractItemView>
 #include <QApplication>
 #include <QFontDatabase>
 #include <QIconEngine>
@@ -119,10 +120,12 @@ class HostStyle : public QProxyStyle {
 
   int pixelMetric(PixelMetric metric, const QStyleOption* option,
                   const QWidget* widget) const override {
+    // Lists take the same numbers for the space beside their texts.
+    const bool isList = qobject_cast<const QAbstractItemView*>(widget) != nullptr;
     switch (metric) {
       case PM_FocusFrameHMargin:
       case PM_FocusFrameVMargin:
-        return 0;
+        return isList ? QProxyStyle::pixelMetric(metric, option, widget) : 0;
       case PM_ToolBarExtensionExtent:
         return 28;
       default:

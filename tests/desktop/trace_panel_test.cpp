@@ -352,6 +352,7 @@ TEST_F(TraceList, SelectedRowKeepsItsTextInPlace) {
     const QImage selected = list->viewport()->grab(place).toImage();
     EXPECT_NE(plain, selected);
     EXPECT_GT(textIn(plain).width(), 5);
+    EXPECT_GE(textIn(plain).left(), 3) << "no space before the text";
     EXPECT_EQ(textIn(plain), textIn(selected));
   }
 }
