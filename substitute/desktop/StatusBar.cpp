@@ -3,6 +3,7 @@
 #include "substitute/api/HostObjects.h"
 #include "substitute/desktop/ElidedLabel.h"
 #include "substitute/driver/Velorin.h"
+
 namespace substitute {
 
 namespace {

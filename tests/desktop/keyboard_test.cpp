@@ -285,7 +285,8 @@ TEST_F(Keyboard, NoTwoEntriesShareAShortcutAndEachIsShown) {
   const std::pair<const char*, const char*> usual[] = {
       {"start", "F9"},           {"stop", "Shift+F9"},        {"press", "Ctrl+B"},
       {"again", "Ctrl+F9"},      {"offline", "Ctrl+Shift+O"}, {"reloadPage", "F5"},
-      {"developerTools", "F12"}, {"closePalette", "Ctrl+W"},  {"nextPane", "F6"}};
+      {"developerTools", "F12"}, {"closePalette", "Ctrl+W"},  {"nextPane", "F6"},
+      {"commandLine", "Ctrl+L"}, {"findInTrace", "Ctrl+F"}};
   for (const auto& [name, shortcut] : usual) {
     EXPECT_EQ(action(name).shortcut().toString(), shortcut) << name;
     EXPECT_TRUE(action(name).isShortcutVisibleInContextMenu()) << name;
