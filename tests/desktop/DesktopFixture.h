@@ -198,8 +198,12 @@ struct Ended {
   QByteArray errors;
 };
 
+// What the engine was told before the tests of this process told it of their own site.
+inline const QByteArray givenEngineSwitches = qgetenv("QTWEBENGINE_CHROMIUM_FLAGS");
+
 inline Ended runProgram(const char* name, const QStringList& arguments,
-                        const QProcessEnvironment& environment) {
+                        QProcessEnvironment environment) {
+  environment.insert("QTWEBENGINE_CHROMIUM_FLAGS", givenEngineSwitches);
   QProcess process;
   process.setProcessEnvironment(environment);
   process.start(beside(name), arguments);
