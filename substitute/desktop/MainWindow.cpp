@@ -20,6 +20,7 @@
 #include "substitute/desktop/HostToolbar.h"
 #include "substitute/desktop/PaletteDock.h"
 #include "substitute/desktop/Playback.h"
+#include "substitute/desktop/ResizeMenu.h"
 #include "substitute/desktop/ScenarioMenu.h"
 #include "substitute/desktop/StatusBar.h"
 #include "substitute/desktop/TracePanel.h"
@@ -195,6 +196,7 @@ void MainWindow::makeMenus() {
   });
   developerTools_->setShortcut(Qt::Key_F12);
   view->addSeparator();
+  view->addMenu(new ResizeMenu(*this, view));
   (new Accessibility(*this))->addActions(*view);
   menuBar()->addMenu(tr("&Trace"))->addActions(trace_->actions());
 

@@ -141,7 +141,7 @@ void TracePanel::makeList() {
     if (followsEnd_) bar->setValue(most);
   });
   list_->setContextMenuPolicy(Qt::ActionsContextMenu);
-  list_->addActions({copy_, showCommand_});
+  list_->addActions({copy_, showCommand_, nextColumn_, previousColumn_});
   connect(list_, &QTreeView::activated, showCommand_, &QAction::trigger);
   const QItemSelectionModel* const selection = list_->selectionModel();
   connect(selection, &QItemSelectionModel::currentRowChanged, this, &TracePanel::refreshDetail);
@@ -170,6 +170,15 @@ void TracePanel::makeActions() {
                                 QKeySequence(Qt::CTRL | Qt::Key_Return), &TracePanel::showCommand);
   showCommand_->setToolTip(
       withShortcut(tr("Goes to the command that caused the line"), showCommand_->shortcut()));
+  // Left and Right scroll, since a whole line is selected.
+  nextColumn_ = addPanelAction("nextColumn", tr("Ne&xt column"),
+                               QKeySequence(Qt::ALT | Qt::Key_Right), &TracePanel::goToNextColumn);
+  previousColumn_ =
+      addPanelAction("previousColumn", tr("&Previous column"), QKeySequence(Qt::ALT | Qt::Key_Left),
+                     &TracePanel::goToPreviousColumn);
+  for (QAction* const action : {nextColumn_, previousColumn_}) {
+    action->setShortcutContext(Qt::WidgetShortcut);
+  }
   addPanelAction("saveTrace", tr("&Save trace…"), {}, &TracePanel::askWhereToSave);
   clear_ = addPanelAction("clearTrace", tr("C&lear"), {}, &TracePanel::clear);
   clear_->setToolTip(tr("Empties the list. The saved trace still holds all lines."));
@@ -205,6 +214,15 @@ void TracePanel::copy() {
 
 void TracePanel::showCommand() {
   if (currentCommand() >= 0) Q_EMIT commandRequested(currentCommand());
+}
+
+void TracePanel::goToColumn(int step) {
+  const QModelIndex now = list_->currentIndex();
+  const QModelIndex next =
+      now.isValid() ? now.siblingAtColumn(now.column() + step) : list_->indexAt(QPoint(0, 0));
+  if (!next.isValid()) return;
+  list_->selectionModel()->setCurrentIndex(next, QItemSelectionModel::NoUpdate);
+  list_->scrollTo(next);
 }
 
 void TracePanel::askWhereToSave() {

@@ -41,7 +41,10 @@ class TracePanel : public QDockWidget {
   void find();
   void clearFilter();
   void copy();
+  void goToNextColumn() { goToColumn(1); }
+  void goToPreviousColumn() { goToColumn(-1); }
   void showCommand();
+  void goToColumn(int step);
   void askWhereToSave();
   void save(const QString& path);
   void clear();
@@ -58,6 +61,8 @@ class TracePanel : public QDockWidget {
   QPlainTextEdit* detail_;
   QAction* copy_ = nullptr;
   QAction* showCommand_ = nullptr;
+  QAction* nextColumn_ = nullptr;
+  QAction* previousColumn_ = nullptr;
   QAction* clear_ = nullptr;
   bool followsEnd_ = true;
 };

@@ -8,6 +8,7 @@
 #include <QFocusFrame>
 #include <QHeaderView>
 #include <QLabel>
+#include <QSplitter>
 #include <QStatusBar>
 #include <QToolBar>
 #include <QToolTip>
@@ -272,6 +273,63 @@ TEST_F(Keyboard, ShowsTheTooltipOfWhatHasTheFocus) {
   QToolTip::hideText();
 }
 
+TEST_F(Keyboard, ResizesAColumnOfTheTrace) {
+  window.play("start");
+  auto& list = *window.findChild<QTreeView*>("traceList");
+  list.setFocus();
+  list.setCurrentIndex(list.model()->index(1, 0));
+  const QList<QModelIndex> selected = list.selectionModel()->selectedIndexes();
+  for (int column = 1; column < list.model()->columnCount(); ++column) {
+    SCOPED_TRACE(column);
+    press(Qt::Key_Right, Qt::AltModifier);
+    EXPECT_EQ(list.currentIndex(), list.model()->index(1, column));
+    EXPECT_TRUE(list.viewport()->rect().contains(list.visualRect(list.currentIndex()).topLeft()));
+    const int width = list.columnWidth(column);
+    press(Qt::Key_Right, Qt::AltModifier | Qt::ShiftModifier);
+    EXPECT_GT(list.columnWidth(column), width);
+    press(Qt::Key_Left, Qt::AltModifier | Qt::ShiftModifier);
+    EXPECT_EQ(list.columnWidth(column), width);
+  }
+  press(Qt::Key_Right, Qt::AltModifier);
+  press(Qt::Key_Left, Qt::AltModifier);
+  EXPECT_EQ(list.currentIndex().column(), list.model()->columnCount() - 2);
+  EXPECT_EQ(list.selectionModel()->selectedIndexes(), selected);
+  for (int i = 0; i < 60; ++i) press(Qt::Key_Left, Qt::AltModifier | Qt::ShiftModifier);
+  EXPECT_GT(list.columnWidth(list.currentIndex().column()), 0);
+}
+
+TEST_F(Keyboard, ResizesTheSplitterAndTheDockAroundTheFocus) {
+  startWithPage();
+  const auto resizes = [](const QWidget& part, Qt::Key larger, Qt::Key smaller) {
+    SCOPED_TRACE(part.objectName().toStdString());
+    const auto size = [&] { return larger == Qt::Key_Right ? part.width() : part.height(); };
+    const int before = size();
+    press(larger, Qt::AltModifier | Qt::ShiftModifier);
+    EXPECT_TRUE(becomes([&] { return size() > before; }));
+    const int between = size();
+    press(smaller, Qt::AltModifier | Qt::ShiftModifier);
+    EXPECT_TRUE(becomes([&] { return size() < between; }));
+  };
+  auto& detail = *window.findChild<QWidget*>("traceDetail");
+  detail.setFocus();
+  resizes(detail, Qt::Key_Right, Qt::Key_Left);
+  resizes(*tracePanel(), Qt::Key_Up, Qt::Key_Down);
+
+  auto& commands = *window.findChild<QDockWidget*>("commands");
+  auto& words = *window.findChild<QWidget*>("words");
+  words.setFocus();
+  resizes(words, Qt::Key_Up, Qt::Key_Down);
+  resizes(commands, Qt::Key_Right, Qt::Key_Left);
+
+  ASSERT_TRUE(goTo(*learningDock()));
+  resizes(*learningDock(), Qt::Key_Right, Qt::Key_Left);
+  learningDock()->findChild<QToolButton*>("float")->click();
+  activate(*learningDock());
+  learningDock()->findChild<QToolButton*>("float")->setFocus();
+  resizes(*learningDock(), Qt::Key_Right, Qt::Key_Left);
+  resizes(*learningDock(), Qt::Key_Up, Qt::Key_Down);
+}
+
 TEST_F(Keyboard, NoTwoEntriesShareAShortcutAndEachIsShown) {
   std::map<QString, QString> owners;
   for (const QAction* const entry : window.findChildren<QAction*>()) {
@@ -282,11 +340,21 @@ TEST_F(Keyboard, NoTwoEntriesShareAShortcutAndEachIsShown) {
                                 << added.first->second.toStdString();
     }
   }
-  const std::pair<const char*, const char*> usual[] = {
-      {"start", "F9"},           {"stop", "Shift+F9"},        {"press", "Ctrl+B"},
-      {"again", "Ctrl+F9"},      {"offline", "Ctrl+Shift+O"}, {"reloadPage", "F5"},
-      {"developerTools", "F12"}, {"closePalette", "Ctrl+W"},  {"nextPane", "F6"},
-      {"commandLine", "Ctrl+L"}, {"findInTrace", "Ctrl+F"}};
+  const std::pair<const char*, const char*> usual[] = {{"start", "F9"},
+                                                       {"stop", "Shift+F9"},
+                                                       {"press", "Ctrl+B"},
+                                                       {"again", "Ctrl+F9"},
+                                                       {"offline", "Ctrl+Shift+O"},
+                                                       {"reloadPage", "F5"},
+                                                       {"developerTools", "F12"},
+                                                       {"closePalette", "Ctrl+W"},
+                                                       {"nextPane", "F6"},
+                                                       {"commandLine", "Ctrl+L"},
+                                                       {"findInTrace", "Ctrl+F"},
+                                                       {"wider", "Alt+Shift+Right"},
+                                                       {"narrower", "Alt+Shift+Left"},
+                                                       {"taller", "Alt+Shift+Up"},
+                                                       {"lower", "Alt+Shift+Down"}};
   for (const auto& [name, shortcut] : usual) {
     EXPECT_EQ(action(name).shortcut().toString(), shortcut) << name;
     EXPECT_TRUE(action(name).isShortcutVisibleInContextMenu()) << name;
