@@ -1,6 +1,7 @@
 #include "substitute/desktop/Accessibility.h"
 
 #include <QAbstractButton>
+#include <QAccessible>
 #include <QApplication>
 #include <QDialog>
 #include <QDockWidget>
@@ -59,6 +60,11 @@ void nameButtonsOfQt(const QMainWindow& window) {
 }
 
 }  // namespace
+
+void announce(QWidget& part) {
+  QAccessibleEvent alert(&part, QAccessible::Alert);
+  QAccessible::updateAccessibility(&alert);
+}
 
 Accessibility::Accessibility(QMainWindow& window) : QObject(&window), window_(window) {
   nameButtonsOfQt(window);

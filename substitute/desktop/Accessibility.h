@@ -11,6 +11,9 @@ class QMenu;
 
 namespace substitute {
 
+// Has a screen reader say what `part` tells, wherever the focus is.
+void announce(QWidget& part);
+
 // For one main window: names Qt's own buttons, frames what has the focus, lets Enter press a
 // button, and leads the focus through the panes: toolbars and dock widgets, in the order in which
 // they are read, then the status bar.

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <sstream>
 
+#include "substitute/desktop/Accessibility.h"
 #include "substitute/desktop/CommandEdit.h"
 #include "substitute/desktop/ElidedLabel.h"
 #include "substitute/desktop/Theme.h"
@@ -80,6 +81,7 @@ void CommandPanel::tell(const QString& sentence) {
   message_->setAccessibleName(sentence);
   message_->show();
   show();
+  announce(*message_);
 }
 
 void CommandPanel::typeCommand() {

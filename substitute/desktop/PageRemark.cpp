@@ -4,6 +4,7 @@
 #include <QLabel>
 #include <QToolButton>
 
+#include "substitute/desktop/Accessibility.h"
 #include "substitute/desktop/ElidedLabel.h"
 #include "substitute/desktop/Theme.h"
 
@@ -40,6 +41,7 @@ void PageRemark::tell(const QString& text) {
   text_->setToolTip(wholeAsTooltip(whole));
   text_->setAccessibleName(whole);
   show();
+  announce(*text_);
 }
 
 void PageRemark::clear() {

@@ -1,6 +1,7 @@
 #include "substitute/desktop/StatusBar.h"
 
 #include "substitute/api/HostObjects.h"
+#include "substitute/desktop/Accessibility.h"
 #include "substitute/desktop/ElidedLabel.h"
 #include "substitute/driver/Velorin.h"
 
@@ -66,6 +67,7 @@ void StatusBar::follow(const Json& entry) {
 void StatusBar::tell(const QString& message) {
   matters_ = true;
   message_->setWhole(message);
+  announce(*message_);
 }
 
 const QString& StatusBar::message() const {

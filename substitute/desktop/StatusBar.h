@@ -23,7 +23,7 @@ class StatusBar : public QStatusBar {
   // Tells an entry of the trace where it is worth a message.
   void follow(const Json& entry);
 
-  // Tells something that matters.
+  // Tells something that matters, a screen reader too.
   void tell(const QString& message);
 
   // The message, whole; empty when there has been none.

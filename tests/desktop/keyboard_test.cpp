@@ -1,6 +1,9 @@
 // The window without a mouse.
 #include <gtest/gtest.h>
+#include <qpa/qplatformaccessibility.h>
+#include <qpa/qplatformintegration.h>
 
+#include <QtGui/private/qguiapplication_p.h>
 #include <QAbstractButton>
 #include <QAccessible>
 #include <QComboBox>
@@ -458,6 +461,36 @@ TEST_F(Keyboard, FocusOfThePageIsFramed) {
 }
 
 // What a screen reader is told.
+TEST_F(Keyboard, SentencesThatMatterAreAnnounced) {
+  static QStringList announced;
+  announced.clear();
+  // No screen reader is here to ask for it.
+  QGuiApplicationPrivate::platformIntegration()->accessibility()->setActive(true);
+  const auto former = QAccessible::installUpdateHandler([](QAccessibleEvent* event) {
+    if (event->type() != QAccessible::Alert) return;
+    announced << event->accessibleInterface()->text(QAccessible::Name);
+  });
+  startWithPage();
+  EXPECT_EQ(announced, QStringList());
+  const QString thrown = "An exception left the add-in: std::out_of_range, ";
+  for (int i = 0; i < 2; ++i) {
+    window.play("message ");
+    ASSERT_EQ(announced.size(), 1);
+    EXPECT_TRUE(announced.takeFirst().startsWith(thrown));
+  }
+  auto& line = *window.findChild<QLineEdit*>("commandLine");
+  line.setText("nonsense");
+  QTest::keyClick(&line, Qt::Key_Return);
+  ASSERT_EQ(announced.size(), 1);
+  EXPECT_TRUE(announced.takeFirst().startsWith("'nonsense' is not a command"));
+  inPage("setTimeout(() => { throw new Error('broken'); }); 0");
+  ASSERT_TRUE(becomes([] { return !announced.isEmpty(); }));
+  EXPECT_TRUE(announced.takeFirst().contains("broken"));
+  EXPECT_EQ(announced, QStringList());
+  QAccessible::installUpdateHandler(former);
+  QGuiApplicationPrivate::platformIntegration()->accessibility()->setActive(false);
+}
+
 TEST_F(Keyboard, EveryPartHasAName) {
   startWithPage();
   window.play("plant control extra");
