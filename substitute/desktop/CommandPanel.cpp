@@ -54,6 +54,7 @@ CommandPanel::CommandPanel(ScenarioRunner& runner, QWidget* parent)
   playing_ = runner.playing.subscribe([this](const Command& command) { addPlayed(command); });
   printed_ = runner.reporter().printed.subscribe(
       [this](const std::string& line) { addWords(QString::fromStdString(line)); });
+  failed_ = runner.failed.subscribe([this](const std::string& /*sentence*/) { markFailed(); });
 }
 
 void CommandPanel::addComing(const Command& command) {
@@ -198,7 +199,6 @@ void CommandPanel::addPlayed(const Command& command) {
   const int row = played_++;
   insertRow(row, command);
   rows_->item(row, lineColumn)->setForeground(palette().color(QPalette::Text));
-  lastFails_ = command.name == "expect" || command.name == "expect-not";
   if (!command.name.empty()) {
     commandRows_.push_back(row);
     rows_->item(row, markColumn)->setText(QString::number(current()));
@@ -214,13 +214,14 @@ void CommandPanel::addWords(const QString& line) {
   if (played_ == 0) return;
   QStandardItem* const last = rows_->item(played_ - 1, lineColumn);
   last->setData(QString(last->data(wordsRole).toString() + '\n' + line), wordsRole);
-  if (lastFails_) {
-    QStandardItem* const mark = rows_->item(played_ - 1, markColumn);
-    mark->setText(QStringLiteral("✗ %1").arg(current()));
-    mark->setData(tr("%1, failed").arg(current()), Qt::AccessibleTextRole);
-    mark->setForeground(palette().color(QPalette::BrightText));
-  }
   if (selected() == last) words_->appendPlainText(line);
+}
+
+void CommandPanel::markFailed() {
+  QStandardItem* const mark = rows_->item(played_ - 1, markColumn);
+  mark->setText(QStringLiteral("✗ %1").arg(current()));
+  mark->setData(tr("%1, failed").arg(current()), Qt::AccessibleTextRole);
+  mark->setForeground(palette().color(QPalette::BrightText));
 }
 
 void CommandPanel::insertRow(int row, const Command& command) {

@@ -54,6 +54,7 @@ class CommandPanel : public QDockWidget {
   void enter();
   void addPlayed(const Command& command);
   void addWords(const QString& line);
+  void markFailed();
   void insertRow(int row, const Command& command);
   void markNext();
   void showWords();
@@ -67,9 +68,9 @@ class CommandPanel : public QDockWidget {
   QLabel* message_;
   int played_ = 0;                // the number of rows that were played
   std::vector<int> commandRows_;  // the row of each command that was played
-  bool lastFails_ = false;        // an expectation, of which every word is a failure
   Signal<Command>::Subscription playing_;
   Signal<std::string>::Subscription printed_;
+  Signal<std::string>::Subscription failed_;
 };
 
 }  // namespace substitute

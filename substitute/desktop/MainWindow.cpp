@@ -26,6 +26,7 @@
 #include "substitute/desktop/TracePanel.h"
 #include "substitute/desktop/WebPage.h"
 #include "substitute/driver/AddIn.h"
+#include "substitute/driver/Text.h"
 #include "substitute/driver/Velorin.h"
 
 namespace substitute {
@@ -74,6 +75,9 @@ MainWindow::MainWindow(Host& host, ScenarioRunner& runner, WebEngine& engine,
   setStatusBar(status_);
   traceSubscription_ =
       host_.interceptor().trace.subscribe([this](const Json& entry) { follow(entry); });
+  failureSubscription_ = runner_.failed.subscribe([this](const std::string& sentence) {
+    status_->tell(tr("An expectation failed: %1").arg(text(printable(sentence))));
+  });
   setFocus();
   refresh();
 }

@@ -101,6 +101,7 @@ class MainWindow : public QMainWindow {
   QAction* noEntitlement_ = nullptr;
   QActionGroup* languages_ = nullptr;
   Signal<Json>::Subscription traceSubscription_;
+  Signal<std::string>::Subscription failureSubscription_;
 };
 
 }  // namespace substitute

@@ -82,6 +82,7 @@ void ScenarioRunner::expect(const Expectation& expectation) {
   const std::string sentence = place_.empty() ? *failure : place_ + ": " + *failure;
   reporter_.print(sentence);
   noteFailure(sentence);
+  failed.publish(sentence);
 }
 
 void ScenarioRunner::noteFailure(const std::string& sentence) {

@@ -37,6 +37,9 @@ class ScenarioRunner {
   // A command, or a comment, that is played next.
   Signal<Command> playing;
 
+  // An expectation has failed: the sentence that tells so. It is printed first.
+  Signal<std::string> failed;
+
   // Somebody types the commands and reads what comes of them: no line is repeated, and the state is
   // indented.
   bool atPrompt = false;

@@ -57,6 +57,19 @@ TEST_F(StatusLine, KeepsWhatMatteredUntilSomethingNewerDoes) {
   EXPECT_EQ(value("message"), "run returned false");
 }
 
+TEST_F(StatusLine, TellsThatAnExpectationFailed) {
+  window.play("expect /run null");
+  EXPECT_EQ(value("message"), "");
+  window.play("expect /run false");
+  const std::string failed = "An expectation failed: expected /run false, found null";
+  EXPECT_EQ(value("message"), failed);
+  window.play("expect /run null");
+  window.play("start");
+  EXPECT_EQ(value("message"), failed);
+  window.play("message ");
+  EXPECT_EQ(value("message").rfind("An exception left the add-in: ", 0), 0U);
+}
+
 TEST_F(StatusLine, TellsThatAPageFailed) {
   window.play("offline");
   setCounter(4);
