@@ -1,5 +1,6 @@
 #include "substitute/desktop/PageNotice.h"
 
+#include <QApplication>
 #include <QFontMetrics>
 #include <QLabel>
 #include <QPlainTextEdit>
@@ -61,13 +62,23 @@ PageFailure pageFailure(int code, const QString& errorName, const QUrl& url,
 }
 
 PageNotice::PageNotice(QWidget* parent)
-    : QWidget(parent),
+    : QScrollArea(parent),
       reason_(new QLabel),
       address_(new QPlainTextEdit),
       again_(new QPushButton(tr("&Try again"))) {
-  setObjectName("notice");
-  setAttribute(Qt::WA_StyledBackground);
-  auto* const column = new QVBoxLayout(this);
+  auto* const body = new QWidget;
+  body->setObjectName("notice");
+  body->setAttribute(Qt::WA_StyledBackground);
+  setWidget(body);
+  setWidgetResizable(true);
+  setFrameShape(QFrame::NoFrame);
+  setFocusPolicy(Qt::NoFocus);
+  // Many palettes on one side of the window fit a screen.
+  setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Ignored);
+  connect(qApp, &QApplication::focusChanged, this, [this](QWidget* /*old*/, QWidget* now) {
+    if (now != nullptr && isAncestorOf(now)) ensureWidgetVisible(now);
+  });
+  auto* const column = new QVBoxLayout(body);
   column->setContentsMargins(24, 24, 24, 24);
   column->setSpacing(10);
   column->addStretch(2);

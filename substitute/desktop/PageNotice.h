@@ -1,8 +1,8 @@
 // What stands in a palette in place of a page that cannot be shown.
 #pragma once
 
+#include <QScrollArea>
 #include <QUrl>
-#include <QWidget>
 
 class QLabel;
 class QPlainTextEdit;
@@ -22,7 +22,8 @@ struct PageFailure {
 PageFailure pageFailure(int code, const QString& errorName, const QUrl& url,
                         const QString& certificate);
 
-class PageNotice : public QWidget {
+// Scrolls where it does not fit.
+class PageNotice : public QScrollArea {
   Q_OBJECT
 
  public:

@@ -227,4 +227,37 @@ TEST_F(Room, PictureHoldsFloatingPalettes) {
   EXPECT_EQ(pictureOf(window).width(), window.width() + 200);
 }
 
+// The page of each has failed, and its notice has an address and a button.
+TEST_F(Room, ManyPalettesOnOneSideFitTheScreen) {
+  window.play("offline");
+  const QSize size = window.size();
+  for (int i = 0; i < 10; ++i) {
+    const std::string id = "side-" + std::to_string(i);
+    host.application()
+        .userInterface->palettes
+        ->add_raw(id.c_str(), id.c_str(), "https://nowhere.example/", true, true, true, 300, 300,
+                  true)
+        ->release();
+    window.play("dock " + id + " 4");
+  }
+  ASSERT_TRUE(becomes([this] { return window.settled(); }));
+  QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
+  EXPECT_LE(window.minimumSizeHint().height(), 720);
+  EXPECT_EQ(window.size(), size);
+  const PaletteDock& last = *window.dock("side-9");
+  EXPECT_TRUE(
+      QRect(QPoint(), window.size()).contains(QRect(last.mapTo(&window, QPoint()), last.size())));
+  // What does not fit is scrolled to.
+  auto& address = *last.findChild<QPlainTextEdit*>("address");
+  window.activateWindow();
+  ASSERT_TRUE(becomes([this] { return window.isActiveWindow(); }));
+  last.findChild<QToolButton*>("close")->setFocus();
+  const int height = last.height();
+  for (int i = 0; i < 10; ++i) action("taller").trigger();
+  ASSERT_TRUE(becomes([&] { return last.height() > height; }));
+  for (int i = 0; i < 3 && !address.hasFocus(); ++i) QTest::keyClick(&window, Qt::Key_Tab);
+  ASSERT_TRUE(address.hasFocus());
+  EXPECT_FALSE(address.visibleRegion().isEmpty());
+}
+
 }  // namespace
