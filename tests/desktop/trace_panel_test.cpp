@@ -399,10 +399,12 @@ TEST_F(TraceList, KeysFindAndClearTheFilter) {
   EXPECT_EQ(filter->text(), "");
   // What the keys are is shown.
   EXPECT_TRUE(filter->toolTip().contains("Ctrl+F"));
-  for (const char* const name : {"findInTrace", "clearTraceFilter", "copyTrace", "showCommand"}) {
-    EXPECT_FALSE(action(name).shortcut().isEmpty()) << name;
-    EXPECT_TRUE(action(name).isShortcutVisibleInContextMenu()) << name;
-  }
+  EXPECT_TRUE(action("showCommand").toolTip().contains("Ctrl+Return"));
+  const std::pair<const char*, const char*> keys[] = {{"findInTrace", "Ctrl+F"},
+                                                      {"clearTraceFilter", "Esc"},
+                                                      {"copyTrace", "Ctrl+C"},
+                                                      {"showCommand", "Ctrl+Return"}};
+  for (const auto& [name, key] : keys) EXPECT_EQ(action(name).shortcut().toString(), key) << name;
 }
 
 TEST_F(TraceList, LineLeadsToItsCommand) {
