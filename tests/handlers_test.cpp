@@ -118,7 +118,7 @@ TEST_F(Handlers, EndBeforeTheHandlesDoInTheReverseOrder) {
     const core::Base* const held = object;
     void* const handle = dlsym(library, name);
     ASSERT_NE(handle, nullptr) << name;
-    std::memcpy(handle, static_cast<const void*>(&held), sizeof held);
+    std::memcpy(handle, static_cast<const void*>(&held), sizeof(void*));
   }
   std::vector<const void*> expected(made().rbegin(), made().rend());
   expected.insert(expected.end(), {&palette, &userInterface, &application});

@@ -2,7 +2,6 @@
 #include "tests/AddInFixture.h"
 
 using substitute::Json;
-using substitute::ObjectKind;
 
 namespace {
 

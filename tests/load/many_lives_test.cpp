@@ -64,7 +64,7 @@ TEST_F(ManyLives, EndAsTheyBegan) {
   std::cout << "before: " << before << "\nafter:  " << after << '\n';
   // Less than a byte a life: a leak of any size would be more.
   EXPECT_LT(after.heap, before.heap + lives);
-  EXPECT_LE(after.resident, before.resident + 512 * 1024);
+  EXPECT_LE(after.resident, before.resident + 512UL * 1024);
   EXPECT_EQ(after.files, before.files);
   EXPECT_EQ(after.threads, before.threads);
   EXPECT_EQ(after.mappings, before.mappings);

@@ -37,7 +37,7 @@ class TimeAndPlace : public AddInFixture {
 
   // The same date, the zone's distance from Greenwich given in minutes.
   static std::string expected(std::time_t seconds, int minutesEast) {
-    const std::time_t there = seconds + minutesEast * 60;
+    const std::time_t there = seconds + minutesEast * 60L;
     std::tm date{};
     gmtime_r(&there, &date);
     char text[40];
@@ -85,7 +85,7 @@ TEST_F(TimeAndPlace, ZoneDecidesTheDay) {
 
 TEST_F(TimeAndPlace, DayChangesAtLocalMidnight) {
   for (const Zone& zone : zones) {
-    const std::time_t there = midnight - zone.minutesEast * 60;
+    const std::time_t there = midnight - zone.minutesEast * 60L;
     EXPECT_EQ(dateAt(there - 1, zone.name), "15.11.2026") << zone.name;
     EXPECT_EQ(dateAt(there, zone.name), "16.11.2026") << zone.name;
   }
@@ -165,7 +165,7 @@ class Locale : public TimeAndPlace, public testing::WithParamInterface<const cha
 // are not ours; the file knows nothing of it.
 TEST_P(Locale, DateKeepsItsForm) {
   EXPECT_EQ(dateAt(midnight, "UTC"), "16.11.2026");
-  EXPECT_EQ(dateAt(midnight + 111 * 24 * hour, "UTC"), "07.03.2027");
+  EXPECT_EQ(dateAt(midnight + 111 * (24 * hour), "UTC"), "07.03.2027");
 }
 
 TEST_P(Locale, CounterKeepsItsForm) {
