@@ -421,7 +421,7 @@ TEST_F(TraceList, LineLeadsToItsCommand) {
   QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, place);
   QTest::mouseDClick(list->viewport(), Qt::LeftButton, {}, place);
   EXPECT_EQ(requested.size(), 3);
-  for (const QVariantList& values : requested) EXPECT_EQ(values, QVariantList({7}));
+  for (const QVariantList& values : requested) EXPECT_EQ(values, QVariantList{7});
   // A line without a command leads nowhere.
   select(1);
   EXPECT_FALSE(action("showCommand").isEnabled());
