@@ -193,6 +193,15 @@ TEST_F(Prompt, ControlCClearsTheLine) {
   quit(terminal);
 }
 
+TEST_F(Prompt, ControlCTakesItsTurnAmongTheKeys) {
+  Terminal terminal = open();
+  terminal.expectPrompt();
+  terminal.type(std::string("jump") + controlC + controlC + "offline\n");
+  terminal.expect("The host is offline.");
+  EXPECT_EQ(terminal.seen().find("is not a command"), std::string::npos) << terminal.seen();
+  quit(terminal);
+}
+
 TEST_F(Prompt, ControlDUnloadsAndEnds) {
   Terminal terminal = open();
   terminal.answer("start", "run returned true.");

@@ -9,7 +9,6 @@
 #include <langinfo.h>
 
 #include <clocale>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -41,27 +40,25 @@ const std::vector<PromptWord> promptWords = {
 };
 
 const Host* completedHost = nullptr;
-volatile std::sig_atomic_t interrupted = 0;
+// Whether Ctrl-C has dropped the line.
+bool dropped = false;
 
-void onInterrupt(int /*signal*/) {
-  interrupted = 1;
+// Makes Ctrl-C a key like any other while a line is typed. A signal that came just before the line
+// editor waits for a key would be noticed only at the next key.
+void makeControlCAKey() {
+  rl_initialize();
+  // Line editors differ in the arguments that they pass.
+  rl_add_defun(
+      "drop-line",
+      [](auto...) {
+        dropped = true;
+        rl_done = 1;
+        return 0;
+      },
+      '\x03');
+  // Called for each line, after the line editor has set the terminal up.
+  rl_pre_input_hook = [](auto...) { return rl_parse_and_bind("setty -d -intr"); };
 }
-
-// While it lives, Ctrl-C interrupts the reading of a line instead of ending the program.
-class InterruptGuard {
- public:
-  InterruptGuard() {
-    struct sigaction action {};
-    action.sa_handler = onInterrupt;  // without SA_RESTART: the reading ends
-    sigaction(SIGINT, &action, &before_);
-  }
-  ~InterruptGuard() { sigaction(SIGINT, &before_, nullptr); }
-  InterruptGuard(const InterruptGuard&) = delete;
-  InterruptGuard& operator=(const InterruptGuard&) = delete;
-
- private:
-  struct sigaction before_ {};
-};
 
 // Words are completed in UTF-8, whatever the environment says: a name of a locale that is not
 // installed, or another encoding, would make the line editor drop letters.
@@ -108,10 +105,9 @@ std::string historyFile() {
 
 // The next line; nothing at the end of input. A line that Ctrl-C has dropped is empty.
 std::optional<std::string> readLine() {
-  const InterruptGuard guard;
-  interrupted = 0;
+  dropped = false;
   char* const typed = readline("host> ");
-  if (interrupted != 0) {
+  if (dropped) {
     std::free(typed);
     std::cout << '\n';
     return "";
@@ -145,6 +141,7 @@ void runPrompt(ScenarioRunner& runner) {
   rl_readline_name = const_cast<char*>("substitute-host");
   rl_attempted_completion_function = complete;
   rl_catch_signals = 0;
+  makeControlCAKey();
   using_history();
   const std::string history = historyFile();
   if (!history.empty()) read_history(history.c_str());
