@@ -2,6 +2,8 @@
 
 const language = new URLSearchParams(location.search).get('lang') === 'CSY' ? 'cs' : 'en';
 document.documentElement.lang = language;
+// Removed, too, so that no text that is read here depends on whether the style sheet has arrived.
+for (const other of document.querySelectorAll(`body [lang]:not([lang=${language}])`)) other.remove();
 const texts = {
   cs: {found: 'Nalezené lekce: ', opened: 'otevřeno v prohlížeči'},
   en: {found: 'Lessons found: ', opened: 'opened in the browser'},
@@ -35,7 +37,7 @@ function tell(text) {
 // A lesson opens outside the host: the add-in is sent its address, in quotes. In a browser, where
 // nobody listens, the link is a link.
 const lessons = [...document.querySelectorAll('.lesson')];
-const titles = new Map(lessons.map(lesson => [lesson, lesson.querySelector('h2').innerText]));
+const titles = new Map(lessons.map(lesson => [lesson, lesson.querySelector('h2').textContent]));
 function markOpened(lesson) {
   if (!lesson.matches('.opened')) {
     const note = document.createElement('span');
@@ -57,7 +59,7 @@ for (const lesson of lessons) {
 
 // Without accents and capitals, as people type when they search.
 const plain = text => text.normalize('NFD').replace(/\p{M}/gu, '').toLowerCase();
-const words = new Map(lessons.map(lesson => [lesson, plain(lesson.innerText)]));
+const words = new Map(lessons.map(lesson => [lesson, plain(lesson.textContent)]));
 const search = document.getElementById('search');
 search.placeholder = search.dataset[language];
 search.setAttribute('aria-label', search.placeholder);
@@ -67,5 +69,5 @@ search.addEventListener('input', () => {
   const found = lessons.filter(lesson => !lesson.hidden).length;
   const nothing = document.getElementById('nothing');
   nothing.hidden = found > 0;
-  tell(found > 0 ? texts.found + found : nothing.innerText.trim());
+  tell(found > 0 ? texts.found + found : nothing.textContent.trim());
 });

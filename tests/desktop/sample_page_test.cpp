@@ -154,6 +154,15 @@ TEST_F(SamplePage, ScrollsNotSidewaysAt200Pixels) {
   }
 }
 
+// Whether the style sheet has arrived or not, what is searched and announced is in one language.
+TEST_F(SamplePage, HoldsOneLanguageAlone) {
+  load("ENG");
+  EXPECT_EQ(inPage("document.querySelector('.lesson h2').textContent"), "Your first sketch");
+  load("CSY");
+  EXPECT_EQ(inPage("document.querySelector('.lesson h2').textContent"),
+            QString::fromUtf8("První náčrt"));
+}
+
 TEST_F(SamplePage, TellsHowManyLessonsAreFound) {
   load("CSY");
   EXPECT_EQ(told(), "");
