@@ -6,8 +6,8 @@
 
 #include "substitute/desktop/LearningSite.h"
 #include "substitute/desktop/MainWindow.h"
+#include "substitute/desktop/PlatformPlugin.h"
 #include "substitute/desktop/Playback.h"
-#include "substitute/desktop/Screen.h"
 #include "substitute/desktop/Screenshot.h"
 #include "substitute/desktop/Theme.h"
 #include "substitute/desktop/WebPage.h"
@@ -82,8 +82,8 @@ int show(DesktopLine& values, int& argc, char** argv) {
   } else {
     commands = readScenario(values.scenario);
   }
-  findScreen(ends, argc, argv);
-  if (qgetenv("QT_QPA_PLATFORM") == "offscreen") dropWordsAboutTheScreen();
+  choosePlatformPlugin(ends, argc, argv);
+  if (qgetenv("QT_QPA_PLATFORM") == "offscreen") filterPlatformMessages();
   QApplication application(argc, argv);
   QApplication::setApplicationName(program);
   checkScreenshot(values.screenshot);

@@ -1,4 +1,4 @@
-#include "substitute/desktop/Screen.h"
+#include "substitute/desktop/PlatformPlugin.h"
 
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -14,8 +14,8 @@ namespace substitute {
 
 namespace {
 
-// Whether Qt finds a screen. It ends the process where it does not, so a child of this one tries.
-bool screenOpens(int argc, char** argv) {
+// Whether Qt can open a window. Where it cannot, it ends the process: so a child process tries.
+bool displayOpens(int argc, char** argv) {
   const pid_t child = fork();
   if (child == 0) {
     const rlimit none = {0, 0};
@@ -30,15 +30,15 @@ bool screenOpens(int argc, char** argv) {
 
 }  // namespace
 
-void findScreen(bool forPictureOnly, int argc, char** argv) {
+void choosePlatformPlugin(bool forPictureOnly, int argc, char** argv) {
 #ifdef Q_OS_MACOS
-  return;  // there is always one
+  return;  // there is always a display
 #endif
   std::string named;
   for (const char* const variable : {"QT_QPA_PLATFORM", "WAYLAND_DISPLAY", "DISPLAY"}) {
     if (named.empty()) named = qgetenv(variable).toStdString();
   }
-  if (!named.empty() && screenOpens(argc, argv)) return;
+  if (!named.empty() && displayOpens(argc, argv)) return;
   if (forPictureOnly && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     return;
@@ -48,17 +48,17 @@ void findScreen(bool forPictureOnly, int argc, char** argv) {
                            "; substitute-host plays in the terminal");
 }
 
-void dropWordsAboutTheScreen() {
-  static QtMessageHandler others = nullptr;
-  others = qInstallMessageHandler(
-      [](QtMsgType type, const QMessageLogContext& context, const QString& text) {
-        for (const char* const known :
+void filterPlatformMessages() {
+  static QtMessageHandler previous = nullptr;
+  previous = qInstallMessageHandler(
+      [](QtMsgType type, const QMessageLogContext& context, const QString& message) {
+        for (const char* const dropped :
              {"This plugin does not support ", "WebEngineContext used before ",
               "No suitable graphics backend found", "QStandardPaths: XDG_RUNTIME_DIR not set",
               "Sandboxing disabled by user"}) {
-          if (text.startsWith(QLatin1String(known))) return;
+          if (message.startsWith(QLatin1String(dropped))) return;
         }
-        others(type, context, text);
+        previous(type, context, message);
       });
 }
 
