@@ -15,9 +15,9 @@
 
 #include "substitute/api/HostObjects.h"
 #include "substitute/desktop/ElidedLabel.h"
-#include "substitute/desktop/PageNotice.h"
-#include "substitute/desktop/PageRemark.h"
+#include "substitute/desktop/ErrorPage.h"
 #include "substitute/desktop/Theme.h"
+#include "substitute/desktop/WarningBar.h"
 #include "substitute/desktop/WebPage.h"
 
 namespace substitute {
@@ -51,20 +51,20 @@ PaletteDock::PaletteDock(const PaletteObject& object, WebEngine& engine, QWidget
       pages_(new QStackedWidget),
       view_(new QWebEngineView),
       page_(new WebPage(engine, view_)),
-      notice_(new PageNotice),
-      remark_(new PageRemark) {
+      errorPage_(new ErrorPage),
+      warnings_(new WarningBar) {
   setObjectName("palette:" + QString::fromStdString(object.id()));
   // A palette that the add-in lets float leaves the focus where the user works.
   setAttribute(Qt::WA_ShowWithoutActivating);
   setTitleBarWidget(makeTitleBar());
   pages_->addWidget(view_);
-  pages_->addWidget(notice_);
+  pages_->addWidget(errorPage_);
   auto* const content = new QWidget;
   auto* const column = new QVBoxLayout(content);
   column->setContentsMargins(0, 0, 0, 0);
   column->setSpacing(0);
   column->addWidget(pages_, 1);
-  column->addWidget(remark_);
+  column->addWidget(warnings_);
   setWidget(content);
   connectPage();
   resize(object.values().width, object.values().height);
@@ -201,14 +201,14 @@ void PaletteDock::connectPage() {
   connect(page_, &WebPage::scriptFailed, this,
           [this](const QString& message, int line, const QString& source) {
             const QString file = QUrl(source).fileName();
-            remark_->tell(
+            warnings_->warn(
                 tr("%1, line %2: %3").arg(file.isEmpty() ? source : file).arg(line).arg(message));
           });
   connect(page_, &WebPage::windowRefused, this, [this](const QUrl& address) {
-    remark_->tell(tr("The page asked for a new window, which does not open here: %1")
-                      .arg(address.toDisplayString()));
+    warnings_->warn(tr("The page asked for a new window, which does not open here: %1")
+                        .arg(address.toDisplayString()));
   });
-  connect(notice_, &PageNotice::retryRequested, this, &PaletteDock::retry);
+  connect(errorPage_, &ErrorPage::retryRequested, this, &PaletteDock::retry);
 }
 
 // The add-in's address is not always well formed. QUrl would mend it, so the engine is given the
@@ -239,7 +239,7 @@ void PaletteDock::follow(const QWebEngineLoadingInfo& info) {
   switch (info.status()) {
     case QWebEngineLoadingInfo::LoadStartedStatus:
       state_ = State::loading;
-      remark_->clear();
+      warnings_->clear();
       break;
     case QWebEngineLoadingInfo::LoadSucceededStatus:
       if (start) return leaveStartPage();
@@ -266,12 +266,12 @@ void PaletteDock::fail(const PageFailure& failure) {
   state_ = State::failed;
   const PageFailure offline = {tr("The host is offline. It loads the page when it goes online."),
                                false};
-  const PageFailure& told = engine_.offline() ? offline : failure;
-  notice_->tell(
+  const PageFailure& shown = engine_.offline() ? offline : failure;
+  errorPage_->setFailure(
       arriving_ ? QString::fromStdString(object_.values().address) : failed_.toDisplayString(),
-      told);
-  pages_->setCurrentWidget(notice_);
-  Q_EMIT pageFailed(told.reason);
+      shown);
+  pages_->setCurrentWidget(errorPage_);
+  Q_EMIT pageFailed(shown.reason);
 }
 
 }  // namespace substitute

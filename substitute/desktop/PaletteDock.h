@@ -14,8 +14,8 @@ namespace substitute {
 
 struct PageFailure;
 class ElidedLabel;
-class PageNotice;
-class PageRemark;
+class ErrorPage;
+class WarningBar;
 class PaletteObject;
 class WebEngine;
 class WebPage;
@@ -83,8 +83,8 @@ class PaletteDock : public QDockWidget {
   QStackedWidget* pages_;
   QWebEngineView* view_;
   WebPage* page_;
-  PageNotice* notice_;
-  PageRemark* remark_;
+  ErrorPage* errorPage_;
+  WarningBar* warnings_;
   QPointer<QWebEngineView> tools_;
   ElidedLabel* title_;
   QToolButton* closeButton_;

@@ -84,14 +84,14 @@ QToolBar QToolButton:checked { background: LINE; }
 QToolTip { background: SURFACE; color: TEXT; border: 1px solid LINE; padding: 6px; }
 QWidget#titleBar { background: WINDOW; border-bottom: 1px solid LINE; }
 QWidget#titleBar QLabel { font-weight: 600; }
-QWidget#notice { background: SURFACE; }
+QWidget#errorPage { background: SURFACE; }
 QLabel#heading { font-weight: 600; }
 QLabel#reason { color: FAINT; }
 QPlainTextEdit#address { background: SURFACE; border: 1px solid LINE; border-radius: 5px; }
 QPlainTextEdit#traceDetail { background: SURFACE; border: none; }
 QSplitter#traceSplitter::handle { background: LINE; }
 QPlainTextEdit#address:focus { border-color: ACCENT; }
-QWidget#remark { background: WINDOW; border-top: 1px solid LINE; }
+QWidget#warningBar { background: WINDOW; border-top: 1px solid LINE; }
 QWidget#titleBar QLabel#count { color: FAINT; font-weight: 400; }
 QAbstractScrollArea::corner { background: SURFACE; }
 QPushButton { background: SURFACE; border: 1px solid LINE; border-radius: 5px; padding: 6px 14px; }

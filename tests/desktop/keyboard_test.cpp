@@ -432,7 +432,7 @@ TEST_F(Keyboard, FocusCanBeSeenInBothThemes) {
     apply(theme);
     window.play("start");
     window.play("stop");
-    // A notice with an address in place of the page.
+    // An error page with an address.
     window.play("start");
     window.play("offline");
     window.play("click");

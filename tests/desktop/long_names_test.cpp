@@ -227,7 +227,7 @@ TEST_F(Room, PictureHoldsFloatingPalettes) {
   EXPECT_EQ(pictureOf(window).width(), window.width() + 200);
 }
 
-// The page of each has failed, and its notice has an address and a button.
+// The page of each has failed, and its error page has an address and a button.
 TEST_F(Room, ManyPalettesOnOneSideFitTheScreen) {
   window.play("offline");
   const QSize size = window.size();

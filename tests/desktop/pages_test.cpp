@@ -11,7 +11,7 @@
 #include <memory>
 
 #include "substitute/api/HostObjects.h"
-#include "substitute/desktop/PageNotice.h"
+#include "substitute/desktop/ErrorPage.h"
 #include "tests/desktop/DesktopFixture.h"
 
 namespace {
@@ -77,9 +77,9 @@ class Page : public Desktop {
   std::string address() const {
     return part<QPlainTextEdit>("address").toPlainText().toStdString();
   }
-  QPushButton& again() const { return part<QPushButton>("again"); }
-  QWidget& remark() const { return part<QWidget>("remark"); }
-  std::string remarkText() const { return part<QLabel>("remarkText").text().toStdString(); }
+  QPushButton& retryButton() const { return part<QPushButton>("retry"); }
+  QWidget& warningBar() const { return part<QWidget>("warningBar"); }
+  std::string warningText() const { return part<QLabel>("warningText").text().toStdString(); }
   QVariant inPage(const QString& expression) const {
     return valueIn(*dock()->view().page(), expression);
   }
@@ -94,10 +94,10 @@ class Page : public Desktop {
 TEST_F(Page, NameThatIsNotFoundIsTold) {
   open("https://nowhere.example/lessons?lang=CSY");
   EXPECT_FALSE(dock()->reached());
-  EXPECT_TRUE(part<QWidget>("notice").isVisible());
+  EXPECT_TRUE(part<QWidget>("errorPage").isVisible());
   EXPECT_EQ(reason(), "The name nowhere.example was not found.");
   EXPECT_EQ(address(), "https://nowhere.example/lessons?lang=CSY");
-  EXPECT_TRUE(again().isVisible());
+  EXPECT_TRUE(retryButton().isVisible());
 }
 
 TEST_F(Page, RefusedConnectionIsToldAndTriedAgainByKeyboard) {
@@ -109,12 +109,12 @@ TEST_F(Page, RefusedConnectionIsToldAndTriedAgainByKeyboard) {
   EXPECT_FALSE(dock()->reached());
   EXPECT_EQ(reason(), "127.0.0.1 refuses the connection.");
   EXPECT_EQ(address(), page);
-  ASSERT_TRUE(again().isVisible());
-  EXPECT_NE(again().focusPolicy() & Qt::TabFocus, 0);
+  ASSERT_TRUE(retryButton().isVisible());
+  EXPECT_NE(retryButton().focusPolicy() & Qt::TabFocus, 0);
   const PlainServer late("200 OK", "<title>There</title>", port);
-  press(again(), Qt::Key_Space);
+  press(retryButton(), Qt::Key_Space);
   ASSERT_TRUE(becomes([this] { return dock()->reached(); }));
-  EXPECT_FALSE(part<QWidget>("notice").isVisible());
+  EXPECT_FALSE(part<QWidget>("errorPage").isVisible());
   EXPECT_EQ(inPage("document.title"), "There");
 }
 
@@ -124,7 +124,7 @@ TEST_F(Page, StatusThatPassesIsTriedAgain) {
   EXPECT_FALSE(dock()->reached());
   EXPECT_EQ(reason(), "127.0.0.1 answers with the status 503.");
   EXPECT_EQ(address(), server.address("/busy"));
-  EXPECT_TRUE(again().isVisible());
+  EXPECT_TRUE(retryButton().isVisible());
 }
 
 TEST_F(Page, StatusThatStaysIsToldWithoutAButton) {
@@ -133,7 +133,7 @@ TEST_F(Page, StatusThatStaysIsToldWithoutAButton) {
   EXPECT_FALSE(dock()->reached());
   EXPECT_EQ(reason(), "learning.velorin.example answers with the status 404.");
   EXPECT_EQ(address(), missing);
-  EXPECT_FALSE(again().isVisible());
+  EXPECT_FALSE(retryButton().isVisible());
 }
 
 // The site's certificate counts for the placeholder host alone.
@@ -143,7 +143,7 @@ TEST_F(Page, CertificateIsRefusedForAnotherHostAndTold) {
   EXPECT_FALSE(dock()->reached());
   EXPECT_EQ(reason().find("The certificate of 127.0.0.1 is not trusted. "), 0U) << reason();
   EXPECT_GT(reason().size(), std::string("The certificate of 127.0.0.1 is not trusted. ").size());
-  EXPECT_FALSE(again().isVisible());
+  EXPECT_FALSE(retryButton().isVisible());
 }
 
 TEST_F(Page, MalformedAddressIsTold) {
@@ -153,7 +153,7 @@ TEST_F(Page, MalformedAddressIsTold) {
     EXPECT_FALSE(dock()->reached());
     EXPECT_EQ(reason(), "The address is not well formed.");
     EXPECT_EQ(address(), malformed);
-    EXPECT_FALSE(again().isVisible());
+    EXPECT_FALSE(retryButton().isVisible());
     window.play("remove palette page");
   }
 }
@@ -170,14 +170,14 @@ TEST_F(Page, OfflineHostOffersNoButton) {
   window.play("offline");
   open("https://nowhere.example/");
   EXPECT_EQ(reason(), "The host is offline. It loads the page when it goes online.");
-  EXPECT_FALSE(again().isVisible());
+  EXPECT_FALSE(retryButton().isVisible());
 }
 
 TEST(PageFailure, IsWordedByTheEnginesNumber) {
   const QUrl url("https://example.org/page");
   const auto told = [&](int code) {
     const PageFailure failure = pageFailure(code, "ERR_SOMETHING", url, "It has expired.");
-    return std::pair(failure.reason.toStdString(), failure.again);
+    return std::pair(failure.reason.toStdString(), failure.canRetry);
   };
   EXPECT_EQ(told(-106),
             std::pair(std::string("There is no network that leads to example.org."), true));
@@ -198,9 +198,9 @@ TEST_F(Page, NewWindowIsNotOpenedAndTold) {
       " '<a id=away target=_blank href=first-sketch.asp>Away</a>'); 0");
   const auto windows = QApplication::topLevelWidgets().size();
   clickInPage("#away");
-  auto* const shown = learning.findChild<QWidget*>("remark");
+  auto* const shown = learning.findChild<QWidget*>("warningBar");
   ASSERT_TRUE(becomes([&] { return shown->isVisible(); }));
-  EXPECT_EQ(learning.findChild<QLabel*>("remarkText")->accessibleName(),
+  EXPECT_EQ(learning.findChild<QLabel*>("warningText")->accessibleName(),
             "The page asked for a new window, which does not open here: "
             "https://learning.velorin.example/fusion360/first-sketch.asp");
   EXPECT_EQ(QApplication::topLevelWidgets().size(), windows);
@@ -211,31 +211,31 @@ TEST_F(Page, NewWindowIsNotOpenedAndTold) {
 TEST_F(Page, ScriptErrorIsToldWithFileAndLine) {
   const PlainServer server("200 OK", "<!doctype html>\n<script>\nnoSuchFunction();\n</script>\n");
   open(server.address("/broken.html"));
-  ASSERT_TRUE(becomes([this] { return remark().isVisible(); }));
-  EXPECT_EQ(remarkText(),
+  ASSERT_TRUE(becomes([this] { return warningBar().isVisible(); }));
+  EXPECT_EQ(warningText(),
             "broken.html, line 3: Uncaught ReferenceError: noSuchFunction is not defined");
   EXPECT_TRUE(dock()->reached());
   EXPECT_LE(dock()->width(), 300);
 
   inPage("console.error('a second one'); 0");
-  ASSERT_TRUE(becomes([this] { return remarkText().find("a second one") != std::string::npos; }));
-  EXPECT_NE(remarkText().find("(remark 2)"), std::string::npos) << remarkText();
+  ASSERT_TRUE(becomes([this] { return warningText().find("a second one") != std::string::npos; }));
+  EXPECT_NE(warningText().find("(warning 2)"), std::string::npos) << warningText();
 
-  auto& close = part<QToolButton>("closeRemark");
+  auto& close = part<QToolButton>("dismissWarning");
   EXPECT_FALSE(close.accessibleName().isEmpty());
   press(close, Qt::Key_Space);
-  EXPECT_FALSE(remark().isVisible());
+  EXPECT_FALSE(warningBar().isVisible());
 }
 
 TEST_F(Page, LongScriptErrorIsShortenedAndWholeInTheTooltip) {
   const PlainServer server("200 OK", "<!doctype html><title>Fine</title>");
   open(server.address("/fine.html"));
   inPage("console.error('x'.repeat(4096)); 0");
-  ASSERT_TRUE(becomes([this] { return remark().isVisible(); }));
-  EXPECT_LT(remarkText().size(), 300U);
-  EXPECT_NE(remarkText().find("…"), std::string::npos);
+  ASSERT_TRUE(becomes([this] { return warningBar().isVisible(); }));
+  EXPECT_LT(warningText().size(), 300U);
+  EXPECT_NE(warningText().find("…"), std::string::npos);
   EXPECT_TRUE(
-      part<QLabel>("remarkText").toolTip().remove(QChar(0x200B)).contains(QString(4096, 'x')));
+      part<QLabel>("warningText").toolTip().remove(QChar(0x200B)).contains(QString(4096, 'x')));
   EXPECT_LE(dock()->width(), 300);
 }
 
@@ -244,10 +244,10 @@ TEST_F(Page, EndOfItsProcessIsToldAndTheKeyboardBringsItBack) {
   open(server.address("/there"));
   ASSERT_TRUE(dock()->reached());
   ASSERT_EQ(kill(static_cast<pid_t>(dock()->view().page()->renderProcessPid()), SIGKILL), 0);
-  ASSERT_TRUE(becomes([this] { return part<QWidget>("notice").isVisible(); }));
+  ASSERT_TRUE(becomes([this] { return part<QWidget>("errorPage").isVisible(); }));
   EXPECT_EQ(reason(), "The process that showed the page has ended.");
   EXPECT_EQ(address(), server.address("/there"));
-  press(again(), Qt::Key_Space);
+  press(retryButton(), Qt::Key_Space);
   ASSERT_TRUE(becomes([this] { return dock()->reached(); }));
   EXPECT_EQ(inPage("document.title"), "There");
 }

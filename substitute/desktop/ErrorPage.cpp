@@ -1,4 +1,4 @@
-#include "substitute/desktop/PageNotice.h"
+#include "substitute/desktop/ErrorPage.h"
 
 #include <QApplication>
 #include <QFontMetrics>
@@ -12,9 +12,9 @@ namespace substitute {
 
 namespace {
 
-constexpr int linesOfAddress = 4;
+constexpr int addressLines = 4;
 
-// Errors of the web engine, by its numbers.
+// The web engine's numbers for its errors.
 enum EngineError {
   timedOut = -7,
   networkChanged = -21,
@@ -34,9 +34,9 @@ PageFailure pageFailure(int code, const QString& errorName, const QUrl& url,
                         const QString& certificate) {
   const QString host = url.host();
   if (code > 0) {
-    // Timed out, too many requests, and what the server itself failed in.
-    const bool again = code == 408 || code == 429 || code >= 500;
-    return {QWidget::tr("%1 answers with the status %2.").arg(host).arg(code), again};
+    // Request timeout, too many requests, and all errors of the server.
+    const bool canRetry = code == 408 || code == 429 || code >= 500;
+    return {QWidget::tr("%1 answers with the status %2.").arg(host).arg(code), canRetry};
   }
   if (code >= lastCertificateError && code <= firstCertificateError) {
     return {QWidget::tr("The certificate of %1 is not trusted. %2").arg(host, certificate), false};
@@ -44,7 +44,7 @@ PageFailure pageFailure(int code, const QString& errorName, const QUrl& url,
   switch (code) {
     case nameNotResolved:
     case nameResolutionFailed:
-      // The engine takes names that none can be, such as one with a space.
+      // The engine also looks up names that are not valid, such as one with a space.
       if (host.isEmpty()) return {QWidget::tr("The address is not well formed."), false};
       return {QWidget::tr("The name %1 was not found.").arg(host), true};
     case internetDisconnected:
@@ -61,19 +61,19 @@ PageFailure pageFailure(int code, const QString& errorName, const QUrl& url,
   }
 }
 
-PageNotice::PageNotice(QWidget* parent)
+ErrorPage::ErrorPage(QWidget* parent)
     : QScrollArea(parent),
       reason_(new QLabel),
       address_(new QPlainTextEdit),
-      again_(new QPushButton(tr("&Try again"))) {
+      retry_(new QPushButton(tr("&Try again"))) {
   auto* const body = new QWidget;
-  body->setObjectName("notice");
+  body->setObjectName("errorPage");
   body->setAttribute(Qt::WA_StyledBackground);
   setWidget(body);
   setWidgetResizable(true);
   setFrameShape(QFrame::NoFrame);
   setFocusPolicy(Qt::NoFocus);
-  // Many palettes on one side of the window fit a screen.
+  // Otherwise many palettes on one side of the window would make it higher than the screen.
   setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Ignored);
   connect(qApp, &QApplication::focusChanged, this, [this](QWidget* /*old*/, QWidget* now) {
     if (now != nullptr && isAncestorOf(now)) ensureWidgetVisible(now);
@@ -99,18 +99,18 @@ PageNotice::PageNotice(QWidget* parent)
   address_->setWordWrapMode(QTextOption::WrapAnywhere);
   address_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
   const int margins = 2 * static_cast<int>(address_->document()->documentMargin()) + 2;
-  address_->setFixedHeight(linesOfAddress * QFontMetrics(address_->font()).lineSpacing() + margins);
+  address_->setFixedHeight(addressLines * QFontMetrics(address_->font()).lineSpacing() + margins);
   column->addWidget(address_);
-  again_->setObjectName("again");
-  connect(again_, &QPushButton::clicked, this, &PageNotice::retryRequested);
-  column->addWidget(again_, 0, Qt::AlignHCenter);
+  retry_->setObjectName("retry");
+  connect(retry_, &QPushButton::clicked, this, &ErrorPage::retryRequested);
+  column->addWidget(retry_, 0, Qt::AlignHCenter);
   column->addStretch(3);
 }
 
-void PageNotice::tell(const QString& address, const PageFailure& failure) {
+void ErrorPage::setFailure(const QString& address, const PageFailure& failure) {
   reason_->setText(failure.reason);
   address_->setPlainText(address);
-  again_->setVisible(failure.again);
+  retry_->setVisible(failure.canRetry);
 }
 
 }  // namespace substitute

@@ -1,4 +1,4 @@
-#include "substitute/desktop/PageRemark.h"
+#include "substitute/desktop/WarningBar.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -10,33 +10,33 @@
 
 namespace substitute {
 
-PageRemark::PageRemark(QWidget* parent) : QWidget(parent), text_(new QLabel) {
-  setObjectName("remark");
+WarningBar::WarningBar(QWidget* parent) : QWidget(parent), text_(new QLabel) {
+  setObjectName("warningBar");
   setAttribute(Qt::WA_StyledBackground);
   auto* const row = new QHBoxLayout(this);
   row->setContentsMargins(12, 6, 6, 6);
-  text_->setObjectName("remarkText");
+  text_->setObjectName("warningText");
   text_->setTextFormat(Qt::PlainText);
   text_->setWordWrap(true);
-  // No word widens the palette.
+  // A long word does not widen the palette.
   text_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
   text_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
   text_->setFocusPolicy(Qt::StrongFocus);
   row->addWidget(text_, 1);
   auto* const close = new QToolButton;
-  close->setObjectName("closeRemark");
+  close->setObjectName("dismissWarning");
   close->setIcon(drawnIcon(Drawing::cross, palette().color(QPalette::WindowText)));
   close->setToolTip(tr("Dismiss"));
-  close->setAccessibleName(tr("Dismiss the remark about the page"));
+  close->setAccessibleName(tr("Dismiss the warning about the page"));
   close->setFocusPolicy(Qt::StrongFocus);
-  connect(close, &QToolButton::clicked, this, &PageRemark::clear);
+  connect(close, &QToolButton::clicked, this, &WarningBar::clear);
   row->addWidget(close, 0, Qt::AlignTop);
   hide();
 }
 
-void PageRemark::tell(const QString& text) {
-  ++told_;
-  const QString whole = told_ == 1 ? text : tr("%1 (remark %2)").arg(text).arg(told_);
+void WarningBar::warn(const QString& text) {
+  ++count_;
+  const QString whole = count_ == 1 ? text : tr("%1 (warning %2)").arg(text).arg(count_);
   text_->setText(shortenedToLines(whole));
   text_->setToolTip(wholeAsTooltip(whole));
   text_->setAccessibleName(whole);
@@ -44,8 +44,8 @@ void PageRemark::tell(const QString& text) {
   announce(*text_);
 }
 
-void PageRemark::clear() {
-  told_ = 0;
+void WarningBar::clear() {
+  count_ = 0;
   text_->clear();
   hide();
 }

@@ -1,0 +1,44 @@
+// The page that a palette shows in place of one that cannot be shown.
+#pragma once
+
+#include <QScrollArea>
+#include <QUrl>
+
+class QLabel;
+class QPlainTextEdit;
+class QPushButton;
+
+namespace substitute {
+
+// Why a page cannot be shown.
+struct PageFailure {
+  QString reason;         // one sentence
+  bool canRetry = false;  // whether another load can succeed without any other change
+};
+
+// `code` is the web engine's: an HTTP status if positive, else an error of the engine with the name
+// `errorName`. `url` is the address that failed. `certificate` says what is wrong with its
+// certificate; it is used for certificate errors alone.
+PageFailure pageFailure(int code, const QString& errorName, const QUrl& url,
+                        const QString& certificate);
+
+// Scrolls when the palette is too small for it.
+class ErrorPage : public QScrollArea {
+  Q_OBJECT
+
+ public:
+  explicit ErrorPage(QWidget* parent = nullptr);
+
+  // `address` may be of any length; it is shown in a few lines and can be scrolled and copied.
+  void setFailure(const QString& address, const PageFailure& failure);
+
+ Q_SIGNALS:
+  void retryRequested();
+
+ private:
+  QLabel* reason_;
+  QPlainTextEdit* address_;
+  QPushButton* retry_;
+};
+
+}  // namespace substitute
