@@ -22,8 +22,8 @@ namespace substitute {
 
 namespace {
 
-// The whole line of a command, and what came of it; of the item in the second column.
-constexpr int wordsRole = Qt::UserRole;
+// A command's whole line and its output, at the item in the second column.
+constexpr int outputRole = Qt::UserRole;
 
 constexpr int markColumn = 0;
 constexpr int lineColumn = 1;
@@ -39,7 +39,7 @@ CommandPanel::CommandPanel(ScenarioRunner& runner, QWidget* parent)
       runner_(runner),
       rows_(new QStandardItemModel(0, 2, this)),
       list_(new QTreeView),
-      words_(new QPlainTextEdit),
+      output_(new QPlainTextEdit),
       line_(new CommandEdit(runner.host(), {helpWord})),
       message_(new QLabel) {
   setObjectName("commands");
@@ -47,24 +47,24 @@ CommandPanel::CommandPanel(ScenarioRunner& runner, QWidget* parent)
   setTitleBarWidget(makeTitleBar());
   makeList();
   setWidget(makeBody());
-  connect(line_, &QLineEdit::returnPressed, this, &CommandPanel::enter);
+  connect(line_, &QLineEdit::returnPressed, this, &CommandPanel::submit);
   connect(line_, &QLineEdit::textChanged, message_, &QWidget::hide);
   connect(list_->selectionModel(), &QItemSelectionModel::currentChanged, this,
-          &CommandPanel::showWords);
+          &CommandPanel::showOutput);
   playing_ = runner.playing.subscribe([this](const Command& command) { addPlayed(command); });
   printed_ = runner.reporter().printed.subscribe(
-      [this](const std::string& line) { addWords(QString::fromStdString(line)); });
+      [this](const std::string& line) { appendOutput(QString::fromStdString(line)); });
   failed_ = runner.failed.subscribe([this](const std::string& /*sentence*/) { markFailed(); });
 }
 
-void CommandPanel::addComing(const Command& command) {
+void CommandPanel::addPending(const Command& command) {
   insertRow(rows_->rowCount(), command);
-  markNext();
+  markFirstPending();
 }
 
-void CommandPanel::removeComing() {
-  rows_->removeRow(played_);
-  markNext();
+void CommandPanel::removeFirstPending() {
+  rows_->removeRow(playedRows_);
+  markFirstPending();
 }
 
 void CommandPanel::select(int number) {
@@ -76,7 +76,7 @@ void CommandPanel::select(int number) {
   list_->scrollTo(index);
 }
 
-void CommandPanel::tell(const QString& sentence) {
+void CommandPanel::showMessage(const QString& sentence) {
   message_->setText(shortenedToLines(sentence));
   message_->setToolTip(wholeAsTooltip(sentence));
   message_->setAccessibleName(sentence);
@@ -85,7 +85,7 @@ void CommandPanel::tell(const QString& sentence) {
   announce(*message_);
 }
 
-void CommandPanel::typeCommand() {
+void CommandPanel::focusCommandLine() {
   show();
   window()->activateWindow();  // a floating palette may have the keyboard
   line_->setFocus(Qt::ShortcutFocusReason);
@@ -111,19 +111,19 @@ QWidget* CommandPanel::makeTitleBar() {
 }
 
 QWidget* CommandPanel::makeBody() {
-  words_->setObjectName("words");
-  words_->setAccessibleName(tr("What came of the command"));
-  words_->setReadOnly(true);
-  words_->setTabChangesFocus(true);
-  words_->setFrameShape(QFrame::NoFrame);
-  words_->setFont(list_->font());
-  words_->document()->setDocumentMargin(12);
-  words_->setPlaceholderText(tr("What comes of a command stands here."));
+  output_->setObjectName("commandOutput");
+  output_->setAccessibleName(tr("Output of the command"));
+  output_->setReadOnly(true);
+  output_->setTabChangesFocus(true);
+  output_->setFrameShape(QFrame::NoFrame);
+  output_->setFont(list_->font());
+  output_->document()->setDocumentMargin(12);
+  output_->setPlaceholderText(tr("The output of a command is shown here."));
 
   auto* const parts = new QSplitter(Qt::Vertical);
   parts->setChildrenCollapsible(false);
   parts->addWidget(list_);
-  parts->addWidget(words_);
+  parts->addWidget(output_);
   parts->setStretchFactor(0, 3);
   parts->setStretchFactor(1, 2);
 
@@ -134,7 +134,7 @@ QWidget* CommandPanel::makeBody() {
   message_->setObjectName("commandMessage");
   message_->setTextFormat(Qt::PlainText);
   message_->setWordWrap(true);
-  // No word widens the panel.
+  // A long word does not widen the panel.
   message_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
   message_->hide();
 
@@ -168,8 +168,8 @@ void CommandPanel::makeList() {
   list_->setFont(font);
 }
 
-// What was typed is played; a wrong line stays to be mended.
-void CommandPanel::enter() {
+// Has the typed command played. A wrong line stays in the field, to be corrected.
+void CommandPanel::submit() {
   const std::string typed = line_->text().toStdString();
   std::string word;
   std::string argument;
@@ -180,45 +180,45 @@ void CommandPanel::enter() {
       const std::string lines = help(argument, {helpWord}, runner_.host(), HelpLayout::narrow);
       line_->finishLine();
       list_->setCurrentIndex({});
-      words_->setPlainText(QString::fromStdString(lines));
+      output_->setPlainText(QString::fromStdString(lines));
       return;
     }
     const Command command = parseCommand(typed);
     line_->finishLine();
-    list_->setCurrentIndex({});  // so what is played is followed again
+    list_->setCurrentIndex({});  // so the selection follows the played commands again
     Q_EMIT commandTyped(command);
   } catch (const ScenarioError& error) {
-    tell(text(error.what()) + '.');
+    showMessage(text(error.what()) + '.');
   }
 }
 
-// Who reads what came of an earlier command stays there.
+// The selection follows the played commands, unless the user has selected an earlier one.
 void CommandPanel::addPlayed(const Command& command) {
   const QModelIndex before = list_->currentIndex();
-  const bool follows = !before.isValid() || before.row() == played_ - 1;
-  const int row = played_++;
+  const bool follows = !before.isValid() || before.row() == playedRows_ - 1;
+  const int row = playedRows_++;
   insertRow(row, command);
   rows_->item(row, lineColumn)->setForeground(palette().color(QPalette::Text));
   if (!command.name.empty()) {
     commandRows_.push_back(row);
     rows_->item(row, markColumn)->setText(QString::number(current()));
   }
-  markNext();
+  markFirstPending();
   if (!follows) return;
   list_->setCurrentIndex(rows_->index(row, lineColumn));
-  // The next one is in sight, too.
+  // The next command is visible, too.
   list_->scrollTo(rows_->index(std::min(row + 1, rows_->rowCount() - 1), lineColumn));
 }
 
-void CommandPanel::addWords(const QString& line) {
-  if (played_ == 0) return;
-  QStandardItem* const last = rows_->item(played_ - 1, lineColumn);
-  last->setData(QString(last->data(wordsRole).toString() + '\n' + line), wordsRole);
-  if (selected() == last) words_->appendPlainText(line);
+void CommandPanel::appendOutput(const QString& line) {
+  if (playedRows_ == 0) return;
+  QStandardItem* const last = rows_->item(playedRows_ - 1, lineColumn);
+  last->setData(QString(last->data(outputRole).toString() + '\n' + line), outputRole);
+  if (selected() == last) output_->appendPlainText(line);
 }
 
 void CommandPanel::markFailed() {
-  QStandardItem* const mark = rows_->item(played_ - 1, markColumn);
+  QStandardItem* const mark = rows_->item(playedRows_ - 1, markColumn);
   mark->setText(QStringLiteral("✗ %1").arg(current()));
   mark->setData(tr("%1, failed").arg(current()), Qt::AccessibleTextRole);
   mark->setForeground(palette().color(QPalette::BrightText));
@@ -231,28 +231,27 @@ void CommandPanel::insertRow(int row, const Command& command) {
   mark->setTextAlignment(Qt::AlignRight | Qt::AlignVCenter);
   mark->setForeground(palette().color(QPalette::PlaceholderText));
   item->setForeground(palette().color(QPalette::PlaceholderText));
-  item->setData(line, wordsRole);
+  item->setData(line, outputRole);
   QFont font = list_->font();
   font.setItalic(command.name.empty());
   item->setFont(font);
   rows_->insertRow(row, {mark, item});
 }
 
-// The first row that is to come bears a mark.
-void CommandPanel::markNext() {
-  QStandardItem* const mark = rows_->item(played_, markColumn);
+void CommandPanel::markFirstPending() {
+  QStandardItem* const mark = rows_->item(playedRows_, markColumn);
   if (mark == nullptr || !mark->text().isEmpty()) return;
   mark->setText(QStringLiteral("▶"));
   mark->setData(tr("Next"), Qt::AccessibleTextRole);
   mark->setForeground(palette().color(QPalette::Text));
-  QFont font = rows_->item(played_, lineColumn)->font();
+  QFont font = rows_->item(playedRows_, lineColumn)->font();
   font.setBold(true);
-  rows_->item(played_, lineColumn)->setFont(font);
+  rows_->item(playedRows_, lineColumn)->setFont(font);
 }
 
-void CommandPanel::showWords() {
+void CommandPanel::showOutput() {
   const QStandardItem* const item = selected();
-  words_->setPlainText(item == nullptr ? QString() : item->data(wordsRole).toString());
+  output_->setPlainText(item == nullptr ? QString() : item->data(outputRole).toString());
 }
 
 QStandardItem* CommandPanel::selected() const {

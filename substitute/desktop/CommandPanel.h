@@ -1,5 +1,5 @@
-// The commands on screen: those that were played, with what came of them, those that are to come,
-// and a line to type more.
+// The command panel: a list of the played and the pending commands, the output of the selected one,
+// and a line to type in.
 #pragma once
 
 #include <QDockWidget>
@@ -21,53 +21,53 @@ class CommandPanel : public QDockWidget {
   Q_OBJECT
 
  public:
-  // Shows what `runner` plays from now on. `runner` outlives the panel.
+  // Lists what `runner` plays from now on. `runner` outlives the panel.
   CommandPanel(ScenarioRunner& runner, QWidget* parent);
 
-  // Shows a command, or a comment, that comes behind all others.
-  void addComing(const Command& command);
+  // Lists a command, or a comment, as the last one pending.
+  void addPending(const Command& command);
 
-  // The first of these is played now, or never.
-  void removeComing();
+  // Removes the first pending one from the list.
+  void removeFirstPending();
 
-  // The number of the command that is played, or was played last; 0 before the first one.
+  // The number of the command that is being played or was played last; 0 before the first one.
   int current() const { return static_cast<int>(commandRows_.size()); }
 
-  // Shows the panel, with the command of that number selected and in sight. Nothing happens when
-  // there is none.
+  // Shows the panel, selects the command of that number and scrolls to it. Does nothing when there
+  // is none.
   void select(int number);
 
-  // Shows the panel, with a sentence beneath the command line.
-  void tell(const QString& sentence);
+  // Shows the panel with a sentence beneath the command line. A screen reader reads it out.
+  void showMessage(const QString& sentence);
 
-  // Shows the panel, the keyboard in the command line.
-  void typeCommand();
+  // Shows the panel and gives the focus to the command line.
+  void focusCommandLine();
 
  Q_SIGNALS:
-  // A command was typed.
+  // A command was typed that can be played.
   void commandTyped(const Command& command);
 
  private:
   QWidget* makeTitleBar();
   QWidget* makeBody();
   void makeList();
-  void enter();
+  void submit();
   void addPlayed(const Command& command);
-  void addWords(const QString& line);
+  void appendOutput(const QString& line);
   void markFailed();
   void insertRow(int row, const Command& command);
-  void markNext();
-  void showWords();
+  void markFirstPending();
+  void showOutput();
   QStandardItem* selected() const;
 
   ScenarioRunner& runner_;
-  QStandardItemModel* rows_;  // what was played, then what is to come
+  QStandardItemModel* rows_;  // what was played, then what is pending
   QTreeView* list_;
-  QPlainTextEdit* words_;
+  QPlainTextEdit* output_;
   CommandEdit* line_;
   QLabel* message_;
-  int played_ = 0;                // the number of rows that were played
-  std::vector<int> commandRows_;  // the row of each command that was played
+  int playedRows_ = 0;            // the number of rows of what was played
+  std::vector<int> commandRows_;  // the row of each played command
   Signal<Command>::Subscription playing_;
   Signal<std::string>::Subscription printed_;
   Signal<std::string>::Subscription failed_;

@@ -118,8 +118,8 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 void MainWindow::makeCommands() {
   addDockWidget(Qt::LeftDockWidgetArea, commands_);
   resizeDocks({commands_}, {300}, Qt::Horizontal);
-  connect(playback_, &Playback::added, commands_, &CommandPanel::addComing);
-  connect(playback_, &Playback::taken, commands_, &CommandPanel::removeComing);
+  connect(playback_, &Playback::added, commands_, &CommandPanel::addPending);
+  connect(playback_, &Playback::dequeued, commands_, &CommandPanel::removeFirstPending);
   connect(commands_, &CommandPanel::commandTyped, this,
           [this](const Command& command) { play(command); });
   connect(trace_, &TracePanel::commandRequested, commands_, &CommandPanel::select);
@@ -145,7 +145,7 @@ void MainWindow::makeMenus() {
 
   auto* const scenario = new ScenarioMenu(*playback_, recording_, menuBar());
   menuBar()->addMenu(scenario);
-  connect(scenario, &ScenarioMenu::told, commands_, &CommandPanel::tell);
+  connect(scenario, &ScenarioMenu::reported, commands_, &CommandPanel::showMessage);
 
   QMenu* const host = menuBar()->addMenu(tr("&Host"));
   offline_ = host->addAction(tr("&Offline"));
@@ -181,7 +181,7 @@ void MainWindow::makeMenus() {
   trace_->toggleViewAction()->setText(tr("&Trace"));
   view->addAction(trace_->toggleViewAction());
   QAction* const commandLine =
-      view->addAction(tr("Command &line"), commands_, &CommandPanel::typeCommand);
+      view->addAction(tr("Command &line"), commands_, &CommandPanel::focusCommandLine);
   commandLine->setShortcut(Qt::CTRL | Qt::Key_L);
   view->addSeparator();
   dockMenu_ = new DockMenu(

@@ -15,15 +15,15 @@ Playback::Playback(std::function<bool(const Command&)> play, QObject* parent)
 
 void Playback::add(const std::vector<Command>& commands) {
   for (const Command& command : commands) {
-    commands_.push_back(command);
+    queue_.push_back(command);
     Q_EMIT added(command);
   }
   Q_EMIT changed();
 }
 
 void Playback::readInput() {
-  notifier_ = std::make_unique<QSocketNotifier>(STDIN_FILENO, QSocketNotifier::Read);
-  connect(notifier_.get(), &QSocketNotifier::activated, this, &Playback::readBytes);
+  inputNotifier_ = std::make_unique<QSocketNotifier>(STDIN_FILENO, QSocketNotifier::Read);
+  connect(inputNotifier_.get(), &QSocketNotifier::activated, this, &Playback::readBytes);
 }
 
 void Playback::playOn() {
@@ -42,7 +42,7 @@ void Playback::pause() {
 void Playback::playNext() {
   pause();
   if (!playCommand()) return;
-  if (!hasNext() && !notifier_) playOn();  // to the end, which is here
+  if (!hasNext() && !inputNotifier_) playOn();  // emits finished()
   Q_EMIT changed();
 }
 
@@ -51,18 +51,18 @@ void Playback::step() {
   if (hasNext()) {
     if (playCommand()) timer_.start();
     Q_EMIT changed();
-  } else if (!notifier_) {
+  } else if (!inputNotifier_) {
     pause();
     Q_EMIT finished(std::exchange(inputError_, {}));
   }
 }
 
-// False when nothing more is to be played. A comment takes no time.
+// Plays one command and the comments before it. False when one could not be carried out.
 bool Playback::playCommand() {
   bool isComment = true;
   while (isComment && hasNext()) {
-    isComment = commands_.front().name.empty();
-    if (playFirst()) continue;
+    isComment = queue_.front().name.empty();
+    if (playFront()) continue;
     pause();
     Q_EMIT failed();
     return false;
@@ -70,10 +70,10 @@ bool Playback::playCommand() {
   return true;
 }
 
-bool Playback::playFirst() {
-  const Command command = std::move(commands_.front());
-  commands_.pop_front();
-  Q_EMIT taken();
+bool Playback::playFront() {
+  const Command command = std::move(queue_.front());
+  queue_.pop_front();
+  Q_EMIT dequeued();
   return play_(command);
 }
 
@@ -95,9 +95,9 @@ void Playback::readBytes() {
     ended = true;
   }
   if (ended) {
-    notifier_->setEnabled(false);
-    // Later: it is the caller.
-    notifier_.release()->deleteLater();
+    inputNotifier_->setEnabled(false);
+    // Not deleted here: the notifier is the caller.
+    inputNotifier_.release()->deleteLater();
   }
   step();
 }

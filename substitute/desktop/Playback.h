@@ -1,4 +1,4 @@
-// Plays what is to come of a scenario, step by step.
+// Plays the queued commands of scenarios, one after the other.
 #pragma once
 
 #include <QObject>
@@ -18,56 +18,58 @@ class Playback : public QObject {
   Q_OBJECT
 
  public:
-  // `play` carries out a command or a comment. False: it could not, and nothing more is played.
+  // `play` carries out a command or a comment. When it returns false, playback stops.
   Playback(std::function<bool(const Command&)> play, QObject* parent);
 
-  // So long each step stands, in milliseconds; 0 at the beginning.
-  void setPause(int milliseconds) { timer_.setInterval(milliseconds); }
+  // The time between two commands in milliseconds; 0 unless set.
+  void setInterval(int milliseconds) { timer_.setInterval(milliseconds); }
 
-  // These come behind what is to come already.
+  // Appends to the queue.
   void add(const std::vector<Command>& commands);
 
-  // So do the lines of standard input, as they arrive. Once.
+  // Appends the lines of standard input to the queue as they arrive. To be called once.
   void readInput();
 
-  // Plays on by itself, until `pause` or until all has been played.
+  // Plays until `pause` is called or the queue is empty and standard input has ended.
   void playOn();
   void pause();
 
-  // Plays one command, with the comments before it, and no further.
+  // Pauses, then plays one command and the comments before it.
   void playNext();
 
   bool isPlaying() const { return playing_; }
 
-  // True when something is to come.
-  bool hasNext() const { return !commands_.empty(); }
+  // True when the queue is not empty.
+  bool hasNext() const { return !queue_.empty(); }
 
  Q_SIGNALS:
-  // A command comes behind the others; the first one is played now.
+  // `command` was appended to the queue.
   void added(const Command& command);
-  void taken();
 
-  // isPlaying() or hasNext() differs from before.
+  // The first of the queue was removed. It is played next.
+  void dequeued();
+
+  // isPlaying() or hasNext() may have changed.
   void changed();
 
-  // All has been played. `error` says what kept standard input from being read to its end: a
-  // sentence without a full stop, or nothing.
+  // The queue is empty and standard input has ended. `error` is empty, or says in a sentence
+  // without its full stop why standard input could not be read to its end.
   void finished(const std::string& error);
 
-  // A command could not be carried out.
+  // A command could not be carried out; playback has stopped.
   void failed();
 
  private:
   void step();
   bool playCommand();
-  bool playFirst();
+  bool playFront();
   void readBytes();
 
   std::function<bool(const Command&)> play_;
-  std::deque<Command> commands_;
-  std::unique_ptr<QSocketNotifier> notifier_;  // while standard input is read
+  std::deque<Command> queue_;
+  std::unique_ptr<QSocketNotifier> inputNotifier_;  // while standard input is read
   ScenarioReader reader_{"standard input"};
-  std::string input_;  // what has arrived of the next lines
+  std::string input_;  // what has been read and is no whole line yet
   std::string inputError_;
   bool playing_ = false;
   QTimer timer_;

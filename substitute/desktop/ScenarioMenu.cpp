@@ -47,11 +47,11 @@ void ScenarioMenu::open(const QString& path) {
   try {
     const std::vector<Command> commands = readScenario(path.toStdString());
     playback_.add(commands);
-    Q_EMIT told(tr("%1 is open: %2 plays its next command, %3 plays on.")
-                    .arg(QFileInfo(path).fileName(), next_->shortcut().toString(),
-                         playOn_->shortcut().toString()));
+    Q_EMIT reported(tr("%1 is open: %2 plays its next command, %3 plays on.")
+                        .arg(QFileInfo(path).fileName(), next_->shortcut().toString(),
+                             playOn_->shortcut().toString()));
   } catch (const std::exception& error) {
-    Q_EMIT told(QString::fromStdString(printable(error.what())) + '.');
+    Q_EMIT reported(QString::fromStdString(printable(error.what())) + '.');
   }
 }
 
@@ -62,7 +62,7 @@ void ScenarioMenu::save(const QString& path, bool withExpectations) {
   QSaveFile file(path);
   if (!file.open(QIODevice::WriteOnly) ||
       file.write(bytes.data(), static_cast<qint64>(bytes.size())) < 0 || !file.commit()) {
-    Q_EMIT told(tr("The scenario cannot be written to %1: %2.").arg(path, file.errorString()));
+    Q_EMIT reported(tr("The scenario cannot be written to %1: %2.").arg(path, file.errorString()));
     return;
   }
   const auto leftOut = static_cast<long>(recording_.leftOut());
@@ -71,7 +71,7 @@ void ScenarioMenu::save(const QString& path, bool withExpectations) {
     sentence += tr("; comments name what no line can hold, in %1")
                     .arg(QString::fromStdString(plural(leftOut, "place")));
   }
-  Q_EMIT told(sentence + '.');
+  Q_EMIT reported(sentence + '.');
 }
 
 void ScenarioMenu::askWhatToOpen() {
@@ -81,7 +81,7 @@ void ScenarioMenu::askWhatToOpen() {
 }
 
 void ScenarioMenu::askWhereToSave() {
-  // The system's own dialog has no place for the box.
+  // The system's own dialog has no place for the check box.
   QFileDialog dialog(parentWidget(), tr("Save as scenario"), {}, tr(filter));
   dialog.setOption(QFileDialog::DontUseNativeDialog);
   dialog.setAcceptMode(QFileDialog::AcceptSave);

@@ -16,17 +16,16 @@ class ScenarioMenu : public QMenu {
   // Both outlive the menu.
   ScenarioMenu(Playback& playback, const Recording& recording, QWidget* parent);
 
-  // Adds the commands of the scenario in the file `path` to what is to come, without playing them.
-  // Nothing is added when one of its lines is wrong, which is told.
+  // Appends the commands of the scenario in the file `path` to the queue, without playing them.
+  // Nothing is appended when one of its lines is wrong. Either way `reported` is emitted.
   void open(const QString& path);
 
-  // Writes what was done as the scenario `path`, which is told, as is what kept it from being
-  // written.
+  // Writes the recording as a scenario to the file `path` and emits `reported`, also on failure.
   void save(const QString& path, bool withExpectations);
 
  Q_SIGNALS:
-  // A sentence for the user.
-  void told(const QString& sentence);
+  // The result of `open` or `save`, one sentence for the user.
+  void reported(const QString& sentence);
 
  private:
   void askWhatToOpen();

@@ -20,8 +20,8 @@ namespace {
 
 using namespace substitute;
 
-// So long each step of a scenario stands, where somebody looks on.
-constexpr int stepPause = 1200;
+// Milliseconds between two commands of a scenario, so that a user can see what each one does.
+constexpr int playbackInterval = 1200;
 
 struct DesktopLine : CommandLine {
   std::string scenario;
@@ -106,7 +106,7 @@ int show(DesktopLine& values, int& argc, char** argv) {
   window.setStopsAtEnd(!ends);
   window.show();
   window.recording().setOptions(lastingOptions(values));
-  window.playback().setPause(ends ? 0 : stepPause);
+  window.playback().setInterval(ends ? 0 : playbackInterval);
   startPlayback(window, commands, readsInput, [&] {
     if (!values.screenshot.empty()) {
       takeScreenshot(window, values.screenshot, program);

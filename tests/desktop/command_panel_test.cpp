@@ -36,7 +36,9 @@ class CommandWindow : public Desktop {
   // What stands beneath the command line, as a screen reader says it.
   QString sentence() const { return message().accessibleName(); }
   ScenarioMenu& menu() const { return *window.findChild<ScenarioMenu*>(); }
-  QString words() const { return window.findChild<QPlainTextEdit*>("words")->toPlainText(); }
+  QString output() const {
+    return window.findChild<QPlainTextEdit*>("commandOutput")->toPlainText();
+  }
 
   // The rows of the list: mark and line, with a space between them.
   QStringList rows() const {
@@ -84,7 +86,7 @@ using ScenarioInWindow = CommandWindow;
 using SavedScenario = CommandWindow;
 
 // What stands under the commands is what the terminal prints.
-TEST_F(CommandList, ShowsWhatWasPlayedWithItsWords) {
+TEST_F(CommandList, ShowsPlayedCommandsWithTheirOutput) {
   startWithPage();
   QTest::mouseClick(button(), Qt::LeftButton);
   window.play("# A remark.");
@@ -98,17 +100,17 @@ TEST_F(CommandList, ShowsWhatWasPlayedWithItsWords) {
   EXPECT_EQ(spoken(6), "6, failed");
   const QColor failure = list().model()->index(6, 0).data(Qt::ForegroundRole).value<QColor>();
   EXPECT_EQ(failure, window.palette().color(QPalette::BrightText));
-  EXPECT_EQ(words(), "expect /run false\nexpected /run false, found true");
+  EXPECT_EQ(output(), "expect /run false\nexpected /run false, found true");
 
   QString shown;
   for (int row = 0; row < list().model()->rowCount(); ++row) {
     list().setCurrentIndex(list().model()->index(row, 1));
     const QString line = list().model()->index(row, 1).data().toString();
-    if (line.startsWith('#')) shown += '\n' + words() + '\n';
+    if (line.startsWith('#')) shown += '\n' + output() + '\n';
     if (line == "state" || line.startsWith("expect")) {
-      shown += words().section('\n', 1) + '\n';
+      shown += output().section('\n', 1) + '\n';
     } else if (!line.startsWith('#')) {
-      shown += "> " + words() + '\n';
+      shown += "> " + output() + '\n';
     }
   }
   EXPECT_EQ(shown.toStdString(), told.str());
@@ -119,9 +121,9 @@ TEST_F(CommandList, FollowsUnlessAnEarlierCommandIsRead) {
   window.play("offline");
   window.play("online");
   EXPECT_EQ(list().currentIndex().row(), 1);
-  EXPECT_EQ(words(), "online\n  The host is online.");
+  EXPECT_EQ(output(), "online\n  The host is online.");
   panel().select(1);
-  EXPECT_EQ(words(), "offline\n  The host is offline.");
+  EXPECT_EQ(output(), "offline\n  The host is offline.");
   window.play("language 3");
   EXPECT_EQ(list().currentIndex().row(), 0);
   panel().select(3);
@@ -155,9 +157,9 @@ TEST_F(CommandList, IsReachedFromALineOfTheTrace) {
   };
   goFrom(lines.model()->rowCount() - 1);
   EXPECT_TRUE(panel().isVisible());
-  EXPECT_TRUE(words().startsWith("stop\n")) << words().toStdString();
+  EXPECT_TRUE(output().startsWith("stop\n")) << output().toStdString();
   goFrom(0);
-  EXPECT_TRUE(words().startsWith("start\n")) << words().toStdString();
+  EXPECT_TRUE(output().startsWith("start\n")) << output().toStdString();
 }
 
 TEST_F(CommandList, HidesAndComesBack) {
@@ -178,7 +180,7 @@ TEST_F(TypedCommand, IsPlayed) {
   EXPECT_TRUE(runner.loaded());
   EXPECT_EQ(host.state()["palettes"], Json::array());
   EXPECT_EQ(rows(), QStringList({"1 fail Palettes.add", "2 start"}));
-  EXPECT_TRUE(words().contains("run returned ")) << words().toStdString();
+  EXPECT_TRUE(output().contains("run returned ")) << output().toStdString();
   EXPECT_EQ(field().text(), "");
 }
 
@@ -265,11 +267,11 @@ TEST_F(TypedCommand, IsCompleted) {
 
 TEST_F(TypedCommand, AsksForHelp) {
   type("help");
-  EXPECT_TRUE(words().contains("\nmessage-to ID [DATA]\n    the page of"));
-  EXPECT_TRUE(words().contains("\nhelp [COMMAND]\n"));
+  EXPECT_TRUE(output().contains("\nmessage-to ID [DATA]\n    the page of"));
+  EXPECT_TRUE(output().contains("\nhelp [COMMAND]\n"));
   type("help dock");
-  EXPECT_TRUE(words().startsWith("dock ID STATE\n    the user drags")) << words().toStdString();
-  EXPECT_FALSE(words().contains("message-to"));
+  EXPECT_TRUE(output().startsWith("dock ID STATE\n    the user drags")) << output().toStdString();
+  EXPECT_FALSE(output().contains("message-to"));
   type("help dok");
   EXPECT_EQ(sentence(), "'dok' is not a command; 'help' lists them.");
   EXPECT_TRUE(rows().isEmpty());
@@ -289,7 +291,7 @@ TEST_F(ScenarioInWindow, IsPlayedStepByStep) {
   EXPECT_TRUE(list().model()->index(2, 1).data(Qt::FontRole).value<QFont>().bold());
   EXPECT_FALSE(list().model()->index(1, 1).data(Qt::FontRole).value<QFont>().bold());
 
-  // What is done by hand comes before what is to come.
+  // A command that is played by hand comes before the pending ones.
   type("online");
   EXPECT_EQ(rows(),
             QStringList({" # First.", "1 offline", "2 online", mark + " language 3", " # Last."}));
@@ -306,14 +308,14 @@ TEST_F(ScenarioInWindow, IsPlayedOnAndPaused) {
   menu().open(file("s.txt", "offline\nonline\nlanguage 3\nlanguage 4\n"));
   QAction& playOn = action("playOn");
   EXPECT_EQ(playOn.text(), "&Play on");
-  window.playback().setPause(1000000);
+  window.playback().setInterval(1000000);
   QTest::keyClick(&window, Qt::Key_F8);
   EXPECT_EQ(playOn.text(), "&Pause");
   EXPECT_TRUE(becomes([this] { return panel().current() == 1; }));
   QTest::keyClick(&window, Qt::Key_F8);
   EXPECT_EQ(playOn.text(), "&Play on");
   EXPECT_FALSE(window.playback().isPlaying());
-  window.playback().setPause(0);
+  window.playback().setInterval(0);
   QTest::keyClick(&window, Qt::Key_F8);
   EXPECT_TRUE(becomes([this] { return panel().current() == 4; }));
   EXPECT_TRUE(becomes([this] { return !window.playback().isPlaying(); }));

@@ -319,9 +319,9 @@ TEST_F(Keyboard, ResizesTheSplitterAndTheDockAroundTheFocus) {
   resizes(*tracePanel(), Qt::Key_Up, Qt::Key_Down);
 
   auto& commands = *window.findChild<QDockWidget*>("commands");
-  auto& words = *window.findChild<QWidget*>("words");
-  words.setFocus();
-  resizes(words, Qt::Key_Up, Qt::Key_Down);
+  auto& output = *window.findChild<QWidget*>("commandOutput");
+  output.setFocus();
+  resizes(output, Qt::Key_Up, Qt::Key_Down);
   resizes(commands, Qt::Key_Right, Qt::Key_Left);
 
   ASSERT_TRUE(goTo(*learningDock()));
