@@ -20,12 +20,15 @@ class ApplicationObject;
 class PaletteObject;
 class ToolbarObject;
 
+// The host's number for the user language Czech. The host's own headers do not name it.
+inline constexpr int czechLanguage = 2;
+
 // The host's values at its start.
 struct Settings {
   // The path that the host reports as its executable, byte for byte.
   std::string executable;
   bool offline = false;
-  int language = 2;
+  int language = czechLanguage;
   // The answer to the text command "Debug.EntitlementString"; nothing: the host returns null.
   std::optional<std::string> entitlement;
 };

@@ -33,8 +33,7 @@ namespace substitute {
 
 namespace {
 
-constexpr int czech = 2;
-constexpr int other = 3;
+constexpr int otherLanguage = 3;
 
 QString text(const std::string& bytes) {
   return QString::fromStdString(bytes);
@@ -157,7 +156,7 @@ void MainWindow::makeMenus() {
   QMenu* const language = host->addMenu(tr("User &language"));
   languages_ = new QActionGroup(this);
   for (const auto& [number, name] :
-       {std::pair(czech, tr("Czech (2)")), std::pair(other, tr("Another (3)"))}) {
+       {std::pair(czechLanguage, tr("Czech (2)")), std::pair(otherLanguage, tr("Another (3)"))}) {
     QAction* const choice = language->addAction(
         name, this, [this, value = number] { play("language " + std::to_string(value)); });
     choice->setObjectName(QStringLiteral("language:%1").arg(number));

@@ -1,5 +1,6 @@
 #include "substitute/desktop/StatusBar.h"
 
+#include "substitute/api/Host.h"
 #include "substitute/api/HostObjects.h"
 #include "substitute/desktop/Accessibility.h"
 #include "substitute/desktop/ElidedLabel.h"
@@ -9,7 +10,6 @@ namespace substitute {
 
 namespace {
 
-constexpr int czech = 2;
 constexpr int widestValue = 260;
 
 QString textOf(const Json& json) {
@@ -89,8 +89,8 @@ void StatusBar::showValues(const Host& host, bool addinRuns) {
                              offline ? tr("offline") : tr("online")));
   network_->setAccessibleName(offline ? tr("Host: offline") : tr("Host: online"));
   const int language = host.application().preferences->general->language;
-  language_->setWhole(language == czech ? tr("Language: Czech (2)")
-                                        : tr("Language: %1").arg(language));
+  language_->setWhole(language == czechLanguage ? tr("Language: Czech (2)")
+                                                : tr("Language: %1").arg(language));
   const auto& entitlement = host.application().entitlement;
   entitlement_->setWhole(entitlement
                              ? tr("Entitlement: %1").arg(QString::fromStdString(*entitlement))

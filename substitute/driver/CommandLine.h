@@ -18,7 +18,7 @@ struct CommandLine {
   bool fresh = false;
   bool noAddinFolder = false;
   std::optional<std::string> executable;  // that of a host installed in `data` if left out
-  int language = 2;
+  int language = czechLanguage;
   std::string entitlement = exampleEntitlement;
   bool offline = false;
   std::string trace;
