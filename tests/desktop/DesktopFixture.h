@@ -5,6 +5,7 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QColor>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFile>
@@ -19,6 +20,8 @@
 #include <QToolButton>
 #include <QWebEnginePage>
 #include <QWebEngineView>
+#include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -82,6 +85,22 @@ inline QVariant valueIn(QWebEnginePage& page, const QString& expression) {
   });
   EXPECT_TRUE(becomes([&] { return done; })) << expression.toStdString();
   return result;
+}
+
+// The relative luminance of a colour, as WCAG 2 defines it: from 0 to 1.
+inline double luminance(const QColor& colour) {
+  const auto linear = [](double part) {
+    return part <= 0.04045 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
+  };
+  return 0.2126 * linear(colour.redF()) + 0.7152 * linear(colour.greenF()) +
+         0.0722 * linear(colour.blueF());
+}
+
+// The contrast of two colours, as WCAG 2 defines it: from 1 to 21.
+inline double contrast(const QColor& one, const QColor& other) {
+  const double a = luminance(one) + 0.05;
+  const double b = luminance(other) + 0.05;
+  return std::max(a, b) / std::min(a, b);
 }
 
 // A host with its window, the add-in not started yet.

@@ -17,7 +17,6 @@
 #include <QToolTip>
 #include <QTreeView>
 #include <algorithm>
-#include <cmath>
 #include <map>
 #include <set>
 
@@ -371,22 +370,8 @@ TEST_F(Keyboard, NoTwoEntriesShareAShortcutAndEachIsShown) {
   EXPECT_EQ(owners.count("Ctrl+Q"), 1U);
 }
 
-double brightness(const QColor& colour) {
-  const auto part = [](double value) {
-    return value <= 0.04045 ? value / 12.92 : std::pow((value + 0.055) / 1.055, 2.4);
-  };
-  return 0.2126 * part(colour.redF()) + 0.7152 * part(colour.greenF()) +
-         0.0722 * part(colour.blueF());
-}
-
-double contrast(const QColor& one, const QColor& other) {
-  const double a = brightness(one) + 0.05;
-  const double b = brightness(other) + 0.05;
-  return std::max(a, b) / std::min(a, b);
-}
-
-// What the window shows where a widget stands.
-QImage seen(QWidget& widget) {
+// The part of the window that `widget` covers.
+QImage pictureOf(QWidget& widget) {
   QWidget& top = *widget.window();
   return top.grab(QRect(widget.mapTo(&top, QPoint()), widget.size())).toImage();
 }
@@ -401,10 +386,10 @@ void expectFrames(MainWindow& window) {
     widget->activateWindow();
     ASSERT_TRUE(becomes([&] { return widget->isActiveWindow(); }));
     if (QApplication::focusWidget() != nullptr) QApplication::focusWidget()->clearFocus();
-    const QImage before = seen(*widget);
+    const QImage before = pictureOf(*widget);
     widget->setFocus(Qt::TabFocusReason);
     if (!widget->hasFocus()) continue;  // it hands the focus on
-    const QImage after = seen(*widget);
+    const QImage after = pictureOf(*widget);
     ASSERT_EQ(before.size(), after.size());
     // The outer two pixels, all the way round.
     for (const int depth : {0, 1}) {
@@ -462,7 +447,7 @@ TEST_F(Keyboard, FocusOfThePageIsFramed) {
     return QRect(part.mapTo(&window, QPoint()), part.size());
   };
   EXPECT_EQ(placeIn(*frame), placeIn(view()));
-  EXPECT_EQ(seen(view()).pixelColor(1, view().height() / 2),
+  EXPECT_EQ(pictureOf(view()).pixelColor(1, view().height() / 2),
             window.palette().color(QPalette::Highlight));
 }
 

@@ -12,8 +12,8 @@
 #include <QSignalSpy>
 #include <QTreeView>
 #include <algorithm>
+#include <cstdlib>
 #include <chrono>
-#include <cmath>
 #include <map>
 
 #include "substitute/desktop/TraceModel.h"
@@ -251,19 +251,6 @@ TEST_F(TraceList, MarksTellFailuresAndOpenApart) {
     ASSERT_NE(cell, nullptr);
     EXPECT_EQ(cell->text(QAccessible::Name), words);
   }
-}
-
-// The contrast of two colours as WCAG 2 defines it: from 1 to 21.
-double contrast(const QColor& one, const QColor& other) {
-  const auto luminance = [](const QColor& colour) {
-    const auto linear = [](double part) {
-      return part <= 0.04045 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
-    };
-    return 0.2126 * linear(colour.redF()) + 0.7152 * linear(colour.greenF()) +
-           0.0722 * linear(colour.blueF());
-  };
-  const auto [dark, light] = std::minmax(luminance(one), luminance(other));
-  return (light + 0.05) / (dark + 0.05);
 }
 
 // The colour of most pixels, and that of the pixel that differs most from it.
