@@ -49,7 +49,7 @@ std::vector<std::string> scenarioNames() {
   return names;
 }
 
-class Printed : public HostProgram {};
+class ProgramOutput : public HostProgram {};
 
 }  // namespace
 
@@ -328,7 +328,7 @@ TEST_F(Options, NoMessageOfTheLoaderIsPassedOn) {
       "the library cut.so cannot be loaded: the system's loader refuses it; see --addin.");
 }
 
-TEST_F(Printed, ControlCharactersAreEscaped) {
+TEST_F(ProgramOutput, ControlCharactersAreEscaped) {
   const Result result = run("-",
                             "# \x1b[31m\tred\nentitlement \x1b]0;x\x07\nstart\n"
                             "message \"\x1b[2J\xc2\x9b\x7f\"\nclick \x08\nstate\n");
@@ -347,12 +347,12 @@ TEST_F(Printed, ControlCharactersAreEscaped) {
   EXPECT_EQ(states(result).at(0)["opened"][0][0], "\x1b[2J\xc2\x9b\x7f");
 }
 
-TEST_F(Printed, ControlCharactersOfTheCommandLineAreEscaped) {
+TEST_F(ProgramOutput, ControlCharactersOfTheCommandLineAreEscaped) {
   const Result result = run("\"$(printf 'a\\033[31m\\nb')\"");
   expectRefused(result, 2, "there is no scenario a\\u001b[31m\\nb; ");
 }
 
-TEST_F(Printed, OutputThatIsLostIsTold) {
+TEST_F(ProgramOutput, OutputThatIsLostIsTold) {
   writeFile(folder.path() + "/s", "offline\n");
   for (const char* const arguments : {"s", "--junit r s", "s s"}) {
     const int status = system((command(arguments) + " >/dev/full 2>err").c_str());
@@ -362,7 +362,7 @@ TEST_F(Printed, OutputThatIsLostIsTold) {
   }
 }
 
-TEST_F(Printed, WhatTheShellComplainsOfIsToldAsSuch) {
+TEST_F(ProgramOutput, WhatTheShellComplainsOfIsToldAsSuch) {
   const Result result = run("-",
                             "start\nmessage \"'\"\nmessage (;no-such-program)\n"
                             "message (;ls no-such-file)\nstop\n");
@@ -379,7 +379,7 @@ TEST_F(Printed, WhatTheShellComplainsOfIsToldAsSuch) {
   EXPECT_EQ(result.errors.rfind("ls: ", 0), 0U) << result.errors;
 }
 
-TEST_F(Printed, TheSystemsOwnOpenComplainsForItself) {
+TEST_F(ProgramOutput, TheSystemsOwnOpenComplainsForItself) {
   const Result result = run("--system-open -", "start\nmessage \"'\"\n");
   EXPECT_NE(result.errors.find("Unterminated quoted string"), std::string::npos) << result.errors;
 }

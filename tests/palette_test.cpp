@@ -8,7 +8,7 @@ namespace {
 
 const std::string page = "https://learning.velorin.example/fusion360/learning.asp?lang=";
 
-class OpenPaletteTest : public AddInFixture {
+class LearningPalette : public AddInFixture {
  protected:
   // Starts so late that nothing opens by itself, and forgets the calls of the start.
   void SetUp() override {
@@ -20,7 +20,7 @@ class OpenPaletteTest : public AddInFixture {
 
 }  // namespace
 
-TEST_F(OpenPaletteTest, CreatesThePaletteInItsOrder) {
+TEST_F(LearningPalette, CreatesThePaletteInItsOrder) {
   EXPECT_TRUE(OpenPalette());
   EXPECT_EQ(calls(), (Calls{
                          "Application.executeTextCommand(\"Debug.EntitlementString\") = TEXT",
@@ -48,7 +48,7 @@ TEST_F(OpenPaletteTest, CreatesThePaletteInItsOrder) {
   EXPECT_EQ(made["handlers"], Json::array({"RovaHTMLEventHandler"}));
 }
 
-TEST_F(OpenPaletteTest, OnlyShowsAPaletteThatIsThere) {
+TEST_F(LearningPalette, OnlyShowsAPaletteThatIsThere) {
   EXPECT_TRUE(OpenPalette());
   calls();
   EXPECT_TRUE(OpenPalette());
@@ -67,7 +67,7 @@ TEST_F(OpenPaletteTest, OnlyShowsAPaletteThatIsThere) {
   EXPECT_EQ(learningPalette()["handlers"], Json::array({"RovaHTMLEventHandler"}));
 }
 
-TEST_F(OpenPaletteTest, LanguageTwoIsCzechAndEveryOtherEnglish) {
+TEST_F(LearningPalette, LanguageTwoIsCzechAndEveryOtherEnglish) {
   for (const int language : {2, 0, 1, 3, 4, -2, 258, 2147483647, -2147483647 - 1}) {
     host->remove(ObjectKind::palette, "teachPalete");
     host->setLanguage(language);
@@ -76,26 +76,26 @@ TEST_F(OpenPaletteTest, LanguageTwoIsCzechAndEveryOtherEnglish) {
   }
 }
 
-TEST_F(OpenPaletteTest, AnEmptyEntitlementTextEndsTheAddress) {
+TEST_F(LearningPalette, AnEmptyEntitlementTextEndsTheAddress) {
   host->setEntitlement("");
   EXPECT_TRUE(OpenPalette());
   EXPECT_EQ(address(), page + "CSY&lic=");
 }
 
-TEST_F(OpenPaletteTest, NoEntitlementTextIsAnEmptyOne) {
+TEST_F(LearningPalette, NoEntitlementTextIsAnEmptyOne) {
   host->setEntitlement(std::nullopt);
   EXPECT_TRUE(OpenPalette());
   EXPECT_EQ(address(), page + "CSY&lic=");
 }
 
-TEST_F(OpenPaletteTest, TheEntitlementTextIsTakenAsItIs) {
+TEST_F(LearningPalette, TheEntitlementTextIsTakenAsItIs) {
   const std::string text = " a b&lang=x#y?%20\"'\\\x01 \xC5\x99 ";
   host->setEntitlement(text);
   EXPECT_TRUE(OpenPalette());
   EXPECT_EQ(address(), page + "CSY&lic=" + text);
 }
 
-TEST_F(OpenPaletteTest, AHiddenPaletteComesBackWithThePageItHad) {
+TEST_F(LearningPalette, AHiddenPaletteComesBackWithThePageItHad) {
   EXPECT_TRUE(OpenPalette());
   host->setVisible("teachPalete", false);
   host->setLanguage(1);
@@ -105,7 +105,7 @@ TEST_F(OpenPaletteTest, AHiddenPaletteComesBackWithThePageItHad) {
   EXPECT_EQ(address(), page + "CSY&lic=TEXT");
 }
 
-TEST_F(OpenPaletteTest, APaletteOfTheOnlineStatusKeepsItsHandler) {
+TEST_F(LearningPalette, APaletteOfTheOnlineStatusKeepsItsHandler) {
   countOpenPalette() = 0;
   host->setOffline(false);
   ASSERT_EQ(learningPalette()["handlers"], Json::array({"CadFirst3sHTMLEventHandler"}));
@@ -113,7 +113,7 @@ TEST_F(OpenPaletteTest, APaletteOfTheOnlineStatusKeepsItsHandler) {
   EXPECT_EQ(learningPalette()["handlers"], Json::array({"CadFirst3sHTMLEventHandler"}));
 }
 
-TEST_F(OpenPaletteTest, WithoutAFreshApplicationLeavesPaletteAsItWas) {
+TEST_F(LearningPalette, WithoutAFreshApplicationLeavesPaletteAsItWas) {
   EXPECT_TRUE(OpenPalette());
   const auto* const before = palette().get();
   calls();
@@ -123,7 +123,7 @@ TEST_F(OpenPaletteTest, WithoutAFreshApplicationLeavesPaletteAsItWas) {
   EXPECT_EQ(calls().back(), "Application.get() fails by null");
 }
 
-TEST_F(OpenPaletteTest, WithoutUserInterfaceLeavesPaletteAsItWas) {
+TEST_F(LearningPalette, WithoutUserInterfaceLeavesPaletteAsItWas) {
   EXPECT_TRUE(OpenPalette());
   const auto* const before = palette().get();
   calls();
@@ -133,7 +133,7 @@ TEST_F(OpenPaletteTest, WithoutUserInterfaceLeavesPaletteAsItWas) {
   EXPECT_EQ(calls().back(), "Application.userInterface() fails by null");
 }
 
-TEST_F(OpenPaletteTest, WithoutPalettesLeavesPaletteAsItWas) {
+TEST_F(LearningPalette, WithoutPalettesLeavesPaletteAsItWas) {
   EXPECT_TRUE(OpenPalette());
   const auto* const before = palette().get();
   calls();
@@ -143,7 +143,7 @@ TEST_F(OpenPaletteTest, WithoutPalettesLeavesPaletteAsItWas) {
   EXPECT_EQ(calls().back(), "UserInterface.palettes() fails by null");
 }
 
-TEST_F(OpenPaletteTest, ARefusedCreationEmptiesPalette) {
+TEST_F(LearningPalette, ARefusedCreationEmptiesPalette) {
   EXPECT_TRUE(OpenPalette());
   host->remove(ObjectKind::palette, "teachPalete");
   calls();
@@ -154,7 +154,7 @@ TEST_F(OpenPaletteTest, ARefusedCreationEmptiesPalette) {
   EXPECT_NE(seen.back().find("Palettes.add"), std::string::npos);
 }
 
-TEST_F(OpenPaletteTest, WithoutHTMLEventThePaletteStaysWithoutHandler) {
+TEST_F(LearningPalette, WithoutHTMLEventThePaletteStaysWithoutHandler) {
   fail("Palette.incomingFromHTML");
   EXPECT_FALSE(OpenPalette());
   EXPECT_EQ(learningPalette()["visible"], true);
@@ -165,7 +165,7 @@ TEST_F(OpenPaletteTest, WithoutHTMLEventThePaletteStaysWithoutHandler) {
   EXPECT_EQ(learningPalette()["handlers"], Json::array());
 }
 
-TEST_F(OpenPaletteTest, ARefusedHandlerLeavesThePaletteWithoutOne) {
+TEST_F(LearningPalette, ARefusedHandlerLeavesThePaletteWithoutOne) {
   fail("HTMLEvent.add");
   EXPECT_FALSE(OpenPalette());
   EXPECT_EQ(learningPalette()["visible"], true);

@@ -11,9 +11,9 @@ namespace {
 
 using namespace substitute;
 
-class RecordingTest : public HostProgram {
+class RecordedScenario : public HostProgram {
  protected:
-  RecordingTest() {
+  RecordedScenario() {
     std::filesystem::create_directories(addinFolderIn(folder.path() + "/here"));
     subscription_ =
         host.interceptor().trace.subscribe([this](const Json& entry) { trace_.push_back(entry); });
@@ -52,7 +52,7 @@ class RecordingTest : public HostProgram {
   Signal<Json>::Subscription subscription_;
 };
 
-TEST_F(RecordingTest, PlaysAgainWithTheSameTrace) {
+TEST_F(RecordedScenario, PlaysAgainWithTheSameTrace) {
   const Recording recording(runner);
   play({"plant palette teachPalete", "fail Palettes.add 2 throw", "start", "message \"a  b\"",
         "message-to teachPalete ", "message-null", "dock teachPalete 3", "hide teachPalete",
@@ -67,7 +67,7 @@ TEST_F(RecordingTest, PlaysAgainWithTheSameTrace) {
   expectSameTrace();
 }
 
-TEST_F(RecordingTest, BeginsWithWhatTheHostWas) {
+TEST_F(RecordedScenario, BeginsWithWhatTheHostWas) {
   host.setLanguage(5);
   host.setEntitlement(" two  words ");
   host.setOffline(true);
@@ -88,7 +88,7 @@ TEST_F(RecordingTest, BeginsWithWhatTheHostWas) {
   expectSameTrace();
 }
 
-TEST_F(RecordingTest, ExpectsWhatTheStateIs) {
+TEST_F(RecordedScenario, ExpectsWhatTheStateIs) {
   const Recording recording(runner);
   play({"start"});
   const std::string scenario = save(recording, true);
@@ -112,7 +112,7 @@ TEST_F(RecordingTest, ExpectsWhatTheStateIs) {
   EXPECT_EQ(save(recording, false).find("expect"), std::string::npos);
 }
 
-TEST_F(RecordingTest, SaysWhatNoLineCanHold) {
+TEST_F(RecordedScenario, SaysWhatNoLineCanHold) {
   writeFile(infoFileOf(host), "\xff\n");
   const Recording recording(runner);
   play({"start"});
@@ -136,14 +136,14 @@ TEST_F(RecordingTest, SaysWhatNoLineCanHold) {
   EXPECT_NE(again.output.find("> message end\\r\n"), std::string::npos) << again.output;
 }
 
-TEST_F(RecordingTest, KeepsCommentsAndExpectations) {
+TEST_F(RecordedScenario, KeepsCommentsAndExpectations) {
   const Recording recording(runner);
   play({"# Nothing runs.", "expect /run null"});
   EXPECT_NE(save(recording, false).find("\n# Nothing runs.\nexpect /run null\n"),
             std::string::npos);
 }
 
-TEST_F(RecordingTest, NamesTheOptionsThatItNeeds) {
+TEST_F(RecordedScenario, NamesTheOptionsThatItNeeds) {
   Recording recording(runner);
   recording.setOptions({"--no-addin-folder", "--executable", "/it's here"});
   EXPECT_NE(

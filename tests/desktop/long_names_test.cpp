@@ -19,7 +19,7 @@ namespace {
 
 using namespace substitute;
 
-class Room : public Desktop {
+class WindowLayout : public Desktop {
  protected:
   template <class Widget>
   Widget& part(const QString& name) const {
@@ -64,7 +64,7 @@ class Room : public Desktop {
   }
 };
 
-TEST_F(Room, ToolbarSaysThatThereAreMoreControls) {
+TEST_F(WindowLayout, ToolbarSaysThatThereAreMoreControls) {
   window.play("start");
   EXPECT_FALSE(more().isVisible());
   plantControls(40);
@@ -110,7 +110,7 @@ TEST_F(Room, ToolbarSaysThatThereAreMoreControls) {
   EXPECT_NE(told.str().find("planted-40"), std::string::npos) << told.str();
 }
 
-TEST_F(Room, LongNamesAreShortenedAndWholeInTheTooltip) {
+TEST_F(WindowLayout, LongNamesAreShortenedAndWholeInTheTooltip) {
   const QString name = QString(150, 'n') + "<h1>x</h1> & y";
   host.application()
       .userInterface->definitions
@@ -140,7 +140,7 @@ TEST_F(Room, LongNamesAreShortenedAndWholeInTheTooltip) {
   EXPECT_EQ(window.dock("wide")->width(), 300);
 }
 
-TEST_F(Room, ShortNamesStandAsTheyAre) {
+TEST_F(WindowLayout, ShortNamesStandAsTheyAre) {
   host.application()
       .userInterface->definitions->addButtonDefinition_raw("and", "This & that", "", "")
       ->release();
@@ -154,7 +154,7 @@ TEST_F(Room, ShortNamesStandAsTheyAre) {
   EXPECT_EQ(title.focusPolicy(), Qt::NoFocus);
 }
 
-TEST_F(Room, ShortenedLabelIsReachedAndCopiedByKeyboard) {
+TEST_F(WindowLayout, ShortenedLabelIsReachedAndCopiedByKeyboard) {
   const QString name = QString(4096, 'x') + "end";
   addPalette("wide", name);
   auto& title = *window.dock("wide")->findChild<ElidedLabel*>("title");
@@ -165,7 +165,7 @@ TEST_F(Room, ShortenedLabelIsReachedAndCopiedByKeyboard) {
   EXPECT_EQ(QApplication::clipboard()->text(), name);
 }
 
-TEST_F(Room, TooltipBreaksLongWordsAndKeepsTheRest) {
+TEST_F(WindowLayout, TooltipBreaksLongWordsAndKeepsTheRest) {
   const QString tip = wholeAsTooltip(QString(100, 'x') + " <i>\nnext");
   EXPECT_TRUE(tip.contains(QChar(0x200B)));
   EXPECT_EQ(QString(tip).remove(QChar(0x200B)),
@@ -173,7 +173,7 @@ TEST_F(Room, TooltipBreaksLongWordsAndKeepsTheRest) {
   EXPECT_EQ(wholeAsTooltip("two words"), "<p>two words</p>");
 }
 
-TEST_F(Room, LongSentenceKeepsItsBeginningAndItsEnd) {
+TEST_F(WindowLayout, LongSentenceKeepsItsBeginningAndItsEnd) {
   EXPECT_EQ(shortenedToLines("two words"), "two words");
   const QString shown = shortenedToLines("begin " + QString(4096, 'x') + " end");
   EXPECT_TRUE(shown.startsWith("begin x"));
@@ -186,7 +186,7 @@ TEST_F(Room, LongSentenceKeepsItsBeginningAndItsEnd) {
   }
 }
 
-TEST_F(Room, FloatingPaletteStandsOverTheCanvas) {
+TEST_F(WindowLayout, FloatingPaletteStandsOverTheCanvas) {
   addPalette("loose", "Loose", 0);
   expectOverCanvas(*window.dock("loose"));
   EXPECT_EQ(window.dock("loose")->size(), QSize(300, 300));
@@ -210,7 +210,7 @@ TEST_F(Room, FloatingPaletteStandsOverTheCanvas) {
   expectOverCanvas(*window.dock("low"));
 }
 
-TEST_F(Room, PictureHoldsFloatingPalettes) {
+TEST_F(WindowLayout, PictureHoldsFloatingPalettes) {
   addPalette("loose", "Loose", 0);
   PaletteDock& dock = *window.dock("loose");
   const QSize size = window.size() * window.devicePixelRatio();
@@ -228,7 +228,7 @@ TEST_F(Room, PictureHoldsFloatingPalettes) {
 }
 
 // The page of each has failed, and its error page has an address and a button.
-TEST_F(Room, ManyPalettesOnOneSideFitTheScreen) {
+TEST_F(WindowLayout, ManyPalettesOnOneSideFitTheScreen) {
   window.play("offline");
   const QSize size = window.size();
   for (int i = 0; i < 10; ++i) {

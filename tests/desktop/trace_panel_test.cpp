@@ -12,8 +12,8 @@
 #include <QSignalSpy>
 #include <QTreeView>
 #include <algorithm>
-#include <cstdlib>
 #include <chrono>
+#include <cstdlib>
 #include <map>
 
 #include "substitute/desktop/TraceModel.h"

@@ -52,7 +52,7 @@ extern "C" __attribute__((visibility("default"))) ssize_t read(int file, void* b
 
 namespace {
 
-class InfoFileThatBreaksOff : public AddInFixture {
+class InfoFileReadError : public AddInFixture {
  protected:
   // What a start returns and leaves when only `read` of the file can be read, not `rest`.
   std::pair<std::int32_t, std::string> updated(const std::string& read, const std::string& rest) {
@@ -70,23 +70,23 @@ class InfoFileThatBreaksOff : public AddInFixture {
   }
 };
 
-TEST_F(InfoFileThatBreaksOff, KeepsTheLinesBefore) {
+TEST_F(InfoFileReadError, KeepsTheLinesBefore) {
   std::string lines;
   while (lines.size() < 10'000) lines += "a line that is carried along\n";
   EXPECT_EQ(updated("16.11.2026\n7\n" + lines, "more\n"), result(7, "16.11.2026\n8\n" + lines));
 }
 
-TEST_F(InfoFileThatBreaksOff, WithinALine) {
+TEST_F(InfoFileReadError, WithinALine) {
   EXPECT_EQ(updated("16.11.2026\n7\nab", "cd\n"),
             result(7, keepsTheCutLine ? "16.11.2026\n8\nab\n" : "16.11.2026\n8\n"));
 }
 
-TEST_F(InfoFileThatBreaksOff, WithinItsCounter) {
+TEST_F(InfoFileReadError, WithinItsCounter) {
   EXPECT_EQ(updated("16.11.2026\n123", "45\n"),
             keepsTheCutLine ? result(123, "16.11.2026\n124\n") : result(0, "16.11.2026\n1\n"));
 }
 
-TEST_F(InfoFileThatBreaksOff, WithinItsFirstLine) {
+TEST_F(InfoFileReadError, WithinItsFirstLine) {
   EXPECT_EQ(updated("16.11", ".2026\n5\n"), result(0, keepsTheCutLine ? "16.11\n1\n" : "1\n"));
 }
 

@@ -1,4 +1,4 @@
-// The add-in's whole life, again and again in one process: the process ends as it began.
+// The add-in is loaded, used, stopped and unloaded many times in one process, which must not grow.
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -10,9 +10,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-class ManyLives : public AddInFixture {
+class ManyStarts : public AddInFixture {
  protected:
-  ManyLives() {
+  ManyStarts() {
     // Unlike the recorder's, this record does not grow in the process's memory.
     const std::string open = folder.path() + "/open";
     writeFile(open, "#!/bin/sh\nprintf '%s\\n' \"$1\" >>\"$0.runs\"\n");
@@ -24,11 +24,11 @@ class ManyLives : public AddInFixture {
     oldPath_ = std::getenv("PATH");
     setenv("PATH", (folder.path() + ":" + oldPath_).c_str(), 1);
   }
-  ~ManyLives() override { setenv("PATH", oldPath_.c_str(), 1); }
+  ~ManyStarts() override { setenv("PATH", oldPath_.c_str(), 1); }
 
   // In turn, the palette is created by going online and by run; each tenth time by the click, since
   // the info file that this takes is written back to the disk.
-  void live(int number) {
+  void runCycle(int number) {
     const bool byTheClick = number % 10 == 9;
     const bool byGoingOnline = !byTheClick && number % 2 == 0;
     fs::remove(infoFile);
@@ -43,27 +43,27 @@ class ManyLives : public AddInFixture {
     host->setOffline(false);
     ASSERT_EQ(stop(), true);
     unload();
-    ASSERT_EQ(substitute::resourceCounts().references, 0) << "in life " << number;
-    ASSERT_EQ(substitute::resourceCounts().strings, 0) << "in life " << number;
-    ASSERT_EQ(substitute::resourceCounts().invalidReleases, 0) << "in life " << number;
-    ASSERT_EQ(substitute::resourceCounts().invalidDeallocations, 0) << "in life " << number;
+    ASSERT_EQ(substitute::resourceCounts().references, 0) << "in cycle " << number;
+    ASSERT_EQ(substitute::resourceCounts().strings, 0) << "in cycle " << number;
+    ASSERT_EQ(substitute::resourceCounts().invalidReleases, 0) << "in cycle " << number;
+    ASSERT_EQ(substitute::resourceCounts().invalidDeallocations, 0) << "in cycle " << number;
   }
 
  private:
   std::string oldPath_;
 };
 
-TEST_F(ManyLives, EndAsTheyBegan) {
+TEST_F(ManyStarts, LeaveTheProcessAsItWas) {
   constexpr int warmUp = 100;
-  constexpr int lives = 900;
-  for (int i = 0; i < warmUp; ++i) ASSERT_NO_FATAL_FAILURE(live(i));
+  constexpr int cycles = 900;
+  for (int i = 0; i < warmUp; ++i) ASSERT_NO_FATAL_FAILURE(runCycle(i));
   const long objects = substitute::resourceCounts().objects;
   const ProcessResources before = processResources();
-  for (int i = 0; i < lives; ++i) ASSERT_NO_FATAL_FAILURE(live(i));
+  for (int i = 0; i < cycles; ++i) ASSERT_NO_FATAL_FAILURE(runCycle(i));
   const ProcessResources after = processResources();
   std::cout << "before: " << before << "\nafter:  " << after << '\n';
-  // Less than a byte a life: a leak of any size would be more.
-  EXPECT_LT(after.heap, before.heap + lives);
+  // Less than one byte for each cycle: any leak would be more.
+  EXPECT_LT(after.heap, before.heap + cycles);
   EXPECT_LE(after.resident, before.resident + 512UL * 1024);
   EXPECT_EQ(after.files, before.files);
   EXPECT_EQ(after.threads, before.threads);
@@ -75,7 +75,7 @@ TEST_F(ManyLives, EndAsTheyBegan) {
   for (std::string target; std::getline(runs, target); ++opened) {
     ASSERT_EQ(target, "https://learning.velorin.example/");
   }
-  EXPECT_EQ(opened, static_cast<std::size_t>(warmUp + lives));
+  EXPECT_EQ(opened, static_cast<std::size_t>(warmUp + cycles));
 }
 
 }  // namespace
