@@ -1,29 +1,26 @@
 #include "substitute/desktop/MainWindow.h"
 
-#include <QAction>
-#include <QActionGroup>
 #include <QApplication>
 #include <QCloseEvent>
 #include <QFileInfo>
-#include <QInputDialog>
-#include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <algorithm>
-#include <limits>
+#include <initializer_list>
 
 #include "substitute/api/HostObjects.h"
 #include "substitute/desktop/Accessibility.h"
+#include "substitute/desktop/AddInMenu.h"
 #include "substitute/desktop/Canvas.h"
 #include "substitute/desktop/CommandPanel.h"
-#include "substitute/desktop/DockMenu.h"
+#include "substitute/desktop/HostMenu.h"
 #include "substitute/desktop/HostToolbar.h"
 #include "substitute/desktop/PaletteDock.h"
 #include "substitute/desktop/Playback.h"
-#include "substitute/desktop/ResizeMenu.h"
 #include "substitute/desktop/ScenarioMenu.h"
 #include "substitute/desktop/StatusBar.h"
 #include "substitute/desktop/TracePanel.h"
+#include "substitute/desktop/ViewMenu.h"
 #include "substitute/desktop/WebPage.h"
 #include "substitute/driver/AddIn.h"
 #include "substitute/driver/Text.h"
@@ -32,8 +29,6 @@
 namespace substitute {
 
 namespace {
-
-constexpr int otherLanguage = 3;
 
 QString text(const std::string& bytes) {
   return QString::fromStdString(bytes);
@@ -69,11 +64,11 @@ MainWindow::MainWindow(Host& host, ScenarioRunner& runner, WebEngine& engine,
   setCentralWidget(new Canvas);
   addDockWidget(Qt::BottomDockWidgetArea, trace_);
   resizeDocks({trace_}, {190}, Qt::Vertical);
-  makeCommands();
+  makeCommandPanel();
   makeMenus();
   setStatusBar(status_);
   traceSubscription_ =
-      host_.interceptor().trace.subscribe([this](const Json& entry) { follow(entry); });
+      host_.interceptor().trace.subscribe([this](const Json& entry) { onTraceEntry(entry); });
   failureSubscription_ = runner_.failed.subscribe([this](const std::string& sentence) {
     status_->tell(tr("An expectation failed: %1").arg(text(printable(sentence))));
   });
@@ -114,7 +109,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
   QMainWindow::closeEvent(event);
 }
 
-void MainWindow::makeCommands() {
+void MainWindow::makeCommandPanel() {
   addDockWidget(Qt::LeftDockWidgetArea, commands_);
   resizeDocks({commands_}, {300}, Qt::Horizontal);
   connect(playback_, &Playback::added, commands_, &CommandPanel::addPending);
@@ -125,105 +120,32 @@ void MainWindow::makeCommands() {
 }
 
 void MainWindow::makeMenus() {
-  const auto plays = [this](const char* line) { return [this, line] { play(line); }; };
-  QMenu* const addin = menuBar()->addMenu(tr("&Add-in"));
-  start_ = addin->addAction(tr("&Start"), this, plays("start"));
-  start_->setShortcut(Qt::Key_F9);
-  stop_ = addin->addAction(tr("S&top"), this, plays("stop"));
-  stop_->setShortcut(Qt::SHIFT | Qt::Key_F9);
-  again_ = addin->addAction(tr("Start &again as on another day"), this, [this] {
-    if (runner_.loaded()) play("stop");
-    play("start");
-  });
-  again_->setShortcut(Qt::CTRL | Qt::Key_F9);
-  press_ = addin->addAction(tr("Press the &button"), this, plays("click"));
-  press_->setShortcut(Qt::CTRL | Qt::Key_B);
-  addin->addSeparator();
-  QAction* const quit = addin->addAction(tr("&Quit"), this, &QWidget::close);
-  quit->setShortcut(Qt::CTRL | Qt::Key_Q);
-
-  auto* const scenario = new ScenarioMenu(*playback_, recording_, menuBar());
-  menuBar()->addMenu(scenario);
-  connect(scenario, &ScenarioMenu::reported, commands_, &CommandPanel::showMessage);
-
-  QMenu* const host = menuBar()->addMenu(tr("&Host"));
-  offline_ = host->addAction(tr("&Offline"));
-  offline_->setCheckable(true);
-  offline_->setShortcut(Qt::CTRL | Qt::SHIFT | Qt::Key_O);
-  connect(offline_, &QAction::triggered, this,
-          [this](bool offline) { play(offline ? "offline" : "online"); });
-  host->addSeparator();
-  QMenu* const language = host->addMenu(tr("User &language"));
-  languages_ = new QActionGroup(this);
-  for (const auto& [number, name] :
-       {std::pair(czechLanguage, tr("Czech (2)")), std::pair(otherLanguage, tr("Another (3)"))}) {
-    QAction* const choice = language->addAction(
-        name, this, [this, value = number] { play("language " + std::to_string(value)); });
-    choice->setObjectName(QStringLiteral("language:%1").arg(number));
-    choice->setCheckable(true);
-    choice->setData(number);
-    languages_->addAction(choice);
+  QMenuBar* const bar = menuBar();
+  const auto playChosen = [this](const Command& command) { play(command); };
+  addinMenu_ = new AddInMenu(runner_, bar);
+  connect(addinMenu_, &AddInMenu::commandChosen, this, playChosen);
+  connect(addinMenu_, &AddInMenu::quitRequested, this, &QWidget::close);
+  auto* const scenarioMenu = new ScenarioMenu(*playback_, recording_, bar);
+  connect(scenarioMenu, &ScenarioMenu::reported, commands_, &CommandPanel::showMessage);
+  hostMenu_ = new HostMenu(host_, bar);
+  connect(hostMenu_, &HostMenu::commandChosen, this, playChosen);
+  viewMenu_ = new ViewMenu(
+      *this, *commands_, *trace_, [this] { return currentDock(); }, bar);
+  connect(viewMenu_, &ViewMenu::commandChosen, this, playChosen);
+  (new Accessibility(*this))->addActions(*viewMenu_);
+  for (QMenu* const menu :
+       std::initializer_list<QMenu*>{addinMenu_, scenarioMenu, hostMenu_, viewMenu_}) {
+    bar->addMenu(menu);
   }
-  language->addAction(tr("&Number…"), this, &MainWindow::askLanguage)->setObjectName("askLanguage");
-  host->addAction(tr("&Entitlement text…"), this, &MainWindow::askEntitlement)
-      ->setObjectName("askEntitlement");
-  noEntitlement_ = host->addAction(tr("N&o entitlement text"), this, plays("entitlement"));
-
-  QMenu* const view = menuBar()->addMenu(tr("&View"));
-  showPalette_ = view->addAction(tr("&Learning palette"));
-  showPalette_->setCheckable(true);
-  showPalette_->setShortcut(Qt::CTRL | Qt::SHIFT | Qt::Key_P);
-  connect(showPalette_, &QAction::triggered, this,
-          [this](bool show) { play(show ? "show" : "hide"); });
-  commands_->toggleViewAction()->setText(tr("&Commands"));
-  view->addAction(commands_->toggleViewAction());
-  trace_->toggleViewAction()->setText(tr("&Trace"));
-  view->addAction(trace_->toggleViewAction());
-  QAction* const commandLine =
-      view->addAction(tr("Command &line"), commands_, &CommandPanel::focusCommandLine);
-  commandLine->setShortcut(Qt::CTRL | Qt::Key_L);
-  view->addSeparator();
-  dockMenu_ = new DockMenu(
-      *this, [this] { return shownDock(); }, view);
-  view->addMenu(dockMenu_);
-  closePalette_ = view->addAction(tr("Close p&alette"), this, [this] {
-    if (PaletteDock* const dock = shownDock()) dock->close();
-  });
-  closePalette_->setShortcut(Qt::CTRL | Qt::Key_W);
-  reloadPage_ = view->addAction(tr("&Reload page"), this, [this] {
-    if (PaletteDock* const dock = shownDock()) dock->reload();
-  });
-  reloadPage_->setShortcut(Qt::Key_F5);
-  developerTools_ = view->addAction(tr("&Developer tools"), this, [this] {
-    if (PaletteDock* const dock = shownDock()) dock->openDeveloperTools();
-  });
-  developerTools_->setShortcut(Qt::Key_F12);
-  view->addSeparator();
-  view->addMenu(new ResizeMenu(*this, view));
-  (new Accessibility(*this))->addActions(*view);
-  menuBar()->addMenu(tr("&Trace"))->addActions(trace_->actions());
-
-  start_->setObjectName("start");
-  stop_->setObjectName("stop");
-  again_->setObjectName("again");
-  press_->setObjectName("press");
-  offline_->setObjectName("offline");
-  noEntitlement_->setObjectName("noEntitlement");
-  showPalette_->setObjectName("showPalette");
-  commands_->toggleViewAction()->setObjectName("showCommands");
-  trace_->toggleViewAction()->setObjectName("showTrace");
-  commandLine->setObjectName("commandLine");
-  closePalette_->setObjectName("closePalette");
-  reloadPage_->setObjectName("reloadPage");
-  developerTools_->setObjectName("developerTools");
+  bar->addMenu(tr("&Trace"))->addActions(trace_->actions());
 }
 
 // In the midst of the add-in's call: nothing is done here that would call the host.
-void MainWindow::follow(const Json& entry) {
+void MainWindow::onTraceEntry(const Json& entry) {
   trace_->append(entry, commands_->current());
   if (entry.contains("op")) {
     // The address of a deleted palette may be another's by the end of the call.
-    if (entry["op"] == "Palette.deleteMe") dropDeadDocks();
+    if (entry["op"] == "Palette.deleteMe") removeStaleDocks();
     return;
   }
   status_->follow(entry);
@@ -231,10 +153,12 @@ void MainWindow::follow(const Json& entry) {
 
 void MainWindow::refresh() {
   refreshing_ = true;
-  dropDeadDocks();
+  removeStaleDocks();
   refreshDocks();
   refreshToolbars();
-  refreshMenus();
+  addinMenu_->refresh();
+  hostMenu_->refresh();
+  viewMenu_->refresh(dock(learningPalette));
   status_->showValues(host_, runner_.loaded());
   const bool offline = host_.application().offline;
   if (wasOffline_ && !offline) {
@@ -244,7 +168,7 @@ void MainWindow::refresh() {
   refreshing_ = false;
 }
 
-void MainWindow::dropDeadDocks() {
+void MainWindow::removeStaleDocks() {
   const auto& palettes = host_.application().userInterface->palettes->all.items();
   const auto dead = [&](PaletteDock* dock) {
     const bool alive = std::any_of(palettes.begin(), palettes.end(), [&](const auto& palette) {
@@ -264,7 +188,7 @@ void MainWindow::refreshDocks() {
   for (const auto& palette : host_.application().userInterface->palettes->all.items()) {
     PaletteDock* shown = dock(palette->id());
     if (shown == nullptr) shown = addDock(*palette);
-    place(*shown);
+    placeDock(*shown);
     shown->refresh();
   }
 }
@@ -292,12 +216,12 @@ PaletteDock* MainWindow::addDock(const PaletteObject& object) {
   connect(dock, &PaletteDock::pageFailed, this, [this, id](const QString& reason) {
     status_->tell(tr("The page of %1 could not be shown. %2").arg(text(id), reason));
   });
-  connect(dock, &QDockWidget::topLevelChanged, this, [this, dock] { userPlaced(*dock); });
-  connect(dock, &QDockWidget::dockLocationChanged, this, [this, dock] { userPlaced(*dock); });
+  connect(dock, &QDockWidget::topLevelChanged, this, [this, dock] { onUserMoved(*dock); });
+  connect(dock, &QDockWidget::dockLocationChanged, this, [this, dock] { onUserMoved(*dock); });
   return dock;
 }
 
-void MainWindow::place(PaletteDock& dock) {
+void MainWindow::placeDock(PaletteDock& dock) {
   const PaletteValues& values = dock.object().values();
   const Qt::DockWidgetArea area = dockArea(dock.object().dockingState);
   const bool added = dockWidgetArea(&dock) != Qt::NoDockWidgetArea;
@@ -317,7 +241,7 @@ void MainWindow::place(PaletteDock& dock) {
 }
 
 // The user has dragged the palette elsewhere: that is its place in the host from now on.
-void MainWindow::userPlaced(PaletteDock& moved) {
+void MainWindow::onUserMoved(PaletteDock& moved) {
   if (refreshing_) return;
   for (const auto& palette : host_.application().userInterface->palettes->all.items()) {
     const int state = moved.isFloating() ? 0 : dockingState(dockWidgetArea(&moved));
@@ -358,34 +282,8 @@ void MainWindow::refreshToolbars() {
   }
 }
 
-void MainWindow::refreshMenus() {
-  const bool loaded = runner_.loaded();
-  const auto& toolbars = host_.application().userInterface->toolbars->all.items();
-  const bool button = std::any_of(toolbars.begin(), toolbars.end(), [](const auto& toolbar) {
-    return toolbar->controls->all.find(learningButton) != nullptr;
-  });
-  start_->setEnabled(!loaded);
-  stop_->setEnabled(loaded);
-  press_->setEnabled(button);
-  offline_->setChecked(host_.application().offline);
-  noEntitlement_->setEnabled(host_.application().entitlement.has_value());
-  for (QAction* const choice : languages_->actions()) {
-    choice->setChecked(choice->data().toInt() ==
-                       host_.application().preferences->general->language);
-  }
-  const PaletteDock* const learning = dock(learningPalette);
-  showPalette_->setEnabled(learning != nullptr);
-  showPalette_->setChecked(learning != nullptr && learning->object().values().visible);
-  const PaletteDock* const shown = shownDock();
-  dockMenu_->setEnabled(shown != nullptr);
-  closePalette_->setEnabled(shown != nullptr && shown->object().values().closeButton);
-  reloadPage_->setEnabled(shown != nullptr);
-  developerTools_->setEnabled(shown != nullptr);
-}
-
-// The palette that the page's menu entries are about: that with the focus, else the first to be
-// seen.
-PaletteDock* MainWindow::shownDock() const {
+// The visible palette that has the focus, else the first visible one.
+PaletteDock* MainWindow::currentDock() const {
   PaletteDock* first = nullptr;
   for (PaletteDock* const dock : docks_) {
     if (!dock->object().values().visible) continue;
@@ -393,27 +291,6 @@ PaletteDock* MainWindow::shownDock() const {
     if (first == nullptr) first = dock;
   }
   return first;
-}
-
-void MainWindow::askLanguage() {
-  bool given = false;
-  const int number = QInputDialog::getInt(
-      this, tr("User language"), tr("The number of the host's user language; 2 is Czech:"),
-      host_.application().preferences->general->language, std::numeric_limits<int>::min(),
-      std::numeric_limits<int>::max(), 1, &given);
-  if (given) play("language " + std::to_string(number));
-}
-
-void MainWindow::askEntitlement() {
-  bool given = false;
-  const QString now = text(host_.application().entitlement.value_or(""));
-  const std::string answer =
-      QInputDialog::getText(this, tr("Entitlement text"),
-                            tr("The host's entitlement text. An open palette keeps its page; the "
-                               "next start takes the new text:"),
-                            QLineEdit::Normal, now, &given)
-          .toStdString();
-  if (given) play(Command{"entitlement " + answer, "entitlement", {answer}});
 }
 
 void MainWindow::showHelp() {

@@ -8,17 +8,17 @@
 #include "substitute/driver/Recording.h"
 #include "substitute/driver/ScenarioRunner.h"
 
-class QAction;
-class QActionGroup;
-
 namespace substitute {
 
+class AddInMenu;
 class CommandPanel;
+class HostMenu;
 class HostToolbar;
 class PaletteDock;
 class Playback;
 class StatusBar;
 class TracePanel;
+class ViewMenu;
 class WebEngine;
 
 class MainWindow : public QMainWindow {
@@ -57,20 +57,17 @@ class MainWindow : public QMainWindow {
   void closeEvent(QCloseEvent* event) override;
 
  private:
-  void makeCommands();
+  void makeCommandPanel();
   void makeMenus();
-  void follow(const Json& entry);
+  void onTraceEntry(const Json& entry);
   void refresh();
-  void dropDeadDocks();
+  void removeStaleDocks();
   void refreshDocks();
-  void place(PaletteDock& dock);
+  void placeDock(PaletteDock& dock);
   PaletteDock* addDock(const PaletteObject& object);
-  void userPlaced(PaletteDock& moved);
+  void onUserMoved(PaletteDock& moved);
   void refreshToolbars();
-  void refreshMenus();
-  PaletteDock* shownDock() const;
-  void askLanguage();
-  void askEntitlement();
+  PaletteDock* currentDock() const;
   void showHelp();
 
   Host& host_;
@@ -88,18 +85,9 @@ class MainWindow : public QMainWindow {
   CommandPanel* commands_;
   TracePanel* trace_;
   StatusBar* status_;
-  QAction* start_ = nullptr;
-  QAction* stop_ = nullptr;
-  QAction* again_ = nullptr;
-  QAction* press_ = nullptr;
-  QAction* offline_ = nullptr;
-  QAction* showPalette_ = nullptr;
-  QMenu* dockMenu_ = nullptr;
-  QAction* closePalette_ = nullptr;
-  QAction* reloadPage_ = nullptr;
-  QAction* developerTools_ = nullptr;
-  QAction* noEntitlement_ = nullptr;
-  QActionGroup* languages_ = nullptr;
+  AddInMenu* addinMenu_ = nullptr;
+  HostMenu* hostMenu_ = nullptr;
+  ViewMenu* viewMenu_ = nullptr;
   Signal<Json>::Subscription traceSubscription_;
   Signal<std::string>::Subscription failureSubscription_;
 };
