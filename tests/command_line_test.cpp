@@ -232,7 +232,7 @@ TEST_F(CommandLine, AMessageIsTakenByteForByte) {
   EXPECT_EQ(data, (std::vector<Json>{"  two spaces ", "", "", nullptr}));
 }
 
-TEST_F(CommandLine, AnExceptionIsToldAndTheScenarioGoesOn) {
+TEST_F(CommandLine, AnExceptionIsReportedAndTheScenarioGoesOn) {
   const Result result = run("-", "start\nmessage\nmessage \"x\"\nstop\n");
   EXPECT_EQ(result.status, 0);
   EXPECT_NE(result.output.find("An exception left the add-in: std::out_of_range"),
@@ -241,7 +241,7 @@ TEST_F(CommandLine, AnExceptionIsToldAndTheScenarioGoesOn) {
   EXPECT_NE(result.output.find("stop returned true"), std::string::npos);
 }
 
-TEST_F(CommandLine, WhatCannotBeDoneIsToldInWords) {
+TEST_F(CommandLine, WhatCannotBeDoneIsReported) {
   const Result result = run("-",
                             "stop\nunload\nclick\nmessage x\nhide\nstart\nstart\nclick no\n"
                             "remove definition runTeachPalette\nclick\nremove palette none\n"
@@ -257,7 +257,7 @@ TEST_F(CommandLine, WhatCannotBeDoneIsToldInWords) {
   }
 }
 
-TEST_F(CommandLine, AFolderThatTheAddInWillNotFindIsTold) {
+TEST_F(CommandLine, AFolderThatTheAddInWillNotFindIsReported) {
   const Result result = runAsTyped("--data AutodeskLab/h -", "start\n");
   EXPECT_EQ(result.status, 0);
   EXPECT_NE(result.errors.find("will not find its folder in AutodeskLab/h"), std::string::npos);

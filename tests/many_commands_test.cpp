@@ -31,7 +31,7 @@ class ManyCommands : public AddInFixture {
   substitute::ScenarioRunner runner{*host, addinFile(), nowhere};
 };
 
-TEST_F(ManyCommands, EachTakesTheSameWorkHoweverMuchThereIs) {
+TEST_F(ManyCommands, EachCostsTheSameHoweverManyObjectsThereAre) {
   const std::vector<std::string> others = {"hide",       "click",   "message \"x\"",
                                            "language 3", "offline", "fail Palettes.add 1000000"};
   runner.play(substitute::parseCommand("start"));

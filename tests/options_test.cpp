@@ -53,7 +53,7 @@ class ProgramOutput : public HostProgram {};
 
 }  // namespace
 
-TEST_F(HostData, AScenarioGetsAFreshTemporaryFolderEachTime) {
+TEST_F(HostData, AScenarioGetsANewTemporaryFolderEachTime) {
   writeFile(folder.path() + "/s", "start\nstate\nstop\n");
   for (const char* const arguments : {"s", "s", "--fresh s"}) {
     const Result result = runAsTyped(arguments);
@@ -166,7 +166,7 @@ TEST_F(ScenarioInput, AWrongLineEndsItAndWhatWasPlayedIsKept) {
             substitute::Json::parse(R"({"event": "run returned", "value": true})"));
 }
 
-TEST_F(ScenarioInput, AByteOrderMarkIsPassedOver) {
+TEST_F(ScenarioInput, AByteOrderMarkIsSkipped) {
   writeFile(folder.path() + "/s", "\xef\xbb\xbfoffline\n");
   EXPECT_EQ(run("s").output, "> offline\n  The host is offline.\n");
   EXPECT_EQ(run("-", "\xef\xbb\xbf# a\n").output, "\n# a\n");
@@ -352,7 +352,7 @@ TEST_F(ProgramOutput, ControlCharactersOfTheCommandLineAreEscaped) {
   expectRefused(result, 2, "there is no scenario a\\u001b[31m\\nb; ");
 }
 
-TEST_F(ProgramOutput, OutputThatIsLostIsTold) {
+TEST_F(ProgramOutput, LostOutputIsReported) {
   writeFile(folder.path() + "/s", "offline\n");
   for (const char* const arguments : {"s", "--junit r s", "s s"}) {
     const int status = system((command(arguments) + " >/dev/full 2>err").c_str());
@@ -362,7 +362,7 @@ TEST_F(ProgramOutput, OutputThatIsLostIsTold) {
   }
 }
 
-TEST_F(ProgramOutput, WhatTheShellComplainsOfIsToldAsSuch) {
+TEST_F(ProgramOutput, ErrorsOfTheShellAreReportedAsSuch) {
   const Result result = run("-",
                             "start\nmessage \"'\"\nmessage (;no-such-program)\n"
                             "message (;ls no-such-file)\nstop\n");
@@ -379,7 +379,7 @@ TEST_F(ProgramOutput, WhatTheShellComplainsOfIsToldAsSuch) {
   EXPECT_EQ(result.errors.rfind("ls: ", 0), 0U) << result.errors;
 }
 
-TEST_F(ProgramOutput, TheSystemsOwnOpenComplainsForItself) {
+TEST_F(ProgramOutput, TheSystemsOwnOpenReportsItsErrorsItself) {
   const Result result = run("--system-open -", "start\nmessage \"'\"\n");
   EXPECT_NE(result.errors.find("Unterminated quoted string"), std::string::npos) << result.errors;
 }

@@ -249,7 +249,7 @@ TEST_F(Prompt, AFailedExpectationIsTheStatus) {
   EXPECT_EQ(terminal.end(), 3);
 }
 
-TEST_F(Prompt, HelpTellsOfOneCommandOrOfAll) {
+TEST_F(Prompt, HelpDescribesOneCommandOrAll) {
   Terminal terminal = open();
   terminal.answer("help fail", "fail OPERATION [N] [null|throw]");
   EXPECT_EQ(terminal.seen().find("entitlement"), std::string::npos) << terminal.seen();
@@ -328,7 +328,7 @@ TEST_F(Prompt, TheStateIsIndented) {
   quit(terminal);
 }
 
-TEST_F(Prompt, AWrongLineIsToldAndThePromptGoesOn) {
+TEST_F(Prompt, AWrongLineIsReportedAndThePromptGoesOn) {
   Terminal terminal = open();
   terminal.answer("strat", "'strat' is not a command; the nearest are start, ");
   terminal.expect("'help' lists the commands.");

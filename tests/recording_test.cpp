@@ -44,8 +44,8 @@ class RecordedScenario : public HostProgram {
 
   Host host{settingsIn(folder.path() + "/here")};
   OpenRecorder recorder{host};
-  std::ostringstream told;
-  ScenarioRunner runner{host, addinFile(), told};
+  std::ostringstream report;
+  ScenarioRunner runner{host, addinFile(), report};
 
  private:
   std::vector<Json> trace_;
@@ -58,7 +58,7 @@ TEST_F(RecordedScenario, PlaysAgainWithTheSameTrace) {
         "message-to teachPalete ", "message-null", "dock teachPalete 3", "hide teachPalete",
         "entitlement", "offline", "click", "language -3", "online", "stop", "start"});
   save(recording, true);
-  EXPECT_EQ(recording.leftOut(), 0U);
+  EXPECT_EQ(recording.omissions(), 0U);
   play({"unload"});
   const Result again = playAgain();
   EXPECT_EQ(again.errors, "");
@@ -121,7 +121,7 @@ TEST_F(RecordedScenario, SaysWhatNoLineCanHold) {
     runner.play({"message " + data, "message", {data}});
   }
   runner.play({"click two words", "click", {"two words"}});
-  EXPECT_EQ(recording.leftOut(), 4U);
+  EXPECT_EQ(recording.omissions(), 4U);
   const std::string scenario = save(recording, false);
   for (const char* const what : {"the info file [\"\xef\xbf\xbd\"]", "message two\\nlines",
                                  "message zero\\u0000byte", "click two words"}) {

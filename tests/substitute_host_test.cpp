@@ -229,7 +229,7 @@ TEST_F(SubstituteHost, AFaultThatThrowsDoesNothing) {
   EXPECT_TRUE(addPalette("p"));
 }
 
-TEST_F(SubstituteHost, CatchesAndTellsEveryException) {
+TEST_F(SubstituteHost, CatchesAndTracesEveryException) {
   EXPECT_EQ(host->callEntryPoint("call", []() -> bool { throw std::out_of_range("far"); }),
             std::nullopt);
   EXPECT_EQ(host->callEntryPoint("call", []() -> bool { throw 7; }), std::nullopt);
@@ -290,7 +290,7 @@ TEST_F(SubstituteHost, ReportsItsExecutableOnTheSystemsTerms) {
   EXPECT_EQ(path, executable);
 }
 
-TEST_F(SubstituteHost, TellsEveryOperationByItsName) {
+TEST_F(SubstituteHost, FindsEveryOperationByItsName) {
   // A whole life asks for every operation that the list names, and for no other.
   ASSERT_EQ(start(), true);
   host->click("runTeachPalette");

@@ -81,7 +81,7 @@ class Verdict : public testing::Test {
   }
 
   // `part` is a line of the output, or the beginning of one, without its indentation.
-  static void expectTold(const std::string& text, const std::string& part) {
+  static void expectLine(const std::string& text, const std::string& part) {
     EXPECT_NE(("\n" + text).find("\n" + part), std::string::npos)
         << "missing: " << part << "\nin:\n"
         << text;
@@ -91,12 +91,12 @@ class Verdict : public testing::Test {
   static void expectReported(const Result& result, int signal, const std::string& underWay,
                              const std::string& command) {
     EXPECT_EQ(result.status, -signal);
-    expectTold(result.errors, "substitute-host: the host is ended by the signal SIG");
-    expectTold(result.errors, "  last call of the host: ");
-    expectTold(result.errors, "  under way: " + underWay + "\n");
-    expectTold(result.errors, "  command: " + command + "\n");
-    expectTold(result.errors, "  end of the trace:\n");
-    expectTold(result.errors, "  stack:\n");
+    expectLine(result.errors, "substitute-host: the host is ended by the signal SIG");
+    expectLine(result.errors, "  last call of the host: ");
+    expectLine(result.errors, "  under way: " + underWay + "\n");
+    expectLine(result.errors, "  command: " + command + "\n");
+    expectLine(result.errors, "  end of the trace:\n");
+    expectLine(result.errors, "  stack:\n");
   }
 
   TemporaryFolder folder;
@@ -116,12 +116,12 @@ TEST_F(Verdict, WhatIsAsExpectedIsNotRepeated) {
   EXPECT_EQ(with.errors, "");
 }
 
-TEST_F(Verdict, WhatIsNotAsExpectedIsToldAndTheScenarioGoesOn) {
+TEST_F(Verdict, AFailedExpectationIsReportedAndTheScenarioGoesOn) {
   const Result result = play("start\n\nexpect /palettes/0/width 301\nexpect-not /run true\nstop\n");
   EXPECT_EQ(result.status, 3);
-  expectTold(result.output, "s:3: expected /palettes/0/width 301, found 300\n");
-  expectTold(result.output, "s:4: expected not /run true, found true\n");
-  expectTold(result.output, "  stop returned true.");
+  expectLine(result.output, "s:3: expected /palettes/0/width 301, found 300\n");
+  expectLine(result.output, "s:4: expected not /run true, found true\n");
+  expectLine(result.output, "  stop returned true.");
   EXPECT_EQ(result.verdict(), "4 commands, 2 expectations, 2 failed\n");
 }
 
@@ -130,7 +130,7 @@ TEST_F(Verdict, NothingIsNotAsExpectedAndIsNoOther) {
       "expect /palettes/0 null\nexpect-not /palettes/0 null\nexpect-not /palettes/x 1\n"
       "expect-not /palettes/99999999999999999999 1\nexpect-not /offline/a false\n");
   EXPECT_EQ(result.status, 3);
-  expectTold(result.output, "s:1: expected /palettes/0 null, found nothing\n");
+  expectLine(result.output, "s:1: expected /palettes/0 null, found nothing\n");
   EXPECT_EQ(result.verdict(), "5 commands, 5 expectations, 1 failed\n");
 }
 
@@ -147,11 +147,11 @@ TEST_F(Verdict, WrongExpectationsAreWrongLines) {
     const Result result = play("start\n" + std::string(line) + "\n");
     EXPECT_EQ(result.status, 2) << line;
     EXPECT_EQ(result.output, "");
-    expectTold(result.errors, "substitute-host: s:2: ");
+    expectLine(result.errors, "substitute-host: s:2: ");
   }
 }
 
-TEST_F(Verdict, TheStateTellsWhatWasReturnedThrownAndPlanned) {
+TEST_F(Verdict, TheStateHoldsWhatWasReturnedThrownAndPlanned) {
   const Result result = play(
       "expect /run null\nexpect /stop null\nexpect /thrown []\nexpect /infoLines []\n"
       "fail Palettes.add 2\nfail Toolbars.itemById 1 throw\nfail Palettes.add 3 throw\n"
@@ -169,8 +169,8 @@ TEST_F(Verdict, TheInfoFileIsRemoved) {
       "reset\nstart\nstop\nexpect /infoLines/1 \"1\"\nreset\nexpect /infoLines []\nstart\n"
       "expect /infoLines/1 \"1\"\nstop\n");
   EXPECT_EQ(result.status, 0) << result.output;
-  expectTold(result.output, "> reset\n  There is no info file.\n");
-  expectTold(result.output, "> reset\n  The info file reads: nothing\n");
+  expectLine(result.output, "> reset\n  There is no info file.\n");
+  expectLine(result.output, "> reset\n  The info file reads: nothing\n");
 }
 
 TEST_F(Verdict, EveryPaletteCanSendAMessage) {
@@ -179,22 +179,22 @@ TEST_F(Verdict, EveryPaletteCanSendAMessage) {
       "expect /opened [[\"a\", \"b\"]]\nexpect /thrown [\"std::out_of_range\"]\n",
       "--trace t");
   EXPECT_EQ(result.status, 0) << result.output;
-  expectTold(result.output, "  There is no palette \"none\" whose page could send that.\n");
+  expectLine(result.output, "  There is no palette \"none\" whose page could send that.\n");
   EXPECT_NE(readFile(folder.path() + "/t").find(R"("result":"  a b ")"), std::string::npos);
 }
 
-TEST_F(Verdict, NothingSuspiciousIsToldOfASoundLife) {
+TEST_F(Verdict, NothingSuspiciousIsReportedOfASoundAddIn) {
   const Result result = playWith("", "start\nstop\n", "--strict");
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.output.find("suspicious"), std::string::npos);
   EXPECT_EQ(result.verdict(), "2 commands, 0 expectations, 0 failed\n");
 }
 
-TEST_F(Verdict, WhatIsSuspiciousIsToldAndFailsWhenStrict) {
+TEST_F(Verdict, WhatIsSuspiciousIsReportedAndFailsWhenStrict) {
   struct Case {
     std::string misbehaviour;
     std::string lines;
-    std::string told;
+    std::string sentence;
   };
   for (const Case& one : std::vector<Case>{
            {"throw", "start\nstop\n", "An exception left the add-in: std::__"},
@@ -211,7 +211,7 @@ TEST_F(Verdict, WhatIsSuspiciousIsToldAndFailsWhenStrict) {
        }) {
     const Result plain = playWith(one.misbehaviour, one.lines);
     EXPECT_EQ(plain.status, 0) << one.misbehaviour << plain.errors;
-    expectTold(plain.output, "What is suspicious:\n  " + one.told);
+    expectLine(plain.output, "What is suspicious:\n  " + one.sentence);
     const Result strict = playWith(one.misbehaviour, one.lines, "--strict");
     EXPECT_EQ(strict.status, 3) << one.misbehaviour;
     EXPECT_EQ(strict.output.rfind(plain.output, 0), 0U) << strict.output;
@@ -226,22 +226,22 @@ TEST_F(Verdict, TheTraceIsTheExpectedOne) {
   EXPECT_EQ(result.verdict(), "2 commands, 1 expectations, 0 failed\n");
 }
 
-TEST_F(Verdict, TheFirstLineOfTheTraceThatDiffersIsTold) {
+TEST_F(Verdict, TheFirstLineOfTheTraceThatDiffersIsReported) {
   writeFile(
       folder.path() + "/t",
       "{\"event\": \"run\"}\n{\"args\": [], \"op\": \"Application.get\", \"result\": null}\n");
   const Result other = play("start\nstop\n", "--expect-trace t");
   EXPECT_EQ(other.status, 3);
-  expectTold(other.output,
+  expectLine(other.output,
              "t:2: expected {\"args\": [], \"op\": \"Application.get\", \"result\": null}, found "
              "{\"op\":\"Application.get\",\"args\":[],\"result\":\"Application\"}\n");
   const Result shorter = play("offline\n", "--expect-trace t");
   EXPECT_EQ(shorter.status, 3);
-  expectTold(shorter.output, "t:1: expected {\"event\": \"run\"}, found no more\n");
+  expectLine(shorter.output, "t:1: expected {\"event\": \"run\"}, found no more\n");
   writeFile(folder.path() + "/t", "");
   const Result longer = play("start\nstop\n", "--expect-trace t");
   EXPECT_EQ(longer.status, 3);
-  expectTold(longer.output, "t:1: expected no more, found {\"event\":\"run\"}\n");
+  expectLine(longer.output, "t:1: expected no more, found {\"event\":\"run\"}\n");
 }
 
 TEST_F(Verdict, AnExpectedTraceThatIsNoneIsRefused) {
@@ -249,7 +249,7 @@ TEST_F(Verdict, AnExpectedTraceThatIsNoneIsRefused) {
   const Result wrong = play("start\n", "--expect-trace t");
   EXPECT_EQ(wrong.status, 2);
   EXPECT_EQ(wrong.output, "");
-  expectTold(wrong.errors, "substitute-host: t:2: ");
+  expectLine(wrong.errors, "substitute-host: t:2: ");
   EXPECT_EQ(play("start\n", "--expect-trace nowhere").status, 2);
 }
 
@@ -259,7 +259,7 @@ TEST_F(Verdict, SeveralScenariosAreJudgedEach) {
   const Result both = run("--junit r.xml good bad");
   EXPECT_EQ(both.status, 3);
   EXPECT_EQ(both.output.rfind("passed: good\nfailed: bad: ", 0), 0U) << both.output;
-  expectTold(both.output, "    bad:2: expected /run false, found true\n");
+  expectLine(both.output, "    bad:2: expected /run false, found true\n");
   EXPECT_EQ(both.verdict(), "1 passed, 1 failed\n");
   const std::string xml = readFile(folder.path() + "/r.xml");
   EXPECT_NE(xml.find("tests=\"2\" failures=\"1\""), std::string::npos) << xml;
@@ -277,9 +277,9 @@ TEST_F(Verdict, ACrashIsOneResultOfSeveral) {
   misbehave = "abort";
   const Result result = run("--addin '" VELORIN_MISBEHAVING "' s harmless");
   EXPECT_EQ(result.status, 3);
-  expectTold(result.output, "failed: s: ended by SIGABRT\n");
-  expectTold(result.output, "      last call of the host: ");
-  expectTold(result.output, "passed: harmless\n");
+  expectLine(result.output, "failed: s: ended by SIGABRT\n");
+  expectLine(result.output, "      last call of the host: ");
+  expectLine(result.output, "passed: harmless\n");
 }
 
 TEST_F(Verdict, AllLinesAreCheckedBeforeAnyScenarioPlays) {
@@ -288,7 +288,7 @@ TEST_F(Verdict, AllLinesAreCheckedBeforeAnyScenarioPlays) {
   const Result result = run("good wrong");
   EXPECT_EQ(result.status, 2);
   EXPECT_EQ(result.output, "");
-  expectTold(result.errors, "substitute-host: wrong:2: ");
+  expectLine(result.errors, "substitute-host: wrong:2: ");
 }
 
 TEST_F(Verdict, WhatGoesWithOneScenarioIsRefusedWithSeveral) {
@@ -359,12 +359,12 @@ TEST_F(Verdict, ASignalThatIsIgnoredStaysIgnored) {
 TEST_F(Verdict, ACrashIsReported) {
   const Result result = playWith("crash", "offline\nstart\nstop\n");
   expectReported(result, SIGSEGV, "run", "s:2: start");
-  expectTold(result.errors,
+  expectLine(result.errors,
              "  last call of the host: ApplicationEvent.add, which had returned, by run\n");
   EXPECT_NE(result.errors.find("writeNowhere"), std::string::npos) << result.errors;
   EXPECT_NE(result.errors.find("run in "), std::string::npos) << result.errors;
-  expectTold(result.errors, "    substitute::ScenarioRunner::play(substitute::Command const&) in ");
-  expectTold(result.errors, "    {\"event\":\"run\"}\n");
+  expectLine(result.errors, "    substitute::ScenarioRunner::play(substitute::Command const&) in ");
+  expectLine(result.errors, "    {\"event\":\"run\"}\n");
 }
 
 TEST_F(Verdict, EveryWayToCrashIsReported) {
@@ -390,7 +390,7 @@ TEST_F(Verdict, ALibraryThatCrashesByItselfIsReported) {
 TEST_F(Verdict, ACallInWhichTheHostCrashesHasNotReturned) {
   const Result result = playWith("crash in the host", "start\n");
   expectReported(result, SIGSEGV, "run", "s:1: start");
-  expectTold(result.errors,
+  expectLine(result.errors,
              "  last call of the host: Palettes.itemById, which had not returned, by run\n");
 }
 
@@ -399,9 +399,9 @@ TEST_F(Verdict, AnAddInThatEndsTheProcessDoesNotPass) {
     SCOPED_TRACE(way);
     const Result result = playWith(way, "start\nstop\n");
     EXPECT_EQ(result.status, 3);
-    expectTold(result.errors, "substitute-host: the add-in ends the process\n");
-    expectTold(result.errors, "  command: s:1: start\n");
-    expectTold(result.errors, "    run in libmisbehaving.so at ");
+    expectLine(result.errors, "substitute-host: the add-in ends the process\n");
+    expectLine(result.errors, "  command: s:1: start\n");
+    expectLine(result.errors, "    run in libmisbehaving.so at ");
   }
 }
 
@@ -428,11 +428,11 @@ TEST_F(Verdict, AChildOfTheAddInMayEnd) {
 TEST_F(Verdict, AnAddInThatDoesNotComeBackIsEnded) {
   const Result result = playWith("hang", "start\nstop\n", "--timeout 1");
   EXPECT_EQ(result.status, 4);
-  expectTold(result.errors, "  under way: run\n");
-  expectTold(result.errors, "  command: s:1: start\n");
+  expectLine(result.errors, "  under way: run\n");
+  expectLine(result.errors, "  command: s:1: start\n");
   const Result handler = playWith("hang in a handler", "start\nonline\n", "--timeout 1");
   EXPECT_EQ(handler.status, 4);
-  expectTold(handler.errors, "  under way: (anonymous namespace)::StatusHandler\n");
+  expectLine(handler.errors, "  under way: (anonymous namespace)::StatusHandler\n");
 }
 
 TEST_F(Timeout, RunsDuringACallOfTheAddInAlone) {

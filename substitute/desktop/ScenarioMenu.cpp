@@ -65,11 +65,11 @@ void ScenarioMenu::save(const QString& path, bool withExpectations) {
     Q_EMIT reported(tr("The scenario cannot be written to %1: %2.").arg(path, file.errorString()));
     return;
   }
-  const auto leftOut = static_cast<long>(recording_.leftOut());
+  const auto omissions = static_cast<long>(recording_.omissions());
   QString sentence = tr("Saved in %1").arg(QFileInfo(path).fileName());
-  if (leftOut > 0) {
+  if (omissions > 0) {
     sentence += tr("; comments name what no line can hold, in %1")
-                    .arg(QString::fromStdString(plural(leftOut, "place")));
+                    .arg(QString::fromStdString(plural(omissions, "place")));
   }
   Q_EMIT reported(sentence + '.');
 }

@@ -80,7 +80,7 @@ void StatusBar::tellInPassing(const QString& message) {
 
 void StatusBar::showValues(const Host& host, bool addinRuns) {
   addin_->setWhole(addinRuns ? tr("Add-in: running") : tr("Add-in: stopped"));
-  const QString starts = QString::fromStdString(startsIn(infoFileOf(host)));
+  const QString starts = QString::fromStdString(startCountIn(infoFileOf(host)));
   starts_->setVisible(!starts.isEmpty());
   starts_->setWhole(tr("Starts counted: %1").arg(starts));
   const bool offline = host.application().offline;

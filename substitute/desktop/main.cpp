@@ -34,7 +34,7 @@ struct DesktopLine : CommandLine {
 
 constexpr const char* program = "substitute-desktop";
 
-std::string refuseNoTheme(const std::string& value) {
+std::string checkTheme(const std::string& value) {
   return value == "light" || value == "dark" ? "" : "'" + value + "' is not light or dark";
 }
 
@@ -78,7 +78,7 @@ int show(DesktopLine& values, int& argc, char** argv) {
   if (!plays) {
     commands = {parseCommand("start")};
   } else if (readsInput) {
-    checkInput();
+    checkStandardInput();
   } else {
     commands = readScenario(values.scenario);
   }
@@ -134,21 +134,21 @@ int main(int argc, char** argv) {
       .add_option("--screenshot", values.screenshot,
                   "save a picture of the window when the scenario has been played, and leave")
       ->type_name("FILE")
-      ->check(refuseEmpty);
+      ->check(checkNotEmpty);
   parser.add_option("--theme", values.theme, "light or dark; the desktop's if left out")
       ->type_name("THEME")
-      ->check(refuseNoTheme);
+      ->check(checkTheme);
   parser
       .add_option("--site", values.site,
                   "the folder shown as the learning site; the sample page if left out")
       ->type_name("DIR")
-      ->check(refuseEmpty);
+      ->check(checkNotEmpty);
   parser
       .add_option("SCENARIO", values.scenario,
                   "what to play: a file, a name (first-starts), or - for standard input; if left "
                   "out, the add-in is started")
       ->option_text(" ")
-      ->check(refuseEmpty);
+      ->check(checkNotEmpty);
   if (const auto status = readCommandLine(parser, values, argc, argv)) return *status;
   try {
     int count = 1;  // the options are read; none is Qt's

@@ -20,12 +20,12 @@ std::string loadedAs(const std::string& file) {
 }
 
 void* load(const std::string& path) {
-  const CrashReport::UnderWay loading("the loading of the library");
+  const CrashReport::Activity loading("the loading of the library");
   return dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
 }
 
 void unload(void* library) {
-  const CrashReport::UnderWay unloading("the unloading of the library");
+  const CrashReport::Activity unloading("the unloading of the library");
   dlclose(library);
 }
 

@@ -18,11 +18,11 @@ namespace substitute {
 
 namespace {
 
-std::string refuseNoLanguage(const std::string& value) {
+std::string checkLanguageOption(const std::string& value) {
   return parseLanguage(value) ? "" : notALanguage(value);
 }
 
-std::string refuseNoTime(const std::string& value) {
+std::string checkTimeout(const std::string& value) {
   constexpr unsigned longest = 1000000;
   unsigned seconds = 0;
   const char* const end = value.data() + value.size();
@@ -64,7 +64,8 @@ std::string valueAt(const CLI::App& parser, const CLI::Option& option,
 
 // The arguments, each option's value with the option, so that none is taken for another: CLI11
 // takes the next word for the value of "--name=". Throws UsageError.
-std::vector<std::string> joined(const CLI::App& parser, const std::vector<std::string>& arguments) {
+std::vector<std::string> joinValues(const CLI::App& parser,
+                                    const std::vector<std::string>& arguments) {
   std::vector<std::string> result;
   for (std::size_t i = 0; i < arguments.size(); ++i) {
     const std::string& argument = arguments[i];
@@ -100,7 +101,7 @@ std::vector<std::string> joined(const CLI::App& parser, const std::vector<std::s
 }
 
 void parse(CLI::App& parser, CommandLine& values, int argc, char** argv) {
-  std::vector<std::string> arguments = joined(parser, {argv + 1, argv + argc});
+  std::vector<std::string> arguments = joinValues(parser, {argv + 1, argv + argc});
   std::reverse(arguments.begin(), arguments.end());  // CLI11 takes the last one first
   try {
     parser.parse(std::move(arguments));
@@ -125,13 +126,13 @@ void addOptions(CLI::App& parser, CommandLine& values) {
   parser.option_defaults()->take_last();
   parser.add_option("--addin", values.addin, "the library to load; the built one if left out")
       ->type_name("FILE")
-      ->check(refuseEmpty);
+      ->check(checkNotEmpty);
   parser
       .add_option("--data", values.data,
                   "where the host is installed; if left out, a temporary folder for a scenario, "
                   "else a folder of the user's")
       ->type_name("DIR")
-      ->check(refuseEmpty);
+      ->check(checkNotEmpty);
   parser.add_flag("--fresh", values.fresh, "a temporary folder there without a scenario, too");
   parser.add_flag("--no-addin-folder", values.noAddinFolder, "do not make the add-in's folder");
   parser
@@ -144,7 +145,7 @@ void addOptions(CLI::App& parser, CommandLine& values) {
           [&values](const std::string& word) { values.language = *parseLanguage(word); },
           "the host's user language; 2, which is Czech, if left out")
       ->type_name("N")
-      ->check(refuseNoLanguage);
+      ->check(checkLanguageOption);
   parser
       .add_option("--entitlement", values.entitlement,
                   "the host's entitlement text; an example if left out")
@@ -154,18 +155,18 @@ void addOptions(CLI::App& parser, CommandLine& values) {
       .add_option("--trace", values.trace,
                   "write every call of the host there, a line of JSON each")
       ->type_name("FILE")
-      ->check(refuseEmpty);
+      ->check(checkNotEmpty);
   parser
       .add_option("--expect-trace", values.expectedTrace,
                   "the trace must be this one; the first line that differs is told")
       ->type_name("FILE")
-      ->check(refuseEmpty);
+      ->check(checkNotEmpty);
   parser.add_flag("--strict", values.strict, "what is told as suspicious at the end is a failure");
   parser
       .add_option("--timeout", values.timeout,
                   "end when a call of the add-in takes longer than SECONDS")
       ->type_name("SECONDS")
-      ->check(refuseNoTime);
+      ->check(checkTimeout);
   parser.add_flag("--system-open", values.systemOpen,
                   "let the system's own `open` run instead of recording its arguments");
   parser.add_flag("--list-scenarios", values.listScenarios,
@@ -174,7 +175,7 @@ void addOptions(CLI::App& parser, CommandLine& values) {
                   "list the operations of the host, which `fail` takes");
 }
 
-std::string refuseEmpty(const std::string& value) {
+std::string checkNotEmpty(const std::string& value) {
   return value.empty() ? "the value is empty" : "";
 }
 

@@ -34,7 +34,7 @@ struct CommandLine {
 void addOptions(CLI::App& parser, CommandLine& values);
 
 // A check for CLI11: the error for an empty value; an empty string when `value` is not empty.
-std::string refuseEmpty(const std::string& value);
+std::string checkNotEmpty(const std::string& value);
 
 // Reads the command line into what is declared on `parser` and fills in the library. The result is
 // the exit status when the program has nothing more to do: what was asked for is printed, or what

@@ -31,7 +31,7 @@ const std::vector<std::pair<std::string, ObjectKind>> kinds = {
 };
 
 // Throws ScenarioError for a name that is not one of `kinds`.
-ObjectKind kindNamed(const std::string& name) {
+ObjectKind parseKind(const std::string& name) {
   std::vector<std::string> all;
   for (const auto& kind : kinds) {
     if (kind.first == name) return kind.second;
@@ -54,10 +54,10 @@ void click(ScenarioRunner& runner, const Arguments& arguments) {
     case ClickResult::done:
       break;
     case ClickResult::noControl:
-      runner.reporter().say("There is no button " + quoted(id) + ".");
+      runner.reporter().report("There is no button " + quoted(id) + ".");
       break;
     case ClickResult::noDefinition:
-      runner.reporter().say("The button " + quoted(id) + " has no command; nothing happens.");
+      runner.reporter().report("The button " + quoted(id) + " has no command; nothing happens.");
       break;
   }
 }
@@ -65,7 +65,8 @@ void click(ScenarioRunner& runner, const Arguments& arguments) {
 void sendMessage(ScenarioRunner& runner, const std::string& palette,
                  std::optional<std::string> data) {
   if (runner.host().message(palette, std::move(data))) return;
-  runner.reporter().say("There is no palette " + quoted(palette) + " whose page could send that.");
+  runner.reporter().report("There is no palette " + quoted(palette) +
+                           " whose page could send that.");
 }
 
 void checkLanguage(const Arguments& arguments) {
@@ -80,13 +81,13 @@ void setEntitlement(ScenarioRunner& runner, const Arguments& arguments) {
   runner.host().setEntitlement(arguments.empty() ? std::nullopt : std::optional(arguments[0]));
 }
 
-void sayNoPalette(ScenarioRunner& runner, const std::string& id) {
-  runner.reporter().say("There is no palette " + quoted(id) + ".");
+void reportNoPalette(ScenarioRunner& runner, const std::string& id) {
+  runner.reporter().report("There is no palette " + quoted(id) + ".");
 }
 
 void setVisible(ScenarioRunner& runner, const Arguments& arguments, bool visible) {
   const std::string id = arguments.empty() ? learningPalette : arguments[0];
-  if (!runner.host().setVisible(id, visible)) sayNoPalette(runner, id);
+  if (!runner.host().setVisible(id, visible)) reportNoPalette(runner, id);
 }
 
 void hide(ScenarioRunner& runner, const Arguments& arguments) {
@@ -111,24 +112,24 @@ int parseDockingState(const std::string& word) {
 
 void dock(ScenarioRunner& runner, const Arguments& arguments) {
   const int state = parseDockingState(arguments[1]);
-  if (!runner.host().setDockingState(arguments[0], state)) sayNoPalette(runner, arguments[0]);
+  if (!runner.host().setDockingState(arguments[0], state)) reportNoPalette(runner, arguments[0]);
 }
 
-void checkPlanted(const Arguments& arguments) {
-  if (kindNamed(arguments[0]) == ObjectKind::toolbar) {
+void checkPlantArguments(const Arguments& arguments) {
+  if (parseKind(arguments[0]) == ObjectKind::toolbar) {
     throw ScenarioError("a toolbar can only be removed");
   }
 }
 
 void plant(ScenarioRunner& runner, const Arguments& arguments) {
-  if (runner.host().plant(kindNamed(arguments[0]), arguments[1])) return;
-  runner.reporter().say("The host refuses the " + arguments[0] + " " + quoted(arguments[1]) +
-                        ": its id is taken, or there is no toolbar to put it in.");
+  if (runner.host().plant(parseKind(arguments[0]), arguments[1])) return;
+  runner.reporter().report("The host refuses the " + arguments[0] + " " + quoted(arguments[1]) +
+                           ": its id is taken, or there is no toolbar to put it in.");
 }
 
 void remove(ScenarioRunner& runner, const Arguments& arguments) {
-  if (runner.host().remove(kindNamed(arguments[0]), arguments[1])) return;
-  runner.reporter().say("There is no " + arguments[0] + " " + quoted(arguments[1]) + ".");
+  if (runner.host().remove(parseKind(arguments[0]), arguments[1])) return;
+  runner.reporter().report("There is no " + arguments[0] + " " + quoted(arguments[1]) + ".");
 }
 
 struct Fault {
@@ -167,7 +168,7 @@ void planFault(ScenarioRunner& runner, const Arguments& arguments) {
   const std::string which = fault.nth == 1 ? "The next call of " + arguments[0]
                                            : "Call " + std::to_string(fault.nth) + " of " +
                                                  arguments[0] + ", counted from here,";
-  runner.reporter().say(
+  runner.reporter().report(
       which + (fault.how == Failure::exception ? " will throw." : " will return nothing."));
 }
 
@@ -201,15 +202,15 @@ void writeInfoFile(ScenarioRunner& runner, const Arguments& arguments) {
   const std::string path = infoFileOf(runner.host());
   std::ofstream file(path, std::ios::binary);
   for (const std::string& one : parseInfoLines(arguments[0])) file << one << '\n';
-  if (!file.flush()) runner.reporter().say(path + " cannot be written.");
+  if (!file.flush()) runner.reporter().report(path + " cannot be written.");
 }
 
 void removeInfoFile(ScenarioRunner& runner, const Arguments& /*arguments*/) {
   const std::string file = infoFileOf(runner.host());
   std::error_code error;
   const bool removed = std::filesystem::remove(file, error);
-  if (error) return runner.reporter().say(file + " cannot be removed: " + error.message() + ".");
-  if (!removed) runner.reporter().say("There is no info file.");
+  if (error) return runner.reporter().report(file + " cannot be removed: " + error.message() + ".");
+  if (!removed) runner.reporter().report("There is no info file.");
 }
 
 // Completion: the words for each command's arguments.
@@ -338,9 +339,9 @@ const std::vector<CommandEntry>& commands() {
       {"dock", "ID STATE", "the user drags the palette: 0 floats, 1 top, 2 bottom, 3 left, 4 right",
        two, dock, [](const Arguments& arguments) { parseDockingState(arguments[1]); }, dockWords},
       {"plant", "KIND ID", "put a palette, definition, control or plain-control there", two, plant,
-       checkPlanted, plantWords},
+       checkPlantArguments, plantWords},
       {"remove", "KIND ID", "take one of these away, or a toolbar", two, remove,
-       [](const Arguments& arguments) { kindNamed(arguments[0]); }, removeWords},
+       [](const Arguments& arguments) { parseKind(arguments[0]); }, removeWords},
       {"fail",
        "OPERATION [N] [null|throw]",
        "the N-th coming call of OPERATION (1) fails once",

@@ -15,7 +15,7 @@
 #include <string>
 
 #include "substitute/driver/ExitStatus.h"
-#include "substitute/driver/Stack.h"
+#include "substitute/driver/StackTrace.h"
 #include "substitute/driver/Text.h"
 
 namespace substitute {
@@ -85,34 +85,34 @@ constexpr FatalSignal fatalSignals[] = {
     {"SIGXFSZ", SIGXFSZ, true},
 };
 
-void tellLastCall() {
-  writeToErrors("  last call of the host: ");
-  if (report.lastCall.empty()) return writeToErrors("none\n");
-  writeToErrors(report.lastCall.get());
-  writeToErrors(report.lastCallReturned ? ", which had returned, by "
-                                        : ", which had not returned, by ");
-  writeToErrors(report.lastCallMadeBy.get());
-  writeToErrors("\n");
+void writeLastCall() {
+  writeToStandardError("  last call of the host: ");
+  if (report.lastCall.empty()) return writeToStandardError("none\n");
+  writeToStandardError(report.lastCall.get());
+  writeToStandardError(report.lastCallReturned ? ", which had returned, by "
+                                               : ", which had not returned, by ");
+  writeToStandardError(report.lastCallMadeBy.get());
+  writeToStandardError("\n");
 }
 
 // All but the stack, which the signal's handler tells itself.
-void tellReport(const char* what, const char* detail) {
-  writeToErrors(report.program.get());
-  writeToErrors(what);
-  writeToErrors(detail);
-  writeToErrors("\n");
-  tellLastCall();
-  writeToErrors("  under way: ");
-  writeToErrors(report.underWay.empty() ? "nothing of the add-in" : report.underWay.get());
-  writeToErrors("\n  command: ");
-  writeToErrors(report.command.empty() ? "none" : report.command.get());
-  writeToErrors("\n  end of the trace:\n");
+void writeReport(const char* what, const char* detail) {
+  writeToStandardError(report.program.get());
+  writeToStandardError(what);
+  writeToStandardError(detail);
+  writeToStandardError("\n");
+  writeLastCall();
+  writeToStandardError("  under way: ");
+  writeToStandardError(report.underWay.empty() ? "nothing of the add-in" : report.underWay.get());
+  writeToStandardError("\n  command: ");
+  writeToStandardError(report.command.empty() ? "none" : report.command.get());
+  writeToStandardError("\n  end of the trace:\n");
   const std::size_t kept = report.trace.size();
   for (std::size_t i = report.traceLines - std::min(report.traceLines, kept); i < report.traceLines;
        ++i) {
-    writeToErrors("    ");
-    writeToErrors(report.trace[i % kept].get());
-    writeToErrors("\n");
+    writeToStandardError("    ");
+    writeToStandardError(report.trace[i % kept].get());
+    writeToStandardError("\n");
   }
 }
 
@@ -122,8 +122,8 @@ void onFatalSignal(int number) {
       std::find_if(std::begin(fatalSignals), std::end(fatalSignals),
                    [number](const FatalSignal& one) { return one.number == number; });
   if (!signal->isSentByOthers || !report.underWay.empty()) {
-    tellReport(": the host is ended by the signal ", signal->name);
-    tellStack();
+    writeReport(": the host is ended by the signal ", signal->name);
+    writeStackTrace();
   }
   std::raise(number);
 }
@@ -135,9 +135,9 @@ void onFatalSignal(int number) {
 }
 
 void onTimeout(int /*signal*/) {
-  tellReport(": a call of the add-in has not returned after the seconds of --timeout: ",
-             report.timeout.get());
-  tellStack();
+  writeReport(": a call of the add-in has not returned after the seconds of --timeout: ",
+              report.timeout.get());
+  writeStackTrace();
   endProcess(exit_status::timedOut);
 }
 
@@ -145,8 +145,8 @@ void onTimeout(int /*signal*/) {
 // add-in's may end as it likes. Not inlined: the stack begins behind this function and its caller.
 __attribute__((noinline)) void onExit() {
   if (report.underWay.empty() || report.process != getpid()) return;
-  tellReport(": the add-in ends the process", "");
-  tellStack();
+  writeReport(": the add-in ends the process", "");
+  writeStackTrace();
   endProcess(exit_status::failed);
 }
 
@@ -222,7 +222,7 @@ CrashReport::CrashReport(Host& host, const std::string& program, unsigned timeou
   report.seconds = timeout;
   report.timeout.set(std::to_string(timeout));
   report.process = getpid();
-  prepareStack();
+  prepareStackTrace();
   for (const FatalSignal& signal : fatalSignals) {
     if (isIgnored(signal.number)) continue;
     handle(signal.number, onFatalSignal, static_cast<int>(SA_RESETHAND));
@@ -239,11 +239,11 @@ void CrashReport::noteCommand(const Command& command) {
       printable(command.place.empty() ? command.line : command.place + ": " + command.line));
 }
 
-CrashReport::UnderWay::UnderWay(const char* what) {
+CrashReport::Activity::Activity(const char* what) {
   begin(what);
 }
 
-CrashReport::UnderWay::~UnderWay() {
+CrashReport::Activity::~Activity() {
   end();
 }
 

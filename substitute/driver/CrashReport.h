@@ -27,12 +27,12 @@ class CrashReport {
   static void noteCommand(const Command& command);
 
   // While it lives, the add-in has the process: `what` it does there is told in the report.
-  class UnderWay {
+  class Activity {
    public:
-    explicit UnderWay(const char* what);
-    ~UnderWay();
-    UnderWay(const UnderWay&) = delete;
-    UnderWay& operator=(const UnderWay&) = delete;
+    explicit Activity(const char* what);
+    ~Activity();
+    Activity(const Activity&) = delete;
+    Activity& operator=(const Activity&) = delete;
   };
 
  private:

@@ -70,7 +70,7 @@ void ExpectedTrace::begin(Host& host) {
 
 std::optional<std::string> ExpectedTrace::difference() const {
   if (difference_ || next_ == lines_.size()) return difference_;
-  return told(next_, "no more");
+  return describe(next_, "no more");
 }
 
 void ExpectedTrace::compare(const Json& entry) {
@@ -80,13 +80,13 @@ void ExpectedTrace::compare(const Json& entry) {
       next_ < lines_.size() &&
       (lines_[next_] == found || equal(Json::parse(lines_[next_]), Json::parse(found)));
   if (!same) {
-    difference_ = told(next_, found);
+    difference_ = describe(next_, found);
     return;
   }
   ++next_;
 }
 
-std::string ExpectedTrace::told(std::size_t index, const std::string& found) const {
+std::string ExpectedTrace::describe(std::size_t index, const std::string& found) const {
   const std::string expected = index < lines_.size() ? lines_[index] : "no more";
   return path_ + ":" + std::to_string(index + 1) + ": expected " + expected + ", found " + found;
 }

@@ -44,7 +44,7 @@ class ExpectedTrace {
 
  private:
   void compare(const Json& entry);
-  std::string told(std::size_t index, const std::string& found) const;
+  std::string describe(std::size_t index, const std::string& found) const;
 
   std::string path_;
   std::vector<std::string> lines_;

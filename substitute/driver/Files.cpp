@@ -45,7 +45,7 @@ std::vector<Command> readScenario(const std::string& word) {
   return parseScenario(input, file);
 }
 
-void checkInput() {
+void checkStandardInput() {
   char none = 0;
   if (read(STDIN_FILENO, &none, 0) < 0) throw std::runtime_error("standard input cannot be read");
 }

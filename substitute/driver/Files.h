@@ -26,7 +26,7 @@ std::string scenarioFile(const std::string& word);
 std::vector<Command> readScenario(const std::string& word);
 
 // Throws std::runtime_error when standard input cannot be read.
-void checkInput();
+void checkStandardInput();
 
 // Whether two paths name one file, which need not be there yet.
 bool isSameFile(const std::string& one, const std::string& other);

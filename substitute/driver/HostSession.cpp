@@ -30,7 +30,7 @@ HostSession::HostSession(const CommandLine& values, const std::string& program,
   runner_.emplace(host_, values.addin, std::cout);
   if (recorder_) {
     shellErrors_ = recorder_->shellFailed.subscribe([this](const std::string& error) {
-      runner_->reporter().say("The shell complains: " + error + ".");
+      runner_->reporter().report("The shell complains: " + error + ".");
     });
   }
 }

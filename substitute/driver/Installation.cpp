@@ -36,10 +36,10 @@ std::string userFolder() {
       "temporary one with --fresh");
 }
 
-std::string countOf(const std::string& infoFile) {
+std::string describeStartCount(const std::string& infoFile) {
   std::error_code unreachable;
   if (!fs::exists(infoFile, unreachable)) return "there is no info file yet";
-  const std::string count = startsIn(infoFile);
+  const std::string count = startCountIn(infoFile);
   const bool isNumber = !count.empty() && std::all_of(count.begin(), count.end(), [](char digit) {
     return std::isdigit(static_cast<unsigned char>(digit)) != 0;
   });
@@ -110,7 +110,7 @@ std::string Installation::description(const Host& host) const {
            (fs::is_directory(folder, unreachable) ? "there." : "not there.");
   }
   if (forScenario_) return "";
-  return "The host's data is in " + printable(folder_) + "; " + countOf(infoFile) + ".";
+  return "The host's data is in " + printable(folder_) + "; " + describeStartCount(infoFile) + ".";
 }
 
 }  // namespace substitute

@@ -34,7 +34,7 @@ bool isStill(const std::string& path, int descriptor) {
          named.st_dev == opened.st_dev && named.st_ino == opened.st_ino;
 }
 
-void removeLeftOvers(const fs::path& place) {
+void removeStaleFolders(const fs::path& place) {
   std::error_code ignored;
   for (const auto& entry : fs::directory_iterator(place, ignored)) {
     if (entry.path().filename().string().rfind(prefix, 0) != 0) continue;
@@ -52,7 +52,7 @@ LockedFolder::LockedFolder() {
   std::error_code error;
   const fs::path place = fs::temp_directory_path(error);
   if (error) throw std::runtime_error("TMPDIR names no folder; let it name one");
-  removeLeftOvers(place);
+  removeStaleFolders(place);
   // Between its making and its locking another process can take the folder for a leftover.
   do {
     if (lock_ >= 0) close(lock_);

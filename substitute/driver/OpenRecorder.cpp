@@ -95,17 +95,17 @@ OpenRecorder::OpenRecorder(Host& host) {
     for (const auto& arguments : collect()) {
       host.interceptor().trace.publish({{"event", "open"}, {"args", arguments}});
     }
-    tellErrors();
+    reportErrors();
   });
 }
 
 OpenRecorder::~OpenRecorder() {
   shellErrors = nullptr;
-  tellErrors();
+  reportErrors();
   setenv("PATH", oldPath_.c_str(), 1);
 }
 
-void OpenRecorder::tellErrors() {
+void OpenRecorder::reportErrors() {
   std::istringstream lines(readFrom(errors_, readErrors_));
   for (std::string line; std::getline(lines, line);) {
     const std::string error = shellErrorIn(line);

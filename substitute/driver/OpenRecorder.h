@@ -31,7 +31,7 @@ class OpenRecorder {
  private:
   // The arguments of each run since the last call, oldest first.
   std::vector<std::vector<std::string>> collect();
-  void tellErrors();
+  void reportErrors();
 
   LockedFolder folder_;
   std::string errors_;  // the file that takes the shell's standard error

@@ -50,7 +50,7 @@ Recording::Recording(ScenarioRunner& runner) : runner_(runner) {
   }
   const std::string status = state["offline"] == true ? "offline" : "online";
   add({status, status, {}});
-  noteInfoFile(state["infoLines"], state["infoFile"]);
+  addInfoFile(state["infoLines"], state["infoFile"]);
   playing_ = runner.playing.subscribe([this](const Command& command) { add(command); });
 }
 
@@ -81,22 +81,23 @@ void Recording::add(const Command& command) {
   if (const auto line = lineOf(command)) {
     lines_.push_back(*line);
   } else {
-    leaveOut(command.line);
+    addOmission(command.line);
   }
 }
 
-void Recording::leaveOut(const std::string& what) {
+void Recording::addOmission(const std::string& what) {
   lines_.push_back("# Left out, since no line can hold it: " + printable(what));
-  ++leftOut_;
+  ++omissions_;
 }
 
-void Recording::noteInfoFile(const Json& lines, const std::string& path) {
+void Recording::addInfoFile(const Json& lines, const std::string& path) {
   std::error_code error;
   if (!std::filesystem::exists(path, error)) return add({"reset", "reset", {}});
   const std::string json = line(lines);
   const bool isReadable = std::ifstream(path).good();
   if (!isReadable || Json::parse(json) != lines) {  // what is not UTF-8 is replaced in `json`
-    return leaveOut(isReadable ? "the info file " + json : "the info file, which cannot be read");
+    return addOmission(isReadable ? "the info file " + json
+                                  : "the info file, which cannot be read");
   }
   add({"info-lines " + json, "info-lines", {json}});
 }

@@ -24,7 +24,7 @@ class Recording {
 
   // What no line of a scenario can hold, such as a message with a line break. A comment says so in
   // its place.
-  std::size_t leftOut() const { return leftOut_; }
+  std::size_t omissions() const { return omissions_; }
 
   // Writes the scenario. It begins by making the host what it was; with expectations it ends by
   // comparing the state with the present one, but for what differs in every run.
@@ -32,13 +32,13 @@ class Recording {
 
  private:
   void add(const Command& command);
-  void leaveOut(const std::string& what);
-  void noteInfoFile(const Json& lines, const std::string& path);
+  void addOmission(const std::string& what);
+  void addInfoFile(const Json& lines, const std::string& path);
 
   const ScenarioRunner& runner_;
   std::vector<std::string> options_;
   std::vector<std::string> lines_;
-  std::size_t leftOut_ = 0;
+  std::size_t omissions_ = 0;
   Signal<Command>::Subscription playing_;
 };
 

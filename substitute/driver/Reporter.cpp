@@ -58,31 +58,31 @@ Reporter::Reporter(Host& host, std::ostream& out)
   }
 }
 
-void Reporter::repeat(const std::string& line) {
+void Reporter::echo(const std::string& line) {
   out_ << printable(line) << '\n' << std::flush;
 }
 
 void Reporter::print(const std::string& line) {
-  repeat(line);
+  echo(line);
   printed.publish(printable(line));
 }
 
-void Reporter::say(const std::string& sentence) {
+void Reporter::report(const std::string& sentence) {
   print("  " + sentence);
 }
 
 void Reporter::reportResult(const std::string& entryPoint, std::optional<bool> result) {
-  if (result) say(entryPoint + " returned " + (*result ? "true." : "false."));
+  if (result) report(entryPoint + " returned " + (*result ? "true." : "false."));
 }
 
 void Reporter::reportUnloaded(bool stillLoaded) {
-  say(stillLoaded ? diagnostic::stillLoaded : "The add-in is unloaded.");
+  report(stillLoaded ? diagnostic::stillLoaded : "The add-in is unloaded.");
   const ResourceCounts& counts = resourceCounts();
   if (counts.references == 0 && counts.strings == 0) {
-    say("It holds nothing of the host any more.");
+    report("It holds nothing of the host any more.");
   } else {
-    say("It left " + plural(counts.references, "reference") + " and " +
-        plural(counts.strings, "text") + " of the host's behind.");
+    report("It left " + plural(counts.references, "reference") + " and " +
+           plural(counts.strings, "text") + " of the host's behind.");
   }
 }
 
@@ -110,14 +110,14 @@ void Reporter::reportEvent(const Json& entry) {
   const auto event = entry.find("event");
   if (event == entry.end()) return;
   if (*event == "threw") {
-    say("An exception left the add-in: " + entry["type"].get<std::string>() + ", " +
-        quoted(entry["what"].get<std::string>()) + ".");
+    report("An exception left the add-in: " + entry["type"].get<std::string>() + ", " +
+           quoted(entry["what"].get<std::string>()) + ".");
   } else if (*event == "open") {
     const Json& arguments = entry["args"];
     std::string list;
     for (const Json& argument : arguments) list += " " + quoted(argument.get<std::string>());
-    say("open ran with " + plural(static_cast<long>(arguments.size()), "argument") +
-        (list.empty() ? "" : ":" + list) + ".");
+    report("open ran with " + plural(static_cast<long>(arguments.size()), "argument") +
+           (list.empty() ? "" : ":" + list) + ".");
   }
 }
 
@@ -126,11 +126,11 @@ void Reporter::reportSettings() {
   const int language = application.preferences->general->language;
   const auto& entitlement = application.entitlement;
   if (application.offline != offline_) {
-    say(application.offline ? "The host is offline." : "The host is online.");
+    report(application.offline ? "The host is offline." : "The host is online.");
   }
-  if (language != language_) say("The host's language is now " + std::to_string(language) + ".");
+  if (language != language_) report("The host's language is now " + std::to_string(language) + ".");
   if (entitlement != entitlement_) {
-    say("The host's entitlement is now " + (entitlement ? line(*entitlement) : "null") + ".");
+    report("The host's entitlement is now " + (entitlement ? line(*entitlement) : "null") + ".");
   }
 }
 
@@ -141,14 +141,14 @@ void Reporter::reportPalettes() {
     const std::string name = "The palette " + quoted(values.title);
     const auto& former = palettes_.at(palette->id());
     if (!former) {
-      say(name + (values.visible ? " opened" : " was made, hidden,") +
-          (values.address.empty() ? " without a page." : " at " + values.address));
+      report(name + (values.visible ? " opened" : " was made, hidden,") +
+             (values.address.empty() ? " without a page." : " at " + values.address));
     } else if (former->visible != values.visible) {
-      say(name + (values.visible ? " is shown." : " is hidden."));
+      report(name + (values.visible ? " is shown." : " is hidden."));
     }
   }
   for (const std::string& title : titlesOfGone(all, palettes_)) {
-    say("The palette " + quoted(title) + " is gone.");
+    report("The palette " + quoted(title) + " is gone.");
   }
 }
 
@@ -157,11 +157,11 @@ void Reporter::reportDefinitions() {
   for (const DefinitionObject* const definition : present(all, definitions_)) {
     if (definitions_.at(definition->id())) continue;
     const std::string& icons = definition->resourceFolder;
-    say("The command " + quoted(definition->name) + " is defined, " +
-        (icons.empty() ? "without icons." : "its icons in " + quoted(icons) + "."));
+    report("The command " + quoted(definition->name) + " is defined, " +
+           (icons.empty() ? "without icons." : "its icons in " + quoted(icons) + "."));
   }
   for (const std::string& title : titlesOfGone(all, definitions_)) {
-    say("The command " + quoted(title) + " is gone.");
+    report("The command " + quoted(title) + " is gone.");
   }
 }
 
@@ -169,27 +169,27 @@ void Reporter::reportToolbars() {
   for (const auto& [id, former] : toolbars_) {
     const std::string name = "The toolbar " + quoted(id);
     if (host_.application().userInterface->toolbars->all.find(id) == nullptr) {
-      say(name + " is gone.");
+      report(name + " is gone.");
       continue;
     }
     const Controls now = controlsOf(id);
     if (now == former) continue;
     std::string list;
     for (const auto& control : now) list += (list.empty() ? "" : ", ") + control.first;
-    say(name + " now holds " + (list.empty() ? "nothing" : list) + ".");
+    report(name + " now holds " + (list.empty() ? "nothing" : list) + ".");
   }
 }
 
 void Reporter::reportInfoFile() {
   const std::string now = infoFile();
-  if (now != infoFile_) say("The info file reads: " + (now.empty() ? "nothing" : now));
+  if (now != infoFile_) report("The info file reads: " + (now.empty() ? "nothing" : now));
   infoFile_ = now;
 }
 
 void Reporter::reportCountingErrors() {
   const ResourceCounts& counts = resourceCounts();
-  if (counts.invalidReleases != invalidReleases_) say(diagnostic::invalidRelease);
-  if (counts.invalidDeallocations != invalidDeallocations_) say(diagnostic::invalidDeallocation);
+  if (counts.invalidReleases != invalidReleases_) report(diagnostic::invalidRelease);
+  if (counts.invalidDeallocations != invalidDeallocations_) report(diagnostic::invalidDeallocation);
   invalidReleases_ = counts.invalidReleases;
   invalidDeallocations_ = counts.invalidDeallocations;
 }

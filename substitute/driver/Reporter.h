@@ -33,13 +33,13 @@ class Reporter {
   Reporter& operator=(const Reporter&) = delete;
 
   // Writes a line that is about to be played, its control characters escaped.
-  void repeat(const std::string& line);
+  void echo(const std::string& line);
 
   // Writes a line of what comes of that, likewise, and publishes it.
   void print(const std::string& line);
 
   // Writes a sentence, indented.
-  void say(const std::string& sentence);
+  void report(const std::string& sentence);
 
   // What an entry point returned. Writes nothing when `result` is nothing.
   void reportResult(const std::string& entryPoint, std::optional<bool> result);

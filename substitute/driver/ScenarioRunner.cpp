@@ -17,15 +17,15 @@ void ScenarioRunner::play(const Command& command) {
   playing.publish(command);
   if (command.name.empty()) {
     if (atPrompt) return;
-    reporter_.repeat("");
-    return reporter_.repeat(command.line);
+    reporter_.echo("");
+    return reporter_.echo(command.line);
   }
   const CommandEntry& entry = *findCommand(command.name);
   CrashReport::noteCommand(command);
   place_ = command.place;
   ++commands_;
   if (entry.isQuery) return entry.play(*this, command.arguments);
-  if (!atPrompt) reporter_.repeat("> " + command.line);
+  if (!atPrompt) reporter_.echo("> " + command.line);
   reporter_.forgetChanges();
   entry.play(*this, command.arguments);
   reporter_.reportChanges();
@@ -35,7 +35,7 @@ bool ScenarioRunner::conclude(bool strict, const ExpectedTrace* trace) {
   const std::vector<std::string> suspicious = suspicions();
   if (!suspicious.empty()) reporter_.print("What is suspicious:");
   for (const std::string& sentence : suspicious) {
-    reporter_.say(sentence + ".");
+    reporter_.report(sentence + ".");
     if (strict) noteFailure(sentence);
   }
   if (trace != nullptr) {
@@ -53,21 +53,21 @@ bool ScenarioRunner::conclude(bool strict, const ExpectedTrace* trace) {
 }
 
 void ScenarioRunner::start() {
-  if (addin_) return reporter_.say("The add-in is loaded already.");
+  if (addin_) return reporter_.report("The add-in is loaded already.");
   addin_ = std::make_unique<AddIn>(addinFile_);
-  reporter_.say("The add-in is loaded.");
+  reporter_.report("The add-in is loaded.");
   reporter_.reportResult("run", addin_->run(host_));
 }
 
 void ScenarioRunner::stop() {
-  if (!addin_) return reporter_.say("The add-in is not loaded.");
+  if (!addin_) return reporter_.report("The add-in is not loaded.");
   reporter_.reportResult("stop", addin_->stop(host_));
   reporter_.reportChanges();
   unload();
 }
 
 void ScenarioRunner::unload() {
-  if (!addin_) return reporter_.say("The add-in is not loaded.");
+  if (!addin_) return reporter_.report("The add-in is not loaded.");
   addin_.reset();
   left_ = resourceCounts();
   const bool stays = AddIn::isLoaded(addinFile_);

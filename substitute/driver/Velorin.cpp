@@ -31,7 +31,7 @@ std::string infoFileOf(const Host& host) {
   return path + addinFolder + "/Velorin_Info.txt";
 }
 
-std::string startsIn(const std::string& infoFile) {
+std::string startCountIn(const std::string& infoFile) {
   std::ifstream file(infoFile);
   std::string date;
   std::string count;

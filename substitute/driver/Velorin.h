@@ -35,7 +35,7 @@ std::string addinFolderIn(const std::string& directory);
 std::string infoFileOf(const Host& host);
 
 // The second line of an info file, which counts the starts; empty when there is none.
-std::string startsIn(const std::string& infoFile);
+std::string startCountIn(const std::string& infoFile);
 
 // Why the info file is not in the add-in's folder, where it is not: the add-in has room for a path
 // of some length alone, and cuts it at the first "Autodesk".

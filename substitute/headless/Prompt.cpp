@@ -121,7 +121,7 @@ std::optional<std::string> readLine() {
   return line;
 }
 
-void tellHelp(const std::string& name) {
+void printHelp(const std::string& name) {
   try {
     std::cout << help(name, promptWords, *completedHost);
   } catch (const ScenarioError& error) {
@@ -157,7 +157,7 @@ void runPrompt(ScenarioRunner& runner) {
     // Now, since the command may end the program.
     if (!history.empty()) write_history(history.c_str());
     if (word == "help") {
-      tellHelp(argument);
+      printHelp(argument);
       continue;
     }
     try {

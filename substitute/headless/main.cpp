@@ -177,7 +177,7 @@ int playAsTyped(const CLI::App& parser, HeadlessLine& values) {
   std::vector<std::string> files = {values.addin};
   for (const std::string& scenario : values.scenarios) {
     if (scenario == "-") {
-      checkInput();
+      checkStandardInput();
       all.emplace_back();
     } else {
       all.push_back(readScenario(scenario));
@@ -209,13 +209,13 @@ int main(int argc, char** argv) {
   addOptions(parser, values);
   parser.add_option("--junit", values.junit, "write the results of the scenarios there")
       ->type_name("FILE")
-      ->check(refuseEmpty);
+      ->check(checkNotEmpty);
   parser
       .add_option("SCENARIO", values.scenarios,
                   "what to play: files, names (first-starts), or - for standard input")
       ->option_text(" ")
       ->take_all()
-      ->check(refuseEmpty);
+      ->check(checkNotEmpty);
   if (const auto status = readCommandLine(parser, values, argc, argv)) return *status;
   try {
     return playAsTyped(parser, values);

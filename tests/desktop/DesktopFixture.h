@@ -202,8 +202,8 @@ class Desktop : public testing::Test {
   Host host{settingsIn(folder)};
   OpenRecorder recorder{host};
   HostMonitor monitor{host};
-  std::ostringstream told;
-  ScenarioRunner runner{host, besideProgram("Velorin.so"), told};
+  std::ostringstream report;
+  ScenarioRunner runner{host, besideProgram("Velorin.so"), report};
   WebEngine engine{host, site(), testTheme()};
   MainWindow window{host, runner, engine, besideProgram("Velorin.so")};
   std::vector<Json> trace;
@@ -217,7 +217,7 @@ struct Ended {
   QByteArray errors;
 };
 
-// What the engine was told before the tests of this process told it of their own site.
+// The switches that the user gave the engine, before the tests of this process added their own.
 inline const QByteArray givenEngineSwitches = qgetenv("QTWEBENGINE_CHROMIUM_FLAGS");
 
 inline Ended runProgram(const char* name, const QStringList& arguments,

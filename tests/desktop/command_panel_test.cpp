@@ -113,7 +113,7 @@ TEST_F(CommandList, ShowsPlayedCommandsWithTheirOutput) {
       shown += "> " + output() + '\n';
     }
   }
-  EXPECT_EQ(shown.toStdString(), told.str());
+  EXPECT_EQ(shown.toStdString(), report.str());
   EXPECT_TRUE(shown.contains("> message-to none <h1>&amp;\n  There is no palette \"none\""));
 }
 
@@ -184,7 +184,7 @@ TEST_F(TypedCommand, IsPlayed) {
   EXPECT_EQ(field().text(), "");
 }
 
-TEST_F(TypedCommand, StaysToBeMendedWhenItIsWrong) {
+TEST_F(TypedCommand, StaysToBeCorrectedWhenItIsWrong) {
   type("langage 3");
   EXPECT_EQ(field().text(), "langage 3");
   EXPECT_TRUE(message().isVisible());
@@ -349,7 +349,7 @@ TEST_F(ScenarioInWindow, IsRefusedAsAWhole) {
 
 TEST_F(ScenarioInWindow, StopsWhereTheLibraryIsMissing) {
   window.play("start");
-  ScenarioRunner missing{host, "/nowhere/lib.so", told};
+  ScenarioRunner missing{host, "/nowhere/lib.so", report};
   Playback playback(
       [&](const Command& command) {
         try {
@@ -429,7 +429,7 @@ TEST_F(SavedScenario, IsNotWrittenWhereThereIsNoFolder) {
       << sentence().toStdString();
 }
 
-TEST_F(SavedScenario, TellsItsEndWhereThePanelWasHidden) {
+TEST_F(SavedScenario, ReportsItsResultWhereThePanelWasHidden) {
   panel().hide();
   menu().save("/nowhere/saved.txt", false);
   EXPECT_TRUE(message().isVisible());

@@ -574,7 +574,7 @@ TEST_F(Desktop, MouseAndPageGiveTheTraceOfTheTerminal) {
   EXPECT_EQ(seen, contentOf(folder.filePath("trace")).toStdString());
 }
 
-TEST(DesktopProgram, TellsThatTheLibraryHasGone) {
+TEST(DesktopProgram, ReportsThatTheLibraryHasGone) {
   const QTemporaryDir folder;
   const QString library = folder.filePath("Velorin.so");
   const QString trace = folder.filePath("trace");

@@ -452,7 +452,7 @@ TEST_F(Keyboard, FocusOfThePageIsFramed) {
 }
 
 // What a screen reader is told.
-TEST_F(Keyboard, SentencesThatMatterAreAnnounced) {
+TEST_F(Keyboard, ImportantMessagesAreAnnounced) {
   static QStringList announced;
   announced.clear();
   // No screen reader is here to ask for it.

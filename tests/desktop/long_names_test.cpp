@@ -64,7 +64,7 @@ class WindowLayout : public Desktop {
   }
 };
 
-TEST_F(WindowLayout, ToolbarSaysThatThereAreMoreControls) {
+TEST_F(WindowLayout, ToolbarShowsThatThereAreMoreControls) {
   window.play("start");
   EXPECT_FALSE(more().isVisible());
   plantControls(40);
@@ -104,10 +104,10 @@ TEST_F(WindowLayout, ToolbarSaysThatThereAreMoreControls) {
   button()->setFocus();
   QTest::keyClick(button(), Qt::Key_Space);
   EXPECT_EQ(presses(), 1);
-  told.str("");
+  report.str("");
   last.setFocus();
   QTest::keyClick(&last, Qt::Key_Return);
-  EXPECT_NE(told.str().find("planted-40"), std::string::npos) << told.str();
+  EXPECT_NE(report.str().find("planted-40"), std::string::npos) << report.str();
 }
 
 TEST_F(WindowLayout, LongNamesAreShortenedAndWholeInTheTooltip) {
@@ -140,7 +140,7 @@ TEST_F(WindowLayout, LongNamesAreShortenedAndWholeInTheTooltip) {
   EXPECT_EQ(window.dock("wide")->width(), 300);
 }
 
-TEST_F(WindowLayout, ShortNamesStandAsTheyAre) {
+TEST_F(WindowLayout, ShortNamesAreNotShortened) {
   host.application()
       .userInterface->definitions->addButtonDefinition_raw("and", "This & that", "", "")
       ->release();
@@ -186,7 +186,7 @@ TEST_F(WindowLayout, LongSentenceKeepsItsBeginningAndItsEnd) {
   }
 }
 
-TEST_F(WindowLayout, FloatingPaletteStandsOverTheCanvas) {
+TEST_F(WindowLayout, FloatingPaletteOpensOverTheCanvas) {
   addPalette("loose", "Loose", 0);
   expectOverCanvas(*window.dock("loose"));
   EXPECT_EQ(window.dock("loose")->size(), QSize(300, 300));

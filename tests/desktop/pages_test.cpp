@@ -91,7 +91,7 @@ class Page : public Desktop {
   }
 };
 
-TEST_F(Page, NameThatIsNotFoundIsTold) {
+TEST_F(Page, NameThatIsNotFoundIsReported) {
   open("https://nowhere.example/lessons?lang=CSY");
   EXPECT_FALSE(dock()->reached());
   EXPECT_TRUE(part<QWidget>("errorPage").isVisible());
@@ -100,7 +100,7 @@ TEST_F(Page, NameThatIsNotFoundIsTold) {
   EXPECT_TRUE(retryButton().isVisible());
 }
 
-TEST_F(Page, RefusedConnectionIsToldAndTriedAgainByKeyboard) {
+TEST_F(Page, RefusedConnectionIsReportedAndRetriedByKeyboard) {
   auto server = std::make_unique<PlainServer>("200 OK", "<title>There</title>");
   const quint16 port = server->port();
   const std::string page = server->address("/there");
@@ -118,7 +118,7 @@ TEST_F(Page, RefusedConnectionIsToldAndTriedAgainByKeyboard) {
   EXPECT_EQ(inPage("document.title"), "There");
 }
 
-TEST_F(Page, StatusThatPassesIsTriedAgain) {
+TEST_F(Page, TemporaryStatusIsRetried) {
   const PlainServer server("503 Service Unavailable", "busy");
   open(server.address("/busy"));
   EXPECT_FALSE(dock()->reached());
@@ -127,7 +127,7 @@ TEST_F(Page, StatusThatPassesIsTriedAgain) {
   EXPECT_TRUE(retryButton().isVisible());
 }
 
-TEST_F(Page, StatusThatStaysIsToldWithoutAButton) {
+TEST_F(Page, PermanentStatusIsReportedWithoutAButton) {
   const std::string missing = std::string("https://") + LearningSite::host + "/fusion360/none.asp";
   open(missing);
   EXPECT_FALSE(dock()->reached());
@@ -137,7 +137,7 @@ TEST_F(Page, StatusThatStaysIsToldWithoutAButton) {
 }
 
 // The site's certificate counts for the placeholder host alone.
-TEST_F(Page, CertificateIsRefusedForAnotherHostAndTold) {
+TEST_F(Page, CertificateIsRefusedForAnotherHostAndReported) {
   const QByteArray port = site().engineSwitch().split(':').last().chopped(1);
   open("https://127.0.0.1:" + port.toStdString() + "/fusion360/learning.asp");
   EXPECT_FALSE(dock()->reached());
@@ -146,7 +146,7 @@ TEST_F(Page, CertificateIsRefusedForAnotherHostAndTold) {
   EXPECT_FALSE(retryButton().isVisible());
 }
 
-TEST_F(Page, MalformedAddressIsTold) {
+TEST_F(Page, MalformedAddressIsReported) {
   for (const char* const malformed : {"https://exa mple/", "https://[::1/", "https://"}) {
     SCOPED_TRACE(malformed);
     open(malformed);
@@ -158,7 +158,7 @@ TEST_F(Page, MalformedAddressIsTold) {
   }
 }
 
-TEST_F(Page, LongAddressIsThereInFullAndWidensNothing) {
+TEST_F(Page, LongAddressIsShownInFullAndWidensNothing) {
   const std::string page = "https://nowhere.example/?lic=" + std::string(4096, 'x');
   open(page);
   EXPECT_EQ(address(), page);
@@ -173,24 +173,25 @@ TEST_F(Page, OfflineHostOffersNoButton) {
   EXPECT_FALSE(retryButton().isVisible());
 }
 
-TEST(PageFailure, IsWordedByTheEnginesNumber) {
+TEST(PageFailure, DependsOnTheEnginesNumber) {
   const QUrl url("https://example.org/page");
-  const auto told = [&](int code) {
+  const auto failureOf = [&](int code) {
     const PageFailure failure = pageFailure(code, "ERR_SOMETHING", url, "It has expired.");
     return std::pair(failure.reason.toStdString(), failure.canRetry);
   };
-  EXPECT_EQ(told(-106),
+  EXPECT_EQ(failureOf(-106),
             std::pair(std::string("There is no network that leads to example.org."), true));
-  EXPECT_EQ(told(-118), std::pair(std::string("example.org does not answer in time."), true));
-  EXPECT_EQ(told(-137), std::pair(std::string("The name example.org was not found."), true));
+  EXPECT_EQ(failureOf(-118), std::pair(std::string("example.org does not answer in time."), true));
+  EXPECT_EQ(failureOf(-137), std::pair(std::string("The name example.org was not found."), true));
   const std::string expired = "The certificate of example.org is not trusted. It has expired.";
-  EXPECT_EQ(told(-201), std::pair(expired, false));
-  EXPECT_EQ(told(-324), std::pair(std::string("The web engine reports ERR_SOMETHING."), true));
-  for (const int status : {400, 403, 404, 410}) EXPECT_FALSE(told(status).second) << status;
-  for (const int status : {408, 429, 500, 502, 503}) EXPECT_TRUE(told(status).second) << status;
+  EXPECT_EQ(failureOf(-201), std::pair(expired, false));
+  EXPECT_EQ(failureOf(-324), std::pair(std::string("The web engine reports ERR_SOMETHING."), true));
+  for (const int status : {400, 403, 404, 410}) EXPECT_FALSE(failureOf(status).second) << status;
+  for (const int status : {408, 429, 500, 502, 503})
+    EXPECT_TRUE(failureOf(status).second) << status;
 }
 
-TEST_F(Page, NewWindowIsNotOpenedAndTold) {
+TEST_F(Page, NewWindowIsNotOpenedAndReported) {
   startWithPage();
   PaletteDock& learning = *learningDock();
   Desktop::inPage(
@@ -208,7 +209,7 @@ TEST_F(Page, NewWindowIsNotOpenedAndTold) {
   EXPECT_EQ(Desktop::inPage("location.pathname"), "/fusion360/learning.asp");
 }
 
-TEST_F(Page, ScriptErrorIsToldWithFileAndLine) {
+TEST_F(Page, ScriptErrorIsReportedWithFileAndLine) {
   const PlainServer server("200 OK", "<!doctype html>\n<script>\nnoSuchFunction();\n</script>\n");
   open(server.address("/broken.html"));
   ASSERT_TRUE(becomes([this] { return warningBar().isVisible(); }));
@@ -239,7 +240,7 @@ TEST_F(Page, LongScriptErrorIsShortenedAndWholeInTheTooltip) {
   EXPECT_LE(dock()->width(), 300);
 }
 
-TEST_F(Page, EndOfItsProcessIsToldAndTheKeyboardBringsItBack) {
+TEST_F(Page, EndOfItsProcessIsReportedAndTheKeyboardReloadsIt) {
   const PlainServer server("200 OK", "<title>There</title>");
   open(server.address("/there"));
   ASSERT_TRUE(dock()->reached());
@@ -265,7 +266,7 @@ TEST_F(Page, ReloadsByKeyboard) {
   EXPECT_EQ(Desktop::inPage("location.search").toString().left(9), "?lang=CSY");
 }
 
-TEST_F(Page, ReloadTriesAFailedPageAgain) {
+TEST_F(Page, ReloadRetriesAFailedPage) {
   const std::string page = std::string("https://") + LearningSite::host + "/fusion360/none.asp";
   open(page);
   action("reloadPage").trigger();

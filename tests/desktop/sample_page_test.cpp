@@ -57,7 +57,9 @@ class SamplePage : public Desktop {
   }
 
   QVariant inPage(const QString& expression) { return valueIn(*view.page(), expression); }
-  QString told() { return inPage("document.querySelector('[role=status]').innerText").toString(); }
+  QString statusText() {
+    return inPage("document.querySelector('[role=status]').innerText").toString();
+  }
 
   void type(const QString& text) {
     inPage("document.getElementById('search').focus(); 0");
@@ -163,29 +165,32 @@ TEST_F(SamplePage, HoldsOneLanguageAlone) {
             QString::fromUtf8("První náčrt"));
 }
 
-TEST_F(SamplePage, TellsHowManyLessonsAreFound) {
+TEST_F(SamplePage, AnnouncesHowManyLessonsAreFound) {
   load("CSY");
-  EXPECT_EQ(told(), "");
+  EXPECT_EQ(statusText(), "");
   type("otvor");
-  ASSERT_TRUE(becomes([this] { return told() == QString::fromUtf8("Nalezené lekce: 1"); }));
+  ASSERT_TRUE(becomes([this] { return statusText() == QString::fromUtf8("Nalezené lekce: 1"); }));
   empty();
-  EXPECT_EQ(told(), QString::fromUtf8("Nalezené lekce: 5"));
+  EXPECT_EQ(statusText(), QString::fromUtf8("Nalezené lekce: 5"));
   type("xyz");
-  ASSERT_TRUE(becomes([this] { return told() == QString::fromUtf8("Takovou lekci tu nemáme."); }));
+  ASSERT_TRUE(
+      becomes([this] { return statusText() == QString::fromUtf8("Takovou lekci tu nemáme."); }));
   load("ENG");
   type("hole");
-  ASSERT_TRUE(becomes([this] { return told() == "Lessons found: 1"; }));
+  ASSERT_TRUE(becomes([this] { return statusText() == "Lessons found: 1"; }));
 }
 
-TEST_F(SamplePage, TellsThatALessonIsOpened) {
+TEST_F(SamplePage, AnnouncesThatALessonIsOpened) {
   load("ENG");
   inPage("document.querySelector('.lesson').focus(); 0");
   QTest::keyClick(view.focusProxy(), Qt::Key_Return);
-  ASSERT_TRUE(becomes([this] { return told() == "Your first sketch: opened in the browser"; }));
+  ASSERT_TRUE(
+      becomes([this] { return statusText() == "Your first sketch: opened in the browser"; }));
   // For who comes back to the link, too, and once only.
   inPage("document.querySelector('[role=status]').textContent = ''; 0");
   QTest::keyClick(view.focusProxy(), Qt::Key_Return);
-  ASSERT_TRUE(becomes([this] { return told() == "Your first sketch: opened in the browser"; }));
+  ASSERT_TRUE(
+      becomes([this] { return statusText() == "Your first sketch: opened in the browser"; }));
   EXPECT_TRUE(inPage("document.querySelector('.lesson small').textContent") ==
               "5 min, opened in the browser");
 }

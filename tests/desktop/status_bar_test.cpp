@@ -23,7 +23,7 @@ class StatusLine : public Desktop {
   std::string value(const char* name) const { return part(name).whole().toStdString(); }
 };
 
-TEST_F(StatusLine, TellsWhatTheAddInReturned) {
+TEST_F(StatusLine, ShowsWhatTheAddInReturned) {
   EXPECT_EQ(value("message"), "");
   window.play("offline");
   window.play("start");
@@ -32,7 +32,7 @@ TEST_F(StatusLine, TellsWhatTheAddInReturned) {
   EXPECT_EQ(value("message"), "stop returned true");
 }
 
-TEST_F(StatusLine, KeepsWhatMatteredUntilSomethingNewerDoes) {
+TEST_F(StatusLine, KeepsAnImportantMessageUntilTheNext) {
   window.play("start");
   window.play("message ");
   const std::string thrown = value("message");
@@ -57,7 +57,7 @@ TEST_F(StatusLine, KeepsWhatMatteredUntilSomethingNewerDoes) {
   EXPECT_EQ(value("message"), "run returned false");
 }
 
-TEST_F(StatusLine, TellsThatAnExpectationFailed) {
+TEST_F(StatusLine, ShowsThatAnExpectationFailed) {
   window.play("expect /run null");
   EXPECT_EQ(value("message"), "");
   window.play("expect /run false");
@@ -70,7 +70,7 @@ TEST_F(StatusLine, TellsThatAnExpectationFailed) {
   EXPECT_EQ(value("message").rfind("An exception left the add-in: ", 0), 0U);
 }
 
-TEST_F(StatusLine, TellsThatAPageFailed) {
+TEST_F(StatusLine, ShowsThatAPageFailed) {
   window.play("offline");
   setCounter(4);
   window.play("start");
@@ -104,7 +104,7 @@ TEST_F(StatusLine, NamesEveryValue) {
   EXPECT_EQ(network->accessibleName(), "Host: offline");
 }
 
-TEST_F(StatusLine, LongTextsAreShortenedAndWholeWhereAskedFor) {
+TEST_F(StatusLine, LongStringsAreShortenedAndWholeInTooltipAndDialog) {
   const QString words = QString(290, 'e') + "<h1>x</h1>";
   host.setEntitlement(words.toStdString());
   window.play("state");

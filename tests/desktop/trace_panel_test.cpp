@@ -220,7 +220,7 @@ TEST_F(TraceList, SaveSaysThatAFileCannotBeWritten) {
   EXPECT_EQ(rows(), static_cast<int>(trace.size()));
 }
 
-TEST_F(TraceList, MarksTellFailuresAndOpenApart) {
+TEST_F(TraceList, MarksDistinguishFailuresAndOpen) {
   playEveryKind();
   ASSERT_EQ(rows(), static_cast<int>(trace.size()));
   std::map<QString, int> counts;

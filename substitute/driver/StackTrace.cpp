@@ -1,4 +1,4 @@
-#include "substitute/driver/Stack.h"
+#include "substitute/driver/StackTrace.h"
 
 #include <unistd.h>
 
@@ -26,7 +26,7 @@
 
 namespace substitute {
 
-void writeToErrors(const char* string) {
+void writeToStandardError(const char* string) {
   for (std::size_t left = std::strlen(string); left > 0;) {
     const ssize_t written = write(STDERR_FILENO, string, left);
     if (written <= 0) return;
@@ -116,7 +116,7 @@ void writeHexadecimal(std::uintptr_t number) {
   } while (number != 0);
   digits[--at] = 'x';
   digits[--at] = '0';
-  writeToErrors(digits.data() + at);
+  writeToStandardError(digits.data() + at);
 }
 
 struct Frame {
@@ -127,7 +127,7 @@ struct Frame {
 
 bool isOfProgram(const Dl_info& library) {
   Dl_info program = {};
-  dladdr(reinterpret_cast<const void*>(&tellStack), &program);
+  dladdr(reinterpret_cast<const void*>(&writeStackTrace), &program);
   return library.dli_fbase == program.dli_fbase;
 }
 
@@ -145,18 +145,18 @@ Frame frameAt(void* returnAddress) {
           slash == nullptr ? library.dli_fname : slash + 1, address - base};
 }
 
-void tell(const Frame& frame, const char* name) {
-  writeToErrors("    ");
+void writeFrame(const Frame& frame, const char* name) {
+  writeToStandardError("    ");
   if (name != nullptr) {
-    writeToErrors(name);
-    writeToErrors(" in ");
+    writeToStandardError(name);
+    writeToStandardError(" in ");
   }
   if (frame.library != nullptr) {
-    writeToErrors(frame.library);
-    writeToErrors(" at ");
+    writeToStandardError(frame.library);
+    writeToStandardError(" at ");
   }
   writeHexadecimal(frame.place);
-  writeToErrors("\n");
+  writeToStandardError("\n");
 }
 
 // Puts the names of `frames` into `names` as they read in C++; a name of C stays empty.
@@ -192,7 +192,7 @@ void inChild(Work work) {
 
 }  // namespace
 
-void prepareStack() {
+void prepareStackTrace() {
   std::array<void*, 1> first = {};
   backtrace(first.data(), 1);  // the first time it loads a library, which a handler must not do
   stack_t stack = {};
@@ -205,7 +205,7 @@ void prepareStack() {
 // malloc() and keep it locked. So a child process demangles; the names that it does not get to stay
 // as the linker has them. All else is done here: the child cannot ask the loader, whose lock this
 // process may keep.
-__attribute__((noinline)) void tellStack() {
+__attribute__((noinline)) void writeStackTrace() {
   constexpr std::size_t most = 64;
   constexpr int ownFrames = 3;  // this function, the handler, and what called it
   std::array<void*, most> addresses = {};
@@ -221,18 +221,18 @@ __attribute__((noinline)) void tellStack() {
   if (names != nullptr) {
     inChild([&] { demangle(frames, count, *names); });
   }
-  writeToErrors("  stack:\n");
+  writeToStandardError("  stack:\n");
   for (std::size_t i = 0; i < count; ++i) {
     const bool isDemangled = names != nullptr && (*names)[i][0] != '\0';
-    tell(frames[i], isDemangled ? (*names)[i].data() : frames[i].name);
+    writeFrame(frames[i], isDemangled ? (*names)[i].data() : frames[i].name);
   }
 }
 
 #else
 
-void prepareStack() {}
+void prepareStackTrace() {}
 
-void tellStack() {}
+void writeStackTrace() {}
 
 #endif
 

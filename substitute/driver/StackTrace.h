@@ -4,14 +4,14 @@
 namespace substitute {
 
 // Writes `string` to standard error, also from a signal's handler.
-void writeToErrors(const char* string);
+void writeToStandardError(const char* string);
 
-// Makes tellStack() ready, with memory for handlers that run when the stack is used up.
-void prepareStack();
+// Makes writeStackTrace() ready, with memory for handlers that run when the stack is used up.
+void prepareStackTrace();
 
 // Writes the stack to standard error, a line for each function, innermost first; for use by a
 // signal's handler itself, which is left out with what called it. As macOS code there is no stack:
 // that system writes a report with one.
-void tellStack();
+void writeStackTrace();
 
 }  // namespace substitute
