@@ -23,15 +23,15 @@ bool takesFocus(const QWidget& widget) {
 }
 
 // Qt moves such a part together with its parent.
-bool actsForParent(const QWidget& widget) {
+bool isFocusProxyOfParent(const QWidget& widget) {
   return widget.parentWidget() != nullptr && widget.parentWidget()->focusProxy() == &widget;
 }
 
-bool holds(const QWidget& pane, const QWidget* widget) {
+bool contains(const QWidget& pane, const QWidget* widget) {
   return widget != nullptr && (widget == &pane || pane.isAncestorOf(widget));
 }
 
-QWidget* firstIn(QWidget& part) {
+QWidget* firstFocusableIn(QWidget& part) {
   if (takesFocus(part)) return &part;
   for (QWidget* const widget : part.findChildren<QWidget*>()) {
     if (takesFocus(*widget)) return widget;
@@ -40,13 +40,13 @@ QWidget* firstIn(QWidget& part) {
 }
 
 // Where the focus was in the pane last, else the first place in what it shows, else its title bar.
-QWidget* entranceOf(QWidget& pane) {
+QWidget* focusTargetIn(QWidget& pane) {
   QWidget* const last = pane.focusWidget();
   if (last != nullptr && last->isVisible() && last->isEnabled()) return last;
   if (const auto* const dock = qobject_cast<QDockWidget*>(&pane); dock && dock->widget()) {
-    if (QWidget* const content = firstIn(*dock->widget())) return content;
+    if (QWidget* const content = firstFocusableIn(*dock->widget())) return content;
   }
-  return firstIn(pane);
+  return firstFocusableIn(pane);
 }
 
 // Buttons that Qt itself adds have a picture alone.
@@ -70,7 +70,7 @@ Accessibility::Accessibility(QMainWindow& window) : QObject(&window), window_(wi
   nameButtonsOfQt(window);
   qApp->installEventFilter(this);
   connect(qApp, &QApplication::focusChanged, this,
-          [this](QWidget* /*old*/, QWidget* now) { frame(now); });
+          [this](QWidget* /*old*/, QWidget* now) { moveFrameTo(now); });
 }
 
 void Accessibility::addActions(QMenu& menu) {
@@ -111,7 +111,7 @@ void Accessibility::orderFocus() {
   std::vector<QWidget*> chain;
   for (QWidget* next = window_.nextInFocusChain(); next != &window_;
        next = next->nextInFocusChain()) {
-    if (takesFocus(*next) && !actsForParent(*next)) chain.push_back(next);
+    if (takesFocus(*next) && !isFocusProxyOfParent(*next)) chain.push_back(next);
   }
   std::vector<QWidget*> order;
   for (QWidget* const pane : panes()) {
@@ -122,8 +122,8 @@ void Accessibility::orderFocus() {
     const QWidget* const content = dock == nullptr ? nullptr : dock->widget();
     for (const bool inContent : {false, true}) {
       for (QWidget* const widget : chain) {
-        const bool inside = content != nullptr && holds(*content, widget);
-        if (holds(*pane, widget) && inside == inContent) order.push_back(widget);
+        const bool inside = content != nullptr && contains(*content, widget);
+        if (contains(*pane, widget) && inside == inContent) order.push_back(widget);
       }
     }
   }
@@ -157,20 +157,20 @@ void Accessibility::goToPane(int step) {
   const int count = static_cast<int>(all.size());
   const QWidget* const focused = QApplication::focusWidget();
   const auto current = std::find_if(
-      all.begin(), all.end(), [focused](const QWidget* pane) { return holds(*pane, focused); });
+      all.begin(), all.end(), [focused](const QWidget* pane) { return contains(*pane, focused); });
   int place = static_cast<int>(current - all.begin());
   if (current == all.end() && step > 0) place = -1;
   for (int tried = 0; tried < count; ++tried) {
     place = (place + step + count) % count;
-    QWidget* const entrance = entranceOf(*all[static_cast<std::size_t>(place)]);
-    if (entrance == nullptr) continue;
-    entrance->activateWindow();
-    entrance->setFocus(Qt::ShortcutFocusReason);
+    QWidget* const target = focusTargetIn(*all[static_cast<std::size_t>(place)]);
+    if (target == nullptr) continue;
+    target->activateWindow();
+    target->setFocus(Qt::ShortcutFocusReason);
     return;
   }
 }
 
-void Accessibility::frame(QWidget* focused) {
+void Accessibility::moveFrameTo(QWidget* focused) {
   // It is a child of the window of what it frames, and may have ended with it.
   if (!frame_) frame_ = new QFocusFrame(&window_);
   frame_->setWidget(focused);

@@ -34,7 +34,7 @@ class Accessibility : public QObject {
   void orderFocus();
   std::vector<QWidget*> panes() const;
   void goToPane(int step);
-  void frame(QWidget* focused);
+  void moveFrameTo(QWidget* focused);
 
   QMainWindow& window_;
   QPointer<QFocusFrame> frame_;

@@ -11,11 +11,11 @@ namespace {
 
 // A point of the model, in units of the grid, as it appears: from above at an angle, without
 // perspective.
-QPointF seen(double x, double y, double z) {
+QPointF projected(double x, double y, double z) {
   return {(x - y) * 0.866, (x + y) * 0.5 - z};
 }
 
-QColor mixed(const QColor& one, const QColor& other, float part) {
+QColor blend(const QColor& one, const QColor& other, float part) {
   const auto mix = [part](float a, float b) { return a + (b - a) * part; };
   return QColor::fromRgbF(mix(one.redF(), other.redF()), mix(one.greenF(), other.greenF()),
                           mix(one.blueF(), other.blueF()));
@@ -37,10 +37,10 @@ void Canvas::paintEvent(QPaintEvent* /*event*/) {
 
   QPainter painter(this);
   painter.setRenderHint(QPainter::Antialiasing);
-  QLinearGradient sky(0, 0, 0, height());
-  sky.setColorAt(0, dark ? ground.darker(115) : QColor("#ffffff"));
-  sky.setColorAt(1, dark ? ground.darker(135) : QColor("#e3e9ef"));
-  painter.fillRect(rect(), sky);
+  QLinearGradient background(0, 0, 0, height());
+  background.setColorAt(0, dark ? ground.darker(115) : QColor("#ffffff"));
+  background.setColorAt(1, dark ? ground.darker(135) : QColor("#e3e9ef"));
+  painter.fillRect(rect(), background);
 
   constexpr int half = 8;  // the grid's cells from its middle to its edge
   const double unit = std::min(width() / 16.0, height() / 11.0);
@@ -48,30 +48,32 @@ void Canvas::paintEvent(QPaintEvent* /*event*/) {
   painter.scale(unit, unit);
   for (int i = -half; i <= half; ++i) {
     const float strength = i == 0 ? 0.32F : 0.11F;
-    painter.setPen(QPen(mixed(dark ? ground.darker(125) : QColor("#f1f4f7"), lines, strength), 0));
-    painter.drawLine(seen(i, -half, 0), seen(i, half, 0));
-    painter.drawLine(seen(-half, i, 0), seen(half, i, 0));
+    painter.setPen(QPen(blend(dark ? ground.darker(125) : QColor("#f1f4f7"), lines, strength), 0));
+    painter.drawLine(projected(i, -half, 0), projected(i, half, 0));
+    painter.drawLine(projected(-half, i, 0), projected(half, i, 0));
   }
 
   // A plate with a round hole: what the first lessons make.
   constexpr double a = 2.4;
   constexpr double top = 1.1;
   const auto face = [&](const QPolygonF& corners, const QColor& colour) {
-    painter.setPen(QPen(mixed(colour, lines, dark ? 0.25F : 0.45F), 0.03, Qt::SolidLine,
+    painter.setPen(QPen(blend(colour, lines, dark ? 0.25F : 0.45F), 0.03, Qt::SolidLine,
                         Qt::RoundCap, Qt::RoundJoin));
     painter.setBrush(colour);
     painter.drawPolygon(corners);
   };
-  const QColor body = mixed(ground, accent, dark ? 0.30F : 0.22F);
-  face({seen(-a, a, 0), seen(a, a, 0), seen(a, a, top), seen(-a, a, top)}, body.darker(112));
-  face({seen(a, -a, 0), seen(a, a, 0), seen(a, a, top), seen(a, -a, top)}, body.darker(126));
-  face({seen(-a, -a, top), seen(a, -a, top), seen(a, a, top), seen(-a, a, top)},
+  const QColor body = blend(ground, accent, dark ? 0.30F : 0.22F);
+  face({projected(-a, a, 0), projected(a, a, 0), projected(a, a, top), projected(-a, a, top)},
+       body.darker(112));
+  face({projected(a, -a, 0), projected(a, a, 0), projected(a, a, top), projected(a, -a, top)},
+       body.darker(126));
+  face({projected(-a, -a, top), projected(a, -a, top), projected(a, a, top), projected(-a, a, top)},
        body.lighter(dark ? 118 : 104));
   const auto circle = [](double radius, double z) {
     QPolygonF points;
     for (int i = 0; i < 72; ++i) {
       const double angle = i * 3.14159265358979 / 36;
-      points << seen(radius * std::cos(angle), radius * std::sin(angle), z);
+      points << projected(radius * std::cos(angle), radius * std::sin(angle), z);
     }
     return points;
   };

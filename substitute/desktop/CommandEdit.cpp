@@ -11,10 +11,10 @@ namespace substitute {
 CommandEdit::CommandEdit(const Host& host, std::vector<PromptWord> words, QWidget* parent)
     : QLineEdit(parent),
       host_(host),
-      words_(std::move(words)),
-      proposals_(new QStringListModel(this)) {
-  setCompleter(new QCompleter(proposals_, this));
-  connect(this, &QLineEdit::textEdited, this, &CommandEdit::propose);
+      promptWords_(std::move(words)),
+      completions_(new QStringListModel(this)) {
+  setCompleter(new QCompleter(completions_, this));
+  connect(this, &QLineEdit::textEdited, this, &CommandEdit::updateCompletions);
 }
 
 void CommandEdit::finishLine() {
@@ -26,9 +26,9 @@ void CommandEdit::finishLine() {
 
 void CommandEdit::keyPressEvent(QKeyEvent* event) {
   const QAbstractItemView& popup = *completer()->popup();
-  const bool proposes = popup.isVisible() && popup.currentIndex().isValid();
+  const bool hasCompletion = popup.isVisible() && popup.currentIndex().isValid();
   const bool isEnter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
-  if (proposes && isEnter) {
+  if (hasCompletion && isEnter) {
     event->ignore();  // the completer takes it
   } else if (event->key() == Qt::Key_Up) {
     recall(-1);
@@ -40,15 +40,15 @@ void CommandEdit::keyPressEvent(QKeyEvent* event) {
 }
 
 // The completer compares whole lines, so each proposal is one.
-void CommandEdit::propose(const QString& typed) {
+void CommandEdit::updateCompletions(const QString& typed) {
   const QString before = typed.left(typed.lastIndexOf(' ') + 1);
   QStringList lines;
-  for (const std::string& word : completionsAtPrompt(typed.toStdString(), host_, words_)) {
+  for (const std::string& word : completionsAtPrompt(typed.toStdString(), host_, promptWords_)) {
     const QString line = before + QString::fromStdString(word);
     if (line != typed) lines << line;
   }
   if (typed.trimmed().isEmpty()) lines.clear();
-  proposals_->setStringList(lines);
+  completions_->setStringList(lines);
 }
 
 void CommandEdit::recall(int step) {

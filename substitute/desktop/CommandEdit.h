@@ -27,12 +27,12 @@ class CommandEdit : public QLineEdit {
   void keyPressEvent(QKeyEvent* event) override;
 
  private:
-  void propose(const QString& typed);
+  void updateCompletions(const QString& typed);
   void recall(int step);
 
   const Host& host_;
-  std::vector<PromptWord> words_;
-  QStringListModel* proposals_;
+  std::vector<PromptWord> promptWords_;
+  QStringListModel* completions_;
   QStringList history_;
   qsizetype recalled_ = 0;  // the place in the history; its end is the line that is being typed
   QString unfinished_;      // that line, while an older one is shown

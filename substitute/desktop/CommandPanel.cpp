@@ -77,8 +77,8 @@ void CommandPanel::select(int number) {
 }
 
 void CommandPanel::showMessage(const QString& sentence) {
-  message_->setText(shortenedToLines(sentence));
-  message_->setToolTip(wholeAsTooltip(sentence));
+  message_->setText(shortenedForLabel(sentence));
+  message_->setToolTip(toTooltip(sentence));
   message_->setAccessibleName(sentence);
   message_->show();
   show();

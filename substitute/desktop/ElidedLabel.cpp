@@ -9,7 +9,7 @@ namespace substitute {
 
 namespace {
 
-QString oneLine(QString text) {
+QString toOneLine(QString text) {
   for (QChar& letter : text) {
     if (letter.category() == QChar::Other_Control || letter == QChar::LineSeparator ||
         letter == QChar::ParagraphSeparator) {
@@ -20,7 +20,7 @@ QString oneLine(QString text) {
 }
 
 // `text` with a place in every long word where a line may end.
-QString withBreaks(const QString& text) {
+QString withLineBreaks(const QString& text) {
   constexpr int longestWord = 32;
   QString breakable;
   int run = 0;
@@ -38,31 +38,32 @@ QString withBreaks(const QString& text) {
 
 }  // namespace
 
-QString wholeAsTooltip(const QString& text) {
-  return QStringLiteral("<p>%1</p>").arg(withBreaks(text).toHtmlEscaped().replace('\n', "<br>"));
+QString toTooltip(const QString& text) {
+  return QStringLiteral("<p>%1</p>")
+      .arg(withLineBreaks(text).toHtmlEscaped().replace('\n', "<br>"));
 }
 
-QString shortenedToLines(const QString& text) {
+QString shortenedForLabel(const QString& text) {
   constexpr int longest = 240;
-  if (text.size() <= longest) return withBreaks(text);
-  return withBreaks(text.left(longest / 2) + QChar(0x2026) + text.right(longest / 2));
+  if (text.size() <= longest) return withLineBreaks(text);
+  return withLineBreaks(text.left(longest / 2) + QChar(0x2026) + text.right(longest / 2));
 }
 
 QString elidedForButton(const QString& text, const QFont& font, int width) {
-  return QFontMetrics(font).elidedText(oneLine(text), Qt::ElideRight, width).replace('&', "&&");
+  return QFontMetrics(font).elidedText(toOneLine(text), Qt::ElideRight, width).replace('&', "&&");
 }
 
 ElidedLabel::ElidedLabel(Qt::TextElideMode mode, QWidget* parent) : QLabel(parent), mode_(mode) {
   setTextFormat(Qt::PlainText);
 }
 
-void ElidedLabel::setWhole(const QString& text) {
-  whole_ = text;
-  setText(oneLine(text));
-  followShortening();
+void ElidedLabel::setFullText(const QString& text) {
+  fullText_ = text;
+  setText(toOneLine(text));
+  updateElision();
 }
 
-QString ElidedLabel::shown() const {
+QString ElidedLabel::elidedText() const {
   return fontMetrics().elidedText(text(), mode_, contentsRect().width());
 }
 
@@ -74,7 +75,7 @@ QSize ElidedLabel::minimumSizeHint() const {
 
 void ElidedLabel::keyPressEvent(QKeyEvent* event) {
   if (event->matches(QKeySequence::Copy)) {
-    QApplication::clipboard()->setText(whole_);
+    QApplication::clipboard()->setText(fullText_);
   } else {
     QLabel::keyPressEvent(event);
   }
@@ -83,17 +84,17 @@ void ElidedLabel::keyPressEvent(QKeyEvent* event) {
 void ElidedLabel::paintEvent(QPaintEvent* /*event*/) {
   QStylePainter painter(this);
   painter.drawItemText(contentsRect(), static_cast<int>(alignment()), palette(), isEnabled(),
-                       shown(), foregroundRole());
+                       elidedText(), foregroundRole());
 }
 
 void ElidedLabel::resizeEvent(QResizeEvent* event) {
   QLabel::resizeEvent(event);
-  followShortening();
+  updateElision();
 }
 
-void ElidedLabel::followShortening() {
-  const bool shortened = shown() != whole_;
-  setToolTip(shortened ? wholeAsTooltip(whole_) : QString());
+void ElidedLabel::updateElision() {
+  const bool shortened = elidedText() != fullText_;
+  setToolTip(shortened ? toTooltip(fullText_) : QString());
   setFocusPolicy(shortened ? Qt::TabFocus : Qt::NoFocus);
 }
 

@@ -7,11 +7,11 @@ namespace substitute {
 
 // `text` as a tooltip shows it: as it stands, never taken for HTML, and broken into lines even
 // where it has no spaces.
-QString wholeAsTooltip(const QString& text);
+QString toTooltip(const QString& text);
 
 // `text` as a label that wraps its lines shows it in a narrow pane: some eight lines, shortened in
 // the middle, and broken even where it has no spaces.
-QString shortenedToLines(const QString& text);
+QString shortenedForLabel(const QString& text);
 
 // `text` as the text of an action or button shows it in `width` pixels of `font`: on one line,
 // shortened at its end, with no letter taken for a mnemonic.
@@ -27,11 +27,11 @@ class ElidedLabel : public QLabel {
   explicit ElidedLabel(Qt::TextElideMode mode = Qt::ElideRight, QWidget* parent = nullptr);
 
   // Use this in place of setText.
-  void setWhole(const QString& text);
+  void setFullText(const QString& text);
 
   // All of it, and what can be seen.
-  const QString& whole() const { return whole_; }
-  QString shown() const;
+  const QString& fullText() const { return fullText_; }
+  QString elidedText() const;
 
   QSize minimumSizeHint() const override;
 
@@ -41,10 +41,10 @@ class ElidedLabel : public QLabel {
   void resizeEvent(QResizeEvent* event) override;
 
  private:
-  void followShortening();
+  void updateElision();
 
   Qt::TextElideMode mode_;
-  QString whole_;
+  QString fullText_;
 };
 
 }  // namespace substitute

@@ -14,16 +14,16 @@ namespace {
 
 // The host's own control; its command is the host's business, no definition stands for it.
 constexpr const char* helpControl = "HelpGroupCommand";
-constexpr int pictureSize = 32;
+constexpr int toolbarIconSize = 32;
 // Pixels; a longer name is shortened.
-constexpr int widestName = 240;
+constexpr int maxNameWidth = 240;
 
 }  // namespace
 
 QIcon resourceIcon(const QString& folder) {
   // One file and its "@2x" alone: given all sizes, an icon would take the larger picture in place
   // of the one that is drawn for this size at twice the scale.
-  for (const int size : {pictureSize, 64, 16}) {
+  for (const int size : {toolbarIconSize, 64, 16}) {
     const QString file = QStringLiteral("%1/%2x%2.png").arg(folder).arg(size);
     if (QFileInfo::exists(file)) return QIcon(file);
   }
@@ -35,10 +35,10 @@ HostToolbar::HostToolbar(const ToolbarObject& toolbar, const DefinitionsObject& 
     : QToolBar(QString::fromStdString(toolbar.id()), parent) {
   setObjectName("toolbar:" + QString::fromStdString(toolbar.id()));
   setMovable(false);
-  setIconSize({pictureSize, pictureSize});
-  auto* const spring = new QWidget;
-  spring->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
-  addWidget(spring);
+  setIconSize({toolbarIconSize, toolbarIconSize});
+  auto* const spacer = new QWidget;
+  spacer->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
+  addWidget(spacer);
   // Actions, so that the menu of what does not fit can show them, too.
   for (const auto& control : toolbar.controls->all.items()) {
     const QString id = QString::fromStdString(control->id());
@@ -46,9 +46,9 @@ HostToolbar::HostToolbar(const ToolbarObject& toolbar, const DefinitionsObject& 
     if (!control->showsCommand()) {
       auto* const label = new ElidedLabel;
       label->setObjectName(name);
-      label->setWhole(id);
-      label->setMaximumWidth(widestName);
-      addWidget(label)->setText(elidedForButton(id, font(), widestName));
+      label->setFullText(id);
+      label->setMaximumWidth(maxNameWidth);
+      addWidget(label)->setText(elidedForButton(id, font(), maxNameWidth));
     } else if (id == helpControl) {
       QAction* const help =
           addAction(drawnIcon(Drawing::help, palette().color(QPalette::WindowText)), tr("Help"),
@@ -82,18 +82,18 @@ void HostToolbar::focusControl(const QString& name) {
 void HostToolbar::addButton(const QString& id, const DefinitionObject* definition,
                             const QString& addinFolder) {
   const QString whole = definition == nullptr ? id : QString::fromStdString(definition->name);
-  const QString shown = elidedForButton(whole, font(), widestName);
+  const QString shown = elidedForButton(whole, font(), maxNameWidth);
   QAction* const action = addAction(shown, this, [this, id] { Q_EMIT pressed(id); });
   QToolButton* const button = buttonOf(action);
   if (definition == nullptr) {
-    action->setToolTip(wholeAsTooltip(id) + tr("<p>A control without a command</p>"));
+    action->setToolTip(toTooltip(id) + tr("<p>A control without a command</p>"));
   } else {
     // The style sets the name close by the icon; a thin space keeps them apart.
     action->setIconText(QChar(0x2009) + shown);
     action->setIcon(
         resourceIcon(addinFolder + '/' + QString::fromStdString(definition->resourceFolder)));
-    action->setToolTip("<b>" + wholeAsTooltip(whole) + "</b>" +
-                       wholeAsTooltip(QString::fromStdString(definition->tooltip)));
+    action->setToolTip("<b>" + toTooltip(whole) + "</b>" +
+                       toTooltip(QString::fromStdString(definition->tooltip)));
   }
   button->setObjectName("control:" + id);
   button->setAccessibleName(whole);

@@ -17,7 +17,7 @@ namespace {
 constexpr const char* root = "/fusion360/";
 constexpr const char* pagePath = "/fusion360/learning.asp";
 constexpr const char* pageFile = "learning.html";
-constexpr qint64 longestRequest = 65536;
+constexpr qint64 maxRequestSize = 65536;
 
 QByteArray contentOf(const QString& name) {
   QFile file(name);
@@ -61,8 +61,8 @@ LearningSite::LearningSite(const QString& folder, const QString& certificate, co
     while (QTcpSocket* const connection = server_.nextPendingConnection()) {
       QObject::connect(connection, &QTcpSocket::disconnected, connection, &QObject::deleteLater);
       QObject::connect(connection, &QTcpSocket::readyRead, connection,
-                       [this, connection] { answer(*connection); });
-      answer(*connection);
+                       [this, connection] { respond(*connection); });
+      respond(*connection);
     }
   });
   if (!server_.listen(QHostAddress::LocalHost)) {
@@ -76,15 +76,15 @@ QByteArray LearningSite::engineSwitch() const {
          ":443 127.0.0.1:" + QByteArray::number(server_.serverPort()) + '"';
 }
 
-bool LearningSite::isOwn(const QSslCertificate& certificate) const {
+bool LearningSite::isOwnCertificate(const QSslCertificate& certificate) const {
   return certificate == certificate_;
 }
 
 // One request for each connection; called whenever more of it has come.
-void LearningSite::answer(QTcpSocket& connection) const {
-  const QByteArray request = connection.peek(longestRequest);
+void LearningSite::respond(QTcpSocket& connection) const {
+  const QByteArray request = connection.peek(maxRequestSize);
   if (!request.contains("\r\n\r\n")) {
-    if (request.size() == longestRequest) connection.abort();
+    if (request.size() == maxRequestSize) connection.abort();
     return;
   }
   connection.readAll();

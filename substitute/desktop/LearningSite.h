@@ -26,10 +26,10 @@ class LearningSite {
   QByteArray engineSwitch() const;
 
   // True for the certificate that this site shows, which no authority has signed.
-  bool isOwn(const QSslCertificate& certificate) const;
+  bool isOwnCertificate(const QSslCertificate& certificate) const;
 
  private:
-  void answer(QTcpSocket& connection) const;
+  void respond(QTcpSocket& connection) const;
 
   QString folder_;
   QSslCertificate certificate_;

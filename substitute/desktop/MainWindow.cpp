@@ -70,7 +70,7 @@ MainWindow::MainWindow(Host& host, ScenarioRunner& runner, WebEngine& engine,
   traceSubscription_ =
       host_.interceptor().trace.subscribe([this](const Json& entry) { onTraceEntry(entry); });
   failureSubscription_ = runner_.failed.subscribe([this](const std::string& sentence) {
-    status_->tell(tr("An expectation failed: %1").arg(text(printable(sentence))));
+    status_->showImportant(tr("An expectation failed: %1").arg(text(printable(sentence))));
   });
   setFocus();
   refresh();
@@ -81,7 +81,7 @@ bool MainWindow::play(const Command& command) {
   try {
     runner_.play(command);
   } catch (const LoadError& error) {
-    status_->tell(text(error.what()));
+    status_->showImportant(text(error.what()));
     played = false;
   }
   refresh();
@@ -148,7 +148,7 @@ void MainWindow::onTraceEntry(const Json& entry) {
     if (entry["op"] == "Palette.deleteMe") removeStaleDocks();
     return;
   }
-  status_->follow(entry);
+  status_->onTraceEntry(entry);
 }
 
 void MainWindow::refresh() {
@@ -214,7 +214,7 @@ PaletteDock* MainWindow::addDock(const PaletteObject& object) {
     }
   });
   connect(dock, &PaletteDock::pageFailed, this, [this, id](const QString& reason) {
-    status_->tell(tr("The page of %1 could not be shown. %2").arg(text(id), reason));
+    status_->showImportant(tr("The page of %1 could not be shown. %2").arg(text(id), reason));
   });
   connect(dock, &QDockWidget::topLevelChanged, this, [this, dock] { onUserMoved(*dock); });
   connect(dock, &QDockWidget::dockLocationChanged, this, [this, dock] { onUserMoved(*dock); });
@@ -234,10 +234,10 @@ void MainWindow::placeDock(PaletteDock& dock) {
   dock.setFloating(false);
   addDockWidget(area, &dock);
   dock.show();
-  const bool upright = area == Qt::LeftDockWidgetArea || area == Qt::RightDockWidgetArea;
-  const int size = upright ? values.width : values.height;
+  const bool atSide = area == Qt::LeftDockWidgetArea || area == Qt::RightDockWidgetArea;
+  const int size = atSide ? values.width : values.height;
   // A palette that was planted has no size.
-  if (size > 0) resizeDocks({&dock}, {size}, upright ? Qt::Horizontal : Qt::Vertical);
+  if (size > 0) resizeDocks({&dock}, {size}, atSide ? Qt::Horizontal : Qt::Vertical);
 }
 
 // The user has dragged the palette elsewhere: that is its place in the host from now on.

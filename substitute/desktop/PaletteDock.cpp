@@ -24,7 +24,7 @@ namespace substitute {
 
 namespace {
 
-constexpr const char* startPage = "about:blank";
+constexpr const char* blankPage = "about:blank";
 
 }  // namespace
 
@@ -75,7 +75,7 @@ void PaletteDock::refresh() {
   const PaletteValues& values = object_.values();
   const QString title = QString::fromStdString(values.title);
   if (title != windowTitle()) setWindowTitle(title);
-  title_->setWhole(title);
+  title_->setFullText(title);
   view_->setAccessibleName(tr("Page of %1").arg(title));
   floatButton_->setAccessibleName(tr("Detach or dock %1").arg(title));
   closeButton_->setAccessibleName(tr("Close %1").arg(title));
@@ -85,12 +85,12 @@ void PaletteDock::refresh() {
   if (wanted != features()) setFeatures(wanted);
   if (!values.resizable) {
     const Qt::DockWidgetArea area = dockArea(object_.dockingState);
-    const bool lying = area == Qt::TopDockWidgetArea || area == Qt::BottomDockWidgetArea;
-    const bool upright = area == Qt::LeftDockWidgetArea || area == Qt::RightDockWidgetArea;
+    const bool atTopOrBottom = area == Qt::TopDockWidgetArea || area == Qt::BottomDockWidgetArea;
+    const bool atSide = area == Qt::LeftDockWidgetArea || area == Qt::RightDockWidgetArea;
     // Docked, the other measure is the window's.
-    setMinimumSize(lying ? 0 : values.width, upright ? 0 : values.height);
-    setMaximumSize(lying ? QWIDGETSIZE_MAX : values.width,
-                   upright ? QWIDGETSIZE_MAX : values.height);
+    setMinimumSize(atTopOrBottom ? 0 : values.width, atSide ? 0 : values.height);
+    setMaximumSize(atTopOrBottom ? QWIDGETSIZE_MAX : values.width,
+                   atSide ? QWIDGETSIZE_MAX : values.height);
   }
   if (values.visible == isHidden()) setVisible(values.visible);
 }
@@ -114,17 +114,17 @@ void PaletteDock::floatOverCanvas() {
 
 void PaletteDock::retry() {
   if (state_ != State::failed) return;
-  if (arriving_) {
+  if (initialPagePending_) {
     load();
   } else {
-    view_->load(failed_);
+    view_->load(failedUrl_);
   }
 }
 
 void PaletteDock::reload() {
   if (state_ == State::failed) {
     retry();
-  } else if (!arriving_) {
+  } else if (!initialPagePending_) {
     page_->triggerAction(QWebEnginePage::Reload);
   }
 }
@@ -191,12 +191,12 @@ void PaletteDock::connectPage() {
   view_->setContextMenuPolicy(Qt::NoContextMenu);
   page_->setBackgroundColor(palette().color(QPalette::Base));
   connect(page_, &WebPage::messageSent, this, &PaletteDock::messageSent);
-  connect(page_, &QWebEnginePage::loadingChanged, this, &PaletteDock::follow);
+  connect(page_, &QWebEnginePage::loadingChanged, this, &PaletteDock::onLoadingChanged);
   connect(page_, &QWebEnginePage::renderProcessTerminated, this,
           [this](QWebEnginePage::RenderProcessTerminationStatus status) {
             if (status == QWebEnginePage::NormalTerminationStatus) return;
-            failed_ = page_->url();
-            fail({tr("The process that showed the page has ended."), true});
+            failedUrl_ = page_->url();
+            showFailure({tr("The process that showed the page has ended."), true});
           });
   connect(page_, &WebPage::scriptFailed, this,
           [this](const QString& message, int line, const QString& source) {
@@ -215,12 +215,12 @@ void PaletteDock::connectPage() {
 // text itself, by a script in an empty page.
 void PaletteDock::load() {
   state_ = State::loading;
-  arriving_ = true;
+  initialPagePending_ = true;
   const bool byScript = address_.scheme() == "https" || address_.scheme() == "http";
-  view_->load(byScript ? QUrl(startPage) : address_);
+  view_->load(byScript ? QUrl(blankPage) : address_);
 }
 
-void PaletteDock::leaveStartPage() {
+void PaletteDock::openAddress() {
   const QString address = QString::fromStdString(line(object_.values().address));
   view_->page()->runJavaScript(
       QStringLiteral("(() => { try { location.replace(%1); return true; } catch { return false; } "
@@ -229,22 +229,22 @@ void PaletteDock::leaveStartPage() {
       [dock = QPointer<PaletteDock>(this)](const QVariant& leaves) {
         // Nothing comes back from a page that has been left already.
         if (dock && leaves.isValid() && !leaves.toBool()) {
-          dock->fail({tr("The address is not well formed."), false});
+          dock->showFailure({tr("The address is not well formed."), false});
         }
       });
 }
 
-void PaletteDock::follow(const QWebEngineLoadingInfo& info) {
-  const bool start = info.url() == QUrl(startPage);
+void PaletteDock::onLoadingChanged(const QWebEngineLoadingInfo& info) {
+  const bool start = info.url() == QUrl(blankPage);
   switch (info.status()) {
     case QWebEngineLoadingInfo::LoadStartedStatus:
       state_ = State::loading;
       warnings_->clear();
       break;
     case QWebEngineLoadingInfo::LoadSucceededStatus:
-      if (start) return leaveStartPage();
-      state_ = State::reached;
-      arriving_ = false;
+      if (start) return openAddress();
+      state_ = State::loaded;
+      initialPagePending_ = false;
       pages_->setCurrentWidget(view_);
       break;
     case QWebEngineLoadingInfo::LoadFailedStatus:
@@ -253,23 +253,23 @@ void PaletteDock::follow(const QWebEngineLoadingInfo& info) {
         QTimer::singleShot(std::chrono::milliseconds(50), this, &PaletteDock::load);
         break;
       }
-      failed_ = info.url();
-      fail(pageFailure(info.errorCode(), info.errorString(), info.url(),
-                       page_->refusedCertificate()));
+      failedUrl_ = info.url();
+      showFailure(pageFailure(info.errorCode(), info.errorString(), info.url(),
+                              page_->refusedCertificate()));
       break;
     case QWebEngineLoadingInfo::LoadStoppedStatus:  // by the next load
       break;
   }
 }
 
-void PaletteDock::fail(const PageFailure& failure) {
+void PaletteDock::showFailure(const PageFailure& failure) {
   state_ = State::failed;
   const PageFailure offline = {tr("The host is offline. It loads the page when it goes online."),
                                false};
   const PageFailure& shown = engine_.offline() ? offline : failure;
-  errorPage_->setFailure(
-      arriving_ ? QString::fromStdString(object_.values().address) : failed_.toDisplayString(),
-      shown);
+  errorPage_->setFailure(initialPagePending_ ? QString::fromStdString(object_.values().address)
+                                             : failedUrl_.toDisplayString(),
+                         shown);
   pages_->setCurrentWidget(errorPage_);
   Q_EMIT pageFailed(shown.reason);
 }

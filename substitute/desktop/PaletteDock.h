@@ -42,7 +42,7 @@ class PaletteDock : public QDockWidget {
   // Floats in the palette's own size over the middle of the window, beside what floats there.
   void floatOverCanvas();
 
-  // Loads the page again where it could not be reached.
+  // Loads the page again where it could not be loaded.
   void retry();
 
   // Loads the page again in any case.
@@ -53,7 +53,7 @@ class PaletteDock : public QDockWidget {
 
   // True when the page is loaded, or known to be out of reach.
   bool settled() const { return state_ != State::loading; }
-  bool reached() const { return state_ == State::reached; }
+  bool loaded() const { return state_ == State::loaded; }
 
  Q_SIGNALS:
   void closeRequested();
@@ -65,21 +65,21 @@ class PaletteDock : public QDockWidget {
   void closeEvent(QCloseEvent* event) override;
 
  private:
-  enum class State { loading, reached, failed };
+  enum class State { loading, loaded, failed };
 
   QWidget* makeTitleBar();
   void connectPage();
   void load();
-  void leaveStartPage();
-  void follow(const QWebEngineLoadingInfo& info);
-  void fail(const PageFailure& failure);
+  void openAddress();
+  void onLoadingChanged(const QWebEngineLoadingInfo& info);
+  void showFailure(const PageFailure& failure);
 
   const PaletteObject& object_;
   WebEngine& engine_;
-  State state_ = State::reached;  // an empty address has nothing to load
+  State state_ = State::loaded;  // an empty address has nothing to load
   QUrl address_;
-  bool arriving_ = true;  // no page of the palette's address has loaded yet
-  QUrl failed_;           // where the page itself led to in vain
+  bool initialPagePending_ = true;  // no page of the palette's address has loaded yet
+  QUrl failedUrl_;                  // where the page itself led to in vain
   QStackedWidget* pages_;
   QWebEngineView* view_;
   WebPage* page_;

@@ -14,7 +14,7 @@ namespace {
 
 constexpr int step = 20;
 
-int along(Qt::Orientation orientation, const QSize& size) {
+int extent(Qt::Orientation orientation, const QSize& size) {
   return orientation == Qt::Horizontal ? size.width() : size.height();
 }
 
@@ -76,10 +76,10 @@ void ResizeMenu::resizeFocused(Qt::Orientation orientation, int pixels) {
     auto* const dock = qobject_cast<QDockWidget*>(part);
     if (dock == nullptr) continue;
     if (dock->isFloating()) {
-      const bool across = orientation == Qt::Horizontal;
-      dock->resize(dock->size() + (across ? QSize(pixels, 0) : QSize(0, pixels)));
+      const bool isHorizontal = orientation == Qt::Horizontal;
+      dock->resize(dock->size() + (isHorizontal ? QSize(pixels, 0) : QSize(0, pixels)));
     } else {
-      window_.resizeDocks({dock}, {along(orientation, dock->size()) + pixels}, orientation);
+      window_.resizeDocks({dock}, {extent(orientation, dock->size()) + pixels}, orientation);
     }
     return;
   }

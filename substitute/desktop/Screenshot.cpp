@@ -22,11 +22,11 @@ namespace substitute {
 namespace {
 
 // Milliseconds. A page that has loaded is on screen within the first.
-constexpr int paintTime = 700;
-constexpr int longestWait = 20000;
-constexpr int pollTime = 100;
+constexpr int paintDelay = 700;
+constexpr int loadTimeout = 20000;
+constexpr int pollInterval = 100;
 
-QRect placeOf(const QWidget& widget) {
+QRect globalRect(const QWidget& widget) {
   return {widget.mapToGlobal(QPoint()), widget.size()};
 }
 
@@ -50,21 +50,21 @@ void checkScreenshot(const std::string& file) {
 }
 
 QPixmap pictureOf(QMainWindow& window) {
-  QRect whole = placeOf(window);
+  QRect whole = globalRect(window);
   std::vector<QDockWidget*> floating;
   for (QDockWidget* const dock :
        window.findChildren<QDockWidget*>(QString(), Qt::FindDirectChildrenOnly)) {
     if (!dock->isFloating() || !dock->isVisible()) continue;
     floating.push_back(dock);
-    whole |= placeOf(*dock);
+    whole |= globalRect(*dock);
   }
   QPixmap picture(whole.size() * window.devicePixelRatio());
   picture.setDevicePixelRatio(window.devicePixelRatio());
   picture.fill(window.palette().color(QPalette::Mid));
   QPainter painter(&picture);
-  painter.drawPixmap(placeOf(window).topLeft() - whole.topLeft(), window.grab());
+  painter.drawPixmap(globalRect(window).topLeft() - whole.topLeft(), window.grab());
   for (QDockWidget* const dock : floating) {
-    const QRect place = placeOf(*dock).translated(-whole.topLeft());
+    const QRect place = globalRect(*dock).translated(-whole.topLeft());
     painter.drawPixmap(place.topLeft(), dock->grab());
     // In place of the frame that the desktop draws.
     painter.setPen(window.palette().color(QPalette::Mid));
@@ -74,20 +74,20 @@ QPixmap pictureOf(QMainWindow& window) {
 }
 
 void takeScreenshot(MainWindow& window, const std::string& file, const std::string& program) {
-  auto* const watch = new QTimer(&window);
-  auto left = std::make_shared<int>(longestWait / pollTime);
-  QObject::connect(watch, &QTimer::timeout, &window, [&window, watch, left, file, program] {
+  auto* const poll = new QTimer(&window);
+  auto left = std::make_shared<int>(loadTimeout / pollInterval);
+  QObject::connect(poll, &QTimer::timeout, &window, [&window, poll, left, file, program] {
     if (!window.settled() && --*left > 0) return;
-    watch->stop();
+    poll->stop();
     const bool complete = window.settled();
     if (!complete) printError(program, "a page was still loading when the screenshot was taken");
-    QTimer::singleShot(paintTime, &window, [&window, file, program, complete] {
+    QTimer::singleShot(paintDelay, &window, [&window, file, program, complete] {
       const bool saved = pictureOf(window).save(QString::fromStdString(file));
       if (!saved) printError(program, "the screenshot cannot be written to " + file);
       QCoreApplication::exit(saved && complete ? EXIT_SUCCESS : exit_status::wrongInput);
     });
   });
-  watch->start(pollTime);
+  poll->start(pollInterval);
 }
 
 }  // namespace substitute

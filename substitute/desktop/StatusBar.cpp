@@ -10,7 +10,7 @@ namespace substitute {
 
 namespace {
 
-constexpr int widestValue = 260;
+constexpr int maxValueWidth = 260;
 
 QString textOf(const Json& json) {
   return QString::fromStdString(json.get<std::string>());
@@ -39,62 +39,62 @@ StatusBar::StatusBar(QWidget* parent)
                                                     {entitlement_, "entitlement"}};
   for (const auto& [label, name] : values) {
     label->setObjectName(name);
-    label->setMaximumWidth(widestValue);
+    label->setMaximumWidth(maxValueWidth);
     addPermanentWidget(label);
   }
 }
 
-void StatusBar::follow(const Json& entry) {
+void StatusBar::onTraceEntry(const Json& entry) {
   if (!entry.contains("event")) return;
   const std::string event = entry["event"];
   if (event == "open") {
     QStringList words = {"open"};
     for (const Json& argument : entry["args"]) words << textOf(argument);
-    tell(tr("The add-in ran: %1").arg(words.join(' ')));
+    showImportant(tr("The add-in ran: %1").arg(words.join(' ')));
   } else if (event == "threw") {
-    tell(tr("An exception left the add-in: %1, %2")
-             .arg(textOf(entry["type"]), textOf(entry["what"])));
+    showImportant(tr("An exception left the add-in: %1, %2")
+                      .arg(textOf(entry["type"]), textOf(entry["what"])));
   } else if (event == "run returned" || event == "stop returned") {
     const QString name = textOf(entry["event"]);
     if (entry["value"].get<bool>()) {
-      tellInPassing(tr("%1 true").arg(name));
+      showMinor(tr("%1 true").arg(name));
     } else {
-      tell(tr("%1 false").arg(name));
+      showImportant(tr("%1 false").arg(name));
     }
   }
 }
 
-void StatusBar::tell(const QString& message) {
-  matters_ = true;
-  message_->setWhole(message);
+void StatusBar::showImportant(const QString& message) {
+  showsImportant_ = true;
+  message_->setFullText(message);
   announce(*message_);
 }
 
 const QString& StatusBar::message() const {
-  return message_->whole();
+  return message_->fullText();
 }
 
-void StatusBar::tellInPassing(const QString& message) {
-  if (!matters_) message_->setWhole(message);
+void StatusBar::showMinor(const QString& message) {
+  if (!showsImportant_) message_->setFullText(message);
 }
 
 void StatusBar::showValues(const Host& host, bool addinRuns) {
-  addin_->setWhole(addinRuns ? tr("Add-in: running") : tr("Add-in: stopped"));
+  addin_->setFullText(addinRuns ? tr("Add-in: running") : tr("Add-in: stopped"));
   const QString starts = QString::fromStdString(startCountIn(infoFileOf(host)));
   starts_->setVisible(!starts.isEmpty());
-  starts_->setWhole(tr("Starts counted: %1").arg(starts));
+  starts_->setFullText(tr("Starts counted: %1").arg(starts));
   const bool offline = host.application().offline;
   network_->setText(QStringLiteral("%1 <span style='color:%2'>●</span>&nbsp;%3")
                         .arg(tr("Host:"), offline ? "#d9822b" : "#3aa657",
                              offline ? tr("offline") : tr("online")));
   network_->setAccessibleName(offline ? tr("Host: offline") : tr("Host: online"));
   const int language = host.application().preferences->general->language;
-  language_->setWhole(language == czechLanguage ? tr("Language: Czech (2)")
-                                                : tr("Language: %1").arg(language));
+  language_->setFullText(language == czechLanguage ? tr("Language: Czech (2)")
+                                                   : tr("Language: %1").arg(language));
   const auto& entitlement = host.application().entitlement;
-  entitlement_->setWhole(entitlement
-                             ? tr("Entitlement: %1").arg(QString::fromStdString(*entitlement))
-                             : tr("Entitlement: none"));
+  entitlement_->setFullText(entitlement
+                                ? tr("Entitlement: %1").arg(QString::fromStdString(*entitlement))
+                                : tr("Entitlement: none"));
 }
 
 }  // namespace substitute

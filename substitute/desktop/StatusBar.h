@@ -21,10 +21,10 @@ class StatusBar : public QStatusBar {
   explicit StatusBar(QWidget* parent = nullptr);
 
   // Tells an entry of the trace where it is worth a message.
-  void follow(const Json& entry);
+  void onTraceEntry(const Json& entry);
 
   // Tells something that matters, a screen reader too.
-  void tell(const QString& message);
+  void showImportant(const QString& message);
 
   // The message, whole; empty when there has been none.
   const QString& message() const;
@@ -32,9 +32,9 @@ class StatusBar : public QStatusBar {
   void showValues(const Host& host, bool addinRuns);
 
  private:
-  void tellInPassing(const QString& message);
+  void showMinor(const QString& message);
 
-  bool matters_ = false;
+  bool showsImportant_ = false;
   ElidedLabel* message_;
   ElidedLabel* addin_;
   ElidedLabel* starts_;

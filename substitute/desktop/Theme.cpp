@@ -62,7 +62,7 @@ QPalette paletteOf(const Colours& colours) {
   return palette;
 }
 
-constexpr const char* sheet = R"(
+constexpr const char* styleSheet = R"(
 QMainWindow::separator { background: LINE; width: 1px; height: 1px; }
 QMenuBar { background: WINDOW; padding: 2px 6px; border-bottom: 1px solid LINE; }
 QMenuBar::item { padding: 3px 8px; border: 2px solid transparent; border-radius: 4px; }
@@ -236,7 +236,7 @@ void apply(Theme theme) {
   }
   QApplication::setStyle(new HostStyle);
   QApplication::setPalette(paletteOf(colours));
-  QString text = sheet;
+  QString text = styleSheet;
   const std::pair<const char*, QColor> names[] = {
       {"WINDOW", colours.window}, {"SURFACE", colours.surface}, {"FAINT", colours.faint},
       {"LINE", colours.line},     {"HOVER", colours.hover},     {"ONACCENT", colours.onAccent},

@@ -18,14 +18,14 @@ Kind kindOf(const Json& entry) {
 }
 
 // A value as the trace's file spells it.
-QString spelled(const Json& value) {
+QString jsonText(const Json& value) {
   return QString::fromStdString(line(value));
 }
 
 // The value of `key` as the trace's file spells it; empty when the entry has none.
 QString valueIn(const Json& entry, const char* key) {
   const auto found = entry.find(key);
-  return found == entry.end() ? QString() : spelled(*found);
+  return found == entry.end() ? QString() : jsonText(*found);
 }
 
 // The same without the quotes of a string.
@@ -35,11 +35,11 @@ QString nameIn(const Json& entry, const char* key) {
 }
 
 QStringList argumentsOf(const Json& entry) {
-  QStringList texts;
+  QStringList strings;
   if (entry.contains("args")) {
-    for (const Json& argument : entry["args"]) texts << spelled(argument);
+    for (const Json& argument : entry["args"]) strings << jsonText(argument);
   }
-  return texts;
+  return strings;
 }
 
 // Signs that every font has: who does not see the colour reads the sign.
@@ -59,7 +59,7 @@ QString markOf(Kind kind) {
 }
 
 // What a screen reader says for the mark.
-QString spokenMarkOf(Kind kind) {
+QString accessibleMarkOf(Kind kind) {
   switch (kind) {
     case Kind::nullFault:
       return TraceModel::tr("failed, returned null");
@@ -169,19 +169,19 @@ QVariant TraceModel::data(const QModelIndex& index, int role) const {
     case Qt::DisplayRole:
       return cell(index.column());
     case Qt::AccessibleTextRole:
-      return index.column() == mark ? spokenMarkOf(kindOf(entry)) : QVariant();
+      return index.column() == mark ? accessibleMarkOf(kindOf(entry)) : QVariant();
     case Qt::ForegroundRole:
       return QGuiApplication::palette().brush(colourOf(kindOf(entry), index.column()));
     case lineRole:
-      return spelled(entry);
+      return jsonText(entry);
     case detailRole:
       return detailOf(entry);
     case commandRole:
       return command;
     case searchRole: {
-      QStringList texts = {spelled(entry)};
-      for (int column = 0; column < columns; ++column) texts << cell(column);
-      return texts.join('\n');
+      QStringList strings = {jsonText(entry)};
+      for (int column = 0; column < columns; ++column) strings << cell(column);
+      return strings.join('\n');
     }
     default:
       return {};

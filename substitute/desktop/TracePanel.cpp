@@ -28,7 +28,7 @@ namespace substitute {
 namespace {
 
 // Matches what holds all of the words.
-QRegularExpression holding(const QString& words) {
+QRegularExpression matchingAllWords(const QString& words) {
   QString pattern;
   for (const QString& word : words.split(QRegularExpression("\\s+"), Qt::SkipEmptyParts)) {
     pattern += "(?=.*" + QRegularExpression::escape(word) + ")";
@@ -46,16 +46,16 @@ QString withShortcut(const QString& text, const QKeySequence& shortcut) {
 TracePanel::TracePanel(QWidget* parent)
     : QDockWidget(tr("Trace"), parent),
       trace_(new TraceModel(this)),
-      shown_(new QSortFilterProxyModel(this)),
+      filtered_(new QSortFilterProxyModel(this)),
       filter_(new QLineEdit),
       count_(new QLabel),
       list_(new QTreeView),
       detail_(new QPlainTextEdit) {
   setObjectName("trace");
   setFeatures(DockWidgetClosable);
-  shown_->setSourceModel(trace_);
-  shown_->setFilterRole(TraceModel::searchRole);
-  shown_->setFilterKeyColumn(0);
+  filtered_->setSourceModel(trace_);
+  filtered_->setFilterRole(TraceModel::searchRole);
+  filtered_->setFilterKeyColumn(0);
   makeActions();
   makeTitleBar();
   makeList();
@@ -116,7 +116,7 @@ void TracePanel::makeTitleBar() {
 void TracePanel::makeList() {
   list_->setObjectName("traceList");
   list_->setAccessibleName(tr("Trace"));
-  list_->setModel(shown_);
+  list_->setModel(filtered_);
   list_->setRootIsDecorated(false);
   list_->setUniformRowHeights(true);
   list_->setSelectionMode(QAbstractItemView::ExtendedSelection);
@@ -256,13 +256,13 @@ void TracePanel::clear() {
 }
 
 void TracePanel::filter(const QString& words) {
-  shown_->setFilterRegularExpression(holding(words));
+  filtered_->setFilterRegularExpression(matchingAllWords(words));
   refreshCount();
 }
 
 void TracePanel::refreshCount() {
   const int all = trace_->rowCount();
-  const int now = shown_->rowCount();
+  const int now = filtered_->rowCount();
   count_->setText(now == all ? tr("%1 lines").arg(all) : tr("%1 of %2 lines").arg(now).arg(all));
 }
 

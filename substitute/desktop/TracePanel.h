@@ -54,7 +54,7 @@ class TracePanel : public QDockWidget {
   int currentCommand() const;
 
   TraceModel* trace_;
-  QSortFilterProxyModel* shown_;
+  QSortFilterProxyModel* filtered_;
   QLineEdit* filter_;
   QLabel* count_;
   QTreeView* list_;

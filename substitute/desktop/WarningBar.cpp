@@ -37,8 +37,8 @@ WarningBar::WarningBar(QWidget* parent) : QWidget(parent), text_(new QLabel) {
 void WarningBar::warn(const QString& text) {
   ++count_;
   const QString whole = count_ == 1 ? text : tr("%1 (warning %2)").arg(text).arg(count_);
-  text_->setText(shortenedToLines(whole));
-  text_->setToolTip(wholeAsTooltip(whole));
+  text_->setText(shortenedForLabel(whole));
+  text_->setToolTip(toTooltip(whole));
   text_->setAccessibleName(whole);
   show();
   announce(*text_);

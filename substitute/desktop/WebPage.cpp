@@ -40,7 +40,7 @@ QString channelScript() {
 }
 
 // The engine reads its switches once, when the first profile is made.
-const LearningSite& readied(const LearningSite& site, Theme theme) {
+const LearningSite& configureEngine(const LearningSite& site, Theme theme) {
   const char* const variable = "QTWEBENGINE_CHROMIUM_FLAGS";
   // Quiet: it would report the site's own certificate at every load. Last stands what the user
   // says.
@@ -57,9 +57,9 @@ const LearningSite& readied(const LearningSite& site, Theme theme) {
   return site;
 }
 
-class OfflineBarrier : public QWebEngineUrlRequestInterceptor {
+class OfflineInterceptor : public QWebEngineUrlRequestInterceptor {
  public:
-  OfflineBarrier(const WebEngine& engine, QObject* parent)
+  OfflineInterceptor(const WebEngine& engine, QObject* parent)
       : QWebEngineUrlRequestInterceptor(parent), engine_(engine) {}
 
   void interceptRequest(QWebEngineUrlRequestInfo& request) override {
@@ -73,8 +73,8 @@ class OfflineBarrier : public QWebEngineUrlRequestInterceptor {
 }  // namespace
 
 WebEngine::WebEngine(Host& host, const LearningSite& site, Theme theme)
-    : host_(host), site_(readied(site, theme)) {
-  profile_.setUrlRequestInterceptor(new OfflineBarrier(*this, &profile_));
+    : host_(host), site_(configureEngine(site, theme)) {
+  profile_.setUrlRequestInterceptor(new OfflineInterceptor(*this, &profile_));
   profile_.settings()->setAttribute(QWebEngineSettings::ErrorPageEnabled, false);
   QWebEngineScript script;
   script.setName("adsk");
@@ -104,7 +104,7 @@ WebPage::WebPage(WebEngine& engine, QObject* parent) : QWebEnginePage(&engine.pr
           [this, &engine](QWebEngineCertificateError error) {
             const QList<QSslCertificate> chain = error.certificateChain();
             if (error.url().host() == LearningSite::host && !chain.isEmpty() &&
-                engine.site().isOwn(chain.first())) {
+                engine.site().isOwnCertificate(chain.first())) {
               error.acceptCertificate();
             } else {
               refusedCertificate_ = error.description();
@@ -120,8 +120,8 @@ WebPage::WebPage(WebEngine& engine, QObject* parent) : QWebEnginePage(&engine.pr
 void WebPage::javaScriptConsoleMessage(JavaScriptConsoleMessageLevel level, const QString& message,
                                        int line, const QString& source) {
   // The terminal is told, too, and where.
-  const QString placed = QStringLiteral("%1 (%2:%3)").arg(message, source).arg(line);
-  QWebEnginePage::javaScriptConsoleMessage(level, placed, line, source);
+  const QString withLocation = QStringLiteral("%1 (%2:%3)").arg(message, source).arg(line);
+  QWebEnginePage::javaScriptConsoleMessage(level, withLocation, line, source);
   if (level == ErrorMessageLevel) Q_EMIT scriptFailed(message, line, source);
 }
 

@@ -23,7 +23,7 @@ using namespace substitute;
 // Milliseconds between two commands of a scenario, so that a user can see what each one does.
 constexpr int playbackInterval = 1200;
 
-struct DesktopLine : CommandLine {
+struct DesktopOptions : CommandLine {
   std::string scenario;
   std::string screenshot;
   std::string theme;
@@ -39,7 +39,7 @@ std::string checkTheme(const std::string& value) {
 }
 
 // The options that a scenario cannot bring about, as words, for who plays it again.
-std::vector<std::string> lastingOptions(const CommandLine& values) {
+std::vector<std::string> optionsToRecord(const CommandLine& values) {
   std::vector<std::string> words;
   if (values.addin != besideProgram(libraryName)) words = {"--addin", values.addin};
   if (values.noAddinFolder) words.emplace_back("--no-addin-folder");
@@ -70,7 +70,7 @@ void startPlayback(MainWindow& window, const std::vector<Command>& commands, boo
   playback.playOn();
 }
 
-int show(DesktopLine& values, int& argc, char** argv) {
+int show(DesktopOptions& values, int& argc, char** argv) {
   const bool plays = !values.scenario.empty();
   const bool readsInput = values.scenario == "-";
   const bool ends = values.quit || !values.screenshot.empty();
@@ -105,7 +105,7 @@ int show(DesktopLine& values, int& argc, char** argv) {
   // What is played is played to its end and no further.
   window.setStopsAtEnd(!ends);
   window.show();
-  window.recording().setOptions(lastingOptions(values));
+  window.recording().setOptions(optionsToRecord(values));
   window.playback().setInterval(ends ? 0 : playbackInterval);
   startPlayback(window, commands, readsInput, [&] {
     if (!values.screenshot.empty()) {
@@ -122,7 +122,7 @@ int show(DesktopLine& values, int& argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  DesktopLine values;
+  DesktopOptions values;
   values.arguments.assign(argv, argv + argc);
   CLI::App parser(
       "Shows the add-in in a host made for it: a window with toolbar, palettes and their pages.",

@@ -26,7 +26,7 @@ using namespace substitute;
 
 using Commands = std::vector<Command>;
 
-struct HeadlessLine : CommandLine {
+struct HeadlessOptions : CommandLine {
   std::vector<std::string> scenarios;
   std::string junit;
   std::vector<std::string> arguments;  // as typed, the program's name included
@@ -47,7 +47,7 @@ void playInput(ScenarioRunner& runner) {
 
 // Plays the scenario of that name, whose commands are `commands`; standard input for -; what is
 // typed at the prompt when the name is empty.
-ScenarioEnd play(const HeadlessLine& values, const std::string& scenario,
+ScenarioEnd play(const HeadlessOptions& values, const std::string& scenario,
                  const Commands& commands) {
   HostSession session(values, program,
                       scenario.empty() ? std::vector<std::string>() : std::vector{scenario},
@@ -65,7 +65,7 @@ ScenarioEnd play(const HeadlessLine& values, const std::string& scenario,
 }
 
 // The same; what keeps it from being played is told.
-ScenarioEnd playAndReport(const HeadlessLine& values, const std::string& scenario,
+ScenarioEnd playAndReport(const HeadlessOptions& values, const std::string& scenario,
                           const Commands& commands) {
   try {
     return play(values, scenario, commands);
@@ -93,7 +93,7 @@ int endAs(const ScenarioResult& result) {
   return exit_status::failed;
 }
 
-std::string belowItsLine(const std::string& output) {
+std::string indentedLines(const std::string& output) {
   std::string result;
   std::istringstream lines(output);
   for (std::string line; std::getline(lines, line);) result += "    " + line + '\n';
@@ -115,7 +115,7 @@ std::vector<std::string> argumentsFor(const CLI::App& parser, const std::string&
 }
 
 // One scenario, in a process of its own for the sake of its result.
-int playForResult(const CLI::App& parser, HeadlessLine& values, const Commands& commands) {
+int playForResult(const CLI::App& parser, HeadlessOptions& values, const Commands& commands) {
   writeResults(values.junit, {});  // a place that cannot be written is told before
   const std::string scenario = values.scenarios[0];
   values.arguments = argumentsFor(parser, scenario);
@@ -129,7 +129,7 @@ int playForResult(const CLI::App& parser, HeadlessLine& values, const Commands& 
 }
 
 // Several scenarios, each in a host and a process of its own: a line each, then the totals.
-int playAll(const CLI::App& parser, HeadlessLine& values, const std::vector<Commands>& all) {
+int playAll(const CLI::App& parser, HeadlessOptions& values, const std::vector<Commands>& all) {
   if (!values.junit.empty()) writeResults(values.junit, {});
   std::vector<ScenarioResult> results;
   std::size_t passed = 0;
@@ -143,7 +143,7 @@ int playAll(const CLI::App& parser, HeadlessLine& values, const std::vector<Comm
       std::cout << "passed: " << result.name << std::endl;
     } else {
       std::cout << "failed: " << result.name << ": " << result.reason() << '\n'
-                << belowItsLine(result.output) << belowItsLine(result.errors) << std::flush;
+                << indentedLines(result.output) << indentedLines(result.errors) << std::flush;
     }
   }
   std::cout << passed << " passed, " << results.size() - passed << " failed\n";
@@ -153,7 +153,7 @@ int playAll(const CLI::App& parser, HeadlessLine& values, const std::vector<Comm
 }
 
 // What cannot be with several scenarios. Throws UsageError.
-void checkOptionsForSeveral(const HeadlessLine& values) {
+void checkOptionsForSeveral(const HeadlessOptions& values) {
   for (const auto& [option, value] :
        {std::pair("--data", &values.data), std::pair("--trace", &values.trace),
         std::pair("--expect-trace", &values.expectedTrace)}) {
@@ -166,7 +166,7 @@ void checkOptionsForSeveral(const HeadlessLine& values) {
   }
 }
 
-int playAsTyped(const CLI::App& parser, HeadlessLine& values) {
+int playAsTyped(const CLI::App& parser, HeadlessOptions& values) {
   if (hasPrompt && values.scenarios.empty() && isatty(STDIN_FILENO) == 1) {
     if (!values.junit.empty()) throw UsageError("--junit goes with scenarios only");
     return playAndReport(values, "", {}).status;
@@ -198,7 +198,7 @@ int playAsTyped(const CLI::App& parser, HeadlessLine& values) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  HeadlessLine values;
+  HeadlessOptions values;
   values.arguments.assign(argv, argv + argc);
   CLI::App parser(
       "Plays the life of the add-in in a host made for it: a scenario, or, at a terminal,"

@@ -42,7 +42,7 @@
 
 namespace substitute {
 
-inline constexpr int patience = 60000;
+inline constexpr int longestWait = 60000;
 
 inline QString beside(const char* name) {
   return QString::fromStdString(besideProgram(name));
@@ -62,13 +62,13 @@ inline Theme testTheme() {
 
 // Lets everything run until `condition` holds; false when it never does. (QTest's own waiting gives
 // the engine too little to run.)
-inline bool becomes(const std::function<bool()>& condition) {
+inline bool waitUntil(const std::function<bool()>& condition) {
   QEventLoop loop;
   QElapsedTimer clock;
   clock.start();
   QTimer poll;
   QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
-    if (condition() || clock.hasExpired(patience)) loop.quit();
+    if (condition() || clock.hasExpired(longestWait)) loop.quit();
   });
   poll.start(5);
   loop.exec();
@@ -83,7 +83,7 @@ inline QVariant valueIn(QWebEnginePage& page, const QString& expression) {
     result = value;
     done = true;
   });
-  EXPECT_TRUE(becomes([&] { return done; })) << expression.toStdString();
+  EXPECT_TRUE(waitUntil([&] { return done; })) << expression.toStdString();
   return result;
 }
 
@@ -125,7 +125,7 @@ class Desktop : public testing::Test {
   QWebEngineView& view() const { return learningDock()->view(); }
 
   bool pageLoaded() const {
-    return becomes([this] { return learningDock() && learningDock()->reached(); });
+    return waitUntil([this] { return learningDock() && learningDock()->loaded(); });
   }
 
   QToolButton* button() const { return window.findChild<QToolButton*>("control:runTeachPalette"); }
@@ -140,8 +140,8 @@ class Desktop : public testing::Test {
   // The value of an expression in the learning page.
   QVariant inPage(const QString& expression) const { return valueIn(*view().page(), expression); }
 
-  bool becomesTrueInPage(const QString& expression) {
-    return becomes([&] { return inPage(expression).toBool(); });
+  bool waitUntilInPage(const QString& expression) {
+    return waitUntil([&] { return inPage(expression).toBool(); });
   }
 
   // A press of the mouse in the middle of the page's first such element.
@@ -162,7 +162,7 @@ class Desktop : public testing::Test {
     inPage(QStringLiteral("window.answered = false; adsk.fusionSendData('open', %1)"
                           ".then(() => { window.answered = true; }); 0")
                .arg(data));
-    return becomesTrueInPage("window.answered");
+    return waitUntilInPage("window.answered");
   }
 
   // An entry of the window's menus.
@@ -211,18 +211,18 @@ class Desktop : public testing::Test {
 };
 
 // What a program of the project's says and how it ends.
-struct Ended {
+struct ProgramResult {
   int status = -1;
   QByteArray output;
   QByteArray errors;
 };
 
 // The switches that the user gave the engine, before the tests of this process added their own.
-inline const QByteArray givenEngineSwitches = qgetenv("QTWEBENGINE_CHROMIUM_FLAGS");
+inline const QByteArray originalEngineSwitches = qgetenv("QTWEBENGINE_CHROMIUM_FLAGS");
 
-inline Ended runProgram(const char* name, const QStringList& arguments,
-                        QProcessEnvironment environment) {
-  environment.insert("QTWEBENGINE_CHROMIUM_FLAGS", givenEngineSwitches);
+inline ProgramResult runProgram(const char* name, const QStringList& arguments,
+                                QProcessEnvironment environment) {
+  environment.insert("QTWEBENGINE_CHROMIUM_FLAGS", originalEngineSwitches);
   QProcess process;
   process.setProcessEnvironment(environment);
   process.start(beside(name), arguments);
@@ -230,7 +230,7 @@ inline Ended runProgram(const char* name, const QStringList& arguments,
   return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
 }
 
-inline Ended runProgram(const char* name, const QStringList& arguments) {
+inline ProgramResult runProgram(const char* name, const QStringList& arguments) {
   return runProgram(name, arguments, QProcessEnvironment::systemEnvironment());
 }
 

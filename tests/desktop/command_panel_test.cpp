@@ -26,7 +26,7 @@ class CommandWindow : public Desktop {
   // No window manager does it where a floating palette was closed.
   void activate() {
     window.activateWindow();
-    EXPECT_TRUE(becomes([this] { return window.isActiveWindow(); }));
+    EXPECT_TRUE(waitUntil([this] { return window.isActiveWindow(); }));
   }
 
   CommandPanel& panel() const { return *window.findChild<CommandPanel*>(); }
@@ -69,7 +69,7 @@ class CommandWindow : public Desktop {
   }
 
   // Plays a file in the terminal, in a host of its own.
-  Ended playInTerminal(const QString& scenario) const {
+  ProgramResult playInTerminal(const QString& scenario) const {
     return runProgram("substitute-host", {scenario, "--trace", folder.filePath("terminal.trace")});
   }
 
@@ -299,7 +299,7 @@ TEST_F(ScenarioInWindow, IsPlayedStepByStep) {
   EXPECT_EQ(host.state()["language"], 3);
   QTest::keyClick(&window, Qt::Key_F10);
   EXPECT_EQ(rows().last(), " # Last.");
-  EXPECT_TRUE(becomes([this] { return !window.playback().isPlaying(); }));
+  EXPECT_TRUE(waitUntil([this] { return !window.playback().isPlaying(); }));
   EXPECT_FALSE(action("nextCommand").isEnabled());
   EXPECT_FALSE(action("playOn").isEnabled());
 }
@@ -311,14 +311,14 @@ TEST_F(ScenarioInWindow, IsPlayedOnAndPaused) {
   window.playback().setInterval(1000000);
   QTest::keyClick(&window, Qt::Key_F8);
   EXPECT_EQ(playOn.text(), "&Pause");
-  EXPECT_TRUE(becomes([this] { return panel().current() == 1; }));
+  EXPECT_TRUE(waitUntil([this] { return panel().current() == 1; }));
   QTest::keyClick(&window, Qt::Key_F8);
   EXPECT_EQ(playOn.text(), "&Play on");
   EXPECT_FALSE(window.playback().isPlaying());
   window.playback().setInterval(0);
   QTest::keyClick(&window, Qt::Key_F8);
-  EXPECT_TRUE(becomes([this] { return panel().current() == 4; }));
-  EXPECT_TRUE(becomes([this] { return !window.playback().isPlaying(); }));
+  EXPECT_TRUE(waitUntil([this] { return panel().current() == 4; }));
+  EXPECT_TRUE(waitUntil([this] { return !window.playback().isPlaying(); }));
   EXPECT_EQ(host.state()["language"], 4);
 }
 
@@ -364,7 +364,7 @@ TEST_F(ScenarioInWindow, StopsWhereTheLibraryIsMissing) {
   QObject::connect(&playback, &Playback::failed, [&] { ++failures; });
   playback.add({parseCommand("start"), parseCommand("offline")});
   playback.playOn();
-  EXPECT_TRUE(becomes([&] { return failures == 1; }));
+  EXPECT_TRUE(waitUntil([&] { return failures == 1; }));
   EXPECT_TRUE(playback.hasNext());
   EXPECT_FALSE(playback.isPlaying());
   EXPECT_EQ(host.state()["offline"], false);
@@ -399,7 +399,7 @@ TEST_F(SavedScenario, GivesTheSameTraceInTheTerminal) {
        {"\nclose other\n", "\ndock teachPalete 0\n", "\nmessage \"first second\"\n", "\nclose\n"}) {
     EXPECT_TRUE(scenario.contains(line)) << line << scenario.toStdString();
   }
-  const Ended ended = playInTerminal(path);
+  const ProgramResult ended = playInTerminal(path);
   EXPECT_EQ(ended.status, 0) << ended.errors.toStdString() << ended.output.toStdString();
   EXPECT_EQ(contentOf(folder.filePath("terminal.trace")), traceSoFar());
   const auto expectations = scenario.count("\nexpect ");
@@ -409,7 +409,7 @@ TEST_F(SavedScenario, GivesTheSameTraceInTheTerminal) {
 
   QByteArray changed = scenario;
   changed.replace("expect /language 3", "expect /language 2");
-  const Ended failed = playInTerminal(file("changed.txt", changed));
+  const ProgramResult failed = playInTerminal(file("changed.txt", changed));
   EXPECT_EQ(failed.status, 3);
   EXPECT_TRUE(failed.output.contains("expected /language 2, found 3"));
 }

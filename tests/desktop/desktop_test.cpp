@@ -89,9 +89,9 @@ TEST_F(Desktop, OtherLanguageShowsTheEnglishPage) {
 TEST_F(Desktop, LinkOpensItsAddress) {
   startWithPage();
   clickInPage(".lesson");
-  ASSERT_TRUE(becomes([this] { return !monitor.opened().empty(); }));
+  ASSERT_TRUE(waitUntil([this] { return !monitor.opened().empty(); }));
   EXPECT_EQ(monitor.opened(), Runs({{sketchAddress}}));
-  EXPECT_TRUE(becomesTrueInPage("document.querySelector('.lesson').matches('.opened')"));
+  EXPECT_TRUE(waitUntilInPage("document.querySelector('.lesson').matches('.opened')"));
   EXPECT_TRUE(inPage("location.pathname").toString().endsWith("learning.asp"));
 }
 
@@ -101,7 +101,7 @@ TEST_F(Desktop, LinkWithASpaceIsTwoArguments) {
       "Object.defineProperty(document.querySelector('.lesson'), 'href',"
       " {value: 'first second'}); 0");
   clickInPage(".lesson");
-  ASSERT_TRUE(becomes([this] { return !monitor.opened().empty(); }));
+  ASSERT_TRUE(waitUntil([this] { return !monitor.opened().empty(); }));
   EXPECT_EQ(monitor.opened(), Runs({{"first", "second"}}));
 }
 
@@ -132,7 +132,7 @@ TEST_F(Desktop, ButtonBringsBackTheSamePage) {
   startWithPage();
   clickInPage("#search");
   QTest::keyClicks(view().focusProxy(), "otvor");
-  ASSERT_TRUE(becomesTrueInPage("document.getElementById('search').value === 'otvor'"));
+  ASSERT_TRUE(waitUntilInPage("document.getElementById('search').value === 'otvor'"));
   inPage("window.mark = 'still here'; 0");
 
   QTest::mouseClick(learningDock()->findChild<QToolButton*>("close"), Qt::LeftButton);
@@ -174,8 +174,8 @@ TEST_F(Desktop, PageOutOfReachIsTriedAgainWhenOnline) {
   setCounter(4);
   window.play("start");
   window.play("click");
-  ASSERT_TRUE(becomes([this] { return learningDock()->settled(); }));
-  EXPECT_FALSE(learningDock()->reached());
+  ASSERT_TRUE(waitUntil([this] { return learningDock()->settled(); }));
+  EXPECT_FALSE(learningDock()->loaded());
   const auto* const reason = learningDock()->findChild<QLabel*>("reason");
   EXPECT_TRUE(reason->isVisible());
   EXPECT_TRUE(reason->text().contains("offline")) << reason->text().toStdString();
@@ -190,7 +190,7 @@ TEST_F(Desktop, StopClearsTheWindow) {
   startWithPage();
   window.play("stop");
   EXPECT_EQ(learningDock(), nullptr);
-  EXPECT_TRUE(becomes([this] {
+  EXPECT_TRUE(waitUntil([this] {
     return button() == nullptr && window.findChildren<PaletteDock*>().isEmpty() &&
            window.findChildren<QWebEnginePage*>().isEmpty();
   }));
@@ -234,7 +234,7 @@ TEST_F(Desktop, HundredStartsLeaveNoWindowAndNoPage) {
     ASSERT_TRUE(window.findChildren<QWebEnginePage*>().isEmpty());
   }
   EXPECT_EQ(resourceCounts().references, 0);
-  EXPECT_TRUE(becomes([&] { return std::none_of(pages.begin(), pages.end(), runs); }));
+  EXPECT_TRUE(waitUntil([&] { return std::none_of(pages.begin(), pages.end(), runs); }));
 }
 
 TEST_F(Desktop, PaletteFollowsTheValuesOfItsCreation) {
@@ -280,7 +280,7 @@ TEST_F(Desktop, PaletteWithoutASizeTakesNoneFromItsNeighbour) {
   window.play("dock planted 4");
   qInstallMessageHandler(others);
   EXPECT_FALSE(warned);
-  ASSERT_TRUE(becomes([this] { return window.dock("planted")->y() > learningDock()->y(); }));
+  ASSERT_TRUE(waitUntil([this] { return window.dock("planted")->y() > learningDock()->y(); }));
   EXPECT_EQ(learningDock()->width(), 300);
 }
 
@@ -403,7 +403,7 @@ TEST_F(Desktop, TracePanelHidesAndComesBackWithWhatHappenedMeanwhile) {
   show.trigger();
   EXPECT_FALSE(panel->isVisible());
   EXPECT_FALSE(show.isChecked());
-  EXPECT_TRUE(becomes([&] { return window.centralWidget()->height() > height; }));
+  EXPECT_TRUE(waitUntil([&] { return window.centralWidget()->height() > height; }));
   window.play("stop");
   show.trigger();
   EXPECT_TRUE(panel->isVisible());
@@ -514,10 +514,10 @@ TEST_F(Desktop, SiteServesItsOwnFolderOnly) {
     socket.setPeerVerifyMode(QSslSocket::VerifyNone);
     const QByteArray port = site().engineSwitch().split(':').last().chopped(1);
     socket.connectToHostEncrypted("127.0.0.1", port.toUShort());
-    EXPECT_TRUE(becomes([&] { return socket.isEncrypted(); }));
-    EXPECT_TRUE(site().isOwn(socket.peerCertificate()));
+    EXPECT_TRUE(waitUntil([&] { return socket.isEncrypted(); }));
+    EXPECT_TRUE(site().isOwnCertificate(socket.peerCertificate()));
     socket.write("GET " + path + " HTTP/1.1\r\nHost: " + LearningSite::host + "\r\n\r\n");
-    EXPECT_TRUE(becomes([&] { return socket.state() == QAbstractSocket::UnconnectedState; }));
+    EXPECT_TRUE(waitUntil([&] { return socket.state() == QAbstractSocket::UnconnectedState; }));
     return socket.readAll();
   };
   EXPECT_TRUE(answerTo("/fusion360/learning.asp?lang=CSY").startsWith("HTTP/1.1 200 "));
@@ -526,7 +526,7 @@ TEST_F(Desktop, SiteServesItsOwnFolderOnly) {
                                 "/fusion360/%2e%2e/learning-site.key", "/fusion360//etc/passwd"}) {
     EXPECT_TRUE(answerTo(path).startsWith("HTTP/1.1 404 ")) << path.toStdString();
   }
-  EXPECT_FALSE(site().isOwn(QSslCertificate()));
+  EXPECT_FALSE(site().isOwnCertificate(QSslCertificate()));
 }
 
 TEST(DesktopProgram, GivesTheTraceOfTheTerminal) {
@@ -537,11 +537,12 @@ TEST(DesktopProgram, GivesTheTraceOfTheTerminal) {
     const QTemporaryDir folder;
     const QString path = folder.path();
     const QString file = scenario.filePath();
-    const Ended shown =
+    const ProgramResult shown =
         runProgram("substitute-desktop",
                    {file, "--quit", "--data", path + "/window", "--trace", path + "/window.trace"});
-    const Ended played = runProgram("substitute-host", {file, "--data", path + "/terminal",
-                                                        "--trace", path + "/terminal.trace"});
+    const ProgramResult played =
+        runProgram("substitute-host",
+                   {file, "--data", path + "/terminal", "--trace", path + "/terminal.trace"});
     EXPECT_EQ(shown.status, played.status) << shown.errors.toStdString();
     const QList<QByteArray> seen = contentOf(path + "/window.trace").split('\n');
     const QList<QByteArray> wanted = contentOf(path + "/terminal.trace").split('\n');
@@ -565,7 +566,7 @@ TEST_F(Desktop, MouseAndPageGiveTheTraceOfTheTerminal) {
   std::ofstream(folder.filePath("same.txt").toStdString())
       << "start\nmessage \"first second\"\nmessage \nclose\nclick\noffline\nonline\nstop\n";
   ASSERT_TRUE(std::filesystem::remove(infoFileOf(host)));
-  const Ended ended = runProgram(
+  const ProgramResult ended = runProgram(
       "substitute-host",
       {folder.filePath("same.txt"), "--data", folder.path(), "--trace", folder.filePath("trace")});
   ASSERT_EQ(ended.status, 0) << ended.errors.toStdString();
@@ -584,9 +585,9 @@ TEST(DesktopProgram, ReportsThatTheLibraryHasGone) {
   process.start(beside("substitute-desktop"), {folder.filePath("late.txt"), "--data", folder.path(),
                                                "--trace", trace, "--addin", library});
   // The trace is made when the library has been tried.
-  ASSERT_TRUE(becomes([&] { return QFile::exists(trace); }));
+  ASSERT_TRUE(waitUntil([&] { return QFile::exists(trace); }));
   ASSERT_TRUE(QFile::remove(library));
-  ASSERT_TRUE(process.waitForFinished(patience));
+  ASSERT_TRUE(process.waitForFinished(longestWait));
   EXPECT_EQ(process.exitCode(), 1);
   const QByteArray errors = process.readAllStandardError();
   EXPECT_TRUE(
@@ -600,7 +601,7 @@ TEST(DesktopProgram, TakesAScreenshot) {
   const QString file = folder.filePath("window.png");
   QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
   environment.insert("https_proxy", "http://127.0.0.1:1");
-  const Ended ended =
+  const ProgramResult ended =
       runProgram("substitute-desktop",
                  {"--data", folder.path(), "--theme", "dark", "--screenshot", file}, environment);
   EXPECT_EQ(ended.status, 0) << ended.errors.toStdString();
@@ -628,12 +629,12 @@ TEST(DesktopProgram, TakesAScreenshot) {
 TEST(DesktopProgram, JudgesWhatItStartedWhenStrict) {
   const QTemporaryDir folder;
   const QStringList data = {"--data", folder.path(), "--quit"};
-  const Ended strict = runProgram("substitute-desktop", data + QStringList("--strict"));
+  const ProgramResult strict = runProgram("substitute-desktop", data + QStringList("--strict"));
   EXPECT_EQ(strict.status, 3) << strict.errors.toStdString();
   EXPECT_TRUE(strict.output.contains("\n  The add-in is still loaded.\n"));
   EXPECT_TRUE(strict.output.endsWith("1 commands, 0 expectations, 1 failed\n"))
       << strict.output.toStdString();
-  const Ended plain = runProgram("substitute-desktop", data);
+  const ProgramResult plain = runProgram("substitute-desktop", data);
   EXPECT_EQ(plain.status, 0) << plain.errors.toStdString();
   EXPECT_FALSE(plain.output.contains("still loaded"));
 }
@@ -642,7 +643,7 @@ TEST(DesktopProgram, SaysWhatIsWrong) {
   const QTemporaryDir folder;
   const QStringList data = {"--data", folder.path()};
   const auto expect = [&](const QStringList& arguments, int status, const char* words) {
-    const Ended ended = runProgram("substitute-desktop", data + arguments);
+    const ProgramResult ended = runProgram("substitute-desktop", data + arguments);
     EXPECT_EQ(ended.status, status);
     EXPECT_TRUE(ended.errors.contains(words)) << ended.errors.toStdString();
   };
@@ -658,13 +659,13 @@ TEST(DesktopProgram, SaysWhatIsWrong) {
   QProcessEnvironment blind = QProcessEnvironment::systemEnvironment();
   for (const char* const name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
     blind.remove(name);
-  const Ended ended = runProgram("substitute-desktop", data, blind);
+  const ProgramResult ended = runProgram("substitute-desktop", data, blind);
   EXPECT_EQ(ended.status, 2);
   EXPECT_EQ(ended.errors,
             "substitute-desktop: there is no display to open a window on; "
             "substitute-host plays in the terminal.\n");
   blind.insert("DISPLAY", ":4077");
-  const Ended misled = runProgram("substitute-desktop", data, blind);
+  const ProgramResult misled = runProgram("substitute-desktop", data, blind);
   EXPECT_EQ(misled.status, 2);
   EXPECT_EQ(misled.errors,
             "substitute-desktop: no window can be opened on the display :4077; "

@@ -34,12 +34,12 @@ class Keyboard : public Desktop {
 
   static void activate(QWidget& widget) {
     widget.activateWindow();
-    EXPECT_TRUE(becomes([&] { return widget.isActiveWindow(); }));
+    EXPECT_TRUE(waitUntil([&] { return widget.isActiveWindow(); }));
   }
 
   // Presses a key as the system does: the window that has the focus gets it.
   static void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
-    ASSERT_TRUE(becomes([] { return QGuiApplication::focusWindow() != nullptr; }));
+    ASSERT_TRUE(waitUntil([] { return QGuiApplication::focusWindow() != nullptr; }));
     QTest::keyClick(QGuiApplication::focusWindow(), key, modifiers);
   }
 
@@ -93,12 +93,12 @@ TEST_F(Keyboard, DoesAWholeSession) {
 
   // Into the page, through its parts, and out of it again.
   ASSERT_TRUE(goTo(*learningDock()));
-  ASSERT_TRUE(becomesTrueInPage("document.hasFocus()"));
+  ASSERT_TRUE(waitUntilInPage("document.hasFocus()"));
   press(Qt::Key_Tab);
-  ASSERT_TRUE(becomesTrueInPage("document.activeElement !== document.body"));
+  ASSERT_TRUE(waitUntilInPage("document.activeElement !== document.body"));
   ASSERT_TRUE(learningDock()->isAncestorOf(QApplication::focusWidget()));
   ASSERT_TRUE(goTo(*tracePanel()));
-  ASSERT_TRUE(becomesTrueInPage("!document.hasFocus()"));
+  ASSERT_TRUE(waitUntilInPage("!document.hasFocus()"));
 
   press(Qt::Key_W, Qt::ControlModifier);
   EXPECT_FALSE(learningDock()->isVisible());
@@ -112,14 +112,14 @@ TEST_F(Keyboard, DoesAWholeSession) {
 TEST_F(Keyboard, FollowsALinkOfThePage) {
   startWithPage();
   ASSERT_TRUE(goTo(*learningDock()));
-  ASSERT_TRUE(becomesTrueInPage("document.hasFocus()"));
-  ASSERT_TRUE(becomes([&] {
+  ASSERT_TRUE(waitUntilInPage("document.hasFocus()"));
+  ASSERT_TRUE(waitUntil([&] {
     if (inPage("document.activeElement.matches('.lesson')").toBool()) return true;
     press(Qt::Key_Tab);
     return false;
   }));
   press(Qt::Key_Return);
-  EXPECT_TRUE(becomes([this] { return !monitor.opened().empty(); }));
+  EXPECT_TRUE(waitUntil([this] { return !monitor.opened().empty(); }));
 }
 
 TEST_F(Keyboard, SpaceAndEnterPressTheButton) {
@@ -143,7 +143,7 @@ TEST_F(Keyboard, TitleBarDetachesDocksAndCloses) {
   EXPECT_TRUE(learningDock()->isFloating());
   EXPECT_EQ(host.state()["palettes"][0]["dockingState"], 0);
   ASSERT_TRUE(goTo(*learningDock()));
-  ASSERT_TRUE(becomes([&] {
+  ASSERT_TRUE(waitUntil([&] {
     if (QApplication::focusWidget() == detach) return true;
     press(Qt::Key_Tab, Qt::ShiftModifier);
     return false;
@@ -307,10 +307,10 @@ TEST_F(Keyboard, ResizesTheSplitterAndTheDockAroundTheFocus) {
     const auto size = [&] { return larger == Qt::Key_Right ? part.width() : part.height(); };
     const int before = size();
     press(larger, Qt::AltModifier | Qt::ShiftModifier);
-    EXPECT_TRUE(becomes([&] { return size() > before; }));
+    EXPECT_TRUE(waitUntil([&] { return size() > before; }));
     const int between = size();
     press(smaller, Qt::AltModifier | Qt::ShiftModifier);
-    EXPECT_TRUE(becomes([&] { return size() < between; }));
+    EXPECT_TRUE(waitUntil([&] { return size() < between; }));
   };
   auto& detail = *window.findChild<QWidget*>("traceDetail");
   detail.setFocus();
@@ -384,7 +384,7 @@ void expectFrames(MainWindow& window) {
     SCOPED_TRACE(widget->metaObject()->className() + std::string(" ") +
                  widget->objectName().toStdString());
     widget->activateWindow();
-    ASSERT_TRUE(becomes([&] { return widget->isActiveWindow(); }));
+    ASSERT_TRUE(waitUntil([&] { return widget->isActiveWindow(); }));
     if (QApplication::focusWidget() != nullptr) QApplication::focusWidget()->clearFocus();
     const QImage before = pictureOf(*widget);
     widget->setFocus(Qt::TabFocusReason);
@@ -426,8 +426,8 @@ TEST_F(Keyboard, FocusCanBeSeenInBothThemes) {
         ->add_raw("page", "Page", "https://nowhere.example/", true, true, true, 300, 400, true)
         ->release();
     window.play("state");
-    ASSERT_TRUE(becomes([this] {
-      return window.settled() && window.dock("page") && !window.dock("page")->reached();
+    ASSERT_TRUE(waitUntil([this] {
+      return window.settled() && window.dock("page") && !window.dock("page")->loaded();
     }));
     expectFrames(window);
     window.play("stop");
@@ -475,7 +475,7 @@ TEST_F(Keyboard, ImportantMessagesAreAnnounced) {
   ASSERT_EQ(announced.size(), 1);
   EXPECT_TRUE(announced.takeFirst().startsWith("'nonsense' is not a command"));
   inPage("setTimeout(() => { throw new Error('broken'); }); 0");
-  ASSERT_TRUE(becomes([] { return !announced.isEmpty(); }));
+  ASSERT_TRUE(waitUntil([] { return !announced.isEmpty(); }));
   EXPECT_TRUE(announced.takeFirst().contains("broken"));
   EXPECT_EQ(announced, QStringList());
   QAccessible::installUpdateHandler(former);

@@ -38,7 +38,7 @@ class WindowLayout : public Desktop {
     for (int i = 1; i <= count; ++i) window.play("plant control planted-" + std::to_string(i));
     // The toolbars that were replaced.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    ASSERT_TRUE(becomes([this] { return more().isVisible() || window.width() > 2000; }));
+    ASSERT_TRUE(waitUntil([this] { return more().isVisible() || window.width() > 2000; }));
   }
 
   static QString nameOf(QWidget& widget) {
@@ -83,7 +83,7 @@ TEST_F(WindowLayout, ToolbarShowsThatThereAreMoreControls) {
   EXPECT_GT(drawn, 30);
 
   window.activateWindow();
-  ASSERT_TRUE(becomes([this] { return window.isActiveWindow(); }));
+  ASSERT_TRUE(waitUntil([this] { return window.isActiveWindow(); }));
   auto& help = part<QToolButton>("control:HelpGroupCommand");
   help.setFocus();
   for (int i = 0; i < 60 && !more().hasFocus(); ++i) {
@@ -92,7 +92,7 @@ TEST_F(WindowLayout, ToolbarShowsThatThereAreMoreControls) {
   }
   ASSERT_TRUE(more().hasFocus());
   QTest::keyClick(&more(), Qt::Key_Space);
-  ASSERT_TRUE(becomes([&] { return last.isVisible(); }));
+  ASSERT_TRUE(waitUntil([&] { return last.isVisible(); }));
   EXPECT_TRUE(window.rect().contains(QRect(last.mapTo(&window, QPoint()), last.size())));
   const auto presses = [&] {
     return std::count_if(trace.begin(), trace.end(), [](const Json& entry) {
@@ -128,13 +128,13 @@ TEST_F(WindowLayout, LongNamesAreShortenedAndWholeInTheTooltip) {
   const QString id = QString(150, 'i') + "<h1>";
   window.play("plant plain-control " + id.toStdString());
   auto& label = part<ElidedLabel>("control:" + id);
-  EXPECT_TRUE(label.shown().endsWith(QChar(0x2026)));
+  EXPECT_TRUE(label.elidedText().endsWith(QChar(0x2026)));
   EXPECT_EQ(nameOf(label), id);
   EXPECT_LE(label.width(), 240);
 
   addPalette("wide", name);
   auto& title = *window.dock("wide")->findChild<ElidedLabel*>("title");
-  ASSERT_TRUE(becomes([&] { return title.shown().endsWith(QChar(0x2026)); }));
+  ASSERT_TRUE(waitUntil([&] { return title.elidedText().endsWith(QChar(0x2026)); }));
   EXPECT_EQ(title.textFormat(), Qt::PlainText);
   EXPECT_EQ(title.toolTip().remove(QChar(0x200B)), "<p>" + name.toHtmlEscaped() + "</p>");
   EXPECT_EQ(window.dock("wide")->width(), 300);
@@ -149,7 +149,7 @@ TEST_F(WindowLayout, ShortNamesAreNotShortened) {
   EXPECT_EQ(nameOf(part<QToolButton>("control:and")), "This & that");
   addPalette("short", "Short & plain");
   const auto& title = *window.dock("short")->findChild<ElidedLabel*>("title");
-  EXPECT_EQ(title.shown(), "Short & plain");
+  EXPECT_EQ(title.elidedText(), "Short & plain");
   EXPECT_TRUE(title.toolTip().isEmpty());
   EXPECT_EQ(title.focusPolicy(), Qt::NoFocus);
 }
@@ -158,7 +158,7 @@ TEST_F(WindowLayout, ShortenedLabelIsReachedAndCopiedByKeyboard) {
   const QString name = QString(4096, 'x') + "end";
   addPalette("wide", name);
   auto& title = *window.dock("wide")->findChild<ElidedLabel*>("title");
-  ASSERT_TRUE(becomes([&] { return title.focusPolicy() == Qt::TabFocus; }));
+  ASSERT_TRUE(waitUntil([&] { return title.focusPolicy() == Qt::TabFocus; }));
   window.activateWindow();
   title.setFocus();
   QTest::keyClick(&title, Qt::Key_C, Qt::ControlModifier);
@@ -166,16 +166,16 @@ TEST_F(WindowLayout, ShortenedLabelIsReachedAndCopiedByKeyboard) {
 }
 
 TEST_F(WindowLayout, TooltipBreaksLongWordsAndKeepsTheRest) {
-  const QString tip = wholeAsTooltip(QString(100, 'x') + " <i>\nnext");
+  const QString tip = toTooltip(QString(100, 'x') + " <i>\nnext");
   EXPECT_TRUE(tip.contains(QChar(0x200B)));
   EXPECT_EQ(QString(tip).remove(QChar(0x200B)),
             "<p>" + QString(100, 'x') + " &lt;i&gt;<br>next</p>");
-  EXPECT_EQ(wholeAsTooltip("two words"), "<p>two words</p>");
+  EXPECT_EQ(toTooltip("two words"), "<p>two words</p>");
 }
 
 TEST_F(WindowLayout, LongSentenceKeepsItsBeginningAndItsEnd) {
-  EXPECT_EQ(shortenedToLines("two words"), "two words");
-  const QString shown = shortenedToLines("begin " + QString(4096, 'x') + " end");
+  EXPECT_EQ(shortenedForLabel("two words"), "two words");
+  const QString shown = shortenedForLabel("begin " + QString(4096, 'x') + " end");
   EXPECT_TRUE(shown.startsWith("begin x"));
   EXPECT_TRUE(shown.endsWith("x end"));
   EXPECT_TRUE(shown.contains(QChar(0x2026)));
@@ -204,7 +204,7 @@ TEST_F(WindowLayout, FloatingPaletteOpensOverTheCanvas) {
   addPalette("low", "Low", 2, 200);
   // The menu is about the palette with the focus.
   window.activateWindow();
-  ASSERT_TRUE(becomes([this] { return window.isActiveWindow(); }));
+  ASSERT_TRUE(waitUntil([this] { return window.isActiveWindow(); }));
   window.dock("low")->findChild<QToolButton*>("float")->setFocus();
   action("dock:floating").trigger();
   expectOverCanvas(*window.dock("low"));
@@ -240,7 +240,7 @@ TEST_F(WindowLayout, ManyPalettesOnOneSideFitTheScreen) {
         ->release();
     window.play("dock " + id + " 4");
   }
-  ASSERT_TRUE(becomes([this] { return window.settled(); }));
+  ASSERT_TRUE(waitUntil([this] { return window.settled(); }));
   QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
   EXPECT_LE(window.minimumSizeHint().height(), 720);
   EXPECT_EQ(window.size(), size);
@@ -250,11 +250,11 @@ TEST_F(WindowLayout, ManyPalettesOnOneSideFitTheScreen) {
   // What does not fit is scrolled to.
   auto& address = *last.findChild<QPlainTextEdit*>("address");
   window.activateWindow();
-  ASSERT_TRUE(becomes([this] { return window.isActiveWindow(); }));
+  ASSERT_TRUE(waitUntil([this] { return window.isActiveWindow(); }));
   last.findChild<QToolButton*>("close")->setFocus();
   const int height = last.height();
   for (int i = 0; i < 10; ++i) action("taller").trigger();
-  ASSERT_TRUE(becomes([&] { return last.height() > height; }));
+  ASSERT_TRUE(waitUntil([&] { return last.height() > height; }));
   for (int i = 0; i < 3 && !address.hasFocus(); ++i) QTest::keyClick(&window, Qt::Key_Tab);
   ASSERT_TRUE(address.hasFocus());
   EXPECT_FALSE(address.visibleRegion().isEmpty());

@@ -62,7 +62,7 @@ class Page : public Desktop {
         ->release();
     window.play("state");
     ASSERT_NE(dock(), nullptr);
-    ASSERT_TRUE(becomes([this] { return dock()->settled(); }));
+    ASSERT_TRUE(waitUntil([this] { return dock()->settled(); }));
   }
 
   PaletteDock* dock() const { return window.dock("page"); }
@@ -93,7 +93,7 @@ class Page : public Desktop {
 
 TEST_F(Page, NameThatIsNotFoundIsReported) {
   open("https://nowhere.example/lessons?lang=CSY");
-  EXPECT_FALSE(dock()->reached());
+  EXPECT_FALSE(dock()->loaded());
   EXPECT_TRUE(part<QWidget>("errorPage").isVisible());
   EXPECT_EQ(reason(), "The name nowhere.example was not found.");
   EXPECT_EQ(address(), "https://nowhere.example/lessons?lang=CSY");
@@ -106,14 +106,14 @@ TEST_F(Page, RefusedConnectionIsReportedAndRetriedByKeyboard) {
   const std::string page = server->address("/there");
   server.reset();
   open(page);
-  EXPECT_FALSE(dock()->reached());
+  EXPECT_FALSE(dock()->loaded());
   EXPECT_EQ(reason(), "127.0.0.1 refuses the connection.");
   EXPECT_EQ(address(), page);
   ASSERT_TRUE(retryButton().isVisible());
   EXPECT_NE(retryButton().focusPolicy() & Qt::TabFocus, 0);
   const PlainServer late("200 OK", "<title>There</title>", port);
   press(retryButton(), Qt::Key_Space);
-  ASSERT_TRUE(becomes([this] { return dock()->reached(); }));
+  ASSERT_TRUE(waitUntil([this] { return dock()->loaded(); }));
   EXPECT_FALSE(part<QWidget>("errorPage").isVisible());
   EXPECT_EQ(inPage("document.title"), "There");
 }
@@ -121,7 +121,7 @@ TEST_F(Page, RefusedConnectionIsReportedAndRetriedByKeyboard) {
 TEST_F(Page, TemporaryStatusIsRetried) {
   const PlainServer server("503 Service Unavailable", "busy");
   open(server.address("/busy"));
-  EXPECT_FALSE(dock()->reached());
+  EXPECT_FALSE(dock()->loaded());
   EXPECT_EQ(reason(), "127.0.0.1 answers with the status 503.");
   EXPECT_EQ(address(), server.address("/busy"));
   EXPECT_TRUE(retryButton().isVisible());
@@ -130,7 +130,7 @@ TEST_F(Page, TemporaryStatusIsRetried) {
 TEST_F(Page, PermanentStatusIsReportedWithoutAButton) {
   const std::string missing = std::string("https://") + LearningSite::host + "/fusion360/none.asp";
   open(missing);
-  EXPECT_FALSE(dock()->reached());
+  EXPECT_FALSE(dock()->loaded());
   EXPECT_EQ(reason(), "learning.velorin.example answers with the status 404.");
   EXPECT_EQ(address(), missing);
   EXPECT_FALSE(retryButton().isVisible());
@@ -140,7 +140,7 @@ TEST_F(Page, PermanentStatusIsReportedWithoutAButton) {
 TEST_F(Page, CertificateIsRefusedForAnotherHostAndReported) {
   const QByteArray port = site().engineSwitch().split(':').last().chopped(1);
   open("https://127.0.0.1:" + port.toStdString() + "/fusion360/learning.asp");
-  EXPECT_FALSE(dock()->reached());
+  EXPECT_FALSE(dock()->loaded());
   EXPECT_EQ(reason().find("The certificate of 127.0.0.1 is not trusted. "), 0U) << reason();
   EXPECT_GT(reason().size(), std::string("The certificate of 127.0.0.1 is not trusted. ").size());
   EXPECT_FALSE(retryButton().isVisible());
@@ -150,7 +150,7 @@ TEST_F(Page, MalformedAddressIsReported) {
   for (const char* const malformed : {"https://exa mple/", "https://[::1/", "https://"}) {
     SCOPED_TRACE(malformed);
     open(malformed);
-    EXPECT_FALSE(dock()->reached());
+    EXPECT_FALSE(dock()->loaded());
     EXPECT_EQ(reason(), "The address is not well formed.");
     EXPECT_EQ(address(), malformed);
     EXPECT_FALSE(retryButton().isVisible());
@@ -200,7 +200,7 @@ TEST_F(Page, NewWindowIsNotOpenedAndReported) {
   const auto windows = QApplication::topLevelWidgets().size();
   clickInPage("#away");
   auto* const shown = learning.findChild<QWidget*>("warningBar");
-  ASSERT_TRUE(becomes([&] { return shown->isVisible(); }));
+  ASSERT_TRUE(waitUntil([&] { return shown->isVisible(); }));
   EXPECT_EQ(learning.findChild<QLabel*>("warningText")->accessibleName(),
             "The page asked for a new window, which does not open here: "
             "https://learning.velorin.example/fusion360/first-sketch.asp");
@@ -212,14 +212,15 @@ TEST_F(Page, NewWindowIsNotOpenedAndReported) {
 TEST_F(Page, ScriptErrorIsReportedWithFileAndLine) {
   const PlainServer server("200 OK", "<!doctype html>\n<script>\nnoSuchFunction();\n</script>\n");
   open(server.address("/broken.html"));
-  ASSERT_TRUE(becomes([this] { return warningBar().isVisible(); }));
+  ASSERT_TRUE(waitUntil([this] { return warningBar().isVisible(); }));
   EXPECT_EQ(warningText(),
             "broken.html, line 3: Uncaught ReferenceError: noSuchFunction is not defined");
-  EXPECT_TRUE(dock()->reached());
+  EXPECT_TRUE(dock()->loaded());
   EXPECT_LE(dock()->width(), 300);
 
   inPage("console.error('a second one'); 0");
-  ASSERT_TRUE(becomes([this] { return warningText().find("a second one") != std::string::npos; }));
+  ASSERT_TRUE(
+      waitUntil([this] { return warningText().find("a second one") != std::string::npos; }));
   EXPECT_NE(warningText().find("(warning 2)"), std::string::npos) << warningText();
 
   auto& close = part<QToolButton>("dismissWarning");
@@ -232,7 +233,7 @@ TEST_F(Page, LongScriptErrorIsShortenedAndWholeInTheTooltip) {
   const PlainServer server("200 OK", "<!doctype html><title>Fine</title>");
   open(server.address("/fine.html"));
   inPage("console.error('x'.repeat(4096)); 0");
-  ASSERT_TRUE(becomes([this] { return warningBar().isVisible(); }));
+  ASSERT_TRUE(waitUntil([this] { return warningBar().isVisible(); }));
   EXPECT_LT(warningText().size(), 300U);
   EXPECT_NE(warningText().find("…"), std::string::npos);
   EXPECT_TRUE(
@@ -243,13 +244,13 @@ TEST_F(Page, LongScriptErrorIsShortenedAndWholeInTheTooltip) {
 TEST_F(Page, EndOfItsProcessIsReportedAndTheKeyboardReloadsIt) {
   const PlainServer server("200 OK", "<title>There</title>");
   open(server.address("/there"));
-  ASSERT_TRUE(dock()->reached());
+  ASSERT_TRUE(dock()->loaded());
   ASSERT_EQ(kill(static_cast<pid_t>(dock()->view().page()->renderProcessPid()), SIGKILL), 0);
-  ASSERT_TRUE(becomes([this] { return part<QWidget>("errorPage").isVisible(); }));
+  ASSERT_TRUE(waitUntil([this] { return part<QWidget>("errorPage").isVisible(); }));
   EXPECT_EQ(reason(), "The process that showed the page has ended.");
   EXPECT_EQ(address(), server.address("/there"));
   press(retryButton(), Qt::Key_Space);
-  ASSERT_TRUE(becomes([this] { return dock()->reached(); }));
+  ASSERT_TRUE(waitUntil([this] { return dock()->loaded(); }));
   EXPECT_EQ(inPage("document.title"), "There");
 }
 
@@ -260,8 +261,8 @@ TEST_F(Page, ReloadsByKeyboard) {
   Desktop::inPage("window.mark = 'old'; 0");
   window.activateWindow();
   QTest::keyClick(&window, Qt::Key_F5);
-  ASSERT_TRUE(becomes([this] {
-    return learningDock()->reached() && Desktop::inPage("window.mark ?? 'new'") == "new";
+  ASSERT_TRUE(waitUntil([this] {
+    return learningDock()->loaded() && Desktop::inPage("window.mark ?? 'new'") == "new";
   }));
   EXPECT_EQ(Desktop::inPage("location.search").toString().left(9), "?lang=CSY");
 }
@@ -271,7 +272,7 @@ TEST_F(Page, ReloadRetriesAFailedPage) {
   open(page);
   action("reloadPage").trigger();
   EXPECT_FALSE(dock()->settled());
-  ASSERT_TRUE(becomes([this] { return dock()->settled(); }));
+  ASSERT_TRUE(waitUntil([this] { return dock()->settled(); }));
   EXPECT_EQ(reason(), "learning.velorin.example answers with the status 404.");
 }
 
@@ -286,13 +287,13 @@ TEST_F(Page, DeveloperToolsOpenByKeyboardAndGoWithThePalette) {
   EXPECT_TRUE(tools->isVisible());
   EXPECT_TRUE(tools->isWindow());
   EXPECT_EQ(tools->page()->inspectedPage(), view().page());
-  ASSERT_TRUE(becomes([&] { return tools->url().scheme() == "devtools"; }));
-  ASSERT_TRUE(becomes(
+  ASSERT_TRUE(waitUntil([&] { return tools->url().scheme() == "devtools"; }));
+  ASSERT_TRUE(waitUntil(
       [&] { return valueIn(*tools->page(), "document.body.childElementCount > 0").toBool(); }));
   action("developerTools").trigger();  // brings the same window
   EXPECT_EQ(learningDock()->findChildren<QWebEngineView*>("developerTools").size(), 1);
   window.play("stop");
-  EXPECT_TRUE(becomes([&] { return tools.isNull(); }));
+  EXPECT_TRUE(waitUntil([&] { return tools.isNull(); }));
 }
 
 TEST(DesktopProgram, TakesAPictureInSilenceWithoutADisplay) {
@@ -305,7 +306,7 @@ TEST(DesktopProgram, TakesAPictureInSilenceWithoutADisplay) {
       blind.remove(name);
     }
     if (*platform != '\0') blind.insert("QT_QPA_PLATFORM", platform);
-    const Ended ended =
+    const ProgramResult ended =
         runProgram("substitute-desktop", {"--data", folder.path(), "--screenshot", file}, blind);
     EXPECT_EQ(ended.status, 0);
     EXPECT_EQ(ended.errors.toStdString(), "");

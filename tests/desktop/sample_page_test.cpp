@@ -25,7 +25,7 @@ QStringList violations(QWebEnginePage& page) {
       };
     }, error => { window.found = {wrong: [String(error)], passed: []}; });
     0)");
-  EXPECT_TRUE(becomes([&] { return valueIn(page, "window.found !== null").toBool(); }));
+  EXPECT_TRUE(waitUntil([&] { return valueIn(page, "window.found !== null").toBool(); }));
   // What says nothing about contrast has not looked at the page.
   EXPECT_TRUE(valueIn(page, "window.found.passed.includes('color-contrast')").toBool());
   return valueIn(page, "window.found.wrong").toStringList();
@@ -49,7 +49,7 @@ class SamplePage : public Desktop {
     });
     view.load(QUrl(QStringLiteral("https://%1/fusion360/learning.asp?lang=%2&lic=EXAMPLE-%3")
                        .arg(LearningSite::host, language, QString(300, 'X'))));
-    ASSERT_TRUE(becomes([&] { return done; }));
+    ASSERT_TRUE(waitUntil([&] { return done; }));
     QObject::disconnect(connection);
     ASSERT_TRUE(loaded);
     ASSERT_EQ(inPage("matchMedia('(prefers-color-scheme: dark)').matches"),
@@ -79,11 +79,11 @@ TEST_F(SamplePage, IsFoundFaultlessByAxe) {
     load(language);
     EXPECT_EQ(violations(*view.page()), QStringList());
     inPage("document.querySelector('.lesson').click(); 0");
-    ASSERT_TRUE(
-        becomes([this] { return inPage("document.querySelector('.opened') !== null").toBool(); }));
+    ASSERT_TRUE(waitUntil(
+        [this] { return inPage("document.querySelector('.opened') !== null").toBool(); }));
     EXPECT_EQ(violations(*view.page()), QStringList()) << "with a lesson opened";
     type("xyz");
-    ASSERT_TRUE(becomes([this] { return !inPage("nothing.hidden").toBool(); }));
+    ASSERT_TRUE(waitUntil([this] { return !inPage("nothing.hidden").toBool(); }));
     EXPECT_EQ(violations(*view.page()), QStringList()) << "with nothing found";
   }
 }
@@ -139,7 +139,7 @@ TEST_F(SamplePage, ScrollsNotSidewaysAt200Pixels) {
     SCOPED_TRACE(language);
     load(language);
     view.resize(200, 600);
-    ASSERT_TRUE(becomes([this] { return inPage("innerWidth").toInt() == 200; }));
+    ASSERT_TRUE(waitUntil([this] { return inPage("innerWidth").toInt() == 200; }));
     EXPECT_LE(inPage("document.documentElement.scrollWidth").toInt(),
               inPage("document.documentElement.clientWidth").toInt());
     EXPECT_EQ(
@@ -169,15 +169,15 @@ TEST_F(SamplePage, AnnouncesHowManyLessonsAreFound) {
   load("CSY");
   EXPECT_EQ(statusText(), "");
   type("otvor");
-  ASSERT_TRUE(becomes([this] { return statusText() == QString::fromUtf8("Nalezené lekce: 1"); }));
+  ASSERT_TRUE(waitUntil([this] { return statusText() == QString::fromUtf8("Nalezené lekce: 1"); }));
   empty();
   EXPECT_EQ(statusText(), QString::fromUtf8("Nalezené lekce: 5"));
   type("xyz");
   ASSERT_TRUE(
-      becomes([this] { return statusText() == QString::fromUtf8("Takovou lekci tu nemáme."); }));
+      waitUntil([this] { return statusText() == QString::fromUtf8("Takovou lekci tu nemáme."); }));
   load("ENG");
   type("hole");
-  ASSERT_TRUE(becomes([this] { return statusText() == "Lessons found: 1"; }));
+  ASSERT_TRUE(waitUntil([this] { return statusText() == "Lessons found: 1"; }));
 }
 
 TEST_F(SamplePage, AnnouncesThatALessonIsOpened) {
@@ -185,12 +185,12 @@ TEST_F(SamplePage, AnnouncesThatALessonIsOpened) {
   inPage("document.querySelector('.lesson').focus(); 0");
   QTest::keyClick(view.focusProxy(), Qt::Key_Return);
   ASSERT_TRUE(
-      becomes([this] { return statusText() == "Your first sketch: opened in the browser"; }));
+      waitUntil([this] { return statusText() == "Your first sketch: opened in the browser"; }));
   // For who comes back to the link, too, and once only.
   inPage("document.querySelector('[role=status]').textContent = ''; 0");
   QTest::keyClick(view.focusProxy(), Qt::Key_Return);
   ASSERT_TRUE(
-      becomes([this] { return statusText() == "Your first sketch: opened in the browser"; }));
+      waitUntil([this] { return statusText() == "Your first sketch: opened in the browser"; }));
   EXPECT_TRUE(inPage("document.querySelector('.lesson small').textContent") ==
               "5 min, opened in the browser");
 }
@@ -217,7 +217,7 @@ TEST_F(SamplePage, GuideForInstallingIsFoundFaultlessByAxe) {
   ASSERT_TRUE(file.open(QIODevice::ReadOnly));
   view.setHtml(QString::fromUtf8(file.readAll()).replace("@PROJECT_VERSION@", "1.0.0"));
   view.resize(200, 700);
-  ASSERT_TRUE(becomes([this] { return inPage("document.links.length").toInt() == 2; }));
+  ASSERT_TRUE(waitUntil([this] { return inPage("document.links.length").toInt() == 2; }));
   EXPECT_EQ(violations(*view.page()), QStringList());
   EXPECT_LE(inPage("document.documentElement.scrollWidth").toInt(),
             inPage("document.documentElement.clientWidth").toInt());

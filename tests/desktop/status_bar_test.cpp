@@ -20,7 +20,7 @@ class StatusLine : public Desktop {
     if (found == nullptr) throw std::runtime_error(name);
     return *found;
   }
-  std::string value(const char* name) const { return part(name).whole().toStdString(); }
+  std::string value(const char* name) const { return part(name).fullText().toStdString(); }
 };
 
 TEST_F(StatusLine, ShowsWhatTheAddInReturned) {
@@ -75,7 +75,7 @@ TEST_F(StatusLine, ShowsThatAPageFailed) {
   setCounter(4);
   window.play("start");
   window.play("click");
-  ASSERT_TRUE(becomes([this] { return learningDock()->settled(); }));
+  ASSERT_TRUE(waitUntil([this] { return learningDock()->settled(); }));
   EXPECT_EQ(value("message"),
             "The page of teachPalete could not be shown. The host is offline. It loads the page "
             "when it goes online.");
@@ -109,7 +109,7 @@ TEST_F(StatusLine, LongStringsAreShortenedAndWholeInTooltipAndDialog) {
   host.setEntitlement(words.toStdString());
   window.play("state");
   const ElidedLabel& entitlement = part("entitlement");
-  ASSERT_TRUE(becomes([&] { return entitlement.shown().endsWith(QChar(0x2026)); }));
+  ASSERT_TRUE(waitUntil([&] { return entitlement.elidedText().endsWith(QChar(0x2026)); }));
   EXPECT_EQ(entitlement.toolTip().remove(QChar(0x200B)),
             "<p>Entitlement: " + words.toHtmlEscaped() + "</p>");
   EXPECT_EQ(answer("askEntitlement", std::nullopt), words);
@@ -119,9 +119,9 @@ TEST_F(StatusLine, LongStringsAreShortenedAndWholeInTooltipAndDialog) {
   window.play("start");
   window.play("message \"" + address.toStdString() + "\"");
   const ElidedLabel& message = part("message");
-  EXPECT_EQ(message.whole(), "The add-in ran: open " + address);
-  EXPECT_TRUE(message.shown().contains(QChar(0x2026)));
-  EXPECT_TRUE(message.shown().startsWith("The add-in"));
+  EXPECT_EQ(message.fullText(), "The add-in ran: open " + address);
+  EXPECT_TRUE(message.elidedText().contains(QChar(0x2026)));
+  EXPECT_TRUE(message.elidedText().startsWith("The add-in"));
   EXPECT_TRUE(message.toolTip().remove(QChar(0x200B)).contains(address));
   EXPECT_EQ(window.width(), width);
   EXPECT_LE(window.minimumSizeHint().width(), 1080);

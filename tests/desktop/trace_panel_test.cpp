@@ -29,7 +29,7 @@ class TraceList : public Desktop {
   // Only an active window has a focus and shortcuts.
   TraceList() {
     window.activateWindow();
-    EXPECT_TRUE(becomes([this] { return window.isActiveWindow(); }));
+    EXPECT_TRUE(waitUntil([this] { return window.isActiveWindow(); }));
   }
 
   // A host that meets a null, an exception, an exception that leaves the add-in, and an `open`.
@@ -162,7 +162,7 @@ TEST_F(TraceList, ColumnsAreWidenedAndScrolledTo) {
     EXPECT_EQ(header->sectionSize(column), width + 201);
   }
   EXPECT_TRUE(list->horizontalScrollBar()->isVisible());
-  EXPECT_TRUE(becomes([&] {
+  EXPECT_TRUE(waitUntil([&] {
     list->horizontalScrollBar()->setValue(list->horizontalScrollBar()->maximum());
     const int last = TraceModel::result;
     const int right = header->sectionViewportPosition(last) + header->sectionSize(last);
@@ -243,7 +243,7 @@ TEST_F(TraceList, MarksDistinguishFailuresAndOpen) {
   QAccessibleInterface* const table = QAccessible::queryAccessibleInterface(list);
   ASSERT_NE(table, nullptr);
   ASSERT_NE(table->tableInterface(), nullptr);
-  ASSERT_TRUE(becomes([&] { return table->tableInterface()->rowCount() == rows(); }));
+  ASSERT_TRUE(waitUntil([&] { return table->tableInterface()->rowCount() == rows(); }));
   for (const auto& [sign, words] : spoken) {
     EXPECT_TRUE(font.inFont(sign[0])) << sign.toStdString();
     QAccessibleInterface* const cell =
@@ -426,10 +426,10 @@ TEST_F(TraceList, FollowsTheEndUnlessTheUserReadsAbove) {
   const QSignalSpy laidOut(bar, &QScrollBar::rangeChanged);
   append();
   EXPECT_EQ(laidOut.size(), 0);
-  EXPECT_TRUE(becomes([&] { return bar->maximum() > 0 && bar->value() == bar->maximum(); }));
+  EXPECT_TRUE(waitUntil([&] { return bar->maximum() > 0 && bar->value() == bar->maximum(); }));
   bar->setValue(10);
   append();
-  EXPECT_TRUE(becomes([&] { return bar->maximum() > 150; }));
+  EXPECT_TRUE(waitUntil([&] { return bar->maximum() > 150; }));
   EXPECT_EQ(bar->value(), 10);
 }
 
