@@ -22,7 +22,7 @@ bool takesFocus(const QWidget& widget) {
   return widget.isVisible() && widget.isEnabled() && (widget.focusPolicy() & Qt::TabFocus) != 0;
 }
 
-// Qt moves such a part together with its parent.
+// Qt moves such a widget in the focus chain together with its parent.
 bool isFocusProxyOfParent(const QWidget& widget) {
   return widget.parentWidget() != nullptr && widget.parentWidget()->focusProxy() == &widget;
 }
@@ -39,7 +39,8 @@ QWidget* firstFocusableIn(QWidget& part) {
   return nullptr;
 }
 
-// Where the focus was in the pane last, else the first place in what it shows, else its title bar.
+// The widget that had the focus in the pane last, else the first in its content that takes the
+// focus, else the first in its title bar.
 QWidget* focusTargetIn(QWidget& pane) {
   QWidget* const last = pane.focusWidget();
   if (last != nullptr && last->isVisible() && last->isEnabled()) return last;
@@ -49,7 +50,7 @@ QWidget* focusTargetIn(QWidget& pane) {
   return firstFocusableIn(pane);
 }
 
-// Buttons that Qt itself adds have a picture alone.
+// Buttons that Qt itself adds have an icon and no text.
 void nameButtonsOfQt(const QMainWindow& window) {
   for (auto* const more : window.findChildren<QToolButton*>("qt_menubar_ext_button")) {
     more->setAccessibleName(QObject::tr("More menus"));
@@ -95,7 +96,7 @@ bool Accessibility::eventFilter(QObject* object, QEvent* event) {
   if (event->type() != QEvent::KeyPress) return false;
   const auto* const press = static_cast<QKeyEvent*>(event);
   const int key = press->key();
-  // Parts come and go at any time, those of a page by themselves: the order is made for its use.
+  // Widgets are created and deleted at any time, so the order is computed when it is needed.
   if (key == Qt::Key_Tab || key == Qt::Key_Backtab) orderFocus();
   if (key != Qt::Key_Return && key != Qt::Key_Enter) return false;
   if ((press->modifiers() & ~Qt::KeypadModifier) != Qt::NoModifier) return false;
@@ -106,7 +107,7 @@ bool Accessibility::eventFilter(QObject* object, QEvent* event) {
   return true;
 }
 
-// Qt's order is that of creation. It stays within a pane.
+// Qt's order is the order of creation. Here the order follows the panes.
 void Accessibility::orderFocus() {
   std::vector<QWidget*> chain;
   for (QWidget* next = window_.nextInFocusChain(); next != &window_;
@@ -117,7 +118,7 @@ void Accessibility::orderFocus() {
   for (QWidget* const pane : panes()) {
     // Qt joins widgets of one window only.
     if (pane->window() != &window_) continue;
-    // The title bar first: it stands on top.
+    // The title bar comes before the content.
     const auto* const dock = qobject_cast<QDockWidget*>(pane);
     const QWidget* const content = dock == nullptr ? nullptr : dock->widget();
     for (const bool inContent : {false, true}) {
@@ -127,12 +128,12 @@ void Accessibility::orderFocus() {
       }
     }
   }
-  // Each right behind the first, the last one first: whatever the order was, the window itself,
-  // where Tab begins, comes to stand before all.
+  // From the last widget to the second, each is put right behind the first. The window itself,
+  // where Tab begins, then comes before the first, whatever the order was.
   for (std::size_t i = order.size(); i > 1; --i) QWidget::setTabOrder(order[0], order[i - 1]);
 }
 
-// Floating palettes stand among the docked ones, by their place on the screen.
+// Floating palettes are ordered among the docked ones by their position on the screen.
 std::vector<QWidget*> Accessibility::panes() const {
   std::vector<QWidget*> found;
   for (QToolBar* const bar :
@@ -171,7 +172,7 @@ void Accessibility::goToPane(int step) {
 }
 
 void Accessibility::moveFrameTo(QWidget* focused) {
-  // It is a child of the window of what it frames, and may have ended with it.
+  // The frame is a child of the framed window, and may have been deleted with it.
   if (!frame_) frame_ = new QFocusFrame(&window_);
   frame_->setWidget(focused);
 }

@@ -1,4 +1,4 @@
-// What Qt leaves to the mouse or the eye alone, made there for the keyboard and the screen reader.
+// Keyboard and screen reader support that Qt itself does not give.
 #pragma once
 
 #include <QFocusFrame>
@@ -11,17 +11,18 @@ class QMenu;
 
 namespace substitute {
 
-// Has a screen reader say what `part` tells, wherever the focus is.
+// Has a screen reader read out the accessible name of `part`, wherever the focus is.
 void announce(QWidget& part);
 
-// For one main window: names Qt's own buttons, frames what has the focus, lets Enter press a
-// button, and leads the focus through the panes: toolbars and dock widgets, in the order in which
-// they are read, then the status bar.
+// For one main window: gives Qt's own buttons accessible names, draws a frame around the widget
+// with the focus, lets Enter press a button, and moves the focus between panes. The panes are the
+// toolbars and dock widgets, ordered from top to bottom and from left to right, and then the status
+// bar.
 class Accessibility : public QObject {
   Q_OBJECT
 
  public:
-  // Belongs to `window`, whose parts are there.
+  // `window` becomes the parent. Its menu bar and line edits exist already.
   explicit Accessibility(QMainWindow& window);
 
   // Adds the entries for the next and the previous pane, and for the tooltip of what has the focus.

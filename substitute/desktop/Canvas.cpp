@@ -9,8 +9,7 @@ namespace substitute {
 
 namespace {
 
-// A point of the model, in units of the grid, as it appears: from above at an angle, without
-// perspective.
+// A point of the model, in units of the grid, in isometric projection.
 QPointF projected(double x, double y, double z) {
   return {(x - y) * 0.866, (x + y) * 0.5 - z};
 }
@@ -53,7 +52,7 @@ void Canvas::paintEvent(QPaintEvent* /*event*/) {
     painter.drawLine(projected(-half, i, 0), projected(half, i, 0));
   }
 
-  // A plate with a round hole: what the first lessons make.
+  // A plate with a round hole, as in the first lessons.
   constexpr double a = 2.4;
   constexpr double top = 1.1;
   const auto face = [&](const QPolygonF& corners, const QColor& colour) {

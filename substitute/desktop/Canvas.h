@@ -1,11 +1,11 @@
-// The middle of the window, where the host would have its model.
+// The centre of the window, where a real host shows its model.
 #pragma once
 
 #include <QWidget>
 
 namespace substitute {
 
-// An empty sheet with a ground grid and one simple body on it. Takes no input.
+// Draws a ground grid with one simple body on it. Takes no input.
 class Canvas : public QWidget {
  public:
   explicit Canvas(QWidget* parent = nullptr);

@@ -29,7 +29,7 @@ void CommandEdit::keyPressEvent(QKeyEvent* event) {
   const bool hasCompletion = popup.isVisible() && popup.currentIndex().isValid();
   const bool isEnter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
   if (hasCompletion && isEnter) {
-    event->ignore();  // the completer takes it
+    event->ignore();  // the completer accepts it
   } else if (event->key() == Qt::Key_Up) {
     recall(-1);
   } else if (event->key() == Qt::Key_Down) {
@@ -39,7 +39,7 @@ void CommandEdit::keyPressEvent(QKeyEvent* event) {
   }
 }
 
-// The completer compares whole lines, so each proposal is one.
+// The completer compares whole lines, so each completion is a whole line.
 void CommandEdit::updateCompletions(const QString& typed) {
   const QString before = typed.left(typed.lastIndexOf(' ') + 1);
   QStringList lines;

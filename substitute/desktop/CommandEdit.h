@@ -1,4 +1,4 @@
-// The line in which commands are typed, with the prompt's completion and a history.
+// The field in which commands are typed, with the completion of the prompt and a history.
 #pragma once
 
 #include <QLineEdit>
@@ -15,15 +15,15 @@ class CommandEdit : public QLineEdit {
   Q_OBJECT
 
  public:
-  // Completes the ids of `host` and `words`, which are understood besides the commands. `host`
-  // outlives the field.
+  // Completes commands, the ids in `host`, and `words`, which are understood besides the commands.
+  // `host` outlives the field.
   CommandEdit(const Host& host, std::vector<PromptWord> words, QWidget* parent = nullptr);
 
-  // Keeps the line in the history and clears the field.
+  // Adds the line to the history and clears the field.
   void finishLine();
 
  protected:
-  // Up and Down go through the history. Enter on a word that is proposed takes the word alone.
+  // Up and Down go through the history. Enter with a completion selected only accepts it.
   void keyPressEvent(QKeyEvent* event) override;
 
  private:
@@ -34,8 +34,8 @@ class CommandEdit : public QLineEdit {
   std::vector<PromptWord> promptWords_;
   QStringListModel* completions_;
   QStringList history_;
-  qsizetype recalled_ = 0;  // the place in the history; its end is the line that is being typed
-  QString unfinished_;      // that line, while an older one is shown
+  qsizetype recalled_ = 0;  // index in the history; its size means the line that is being typed
+  QString unfinished_;      // that line, while one of the history is shown
 };
 
 }  // namespace substitute

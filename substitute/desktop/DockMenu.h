@@ -1,4 +1,4 @@
-// The menu that moves a palette, as dragging it does.
+// The menu that docks a palette elsewhere or lets it float, as a drag does.
 #pragma once
 
 #include <QMenu>
@@ -15,8 +15,8 @@ class DockMenu : public QMenu {
   Q_OBJECT
 
  public:
-  // Moves, within `window`, the palette that `current` returns when an entry is chosen; null: there
-  // is none. The palette's owner learns of it by the signals of its dock, as it does of a drag.
+  // An entry moves the palette that `current` returns at that moment, in `window`; null: nothing is
+  // moved. The dock emits the same signals as after a drag.
   DockMenu(QMainWindow& window, std::function<PaletteDock*()> current, QWidget* parent);
 
  private:

@@ -19,14 +19,14 @@ QString toOneLine(QString text) {
   return text;
 }
 
-// `text` with a place in every long word where a line may end.
+// `text` with places in every long word where a line may be broken.
 QString withLineBreaks(const QString& text) {
   constexpr int longestWord = 32;
   QString breakable;
   int run = 0;
   for (const QChar letter : text) {
     run = letter.isSpace() ? 0 : run + 1;
-    // A space without width, where a line may end; never between the halves of one character.
+    // A zero-width space, where a line may be broken; never inside a character.
     if (run > longestWord && !letter.isLowSurrogate() && !letter.isMark()) {
       breakable += QChar(0x200B);
       run = 1;

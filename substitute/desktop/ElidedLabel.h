@@ -1,35 +1,34 @@
-// Strings that may be longer than the place where they are shown.
+// Strings that may be longer than the space where they are shown.
 #pragma once
 
 #include <QLabel>
 
 namespace substitute {
 
-// `text` as a tooltip shows it: as it stands, never taken for HTML, and broken into lines even
-// where it has no spaces.
+// `text` as rich text for a tooltip: HTML in it is escaped, and long words may be broken.
 QString toTooltip(const QString& text);
 
-// `text` as a label that wraps its lines shows it in a narrow pane: some eight lines, shortened in
-// the middle, and broken even where it has no spaces.
+// `text` for a label that wraps its lines: at most 241 characters, shortened in the middle. Long
+// words may be broken.
 QString shortenedForLabel(const QString& text);
 
-// `text` as the text of an action or button shows it in `width` pixels of `font`: on one line,
-// shortened at its end, with no letter taken for a mnemonic.
+// `text` for an action or a button: on one line, elided at its end to `width` pixels in `font`,
+// without mnemonics.
 QString elidedForButton(const QString& text, const QFont& font, int width);
 
-// A label that shows plain text on one line, shortened to its place. What is cut off is in its
-// tooltip and is copied by the keyboard; while it is, the label takes the focus.
+// A label that shows plain text on one line, elided to its width. While the text is elided, the
+// tooltip has all of it, and the label takes the focus so that Copy can copy all of it.
 class ElidedLabel : public QLabel {
   Q_OBJECT
 
  public:
-  // `mode` says where a string is shortened.
+  // `mode` says where the text is elided.
   explicit ElidedLabel(Qt::TextElideMode mode = Qt::ElideRight, QWidget* parent = nullptr);
 
   // Use this in place of setText.
   void setFullText(const QString& text);
 
-  // All of it, and what can be seen.
+  // The text as set, and as it is shown.
   const QString& fullText() const { return fullText_; }
   QString elidedText() const;
 

@@ -12,7 +12,7 @@ namespace substitute {
 
 namespace {
 
-// The host's own control; its command is the host's business, no definition stands for it.
+// The host's own control. It has no definition that the add-in could find.
 constexpr const char* helpControl = "HelpGroupCommand";
 constexpr int toolbarIconSize = 32;
 // Pixels; a longer name is shortened.
@@ -21,8 +21,8 @@ constexpr int maxNameWidth = 240;
 }  // namespace
 
 QIcon resourceIcon(const QString& folder) {
-  // One file and its "@2x" alone: given all sizes, an icon would take the larger picture in place
-  // of the one that is drawn for this size at twice the scale.
+  // One file and its "@2x" alone. With all sizes, QIcon would take the larger file in place of the
+  // one that is drawn for this size at scale 2.
   for (const int size : {toolbarIconSize, 64, 16}) {
     const QString file = QStringLiteral("%1/%2x%2.png").arg(folder).arg(size);
     if (QFileInfo::exists(file)) return QIcon(file);
@@ -39,7 +39,7 @@ HostToolbar::HostToolbar(const ToolbarObject& toolbar, const DefinitionsObject& 
   auto* const spacer = new QWidget;
   spacer->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
   addWidget(spacer);
-  // Actions, so that the menu of what does not fit can show them, too.
+  // Actions, so that the menu for controls that do not fit can show them, too.
   for (const auto& control : toolbar.controls->all.items()) {
     const QString id = QString::fromStdString(control->id());
     const QString name = "control:" + id;

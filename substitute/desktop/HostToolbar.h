@@ -1,4 +1,4 @@
-// The host's toolbars on screen.
+// A toolbar of the host in the window.
 #pragma once
 
 #include <QIcon>
@@ -13,17 +13,18 @@ namespace substitute {
 class DefinitionObject;
 class DefinitionsObject;
 
-// The icon in `folder` for a toolbar: "32x32.png", with "32x32@2x.png" for a screen of that scale;
-// where it is missing that of another size. Empty when there is none.
+// The icon in `folder` for a toolbar: "32x32.png", and "32x32@2x.png" on a screen of scale 2. Where
+// they are missing, the icon of another size; empty when there is none.
 QIcon resourceIcon(const QString& folder);
 
-// Shows one toolbar: its controls stand at the right end, in the toolbar's own order. Those that do
-// not fit are behind a button at the end.
+// Shows the controls of one toolbar at the right end, in the toolbar's order. A button at the end
+// shows those that do not fit.
 class HostToolbar : public QToolBar {
   Q_OBJECT
 
  public:
-  // Icon folders lie in `addinFolder`. `toolbar` and `definitions` are read here only.
+  // `addinFolder` holds the icon folders. `toolbar` and `definitions` are read by the constructor
+  // alone.
   HostToolbar(const ToolbarObject& toolbar, const DefinitionsObject& definitions,
               const QString& addinFolder, QWidget* parent);
 

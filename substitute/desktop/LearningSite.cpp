@@ -35,7 +35,7 @@ QString requestedFile(const QString& folder, const QByteArray& requestLine) {
   const QString path = QUrl(QString::fromUtf8(words[1])).path();
   if (!path.startsWith(root)) return {};
   const QString name = path == pagePath ? pageFile : path.mid(static_cast<int>(qstrlen(root)));
-  // Resolved before it is compared: neither ".." nor a link leads out of the folder.
+  // Resolved before it is compared, so that neither ".." nor a link leads out of the folder.
   const QString file = QFileInfo(QDir(folder).filePath(name)).canonicalFilePath();
   return file.startsWith(folder + '/') && QFileInfo(file).isFile() ? file : QString();
 }
@@ -80,7 +80,7 @@ bool LearningSite::isOwnCertificate(const QSslCertificate& certificate) const {
   return certificate == certificate_;
 }
 
-// One request for each connection; called whenever more of it has come.
+// One request for each connection. Called whenever bytes have arrived.
 void LearningSite::respond(QTcpSocket& connection) const {
   const QByteArray request = connection.peek(maxRequestSize);
   if (!request.contains("\r\n\r\n")) {
@@ -94,7 +94,7 @@ void LearningSite::respond(QTcpSocket& connection) const {
   const QByteArray body = found ? content.readAll() : QByteArray("There is no such page.\n");
   QByteArray type = found ? QMimeDatabase().mimeTypeForFile(file).name().toLatin1() : "text/plain";
   if (type.startsWith("text/")) type += "; charset=utf-8";
-  // Not stored: who works on the page sees each change at the next start.
+  // Not cached: a change of the page is seen at the next start.
   connection.write(QByteArray("HTTP/1.1 ") + (found ? "200 OK" : "404 Not Found") +
                    "\r\nContent-Type: " + type +
                    "\r\nContent-Length: " + QByteArray::number(body.size()) +

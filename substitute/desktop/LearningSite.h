@@ -1,5 +1,5 @@
-// The learning site while it has no host of its own: a folder served over HTTPS on loopback, which
-// the web engine takes for the placeholder host.
+// A local learning site, as long as the real one does not exist: an HTTPS server on the loopback
+// interface, to which the web engine resolves the placeholder host.
 #pragma once
 
 #include <QByteArray>
@@ -11,21 +11,20 @@ namespace substitute {
 
 class LearningSite {
  public:
-  // The placeholder host, a name that no network knows.
+  // The placeholder host, a name that no DNS server resolves.
   static constexpr const char* host = VELORIN_PLACEHOLDER_HOST;
 
-  // Serves the files of `folder`, the learning page as "learning.html", until its end. Certificate
-  // and key are the PEM files `certificate` and `key`. Throws std::runtime_error, with one
-  // sentence, when there is no such page, or a file cannot be read, or no port is free.
+  // Serves the files of `folder` until it is destroyed; the learning page is the file
+  // "learning.html". `certificate` and `key` are PEM files. Throws std::runtime_error, with one
+  // sentence, when that page is missing, a file cannot be read or no port is free.
   LearningSite(const QString& folder, const QString& certificate, const QString& key);
   LearningSite(const LearningSite&) = delete;
   LearningSite& operator=(const LearningSite&) = delete;
 
-  // The engine's switch that leads the placeholder host here; any other host is left to the
-  // network.
+  // The command line switch by which the web engine resolves the placeholder host to this server.
   QByteArray engineSwitch() const;
 
-  // True for the certificate that this site shows, which no authority has signed.
+  // True for the certificate of this server, which is self-signed.
   bool isOwnCertificate(const QSslCertificate& certificate) const;
 
  private:

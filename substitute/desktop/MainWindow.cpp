@@ -140,11 +140,11 @@ void MainWindow::makeMenus() {
   bar->addMenu(tr("&Trace"))->addActions(trace_->actions());
 }
 
-// In the midst of the add-in's call: nothing is done here that would call the host.
+// Runs during a call of the add-in, so it must not call the host.
 void MainWindow::onTraceEntry(const Json& entry) {
   trace_->append(entry, commands_->current());
   if (entry.contains("op")) {
-    // The address of a deleted palette may be another's by the end of the call.
+    // By the end of the call, another palette may have the address of the deleted one.
     if (entry["op"] == "Palette.deleteMe") removeStaleDocks();
     return;
   }
@@ -177,7 +177,7 @@ void MainWindow::removeStaleDocks() {
     if (alive) return false;
     dock->disconnect(this);
     removeDockWidget(dock);
-    // Later: its own page may be the caller.
+    // Not deleted here: its own page may be the caller.
     dock->deleteLater();
     return true;
   };
@@ -236,18 +236,18 @@ void MainWindow::placeDock(PaletteDock& dock) {
   dock.show();
   const bool atSide = area == Qt::LeftDockWidgetArea || area == Qt::RightDockWidgetArea;
   const int size = atSide ? values.width : values.height;
-  // A palette that was planted has no size.
+  // A planted palette has no size.
   if (size > 0) resizeDocks({&dock}, {size}, atSide ? Qt::Horizontal : Qt::Vertical);
 }
 
-// The user has dragged the palette elsewhere: that is its place in the host from now on.
+// The user has dragged the palette elsewhere: its docking state in the host follows.
 void MainWindow::onUserMoved(PaletteDock& moved) {
   if (refreshing_) return;
   for (const auto& palette : host_.application().userInterface->palettes->all.items()) {
     const int state = moved.isFloating() ? 0 : dockingState(dockWidgetArea(&moved));
     if (palette.get() != &moved.object() || palette->dockingState == state) continue;
     const std::string number = std::to_string(state);
-    // Without a refresh: the dock is still on its way.
+    // Not play(): it would refresh the window while the dock is still being moved.
     runner_.play({"dock " + palette->id() + " " + number, "dock", {palette->id(), number}});
     return;
   }
@@ -264,7 +264,7 @@ void MainWindow::refreshToolbars() {
       focused = QApplication::focusWidget()->objectName();
     }
     removeToolBar(toolbar);
-    // Later: a button of its own may be the caller.
+    // Not deleted here: one of its buttons may be the caller.
     toolbar->deleteLater();
   }
   toolbars_.clear();

@@ -1,5 +1,5 @@
-// The host's window. It holds nothing of the host's: what it shows is read from the host's objects
-// after every change, and what the user does is done to them.
+// The host's window. It keeps no copy of the host's state: after every change it reads the host's
+// objects again, and what the user does changes these objects.
 #pragma once
 
 #include <QMainWindow>
@@ -25,32 +25,32 @@ class MainWindow : public QMainWindow {
   Q_OBJECT
 
  public:
-  // `addin` is the library whose folder holds the icons, and which `runner` starts on `host`. All
+  // `addin` is the library that `runner` starts on `host`; its folder holds the icons. All
   // references outlive the window.
   MainWindow(Host& host, ScenarioRunner& runner, WebEngine& engine, const std::string& addin);
 
-  // Plays one command and shows what came of it. A library that cannot be loaded is told in the
-  // status bar, and in the result: false.
+  // Plays one command and refreshes the window. False when the library cannot be loaded, which the
+  // status bar then shows.
   bool play(const Command& command);
   bool play(const std::string& line) { return play(parseCommand(line)); }
 
-  // Whether closing the window calls the add-in's `stop` first, as a host does at its end. True at
-  // the beginning.
+  // Whether closing the window calls the add-in's `stop` first, as a host does when it quits. True
+  // unless set.
   void setStopsAtEnd(bool stops) { stopsAtEnd_ = stops; }
 
-  // What is to come of a scenario.
+  // The pending commands of scenarios.
   Playback& playback() { return *playback_; }
 
-  // What was done since the window was made.
+  // What was played since the window was created.
   Recording& recording() { return recording_; }
 
-  // What the status bar tells, whole.
+  // The full text of the message in the status bar.
   const QString& message() const;
 
-  // The palette's dock; null when there is no such palette.
+  // The dock of the palette; null when there is no palette of that id.
   PaletteDock* dock(const std::string& id) const;
 
-  // True when every page that can be seen is loaded or known to be out of reach.
+  // True when every visible page is loaded or has failed to load.
   bool settled() const;
 
  protected:

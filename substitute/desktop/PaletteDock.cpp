@@ -54,7 +54,7 @@ PaletteDock::PaletteDock(const PaletteObject& object, WebEngine& engine, QWidget
       errorPage_(new ErrorPage),
       warnings_(new WarningBar) {
   setObjectName("palette:" + QString::fromStdString(object.id()));
-  // A palette that the add-in lets float leaves the focus where the user works.
+  // A palette that the add-in opens floating must not take the focus.
   setAttribute(Qt::WA_ShowWithoutActivating);
   setTitleBarWidget(makeTitleBar());
   pages_->addWidget(view_);
@@ -87,7 +87,7 @@ void PaletteDock::refresh() {
     const Qt::DockWidgetArea area = dockArea(object_.dockingState);
     const bool atTopOrBottom = area == Qt::TopDockWidgetArea || area == Qt::BottomDockWidgetArea;
     const bool atSide = area == Qt::LeftDockWidgetArea || area == Qt::RightDockWidgetArea;
-    // Docked, the other measure is the window's.
+    // When docked, the window sets the other dimension.
     setMinimumSize(atTopOrBottom ? 0 : values.width, atSide ? 0 : values.height);
     setMaximumSize(atTopOrBottom ? QWIDGETSIZE_MAX : values.width,
                    atSide ? QWIDGETSIZE_MAX : values.height);
@@ -107,7 +107,7 @@ void PaletteDock::floatOverCanvas() {
   setFloating(true);
   const QSize wanted(object_.values().width, object_.values().height);
   resize(wanted.expandedTo(minimumSizeHint()));
-  // Its title bar stays in reach when the palette is larger than the canvas.
+  // The title bar stays visible when the palette is larger than the canvas.
   move(std::max(place.left(), place.right() - beside - width()),
        std::max(place.top(), std::min(place.top() + beside, place.bottom() - height())));
 }
@@ -149,7 +149,7 @@ void PaletteDock::closeEvent(QCloseEvent* event) {
   Q_EMIT closeRequested();
 }
 
-// The style's own title bar draws its buttons for light windows only.
+// The style's own title bar has dark icons, which a dark theme would hide.
 QWidget* PaletteDock::makeTitleBar() {
   auto* const bar = new QWidget;
   bar->setObjectName("titleBar");
@@ -169,7 +169,7 @@ QWidget* PaletteDock::makeTitleBar() {
   connect(floatButton_, &QToolButton::clicked, this, [this] {
     if (isFloating()) {
       setFloating(false);
-      activateWindow();  // the one it floated in is gone
+      activateWindow();  // its floating window, which was active, is gone
     } else {
       floatOverCanvas();
     }
@@ -211,8 +211,8 @@ void PaletteDock::connectPage() {
   connect(errorPage_, &ErrorPage::retryRequested, this, &PaletteDock::retry);
 }
 
-// The add-in's address is not always well formed. QUrl would mend it, so the engine is given the
-// text itself, by a script in an empty page.
+// The add-in's address is not always well formed. QUrl would correct it, so a script in a blank
+// page passes the string itself to the engine.
 void PaletteDock::load() {
   state_ = State::loading;
   initialPagePending_ = true;
@@ -227,7 +227,7 @@ void PaletteDock::openAddress() {
                      "})()")
           .arg(address),
       [dock = QPointer<PaletteDock>(this)](const QVariant& leaves) {
-        // Nothing comes back from a page that has been left already.
+        // The result is invalid when the page has been left already.
         if (dock && leaves.isValid() && !leaves.toBool()) {
           dock->showFailure({tr("The address is not well formed."), false});
         }
@@ -248,7 +248,8 @@ void PaletteDock::onLoadingChanged(const QWebEngineLoadingInfo& info) {
       pages_->setCurrentWidget(view_);
       break;
     case QWebEngineLoadingInfo::LoadFailedStatus:
-      // The end of a page that failed before can break off the start page, which is always there.
+      // The end of a page that failed before can interrupt the blank page, which itself never
+      // fails.
       if (start) {
         QTimer::singleShot(std::chrono::milliseconds(50), this, &PaletteDock::load);
         break;
@@ -257,7 +258,7 @@ void PaletteDock::onLoadingChanged(const QWebEngineLoadingInfo& info) {
       showFailure(pageFailure(info.errorCode(), info.errorString(), info.url(),
                               page_->refusedCertificate()));
       break;
-    case QWebEngineLoadingInfo::LoadStoppedStatus:  // by the next load
+    case QWebEngineLoadingInfo::LoadStoppedStatus:  // the next load follows
       break;
   }
 }

@@ -1,4 +1,4 @@
-// A palette of the host on screen.
+// A palette of the host in the window.
 #pragma once
 
 #include <QDockWidget>
@@ -20,12 +20,12 @@ class PaletteObject;
 class WebEngine;
 class WebPage;
 
-// The dock area for a docking state of the host: 1 to 4 are top, bottom, left and right. None for
-// the others, which float.
+// The dock area for a docking state of the host: 1 to 4 are top, bottom, left and right. Palettes
+// in other states float, and have none.
 Qt::DockWidgetArea dockArea(int dockingState);
 
-// Shows one palette with its page. What the user does to it is only told, never done here: the
-// owner carries it to the host and calls `refresh`.
+// Shows one palette with its page. What the user does is only emitted as a signal: the owner
+// changes the host's palette and calls `refresh`.
 class PaletteDock : public QDockWidget {
   Q_OBJECT
 
@@ -36,22 +36,23 @@ class PaletteDock : public QDockWidget {
   const PaletteObject& object() const { return object_; }
   QWebEngineView& view() const { return *view_; }
 
-  // Takes over title, buttons and visibility from the palette. The place is the owner's business.
+  // Reads title, buttons and visibility from the palette. The owner sets the position.
   void refresh();
 
-  // Floats in the palette's own size over the middle of the window, beside what floats there.
+  // Floats in the palette's own size over the canvas, with an offset for each palette that floats
+  // there already.
   void floatOverCanvas();
 
-  // Loads the page again where it could not be loaded.
+  // Loads the page again if it has failed to load.
   void retry();
 
   // Loads the page again in any case.
   void reload();
 
-  // Opens the web engine's own tools for the page, in a window that goes with the dock.
+  // Opens the web engine's developer tools for the page, in a window that the dock owns.
   void openDeveloperTools();
 
-  // True when the page is loaded, or known to be out of reach.
+  // True when the page is loaded or has failed to load.
   bool settled() const { return state_ != State::loading; }
   bool loaded() const { return state_ == State::loaded; }
 
@@ -79,7 +80,7 @@ class PaletteDock : public QDockWidget {
   State state_ = State::loaded;  // an empty address has nothing to load
   QUrl address_;
   bool initialPagePending_ = true;  // no page of the palette's address has loaded yet
-  QUrl failedUrl_;                  // where the page itself led to in vain
+  QUrl failedUrl_;                  // the address that failed after the first page had loaded
   QStackedWidget* pages_;
   QWebEngineView* view_;
   WebPage* page_;

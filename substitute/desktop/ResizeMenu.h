@@ -1,4 +1,4 @@
-// The menu that resizes what has the focus, as a drag of its edge does.
+// The menu that resizes the part of the window with the focus, as a drag of its edge does.
 #pragma once
 
 #include <QMenu>
@@ -7,8 +7,8 @@ class QMainWindow;
 
 namespace substitute {
 
-// Across, a list with a header resizes its current column. All else resizes the part of the
-// splitter that it stands in, and where there is none, its dock widget.
+// Resizes the pane of the splitter around the focus, or the dock widget where there is no splitter.
+// Horizontally, a list with a header resizes its current column instead.
 class ResizeMenu : public QMenu {
   Q_OBJECT
 

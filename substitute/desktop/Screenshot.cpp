@@ -21,7 +21,7 @@ namespace substitute {
 
 namespace {
 
-// Milliseconds. A page that has loaded is on screen within the first.
+// Milliseconds. The first is the time that a loaded page takes to be painted.
 constexpr int paintDelay = 700;
 constexpr int loadTimeout = 20000;
 constexpr int pollInterval = 100;

@@ -1,4 +1,4 @@
-// Pictures of the window.
+// Screenshots of the window.
 #pragma once
 
 #include <QPixmap>
@@ -10,15 +10,15 @@ namespace substitute {
 
 class MainWindow;
 
-// Throws UsageError when no picture can be saved under that name; an empty one asks for none.
+// Throws UsageError when no picture can be saved as `file`. An empty name means no picture.
 void checkScreenshot(const std::string& file);
 
-// The window with the palettes that float, each where it stands on the screen.
+// The window and the floating palettes, each at its position on the screen.
 QPixmap pictureOf(QMainWindow& window);
 
-// Waits for the pages of `window`, then saves a picture and ends the program, with a status other
-// than 0 when a page was still loading or the file could not be written. `program` begins the
-// sentence that says so.
+// Returns at once. When the pages of `window` have loaded, saves a picture and quits the program.
+// The exit status is not 0 when a page was still loading after 20 seconds or the file could not be
+// written; standard error then has a sentence that begins with `program`.
 void takeScreenshot(MainWindow& window, const std::string& file, const std::string& program);
 
 }  // namespace substitute

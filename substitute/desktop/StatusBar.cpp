@@ -27,7 +27,7 @@ StatusBar::StatusBar(QWidget* parent)
       language_(new ElidedLabel),
       entitlement_(new ElidedLabel) {
   setSizeGripEnabled(false);
-  // Not QStatusBar's own message: the pointer over a menu would wipe it.
+  // Not QStatusBar's own message: the pointer over a menu would clear it.
   message_->setObjectName("message");
   message_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
   addWidget(message_, 1);

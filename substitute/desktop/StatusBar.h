@@ -1,4 +1,4 @@
-// The line at the foot of the window.
+// The status bar of the window.
 #pragma once
 
 #include <QStatusBar>
@@ -12,21 +12,21 @@ namespace substitute {
 class ElidedLabel;
 class Host;
 
-// Shows one message and, each with its name, the host's values. A message that matters stays until
-// the next that matters.
+// Shows one message and the host's values, each with its name. An important message stays until the
+// next important one.
 class StatusBar : public QStatusBar {
   Q_OBJECT
 
  public:
   explicit StatusBar(QWidget* parent = nullptr);
 
-  // Tells an entry of the trace where it is worth a message.
+  // Shows a message about an entry of the trace, if it deserves one.
   void onTraceEntry(const Json& entry);
 
-  // Tells something that matters, a screen reader too.
+  // Shows an important message. A screen reader reads it out.
   void showImportant(const QString& message);
 
-  // The message, whole; empty when there has been none.
+  // The full text of the message; empty when there has been none.
   const QString& message() const;
 
   void showValues(const Host& host, bool addinRuns);

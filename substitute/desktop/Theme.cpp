@@ -17,14 +17,14 @@ namespace {
 
 struct Colours {
   QColor window;   // around everything
-  QColor surface;  // what stands on it: fields, pages, lists
+  QColor surface;  // of fields, pages and lists
   QColor text;
-  QColor faint;     // text of lesser weight
-  QColor line;      // between parts
+  QColor faint;     // less important text
+  QColor line;      // borders
   QColor hover;     // under the pointer
-  QColor accent;    // what is chosen
+  QColor accent;    // what is selected
   QColor onAccent;  // text on it
-  QColor failure;   // text of what went wrong
+  QColor failure;   // text about failures
 };
 
 Colours coloursOf(Theme theme) {
@@ -113,14 +113,14 @@ QStatusBar::item { border: none; }
 QStatusBar QLabel { padding: 3px 10px; color: FAINT; }
 )";
 
-// The frame of the focus lies on the widget, whose parent often leaves no room around it.
+// Draws the focus frame inside the widget, since many parents leave no room around it.
 class HostStyle : public QProxyStyle {
  public:
   HostStyle() : QProxyStyle("Fusion") {}
 
   int pixelMetric(PixelMetric metric, const QStyleOption* option,
                   const QWidget* widget) const override {
-    // Lists take the same numbers for the space beside their texts.
+    // Lists use the same metrics for the space beside their text.
     const bool isList = qobject_cast<const QAbstractItemView*>(widget) != nullptr;
     switch (metric) {
       case PM_FocusFrameHMargin:
@@ -145,7 +145,7 @@ class HostStyle : public QProxyStyle {
     if (element != CE_FocusFrame) {
       return QProxyStyle::drawControl(element, option, painter, widget);
     }
-    // The inner line keeps the frame apart from whatever colour it lies on.
+    // The inner line separates the frame from a background of the same colour.
     const QRectF place = option->rect;
     painter->setPen(QPen(option->palette.color(QPalette::Highlight), 2, Qt::SolidLine,
                          Qt::SquareCap, Qt::MiterJoin));
@@ -169,7 +169,7 @@ class DrawnIcon : public QIconEngine {
     return picture;
   }
 
-  // On a square of 16 by 16.
+  // Draws on a square of 16 by 16 units.
   void paint(QPainter* painter, const QRect& place, QIcon::Mode mode,
              QIcon::State /*state*/) override {
     painter->save();
@@ -194,7 +194,7 @@ class DrawnIcon : public QIconEngine {
         }
         break;
       case Drawing::help: {
-        // Lighter than the pictures it stands beside.
+        // Smaller than the icons beside it.
         painter->translate(8, 8);
         painter->scale(0.7, 0.7);
         painter->translate(-8, -8);

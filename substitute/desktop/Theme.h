@@ -1,4 +1,4 @@
-// How the window looks: its colours by day and by night, and the few drawings of its own.
+// The light and the dark theme of the window, and its icons that are drawn by code.
 #pragma once
 
 #include <QColor>
@@ -8,16 +8,16 @@ namespace substitute {
 
 enum class Theme { light, dark };
 
-// The theme that the desktop asks for. Needs a QApplication that has no theme yet.
+// The theme of the desktop. Call it with a QApplication, before apply().
 Theme systemTheme();
 
-// Gives all windows of the program that look.
+// Applies the theme to all windows of the program.
 void apply(Theme theme);
 
-// The drawings that the window's own buttons bear.
+// The icons of the window's own buttons.
 enum class Drawing { cross, window, help, more };
 
-// `drawing` in `colour`, sharp at any size.
+// The icon in `colour`. It is drawn as vectors, for any size.
 QIcon drawnIcon(Drawing drawing, const QColor& colour);
 
 }  // namespace substitute

@@ -17,12 +17,12 @@ Kind kindOf(const Json& entry) {
   return entry["event"] == "open" ? Kind::open : Kind::event;
 }
 
-// A value as the trace's file spells it.
+// A value as JSON, as in the trace's file.
 QString jsonText(const Json& value) {
   return QString::fromStdString(line(value));
 }
 
-// The value of `key` as the trace's file spells it; empty when the entry has none.
+// The value of `key` as JSON; empty when the entry has none.
 QString valueIn(const Json& entry, const char* key) {
   const auto found = entry.find(key);
   return found == entry.end() ? QString() : jsonText(*found);
@@ -42,7 +42,7 @@ QStringList argumentsOf(const Json& entry) {
   return strings;
 }
 
-// Signs that every font has: who does not see the colour reads the sign.
+// A sign says the same as the colour, for users who do not see the colour. Every font has these.
 QString markOf(Kind kind) {
   switch (kind) {
     case Kind::nullFault:
@@ -58,7 +58,7 @@ QString markOf(Kind kind) {
   }
 }
 
-// What a screen reader says for the mark.
+// What a screen reader reads out for the mark.
 QString accessibleMarkOf(Kind kind) {
   switch (kind) {
     case Kind::nullFault:

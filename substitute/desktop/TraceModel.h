@@ -1,4 +1,4 @@
-// The trace as a table, a row for each entry.
+// The trace as a table model, with one row for each entry.
 #pragma once
 
 #include <QAbstractTableModel>
@@ -14,10 +14,10 @@ class TraceModel : public QAbstractTableModel {
  public:
   enum Column { number, mark, call, object, arguments, result, columns };
 
-  // What a row gives besides its cells, at any column.
+  // Data of the whole row, the same in every column.
   enum Role {
-    lineRole = Qt::UserRole,  // the entry as it stands in the trace's file, without its line end
-    detailRole,               // the whole entry for people, in several lines of plain text
+    lineRole = Qt::UserRole,  // the entry's line in the trace's file, without its line end
+    detailRole,               // all values of the entry, in several lines of plain text
     commandRole,              // the number of the command that caused it; -1 when none did
     searchRole,               // all cells and the line
   };
@@ -27,10 +27,10 @@ class TraceModel : public QAbstractTableModel {
   // Adds a row. `entry` is an entry of the trace.
   void append(const Json& entry, int command);
 
-  // Removes the rows. The entries are kept for `allLines`, and the numbers go on.
+  // Removes the rows. `allLines` still has their entries, and the next row has the next number.
   void clear();
 
-  // The trace's file since the host began, also what was cleared.
+  // The content of the trace's file since the host was created, including what was cleared.
   QByteArray allLines() const;
 
   int rowCount(const QModelIndex& parent = {}) const override;
@@ -45,7 +45,7 @@ class TraceModel : public QAbstractTableModel {
   };
 
   std::vector<Line> lines_;
-  std::size_t cleared_ = 0;  // so many of the lines have no row any more
+  std::size_t cleared_ = 0;  // the number of lines that have no row any more
 };
 
 }  // namespace substitute

@@ -27,7 +27,7 @@ namespace substitute {
 
 namespace {
 
-// Matches what holds all of the words.
+// Matches strings that contain all of the words, in any order and case.
 QRegularExpression matchingAllWords(const QString& words) {
   QString pattern;
   for (const QString& word : words.split(QRegularExpression("\\s+"), Qt::SkipEmptyParts)) {
@@ -132,8 +132,8 @@ void TracePanel::makeList() {
                                         {TraceModel::arguments, 150}, {TraceModel::result, 120}};
   for (const auto& [column, width] : widths) header->resizeSection(column, width);
   list_->setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);
-  // The list follows its end, but for a user who has scrolled up to read. It is laid out, and its
-  // range changes, once for all lines that were appended.
+  // The list scrolls to its end, unless the user has scrolled up. The range changes once for all
+  // lines that were appended together.
   QScrollBar* const bar = list_->verticalScrollBar();
   connect(bar, &QScrollBar::valueChanged, this,
           [this, bar](int value) { followsEnd_ = value == bar->maximum(); });
@@ -206,7 +206,7 @@ void TracePanel::clearFilter() {
 
 void TracePanel::copy() {
   QModelIndexList rows = list_->selectionModel()->selectedRows();
-  std::sort(rows.begin(), rows.end());  // they come in the order of the selecting
+  std::sort(rows.begin(), rows.end());  // they are in the order of selection
   QStringList lines;
   for (const QModelIndex& row : rows) lines << row.data(TraceModel::lineRole).toString();
   QGuiApplication::clipboard()->setText(lines.join('\n'));
@@ -252,7 +252,7 @@ void TracePanel::save(const QString& path) {
 void TracePanel::clear() {
   trace_->clear();
   refreshCount();
-  refreshDetail();  // a model that starts anew does not tell its selection
+  refreshDetail();  // a reset of the model emits no change of the selection
 }
 
 void TracePanel::filter(const QString& words) {

@@ -1,5 +1,4 @@
-// The trace on screen: a list that grows as the calls happen, and the whole of the line that is
-// selected.
+// The trace panel: a list that grows as the calls happen, and all values of the selected line.
 #pragma once
 
 #include <QDockWidget>
@@ -16,15 +15,15 @@ namespace substitute {
 
 class TraceModel;
 
-// Its `actions()` are for a menu of the window.
+// Its `actions()` are meant for a menu of the window.
 class TracePanel : public QDockWidget {
   Q_OBJECT
 
  public:
   explicit TracePanel(QWidget* parent);
 
-  // One more row. `entry` is an entry of the trace, `command` the number of the command that caused
-  // it, -1 when none did.
+  // Adds a row. `entry` is an entry of the trace, `command` the number of the command that caused
+  // it; -1 when none did.
   void append(const Json& entry, int command = -1);
 
  Q_SIGNALS:

@@ -19,7 +19,7 @@ namespace substitute {
 
 namespace {
 
-// What the page's script finds before its own first line. A call waits until the channel stands.
+// Runs before the page's own scripts. A call waits until the channel is open.
 constexpr const char* bridgeScript = R"(
 (() => {
   const host = new Promise(resolve => {
@@ -39,20 +39,21 @@ QString channelScript() {
   return QString::fromUtf8(file.readAll());
 }
 
-// The engine reads its switches once, when the first profile is made.
+// Sets the environment from which the engine reads its switches when the first profile is created.
+// Returns `site`, so that a constructor can call this before it creates its profile.
 const LearningSite& configureEngine(const LearningSite& site, Theme theme) {
   const char* const variable = "QTWEBENGINE_CHROMIUM_FLAGS";
-  // Quiet: it would report the site's own certificate at every load. Last stands what the user
-  // says.
+  // Only fatal errors are logged: the engine would report the site's certificate at every load. The
+  // user's switches come last, so they take effect.
   QByteArray switches = "--log-level=3 " + site.engineSwitch() + ' ';
   if (theme == Theme::dark) switches += "--force-dark-mode ";
   qputenv(variable, switches + qgetenv(variable));
-  // No proxy knows the site's name.
+  // No proxy can resolve the site's name.
   const char* const exceptions = qEnvironmentVariableIsSet("no_proxy") ? "no_proxy" : "NO_PROXY";
   const QByteArray others = qgetenv(exceptions);
   qputenv("no_proxy", LearningSite::host + (others.isEmpty() ? others : ',' + others));
   QLoggingCategory::setFilterRules("qt.webenginecontext.info=false");
-  // The engine refuses to run in its sandbox for root.
+  // The engine does not run as root with its sandbox.
   if (geteuid() == 0) qputenv("QTWEBENGINE_DISABLE_SANDBOX", "1");
   return site;
 }
@@ -119,7 +120,7 @@ WebPage::WebPage(WebEngine& engine, QObject* parent) : QWebEnginePage(&engine.pr
 
 void WebPage::javaScriptConsoleMessage(JavaScriptConsoleMessageLevel level, const QString& message,
                                        int line, const QString& source) {
-  // The terminal is told, too, and where.
+  // Also written to standard error, with its location.
   const QString withLocation = QStringLiteral("%1 (%2:%3)").arg(message, source).arg(line);
   QWebEnginePage::javaScriptConsoleMessage(level, withLocation, line, source);
   if (level == ErrorMessageLevel) Q_EMIT scriptFailed(message, line, source);

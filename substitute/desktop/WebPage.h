@@ -1,4 +1,4 @@
-// A palette's page in the web engine, with what the host gives to its script.
+// A palette's page in the web engine, with the functions that the host offers to its script.
 #pragma once
 
 #include <QObject>
@@ -12,9 +12,9 @@ namespace substitute {
 
 class Host;
 
-// The web engine as all palettes use it. It keeps nothing on disk, and while the host is offline
-// it reaches no network. Pages are told the theme. `host` and `site` outlive it; it outlives every
-// page. One for the process.
+// The web engine of all palettes; one for the process. It stores nothing on disk, and while the
+// host is offline it blocks every request. Pages see the theme as the preferred colour scheme.
+// `host` and `site` outlive it; it outlives every page.
 class WebEngine {
  public:
   WebEngine(Host& host, const LearningSite& site, Theme theme);
@@ -29,15 +29,15 @@ class WebEngine {
   QWebEngineProfile profile_;
 };
 
-// What the page's script reaches through the function adsk.fusionSendData.
+// The object that the page's script calls through the function adsk.fusionSendData.
 class PageBridge : public QObject {
   Q_OBJECT
 
  public:
   using QObject::QObject;
 
-  // The page sends `data`. The result is the host's answer to the script, always empty here: no
-  // handler of the add-in gives one.
+  // Called when the page sends `data`. The result is the host's answer to the script. It is always
+  // empty, since no handler of the add-in returns one.
   Q_INVOKABLE QString send(const QString& action, const QString& data);
 
  Q_SIGNALS:
@@ -51,16 +51,16 @@ class WebPage : public QWebEnginePage {
   // `engine` outlives the page.
   WebPage(WebEngine& engine, QObject* parent);
 
-  // What is wrong with the certificate that was refused last; empty when none was.
+  // The error of the certificate that was refused last; empty when none was.
   const QString& refusedCertificate() const { return refusedCertificate_; }
 
  Q_SIGNALS:
-  // The page's script has sent `data`. The receiver runs before the script gets its answer.
+  // The page's script has sent `data`. The script gets its answer when the receivers have returned.
   void messageSent(const QString& data);
-  // The page's script has failed, or reports an error, in `line` of `source`, an address.
+  // The page's script threw, or logged an error, at `line` of the address `source`.
   void scriptFailed(const QString& message, int line, const QString& source);
-  // The page has asked for a window of its own for `address`. None is opened: what the host does
-  // then is not known.
+  // The page asked for a new window for `address`. None is opened, since it is not known what the
+  // real host does.
   void windowRefused(const QUrl& address);
 
  protected:

@@ -1,4 +1,4 @@
-// substitute-desktop: the substitute host as a window.
+// substitute-desktop: the substitute host with a window.
 #include <QApplication>
 #include <cstdlib>
 #include <functional>
@@ -38,7 +38,7 @@ std::string checkTheme(const std::string& value) {
   return value == "light" || value == "dark" ? "" : "'" + value + "' is not light or dark";
 }
 
-// The options that a scenario cannot bring about, as words, for who plays it again.
+// The options that no command of a scenario stands for, as words; a recording names them.
 std::vector<std::string> optionsToRecord(const CommandLine& values) {
   std::vector<std::string> words;
   if (values.addin != besideProgram(libraryName)) words = {"--addin", values.addin};
@@ -48,7 +48,7 @@ std::vector<std::string> optionsToRecord(const CommandLine& values) {
   return words;
 }
 
-// Plays `commands`, or standard input, then calls `done`. What cannot be played ends the program.
+// Plays `commands`, or standard input if `input`, then calls `done`. A failure quits the program.
 void startPlayback(MainWindow& window, const std::vector<Command>& commands, bool input,
                    const std::function<void()>& done) {
   Playback& playback = window.playback();
@@ -58,9 +58,8 @@ void startPlayback(MainWindow& window, const std::vector<Command>& commands, boo
     QCoreApplication::exit(exit_status::cannotLoad);
   });
   const auto finish = [done, failure](const std::string& error) {
-    QObject::disconnect(*failure);  // what the user opens later may fail
+    QObject::disconnect(*failure);  // later failures do not quit the program
     if (error.empty()) return done();
-    // What was played before a wrong line stays.
     printError(program, error);
     QCoreApplication::exit(exit_status::wrongInput);
   };
@@ -102,7 +101,7 @@ int show(DesktopOptions& values, int& argc, char** argv) {
                           QString::fromStdString(besideProgram("learning-site.key")));
   WebEngine engine(session.host(), site, theme);
   MainWindow window(session.host(), session.runner(), engine, values.addin);
-  // What is played is played to its end and no further.
+  // A scenario that ends the program is played without an additional `stop`.
   window.setStopsAtEnd(!ends);
   window.show();
   window.recording().setOptions(optionsToRecord(values));
@@ -151,7 +150,7 @@ int main(int argc, char** argv) {
       ->check(checkNotEmpty);
   if (const auto status = readCommandLine(parser, values, argc, argv)) return *status;
   try {
-    int count = 1;  // the options are read; none is Qt's
+    int count = 1;  // Qt gets no options
     return show(values, count, argv);
   } catch (const std::exception&) {
     return printException(program);
