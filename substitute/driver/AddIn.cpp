@@ -29,7 +29,8 @@ void unload(void* library) {
   dlclose(library);
 }
 
-// What stands in `string` between `before` and the next of `ends`; empty when that is not there.
+// The part of `string` after `before`, up to the next character of `ends`; empty when `before` is
+// not there.
 std::string between(const std::string& string, const std::string& before, const char* ends) {
   const auto found = string.find(before);
   if (found == std::string::npos) return "";
@@ -37,8 +38,8 @@ std::string between(const std::string& string, const std::string& before, const 
   return string.substr(begin, string.find_first_of(ends, begin) - begin);
 }
 
-// Why the loader refuses `file`. `said` is what the loader says, which is meant for those who know
-// it: it is told in other words.
+// Why the loader refuses `file`. `said` is the loader's message, which only experts understand; the
+// result says the same in plain words.
 std::string whyRefused(const std::string& file, const std::string& said) {
   std::error_code unknown;
   if (std::filesystem::is_directory(file, unknown)) return "it is a folder";

@@ -24,7 +24,7 @@ class AddIn {
   AddIn(const AddIn&) = delete;
   AddIn& operator=(const AddIn&) = delete;
 
-  // Calls the entry point through `host`. The result is nothing when an exception left it.
+  // Calls the entry point through `host`. The result is empty when an exception left it.
   std::optional<bool> run(Host& host);
   std::optional<bool> stop(Host& host);
 
@@ -32,7 +32,7 @@ class AddIn {
   // tests.
   void* symbol(const char* name) const;
 
-  // True while the library `file` is in the process.
+  // True while the process has the library `file` loaded.
   static bool isLoaded(const std::string& file);
 
  private:

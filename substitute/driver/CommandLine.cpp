@@ -43,13 +43,13 @@ std::vector<std::string> optionNames(const CLI::App& parser) {
   return names;
 }
 
-// The known option that `argument` is or begins with; null when it is something else.
+// The known option that `argument` is, with or without "=VALUE"; null when it is something else.
 const CLI::Option* optionIn(const CLI::App& parser, const std::string& argument) {
   if (argument.size() < 2 || argument[0] != '-' || argument == "--") return nullptr;
   return parser.get_option_no_throw(argument.substr(0, argument.find('=')));
 }
 
-// The value of `option` at arguments[at]; `at` moves to the next word where that is the value.
+// The value of `option` at arguments[at]. When the value is the next word, `at` is advanced to it.
 // Throws UsageError.
 std::string valueAt(const CLI::App& parser, const CLI::Option& option,
                     const std::vector<std::string>& arguments, std::size_t& at) {
@@ -62,8 +62,8 @@ std::string valueAt(const CLI::App& parser, const CLI::Option& option,
   return arguments[++at];
 }
 
-// The arguments, each option's value with the option, so that none is taken for another: CLI11
-// takes the next word for the value of "--name=". Throws UsageError.
+// The arguments, with each option and its value as one word "--name=value". An empty value stays a
+// word of its own, since CLI11 takes the next word as the value of "--name=". Throws UsageError.
 std::vector<std::string> joinValues(const CLI::App& parser,
                                     const std::vector<std::string>& arguments) {
   std::vector<std::string> result;

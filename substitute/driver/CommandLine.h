@@ -1,4 +1,4 @@
-// The options that the substitute hosts share, and what their mains have in common.
+// The options that both programs share, and how their main functions report errors.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -24,7 +24,7 @@ struct CommandLine {
   std::string trace;
   std::string expectedTrace;
   bool strict = false;
-  unsigned timeout = 0;  // in seconds; 0: any time
+  unsigned timeout = 0;  // in seconds; 0: no limit
   bool systemOpen = false;
   bool listScenarios = false;
   bool listOperations = false;
@@ -33,37 +33,36 @@ struct CommandLine {
 // Adds the options to `parser`, which fills `values`. `values` outlives it.
 void addOptions(CLI::App& parser, CommandLine& values);
 
-// A check for CLI11: the error for an empty value; an empty string when `value` is not empty.
+// A validator for CLI11: returns an error when `value` is empty, else an empty string.
 std::string checkNotEmpty(const std::string& value);
 
-// Reads the command line into what is declared on `parser` and fills in the library. The result is
-// the exit status when the program has nothing more to do: what was asked for is printed, or what
-// is wrong is told.
+// Reads the command line into the options of `parser`, and sets the library in `values` if it was
+// left out. The result is an exit status when the program is to end: it has printed what an option
+// asked for, or an error.
 std::optional<int> readCommandLine(CLI::App& parser, CommandLine& values, int argc, char** argv);
 
-// Throws UsageError when `path`, the value of `option`, is standard output or would overwrite one
-// of `files`.
+// Throws UsageError when `path`, the value of `option`, is "-" or names one of `files`.
 void checkOutput(const std::string& option, const std::string& path,
                  const std::vector<std::string>& files);
 
-// Throws UsageError when the trace would overwrite what the run of `host` reads or writes: one of
-// the scenarios, given as words, the library, the info file or the expected trace.
+// Throws UsageError when the trace would overwrite a file that the run of `host` reads or writes:
+// one of `scenarios`, the library, the info file or the expected trace.
 void checkTrace(const CommandLine& values, const std::vector<std::string>& scenarios,
                 const Host& host);
 
-// Tells a sentence on standard error, begun with the program's name and ended with a full stop.
+// Prints a sentence on standard error, after the program's name. Adds the full stop if missing.
 void printError(const std::string& program, const std::string& sentence);
 
-// What ends a program before its time.
+// An error that ends the program.
 struct FatalError {
   int status;            // the exit status
-  std::string sentence;  // without its full stop, with the option that helps
+  std::string sentence;  // without its full stop; names the option that helps
 };
 
-// The exception that is being handled.
+// Describes the exception that is being handled.
 FatalError currentError();
 
-// Tells of the exception that is being handled. The result is the exit status.
+// Prints the exception that is being handled to standard error. Returns the exit status.
 int printException(const std::string& program);
 
 }  // namespace substitute

@@ -1,4 +1,4 @@
-// The commands of a scenario, in one table. The reader, the runner, the help and the completion use
+// The table of the commands of a scenario. The reader, the runner, the help and the completion use
 // it.
 #pragma once
 
@@ -14,12 +14,12 @@ class ScenarioRunner;
 
 using Arguments = std::vector<std::string>;
 
-// How a line is divided into arguments.
+// How a line is split into arguments.
 struct ArgumentForm {
   std::size_t least = 0;
   std::size_t most = 0;
-  // The last argument is all of the line after the one space behind the name, or behind that many
-  // words that come first, spaces included.
+  // The last argument is the rest of the line, spaces included. It begins after one space that
+  // follows the name, or follows the first `wordsBeforeRest` words after the name.
   bool isRestOfLine = false;
   std::size_t wordsBeforeRest = 0;
 };
@@ -38,11 +38,10 @@ struct CommandEntry {
   // Null: every argument is right.
   void (*check)(const Arguments& arguments) = nullptr;
 
-  // The words that can stand behind the arguments `before`, for completion. Null when none is
-  // known.
+  // The candidates for the argument after `before`, for completion. Null when none is known.
   std::vector<std::string> (*words)(const Host& host, const Arguments& before) = nullptr;
 
-  // The command only prints: it is not printed itself, and no changes are reported.
+  // The command only prints. It is not echoed, and no changes are reported.
   bool isQuery = false;
 };
 
@@ -52,13 +51,13 @@ const std::vector<CommandEntry>& commands();
 // Null when there is no command of that name.
 const CommandEntry* findCommand(const std::string& name);
 
-// The number of a user language; nothing when `word` is no decimal 32-bit number. And what is wrong
-// with it then.
+// The number of a user language; empty when `word` is not a decimal 32-bit number. notALanguage()
+// returns the error message for that case.
 std::optional<int> parseLanguage(const std::string& word);
 std::string notALanguage(const std::string& word);
 
-// The words that can stand at the end of `typed`, a line whose last word may be only begun, as far
-// as they begin with it. None where anything can stand.
+// The candidates for the last word of the line `typed`, which may be incomplete: they begin with
+// it. None where any word is possible.
 std::vector<std::string> completions(const std::string& typed, const Host& host);
 
 }  // namespace substitute

@@ -22,8 +22,8 @@ namespace substitute {
 
 namespace {
 
-// A string in a place of its own, so that a signal's handler can read it whatever state the process
-// is in. What does not fit is cut off.
+// A string in a fixed buffer, which a signal handler can read in any state of the process. A longer
+// string is truncated.
 template <std::size_t size>
 class FixedString {
  public:
@@ -41,7 +41,7 @@ class FixedString {
 
 using ShortString = FixedString<256>;
 
-// All that the report tells, kept ready.
+// The content of the report. A signal handler only writes it.
 struct Report {
   ShortString program;
   ShortString underWay;
@@ -50,17 +50,17 @@ struct Report {
   bool lastCallReturned = false;
   FixedString<1024> command;
   std::array<FixedString<4096>, 5> trace;
-  std::size_t traceLines = 0;  // so far; the last ones are kept, each at its number's remainder
-  unsigned seconds = 0;        // that a call of the add-in may take; 0: any
-  pid_t process = 0;           // the host's, which may have children of the same program
-  ShortString timeout;         // the same in letters
+  std::size_t traceLines = 0;  // so far; line i is kept at i % trace.size()
+  unsigned seconds = 0;        // that a call of the add-in may take; 0: no limit
+  pid_t process = 0;           // of the host; its child processes inherit this report
+  ShortString timeout;         // `seconds` as a string
 };
 Report report;
 
 struct FatalSignal {
   const char* name;
   int number;
-  // What others send to the host is told only while a call of the add-in is under way.
+  // Other processes send such a signal. It is reported only during a call of the add-in.
   bool isSentByOthers = false;
 };
 constexpr FatalSignal fatalSignals[] = {
@@ -95,7 +95,7 @@ void writeLastCall() {
   writeToStandardError("\n");
 }
 
-// All but the stack, which the signal's handler tells itself.
+// All but the stack, which the signal handler writes itself.
 void writeReport(const char* what, const char* detail) {
   writeToStandardError(report.program.get());
   writeToStandardError(what);
@@ -116,7 +116,7 @@ void writeReport(const char* what, const char* detail) {
   }
 }
 
-// The signal has its usual action again: sent once more it ends the process when this returns.
+// SA_RESETHAND has restored the default action: the raised signal ends the process on return.
 void onFatalSignal(int number) {
   const auto* const signal =
       std::find_if(std::begin(fatalSignals), std::end(fatalSignals),
@@ -128,7 +128,7 @@ void onFatalSignal(int number) {
   std::raise(number);
 }
 
-// Ends the process in spite of what is under way.
+// Ends the process without another report.
 [[noreturn]] void endProcess(int status) {
   report.underWay.set("");
   _exit(status);
@@ -141,8 +141,9 @@ void onTimeout(int /*signal*/) {
   endProcess(exit_status::timedOut);
 }
 
-// An add-in that ends the process must not pass for a scenario that came to its end. A child of the
-// add-in's may end as it likes. Not inlined: the stack begins behind this function and its caller.
+// A scenario must not pass when the add-in ends the process before the scenario's end. A child
+// process of the add-in may exit. Not inlined: writeStackTrace() leaves out this function and its
+// caller.
 __attribute__((noinline)) void onExit() {
   if (report.underWay.empty() || report.process != getpid()) return;
   writeReport(": the add-in ends the process", "");
@@ -150,7 +151,7 @@ __attribute__((noinline)) void onExit() {
   endProcess(exit_status::failed);
 }
 
-// True for what a shell's `nohup` or `&` has made the process ignore.
+// True for a signal that a shell's `nohup` or `&` has made the process ignore.
 bool isIgnored(int signal) {
   struct sigaction action = {};
   return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
@@ -190,8 +191,8 @@ void follow(const Json& entry) {
 }  // namespace
 
 #ifdef __linux__
-// The system's functions of these names, which the loader finds in the program first. On a Mac each
-// library is bound to the system's own.
+// These replace the system's functions for all libraries, since the loader looks in the program
+// first. On a Mac each library is bound to the system's functions.
 extern "C" void _exit(int status) {
   onExit();
   while (true) syscall(SYS_exit_group, status);

@@ -1,5 +1,5 @@
-// The report of a host that the add-in ends: by a signal, by ending the process, or by a call that
-// does not return.
+// The report on standard error when the add-in ends the process: by a signal, by an exit, or by a
+// call that takes longer than --timeout.
 #pragma once
 
 #include <string>
@@ -12,21 +12,21 @@ namespace substitute {
 // The name of a signal that ends a process, such as SIGABRT.
 std::string signalName(int number);
 
-// From its construction on, whatever takes the process down is told on standard error: the last
-// call of the host, what was under way, the command of the scenario, the end of the trace and the
-// stack. The process then ends as it would have ended, by the signal.
+// Installs handlers for fatal signals and for exits. They report the last call of the host, the
+// activity that was under way, the command of the scenario, the last lines of the trace and the
+// stack. After a signal the process then ends by the same signal. The handlers stay installed.
 class CrashReport {
  public:
-  // `program` begins the report. `timeout` is the time in seconds that a call of the add-in may
-  // take; 0 is any time.
+  // `program` begins the report. `timeout` is the number of seconds that a call of the add-in may
+  // take; 0: no limit.
   CrashReport(Host& host, const std::string& program, unsigned timeout);
   CrashReport(const CrashReport&) = delete;
   CrashReport& operator=(const CrashReport&) = delete;
 
-  // The command that is played from now on.
+  // Names the command that is played from now on.
   static void noteCommand(const Command& command);
 
-  // While it lives, the add-in has the process: `what` it does there is told in the report.
+  // While it exists, the report names `what` as the activity of the add-in that is under way.
   class Activity {
    public:
     explicit Activity(const char* what);

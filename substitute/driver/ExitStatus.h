@@ -1,4 +1,4 @@
-// How the programs end.
+// The exit statuses of the programs besides 0.
 #pragma once
 
 namespace substitute::exit_status {

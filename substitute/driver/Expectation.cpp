@@ -17,7 +17,7 @@ Json::json_pointer parsePointer(const std::string& string) {
   }
 }
 
-// The value in that place of `state`; null when there is none.
+// The value at `pointer` in `state`; null when there is none.
 const Json* find(const Json& state, const Json::json_pointer& pointer) {
   try {
     return &state.at(pointer);
@@ -26,7 +26,7 @@ const Json* find(const Json& state, const Json::json_pointer& pointer) {
   }
 }
 
-// The order of an object's keys means nothing.
+// Ignores the order of an object's keys.
 bool equal(const Json& one, const Json& other) {
   return nlohmann::json(one) == nlohmann::json(other);
 }
@@ -42,7 +42,7 @@ Expectation::Expectation(const Arguments& arguments, bool negated)
 
 std::optional<std::string> Expectation::failure(const Json& state) const {
   const Json* const found = find(state, pointer_);
-  // As it is printed: bytes that are not UTF-8 are replaced.
+  // Compared as printed, where bytes that are not UTF-8 are replaced.
   const bool equals = found != nullptr && equal(Json::parse(line(*found)), value_);
   if (equals != negated_) return {};
   return std::string("expected ") + (negated_ ? "not " : "") + pointer_.to_string() + " " +

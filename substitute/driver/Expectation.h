@@ -1,5 +1,5 @@
-// What a scenario expects: of the state, by the commands `expect` and `expect-not`, and of the
-// trace.
+// What a scenario expects of the state (commands `expect` and `expect-not`) and of the trace
+// (--expect-trace).
 #pragma once
 
 #include <cstddef>
@@ -12,14 +12,14 @@
 
 namespace substitute {
 
-// Something that the state is to have, or not to have, in one place.
+// A value that the state must have, or must not have, at a JSON pointer.
 class Expectation {
  public:
   // `arguments` are a JSON pointer and a JSON value. Throws ScenarioError.
   Expectation(const Arguments& arguments, bool negated);
 
-  // Nothing when `state` is as expected; else a sentence with both values. Objects are equal
-  // whatever the order of their keys.
+  // Empty when `state` is as expected; else a sentence with both values. The order of an object's
+  // keys does not matter.
   std::optional<std::string> failure(const Json& state) const;
 
  private:
@@ -28,7 +28,7 @@ class Expectation {
   bool negated_;
 };
 
-// The trace that a scenario is to leave.
+// The trace that a scenario must produce.
 class ExpectedTrace {
  public:
   // Reads the trace from `path`. Throws UsageError when it cannot be read or a line is not JSON.
@@ -36,10 +36,10 @@ class ExpectedTrace {
   ExpectedTrace(const ExpectedTrace&) = delete;
   ExpectedTrace& operator=(const ExpectedTrace&) = delete;
 
-  // Compares the trace of `host` from now on.
+  // Begins to compare the trace of `host`.
   void begin(Host& host);
 
-  // The first line that differs from what came so far, with both; nothing when none does.
+  // A sentence about the first line that differs, with both lines; empty when none differs so far.
   std::optional<std::string> difference() const;
 
  private:

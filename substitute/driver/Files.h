@@ -1,4 +1,4 @@
-// The files that the substitute hosts read and write.
+// The files that the programs read and write.
 #pragma once
 
 #include <fstream>
@@ -14,11 +14,11 @@ namespace substitute {
 // are.
 std::string besideProgram(const std::string& name);
 
-// The names of the scenarios that come with the host, in order.
+// The names of the scenarios that come with the host, in alphabetical order.
 std::vector<std::string> scenarioNames();
 
-// The file that the word SCENARIO means: the file of that name, or one of the scenarios that come
-// with the host. Throws UsageError when there is neither.
+// The file for the argument SCENARIO: the file of that name, or one of the scenarios that come with
+// the host. Throws UsageError when there is neither.
 std::string scenarioFile(const std::string& word);
 
 // The commands of that scenario. Throws ScenarioError, what scenarioFile throws, and
@@ -28,19 +28,19 @@ std::vector<Command> readScenario(const std::string& word);
 // Throws std::runtime_error when standard input cannot be read.
 void checkStandardInput();
 
-// Whether two paths name one file, which need not be there yet.
+// Whether two paths name the same file, which need not exist.
 bool isSameFile(const std::string& one, const std::string& other);
 
 // The file of --trace.
 class TraceFile {
  public:
-  // Opens `path` and leaves its content. Throws UsageError when it cannot be opened.
+  // Opens `path` without changing its content. Throws UsageError when it cannot be opened.
   explicit TraceFile(const std::string& path);
 
   TraceFile(const TraceFile&) = delete;
   TraceFile& operator=(const TraceFile&) = delete;
 
-  // Empties the file and writes the trace of `host` there from now on, each line at once.
+  // Empties the file, then writes each line of the trace of `host` to it at once.
   void begin(Host& host);
 
   // False when something could not be written.

@@ -1,4 +1,4 @@
-// Help and completion where somebody types commands.
+// Help and completion at a prompt: the terminal's, or the command line of the window.
 #pragma once
 
 #include <string>
@@ -8,29 +8,30 @@
 
 namespace substitute {
 
-// A word that is understood there besides the commands of a scenario.
+// A word that a prompt understands besides the commands of a scenario.
 struct PromptWord {
   const char* name;
   const char* usage;
   const char* help;
 };
 
-// What `help` is in every such place.
+// The word `help`, which every prompt understands.
 inline constexpr PromptWord helpWord = {"help", "[COMMAND]", "list the commands, or tell of one"};
 
-// What a command does stands beside its usage, or below it, where there is little room.
+// Whether the description of a command is beside its usage, or below it in a narrow panel.
 enum class HelpLayout { columns, narrow };
 
 // The list of all commands, for people.
 std::string commandList(HelpLayout layout = HelpLayout::columns);
 
-// The lines that `help NAME` tells, `words` being understood as well; of everything when `name` is
-// empty. Of a command also what its first argument can be, with the ids that exist in `host`.
+// The output of `help NAME`, for commands and `words`; for all of them when `name` is empty. For
+// one command it also lists the candidates for the first argument, such as the ids in `host`.
 // Throws ScenarioError when there is no such command or word.
 std::string help(const std::string& name, const std::vector<PromptWord>& words, const Host& host,
                  HelpLayout layout = HelpLayout::columns);
 
-// The words that can stand at the end of `typed`, as completions() finds them, `words` included.
+// As completions(), with `words` as candidates for the first word, and with candidates after
+// `help`.
 std::vector<std::string> completionsAtPrompt(const std::string& typed, const Host& host,
                                              const std::vector<PromptWord>& words);
 

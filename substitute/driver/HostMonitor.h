@@ -9,8 +9,7 @@
 
 namespace substitute {
 
-// Composes the state from the host's values and from what the trace has shown since the monitor was
-// created.
+// Composes the state from the host's values and from the trace since the monitor was created.
 class HostMonitor {
  public:
   // `host` outlives the monitor.
@@ -18,7 +17,7 @@ class HostMonitor {
   HostMonitor(const HostMonitor&) = delete;
   HostMonitor& operator=(const HostMonitor&) = delete;
 
-  // The state (docs/substitute-host.md).
+  // The state; docs/substitute-host.md describes its keys.
   Json state() const;
 
   // The arguments of each run of `open` so far.
@@ -31,12 +30,11 @@ class HostMonitor {
   long failedRuns() const { return run_.failed; }
   long failedStops() const { return stop_.failed; }
 
-  // The failures that are planned and have not happened, in the words of the command `fail`.
+  // The planned faults that have not happened, in the syntax of the command `fail`.
   std::vector<std::string> pendingFaults() const;
 
  private:
-  // What an entry point returned: the last time, nothing when an exception left it then; and how
-  // often false.
+  // The last result of an entry point, empty after an exception, and how often it was false.
   struct Returned {
     std::optional<bool> last;
     long failed = 0;

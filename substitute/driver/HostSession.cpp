@@ -19,7 +19,7 @@ HostSession::HostSession(const CommandLine& values, const std::string& program,
   if (!values.trace.empty()) checkTrace(values, scenarios, host_);
   crashReport_.emplace(host_, program, values.timeout);
   if (!values.systemOpen) recorder_.emplace(host_);
-  { const AddIn known(values.addin); }  // what cannot be loaded is told before anything is done
+  { const AddIn known(values.addin); }  // throws before the add-in's folder is created
   if (!values.expectedTrace.empty()) expected_.emplace(values.expectedTrace);
   if (!values.trace.empty()) trace_.emplace(values.trace);
   installation_.addFolder(host_);

@@ -1,4 +1,4 @@
-// A host as the command line wants it, from its installation to its verdict.
+// One run of a host: its installation, its recorders, its scenario runner and its verdict.
 #pragma once
 
 #include <optional>
@@ -19,20 +19,20 @@ struct CommandLine;
 
 class HostSession {
  public:
-  // Sets up the host and everything that records it, as `values` say, and tells where its data is.
-  // `values` outlives the session; `program` begins the crash report. `scenarios`, as words, are
-  // what is played; none: a user types the commands or clicks. `arguments` are those of the
-  // process, its name included. Throws LoadError, UsageError or std::runtime_error, before the
-  // add-in's folder is made.
+  // Sets up the host and its recorders by the options `values`, and prints where its data is.
+  // `values` outlives the session. `program` begins the crash report. `scenarios` are the arguments
+  // SCENARIO; empty when a user types the commands or clicks. `arguments` are those of the process,
+  // with its name. Throws LoadError, UsageError or std::runtime_error, before the add-in's folder
+  // is created.
   HostSession(const CommandLine& values, const std::string& program,
               const std::vector<std::string>& scenarios, std::vector<std::string> arguments);
 
   Host& host() { return host_; }
   ScenarioRunner& runner() { return *runner_; }
 
-  // All has been played: tells the verdict where there is one. What a user did is judged only
-  // where that was asked for. False when something failed. Throws UsageError when the trace is not
-  // complete.
+  // Call it when all has been played. Prints the verdict for a scenario, and for a user's commands
+  // if something was expected of them or --strict was given. False when something failed. Throws
+  // UsageError when the trace could not be written in full.
   bool conclude();
 
  private:

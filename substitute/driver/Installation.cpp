@@ -22,8 +22,8 @@ namespace {
 
 constexpr const char* folderVariable = "SUBSTITUTE_HOST_FOLDER";
 
-// The folder of the user's in which a host is installed that has no folder of its own. Throws
-// std::runtime_error when HOME names none.
+// The folder in the user's data directory for a host without --data. Throws std::runtime_error when
+// neither XDG_DATA_HOME nor HOME is set.
 std::string userFolder() {
   const char* const data = std::getenv("XDG_DATA_HOME");
   const char* const home = std::getenv("HOME");
@@ -62,7 +62,7 @@ Installation::Installation(const CommandLine& values, bool forScenario,
   if (!values.data.empty()) {
     folder_ = values.data;
   } else if (forScenario || values.fresh) {
-    // A program that was started through the link goes on with the folder of the one before.
+    // After a restart through the link, the process continues with the same folder.
     const char* const former = startsThroughLink ? std::getenv(folderVariable) : nullptr;
     folder_ = (former == nullptr ? temporary_.emplace() : temporary_.emplace(former)).path();
   } else {

@@ -1,4 +1,4 @@
-// Where a host is installed, and with it the folder of the add-in.
+// The folder in which a host is installed, with the add-in's folder in it.
 #pragma once
 
 #include <optional>
@@ -14,22 +14,23 @@ struct CommandLine;
 
 class Installation {
  public:
-  // Chooses the folder by `values`; where they name none, a scenario gets a temporary one, which
-  // ends with the installation, and anything else a folder of the user's. Nothing else is made yet
-  // but, on a Mac, the link through which the program is then started once more with its
-  // `arguments`. Throws std::runtime_error when there is no such folder, UsageError where the host
-  // cannot report another executable.
+  // Chooses the folder by `values`. If they name none, a scenario gets a temporary folder, which
+  // the destructor removes, and a user a folder in the data directory. On a Mac this also creates a
+  // link to the program and restarts the process through it, with `arguments`. Throws
+  // std::runtime_error when there is no such folder, and UsageError where the host cannot report
+  // another executable.
   Installation(const CommandLine& values, bool forScenario, std::vector<std::string> arguments);
 
-  // The host's values.
+  // The host's values at its start.
   Settings settings() const;
 
-  // Makes the add-in's folder as an installer would, unless it is not wanted, and says so where the
-  // add-in in `host` will not find it. Throws UsageError when it cannot be made.
+  // Creates the add-in's folder as an installer would, unless the options exclude it. Prints a
+  // warning when the add-in in `host` will not find it. Throws UsageError when it cannot be
+  // created.
   void addFolder(const Host& host) const;
 
-  // One sentence on where the data of `host` is, for people; empty where it does not matter: in a
-  // scenario, as long as the host reports its own executable.
+  // One sentence for the user on where the data of `host` is. Empty for a scenario, unless the
+  // options name the executable.
   std::string description(const Host& host) const;
 
  private:

@@ -9,7 +9,7 @@ namespace substitute {
 
 namespace {
 
-// `bytes` as they stand in XML, between quotes or elsewhere.
+// `bytes` escaped for XML, in attributes and in text.
 std::string escaped(const std::string& bytes) {
   // What is not UTF-8 is replaced as in the trace.
   const std::string string = Json::parse(line(Json(bytes)));

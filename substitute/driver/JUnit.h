@@ -1,4 +1,4 @@
-// The results of scenarios as continuous integration reads them.
+// The results of scenarios in JUnit's XML format, which continuous integration reads.
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@
 
 namespace substitute {
 
-// The results as a document of JUnit's format, in XML. Bytes that cannot stand there become U+FFFD.
+// The results as an XML document. Bytes that XML does not allow become U+FFFD.
 std::string toJUnit(const std::vector<ScenarioResult>& results);
 
 }  // namespace substitute

@@ -19,7 +19,7 @@ namespace substitute {
 namespace {
 
 const std::string prefix = "velorin-host-";
-// In each of these folders: a folder of a user's that bears such a name is not removed.
+// A file in each of these folders. A user's own folder of such a name has none and is not removed.
 constexpr const char* mark = ".temporary";
 
 int openFolder(const std::string& path) {
@@ -53,7 +53,7 @@ LockedFolder::LockedFolder() {
   const fs::path place = fs::temp_directory_path(error);
   if (error) throw std::runtime_error("TMPDIR names no folder; let it name one");
   removeStaleFolders(place);
-  // Between its making and its locking another process can take the folder for a leftover.
+  // Before it is locked, another process can remove the folder as a stale one.
   do {
     if (lock_ >= 0) close(lock_);
     path_ = (place / (prefix + "XXXXXX")).string();

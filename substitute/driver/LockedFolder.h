@@ -1,21 +1,21 @@
-// A temporary folder, known by a lock from what a dead process has left.
+// A temporary folder. Its lock distinguishes it from the folder of a process that has crashed.
 #pragma once
 
 #include <string>
 
 namespace substitute {
 
-// A new folder where temporary files go. It is locked while its owner lives, and removed with what
-// is in it at its owner's end. The next owner removes those whose owners ended without that. A
-// number of a process would not do: other processes can bear it, or have it in a name space of
-// their own.
+// A new folder in the directory for temporary files. It is locked while this object exists; the
+// destructor removes it with its content. The constructor also removes such folders that nobody
+// locks: their process has crashed. A process id could not tell that, since ids are reused and
+// differ between name spaces.
 class LockedFolder {
  public:
-  // Throws std::runtime_error, with one sentence, when there is no place for it.
+  // Throws std::runtime_error, with one sentence, when it cannot be created.
   LockedFolder();
 
-  // Takes over the folder that the program before this one, in the same process, has handed over by
-  // that word. Throws std::runtime_error when there is none.
+  // Takes over a folder after exec(). `word` is the result of handOver() in the program before, in
+  // the same process. Throws std::runtime_error when the folder is gone.
   explicit LockedFolder(const std::string& word);
 
   ~LockedFolder();
@@ -24,11 +24,11 @@ class LockedFolder {
 
   const std::string& path() const { return path_; }
 
-  // Leaves the folder to the program that replaces this one, locked all the while: another host
-  // would take it for a leftover. The result is the word that names it there.
+  // Keeps the folder locked across exec(): otherwise another host could remove it meanwhile. The
+  // result is the argument for the constructor there.
   std::string handOver();
 
-  // No program has replaced this one: programs that it starts do not keep the lock.
+  // Reverses handOver(): programs that this process starts do not inherit the lock.
   void keep() const;
 
  private:

@@ -23,12 +23,12 @@ namespace substitute {
 
 namespace {
 
-// Writes the number of arguments, then each argument, each ended by a zero byte, which no argument
-// can hold.
+// Appends the number of arguments and each argument to a file. Each ends with a zero byte, which no
+// argument can contain.
 constexpr const char* script = "#!/bin/sh\nprintf '%s\\0' \"$#\" \"$@\" >>\"$0.runs\"\n";
 
-// The string that begins at `at` in `bytes`; `at` becomes the place after its end. Nothing when the
-// end is missing.
+// The string that begins at `at` in `bytes`, up to its zero byte; `at` is advanced past it. Empty
+// when there is no zero byte.
 std::optional<std::string> nextString(const std::string& bytes, std::size_t& at) {
   const auto end = bytes.find('\0', at);
   if (end == std::string::npos) return {};
@@ -37,10 +37,10 @@ std::optional<std::string> nextString(const std::string& bytes, std::size_t& at)
   return string;
 }
 
-// Where the shell writes its errors; null when nobody records.
+// The file to which the shell writes its errors; null when there is no recorder.
 const std::string* shellErrors = nullptr;
 
-// All of a file from `at` on; `at` becomes its end.
+// The content of a file from `at` on; `at` is advanced to its end.
 std::string readFrom(const std::string& path, std::size_t& at) {
   std::ifstream file(path, std::ios::binary);
   file.seekg(static_cast<std::streamoff>(at));
@@ -49,8 +49,8 @@ std::string readFrom(const std::string& path, std::size_t& at) {
   return bytes;
 }
 
-// The error that the shell tells in a line of its own, such as "sh: 2: Syntax error"; empty for a
-// line of another program.
+// The error in a line of the shell, such as "sh: 2: Syntax error"; empty for a line of another
+// program.
 std::string shellErrorIn(const std::string& line) {
   static const std::regex own("^(?:/bin/)?sh: (?:-c: )?(?:line )?[0-9]+: (.*)$");
   std::smatch found;
@@ -60,11 +60,11 @@ std::string shellErrorIn(const std::string& line) {
 }  // namespace
 
 #ifdef __ELF__
-// The system's function of that name, which the loader finds in the program first. The shell reads
-// line by line: its errors go elsewhere before it meets the command.
+// Replaces the system's function for all libraries, since the loader looks in the program first.
+// The shell reads line by line, so it redirects its errors before it parses the command.
 extern "C" int system(const char* command) {
   static const auto real = reinterpret_cast<int (*)(const char*)>(dlsym(RTLD_NEXT, "system"));
-  // The system bounds what the shell is given: nothing is added to what may come near.
+  // The length of an argument is limited by the system: a long command is passed on unchanged.
   constexpr std::size_t longest = 0x10000;
   if (shellErrors == nullptr || command == nullptr || std::strlen(command) > longest) {
     return real(command);
@@ -78,7 +78,7 @@ OpenRecorder::OpenRecorder(Host& host) {
   const std::string command = directory + "/open";
   std::ofstream(command) << script;
   chmod(command.c_str(), S_IRWXU);
-  // Otherwise the shell would pass over this command and run the system's.
+  // Otherwise the shell would skip this command and run the system's.
   if (access(command.c_str(), X_OK) != 0 || directory.find(':') != std::string::npos) {
     throw std::runtime_error("no command can be put on PATH in " +
                              fs::path(directory).parent_path().string() +
@@ -127,7 +127,7 @@ std::vector<std::vector<std::string>> OpenRecorder::collect() {
     std::vector<std::string> arguments(std::stoul(*count));
     for (std::string& argument : arguments) {
       const auto string = nextString(bytes, at);
-      // A run in the background is still writing; the next call reads it.
+      // A run in the background is still writing. The next call collects it.
       if (!string) {
         read_ += complete;
         return runs;

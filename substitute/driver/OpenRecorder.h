@@ -1,5 +1,5 @@
-// Recording of `open`: in place of the system's command the shell finds one of that name, first on
-// PATH, that only records its arguments.
+// Recording of `open`: a command of that name, first on PATH, replaces the system's. It only
+// records its arguments.
 #pragma once
 
 #include <cstddef>
@@ -13,14 +13,14 @@ namespace substitute {
 
 class OpenRecorder {
  public:
-  // Puts the command first on this process's PATH. When a call into the add-in has returned, each
-  // run of the command becomes an event "open" in the trace of `host`, which outlives the recorder.
-  // Throws std::runtime_error when the command cannot be created, or when the shell would not find
-  // it.
+  // Puts the command first on this process's PATH. When a call of the add-in has returned, each run
+  // of the command becomes an event "open" in the trace of `host`, which outlives the recorder.
+  // Throws std::runtime_error when the command cannot be created or the shell would not find it.
   explicit OpenRecorder(Host& host);
 
-  // An error of the shell itself, such as "Syntax error: Unterminated quoted string", when the call
-  // into the add-in has returned. As macOS code the shell writes to standard error instead.
+  // An error of the shell itself, such as "Syntax error: Unterminated quoted string". Published
+  // when the call of the add-in has returned. In a build for macOS the shell writes to standard
+  // error instead.
   Signal<std::string> shellFailed;
 
   // Restores PATH and removes the command.
@@ -34,7 +34,7 @@ class OpenRecorder {
   void reportErrors();
 
   LockedFolder folder_;
-  std::string errors_;  // the file that takes the shell's standard error
+  std::string errors_;  // the file to which the shell's standard error goes
   std::string oldPath_;
   std::size_t read_ = 0;
   std::size_t readErrors_ = 0;

@@ -31,7 +31,7 @@ std::string programFile() {
 
 namespace {
 
-// The path by which the running program was started, links not followed.
+// The path by which the running program was started, with links not resolved.
 std::string startedAs() {
 #ifdef __APPLE__
   std::uint32_t size = 0;
@@ -58,7 +58,7 @@ std::string restartThroughLink(const std::string& path, std::vector<std::string>
   const std::string program = programFile();
   error.clear();
   fs::create_directories(folder, error);
-  // Only a link is replaced: what else lies there is a host's.
+  // Only a link is replaced: another file there may be a real host.
   const std::string link = folder / fs::path(path).filename();
   if (!error && fs::is_symlink(link)) fs::remove(link, error);
   if (!error) fs::create_symlink(program, link, error);

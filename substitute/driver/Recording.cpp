@@ -12,11 +12,11 @@ namespace substitute {
 
 namespace {
 
-// The line that a scenario's reader takes for `command`; nothing when there is none.
+// The line that a reader of scenarios parses as `command`; empty when there is none.
 std::optional<std::string> lineOf(const Command& command) {
   std::string line = command.line;
   if (line.find('\n') != std::string::npos) return {};
-  if (!line.empty() && line.back() == '\r') line += '\r';  // the reader passes over the last one
+  if (!line.empty() && line.back() == '\r') line += '\r';  // the reader removes the last one
   try {
     const Command read = ScenarioReader("").read(line);
     if (read.name != command.name || read.arguments != command.arguments) return {};
@@ -26,7 +26,7 @@ std::optional<std::string> lineOf(const Command& command) {
   return line;
 }
 
-// A word as the shell reads it.
+// A word, quoted for the shell where needed.
 std::string forShell(const std::string& word) {
   const char* const plain =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_=./,:+@%";

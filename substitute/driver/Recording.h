@@ -1,4 +1,4 @@
-// What was done to a host, as a scenario that does it again.
+// A recording of the commands that were played on a host, written as a scenario.
 #pragma once
 
 #include <cstddef>
@@ -13,21 +13,22 @@ namespace substitute {
 
 class Recording {
  public:
-  // Notes what the host of `runner` and its info file are now, and from now on what `runner` plays.
-  // `runner` outlives the recording.
+  // Records commands that restore the host's present settings and info file, then every command
+  // that `runner` plays. `runner` outlives the recording.
   explicit Recording(ScenarioRunner& runner);
   Recording(const Recording&) = delete;
   Recording& operator=(const Recording&) = delete;
 
-  // The options of the command line that no command stands for, as words: the scenario names them.
+  // Sets the command line options that no command can replace. A comment in the scenario names
+  // them.
   void setOptions(std::vector<std::string> options) { options_ = std::move(options); }
 
-  // What no line of a scenario can hold, such as a message with a line break. A comment says so in
-  // its place.
+  // The number of commands that no line of a scenario can express, such as a message with a line
+  // break. A comment replaces each of them.
   std::size_t omissions() const { return omissions_; }
 
-  // Writes the scenario. It begins by making the host what it was; with expectations it ends by
-  // comparing the state with the present one, but for what differs in every run.
+  // Writes the scenario to `out`. With expectations it ends with `expect` commands for the present
+  // state, except for the parts that differ in every run.
   void write(std::ostream& out, bool withExpectations) const;
 
  private:

@@ -12,7 +12,7 @@ namespace substitute {
 
 namespace {
 
-// The objects of `all` among what was changed, in the order in which they were created.
+// The changed objects that exist in `all`, in the order of their creation.
 template <class T, class Changes>
 std::vector<const T*> present(const Collection<T>& all, const Changes& changes) {
   std::vector<const T*> objects;
@@ -25,7 +25,7 @@ std::vector<const T*> present(const Collection<T>& all, const Changes& changes) 
   return objects;
 }
 
-// The titles of what was changed and is not in `all` any more, in the same order.
+// The titles of the changed objects that are not in `all` any more, in the same order.
 template <class T, class Changes>
 std::vector<std::string> titlesOfGone(const Collection<T>& all, const Changes& changes) {
   std::map<unsigned long, std::string> titles;
@@ -200,7 +200,7 @@ void Reporter::rememberPalette(const std::string& id) {
   if (palette != nullptr) {
     former = Former{palette->serial(), palette->values().title, palette->values().visible};
   }
-  palettes_.emplace(id, former);  // the first change keeps what was before all
+  palettes_.emplace(id, former);  // does nothing after the first change
 }
 
 void Reporter::rememberDefinition(const std::string& id) {

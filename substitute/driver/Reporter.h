@@ -1,4 +1,4 @@
-// The report: what happens in a host, in words.
+// The report of what happens in a host, for people.
 #pragma once
 
 #include <iosfwd>
@@ -12,8 +12,8 @@
 
 namespace substitute {
 
-// The diagnostics: the add-in breaks the rules of counting, or its library cannot be unloaded.
-// Neither trace nor state shows this.
+// The diagnostics for an add-in that breaks the rules of reference counting, or whose library
+// cannot be unloaded. Neither trace nor state shows this.
 namespace diagnostic {
 inline constexpr const char* invalidRelease =
     "A reference was dropped that the add-in did not hold!";
@@ -23,50 +23,50 @@ inline constexpr const char* stillLoaded =
     "The add-in was let go, yet the process keeps its library.";
 }  // namespace diagnostic
 
-// Reports exceptions that leave the add-in and runs of `open` as they happen, everything else when
-// it is called.
+// Reports runs of `open`, and exceptions that leave the add-in, as they happen; all else when a
+// member function is called.
 class Reporter {
  public:
-  // Writes to `out`, line by line. Both references outlive the reporter.
+  // Writes to `out` and flushes each line. Both references outlive the reporter.
   Reporter(Host& host, std::ostream& out);
   Reporter(const Reporter&) = delete;
   Reporter& operator=(const Reporter&) = delete;
 
-  // Writes a line that is about to be played, its control characters escaped.
+  // Writes a line that is played next, with its control characters escaped.
   void echo(const std::string& line);
 
-  // Writes a line of what comes of that, likewise, and publishes it.
+  // Writes a line of output in the same way, and publishes it.
   void print(const std::string& line);
 
-  // Writes a sentence, indented.
+  // Prints a sentence, indented.
   void report(const std::string& sentence);
 
-  // What an entry point returned. Writes nothing when `result` is nothing.
+  // Reports the result of an entry point. Does nothing when `result` is empty.
   void reportResult(const std::string& entryPoint, std::optional<bool> result);
 
-  // That the add-in is unloaded, and what it still holds of the host. `stillLoaded` says that its
-  // library is in the process nevertheless.
+  // Reports that the add-in is unloaded, and which resources of the host it still holds.
+  // `stillLoaded`: the process has its library loaded nevertheless.
   void reportUnloaded(bool stillLoaded);
 
-  // Reports how the host differs from what it was at the last call of one of these two, how the
-  // info file differs from what was reported last, and counting errors that are new. The cost
-  // depends on what has changed, not on what the host holds.
+  // Reports what changed in the host since the last call of this or of forgetChanges(), what
+  // changed in the info file since the last report, and new errors of reference counting. The cost
+  // depends on the number of changes, not on the number of objects in the host.
   void reportChanges();
 
-  // The same without the report.
+  // Ignores the changes in the host so far.
   void forgetChanges();
 
-  // A line of what comes of a command, as it is written.
+  // A line of output, as it was written.
   Signal<std::string> printed;
 
  private:
-  // What a palette or a definition was; `visible` is the palette's.
+  // The former values of a palette or a definition; `visible` is used for palettes alone.
   struct Former {
     unsigned long serial;
     std::string title;
     bool visible;
   };
-  // What was changed, by id, as it was before the first change. Nothing: it was not there.
+  // The changed objects by id, as before the first change. Empty: the object did not exist.
   using Changes = std::map<std::string, std::optional<Former>>;
   using Controls = std::vector<std::pair<std::string, std::string>>;  // id and class
 
@@ -91,7 +91,7 @@ class Reporter {
   std::optional<std::string> entitlement_;
   Changes palettes_;
   Changes definitions_;
-  std::map<std::string, Controls> toolbars_;  // by id, those that were changed
+  std::map<std::string, Controls> toolbars_;  // by id; the changed ones
   std::string infoFile_;
   long invalidReleases_ = 0;
   long invalidDeallocations_ = 0;

@@ -23,20 +23,20 @@ struct Command {
   std::string line;  // as it was typed
   std::string name;  // empty for an empty line and for a comment
   Arguments arguments;
-  std::string place = {};  // the source and the number of the line, "s.txt:3"; empty when typed
+  std::string place = {};  // the source and the number of the line, "s.txt:3"; empty at a prompt
 };
 
 // Throws ScenarioError.
 Command parseCommand(const std::string& line);
 
-// Makes commands of the lines of a scenario, one after the other.
+// Parses the lines of a scenario, one after the other.
 class ScenarioReader {
  public:
   // `source` names where the lines come from.
   explicit ScenarioReader(std::string source) : source_(std::move(source)) {}
 
-  // The next line. An empty one gives a command without a name and a line. Throws ScenarioError,
-  // which begins with the source and the number of the line.
+  // Parses the next line. For an empty line, name and line of the command are empty. Throws
+  // ScenarioError, which begins with the source and the number of the line.
   Command read(std::string line);
 
  private:
@@ -44,8 +44,8 @@ class ScenarioReader {
   std::size_t number_ = 0;
 };
 
-// All lines of `input`; empty ones are left out, comments are kept. Throws ScenarioError, which
-// begins with `source` and the number of the line.
+// Parses all lines of `input`, without empty lines but with comments. Throws ScenarioError, which
+// begins with `source` and the number of the line, and std::runtime_error when reading fails.
 std::vector<Command> parseScenario(std::istream& input, const std::string& source);
 
 }  // namespace substitute

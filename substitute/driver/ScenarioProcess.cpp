@@ -20,8 +20,8 @@ namespace substitute {
 
 namespace {
 
-// A file without a name: a pipe would stay open for as long as a program lives that the add-in
-// started.
+// Captured output in a temporary file. A pipe would stay open as long as a program runs that the
+// add-in has started.
 class Output {
  public:
   Output() : file_(std::tmpfile(), &std::fclose) {
@@ -46,10 +46,10 @@ class Output {
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_;
 };
 
-// Names the descriptor that is written to at the end of a scenario.
+// The environment variable with the descriptor to which the outcome is written.
 constexpr const char* endVariable = "SUBSTITUTE_HOST_END";
 
-// What cannot be written is missed by whoever waits for it.
+// A failure is ignored: the parent process then finds no outcome.
 void writeEnd(int descriptor, const ScenarioEnd& end) {
   const std::string bytes = static_cast<char>(end.status) + end.reason;
   static_cast<void>(!write(descriptor, bytes.data(), bytes.size()));
@@ -71,7 +71,7 @@ std::string ScenarioResult::reason() const {
 ScenarioResult playInProcess(const std::string& name, const std::function<ScenarioEnd()>& play) {
   const Output output;
   const Output errors;
-  // An add-in that ends the process leaves it empty, whatever the exit status says.
+  // It stays empty when the add-in ends the process, whatever the exit status is.
   const Output end;
   std::cout.flush();
   const auto begin = std::chrono::steady_clock::now();

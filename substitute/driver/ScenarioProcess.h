@@ -1,4 +1,4 @@
-// A scenario in a process of its own: whatever the add-in does to it, the others are played.
+// Playing a scenario in a process of its own, so that a crash does not affect other scenarios.
 #pragma once
 
 #include <functional>
@@ -7,17 +7,17 @@
 
 namespace substitute {
 
-// How a scenario ended for the process that played it.
+// The outcome of a scenario, as the process that played it reports it.
 struct ScenarioEnd {
   int status = 0;      // the exit status
   std::string reason;  // why it did not pass: the first failure, a sentence without its full stop
 };
 
-// What came of a scenario.
+// The result of a scenario, as the parent process sees it.
 struct ScenarioResult {
   std::string name;
   int status = 0;                  // of the process, as waitpid() gives it
-  std::optional<ScenarioEnd> end;  // nothing: the process ended before the scenario did
+  std::optional<ScenarioEnd> end;  // empty: the process ended before the scenario did
   double seconds = 0;
   std::string output;
   std::string errors;
@@ -28,12 +28,12 @@ struct ScenarioResult {
   std::string reason() const;
 };
 
-// Calls `play` in a new process, which ends as `play` says, and waits for its end. Throws
-// std::runtime_error when there is no such process.
+// Calls `play` in a new process, which exits with the status that `play` returns, and waits for it.
+// Throws std::runtime_error when the process cannot be created.
 ScenarioResult playInProcess(const std::string& name, const std::function<ScenarioEnd()>& play);
 
-// Where `play` has started another program in its process, as on a Mac (Program.h), that one tells
-// by this how the scenario ended. Elsewhere it does nothing.
+// Reports the outcome from a program that `play` has started by exec(), as on a Mac (Program.h).
+// Elsewhere it does nothing.
 void passOnEnd(const ScenarioEnd& end);
 
 }  // namespace substitute

@@ -90,7 +90,7 @@ void ScenarioRunner::noteFailure(const std::string& sentence) {
   ++failures_;
 }
 
-// One sentence, without its full stop, for each kind of thing that a sound add-in does not do.
+// A sentence, without its full stop, for each kind of thing that a correct add-in does not do.
 std::vector<std::string> ScenarioRunner::suspicions() const {
   std::vector<std::string> sentences;
   const auto add = [&sentences](const std::string& sentence, long times) {

@@ -26,22 +26,22 @@ class ScenarioRunner {
   // Plays one command. Throws LoadError when the library cannot be loaded.
   void play(const Command& command);
 
-  // Tells what is suspicious about all that was played, which `strict` makes failures; then, where
-  // something was expected or is strict, the verdict. `trace` is null when no trace is expected.
-  // The scenario is at its end. False when something failed.
+  // Call it at the end of the scenario. Prints everything suspicious; with `strict` each such thing
+  // is a failure. Then prints the verdict, if something was expected or with `strict`. `trace` is
+  // null when no trace is expected. False when something failed.
   bool conclude(bool strict, const ExpectedTrace* trace);
 
   // True between `start` and `stop` or `unload`, whatever `run` returned.
   bool loaded() const { return addin_ != nullptr; }
 
-  // A command, or a comment, that is played next.
+  // Published before a command, or a comment, is played.
   Signal<Command> playing;
 
-  // An expectation has failed: the sentence that tells so. It is printed first.
+  // Published with a sentence when an expectation has failed, after the sentence was printed.
   Signal<std::string> failed;
 
-  // Somebody types the commands and reads what comes of them: no line is repeated, and the state is
-  // indented.
+  // Set it when a user types the commands at a prompt. No line is echoed then, and the state is
+  // printed indented.
   bool atPrompt = false;
 
   // For the actions of the commands.
@@ -53,7 +53,7 @@ class ScenarioRunner {
   void unload();
   void expect(const Expectation& expectation);
 
-  // What failed first, as it was told; empty when nothing did.
+  // The sentence about the first failure; empty when nothing has failed.
   const std::string& firstFailure() const { return firstFailure_; }
 
   // True when an expectation has been played.
@@ -68,7 +68,7 @@ class ScenarioRunner {
   std::unique_ptr<AddIn> addin_;
   HostMonitor monitor_;
   Reporter reporter_;
-  std::string place_;  // of the command that is played
+  std::string place_;  // of the command that is being played
   std::size_t commands_ = 0;
   std::size_t expectations_ = 0;
   std::size_t failures_ = 0;

@@ -39,10 +39,10 @@ void writeToStandardError(const char* string) {
 
 namespace {
 
-std::array<char, 262144> handlersStack;  // enough for all that the report does
+std::array<char, 262144> handlersStack;  // enough for the whole report
 
-// The bytes of a file. It is mapped when the process crashes, not before: a start must not pay for
-// it. Nothing frees it, since the process is about to end.
+// A file mapped into memory. It is mapped when the process crashes, so that a start does not cost
+// more, and never unmapped, since the process is about to end.
 class MappedFile {
  public:
   // Empty when it cannot be read.
@@ -63,7 +63,7 @@ class MappedFile {
 
   std::size_t size() const { return size_; }
 
-  // Zeros where the file ends before.
+  // Zeros when the file ends before the value does.
   template <class T>
   T read(std::size_t offset) const {
     T value = {};
@@ -73,7 +73,7 @@ class MappedFile {
     return value;
   }
 
-  // Null when it does not end in the file.
+  // Null when the string does not end within the file.
   const char* string(std::size_t offset) const {
     const bool ends =
         offset < size_ && std::memchr(bytes_ + offset, '\0', size_ - offset) != nullptr;
@@ -85,8 +85,8 @@ class MappedFile {
   std::size_t size_ = 0;
 };
 
-// The function at `address` of the library or program `path`, loaded at `base`, as the linker has
-// its name; functions that are not exported are known, too. Null when there is none.
+// The mangled name of the function at `address` in the library or program `path`, which is loaded
+// at `base`. Functions that are not exported are found, too. Null when there is none.
 const char* functionAt(std::uintptr_t address, std::uintptr_t base, const char* path) {
   const MappedFile file(path);
   const auto header = file.read<ElfW(Ehdr)>(0);
@@ -120,7 +120,7 @@ void writeHexadecimal(std::uintptr_t number) {
 }
 
 struct Frame {
-  const char* name = nullptr;     // of the function, as the linker has it; null: unknown
+  const char* name = nullptr;     // of the function, mangled; null: unknown
   const char* library = nullptr;  // null: none
   std::uintptr_t place = 0;       // in the library
 };
@@ -136,9 +136,9 @@ Frame frameAt(void* returnAddress) {
   Dl_info library = {};
   if (dladdr(returnAddress, &library) == 0) return {nullptr, nullptr, address};
   const auto base = reinterpret_cast<std::uintptr_t>(library.dli_fbase);
-  // The program is known to the loader by the word that it was started with, which is no path.
+  // For the program, the loader has the name that it was started with, which may be no path.
   const char* const file = isOfProgram(library) ? "/proc/self/exe" : library.dli_fname;
-  // What is on the stack is the place to return to, behind the call.
+  // The stack has return addresses, which are behind the call.
   const char* const name = functionAt(address - 1, base, file);
   const char* const slash = std::strrchr(library.dli_fname, '/');
   return {name != nullptr ? name : library.dli_sname,
@@ -159,7 +159,7 @@ void writeFrame(const Frame& frame, const char* name) {
   writeToStandardError("\n");
 }
 
-// Puts the names of `frames` into `names` as they read in C++; a name of C stays empty.
+// Puts the demangled names of `frames` into `names`. The entry for a C function stays empty.
 template <class Frames, class Names>
 void demangle(const Frames& frames, std::size_t count, Names& names) {
   for (std::size_t i = 0; i < count; ++i) {
@@ -170,8 +170,8 @@ void demangle(const Frames& frames, std::size_t count, Names& names) {
   }
 }
 
-// Calls `work` in a child process, which is ended after some seconds and says nothing, and waits
-// for its end. For a signal's handler: nothing here takes a lock.
+// Calls `work` in a child process, without standard error and for a few seconds at most, and waits
+// for it. Safe in a signal handler: nothing here takes a lock.
 template <class Work>
 void inChild(Work work) {
   constexpr unsigned seconds = 5;
@@ -194,17 +194,17 @@ void inChild(Work work) {
 
 void prepareStackTrace() {
   std::array<void*, 1> first = {};
-  backtrace(first.data(), 1);  // the first time it loads a library, which a handler must not do
+  backtrace(first.data(), 1);  // its first call loads a library, which a handler must not do
   stack_t stack = {};
   stack.ss_sp = handlersStack.data();
   stack.ss_size = handlersStack.size();
   sigaltstack(&stack, nullptr);
 }
 
-// Demangling takes memory. A process that crashed may have spoilt its memory, or may have been in
-// malloc() and keep it locked. So a child process demangles; the names that it does not get to stay
-// as the linker has them. All else is done here: the child cannot ask the loader, whose lock this
-// process may keep.
+// Demangling allocates memory. A process that crashed may have a corrupt heap, or may hold the lock
+// of malloc(). So a child process demangles, and a name that it does not reach stays mangled. All
+// else is done in this process: the child must not call the loader, whose lock this process may
+// hold.
 __attribute__((noinline)) void writeStackTrace() {
   constexpr std::size_t most = 64;
   constexpr int ownFrames = 3;  // this function, the handler, and what called it

@@ -1,17 +1,18 @@
-// The stack of the process in words, for a signal's handler.
+// The stack trace of the process, written by a signal handler.
 #pragma once
 
 namespace substitute {
 
-// Writes `string` to standard error, also from a signal's handler.
+// Writes `string` to standard error. Safe in a signal handler.
 void writeToStandardError(const char* string);
 
-// Makes writeStackTrace() ready, with memory for handlers that run when the stack is used up.
+// To be called once before writeStackTrace(). Also sets an alternate stack for signal handlers,
+// which they need when the stack has overflowed.
 void prepareStackTrace();
 
-// Writes the stack to standard error, a line for each function, innermost first; for use by a
-// signal's handler itself, which is left out with what called it. As macOS code there is no stack:
-// that system writes a report with one.
+// Writes the stack to standard error, a line for each function, innermost first. To be called by
+// the signal handler itself: the handler and its caller are left out. In a build for macOS it
+// writes nothing, since that system writes a report with the stack.
 void writeStackTrace();
 
 }  // namespace substitute

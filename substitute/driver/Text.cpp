@@ -22,7 +22,7 @@ std::string escaped(unsigned character) {
   }
 }
 
-// How many characters must be put in, left out or changed to make `one` the `other`.
+// The Levenshtein distance of two strings, in bytes.
 std::size_t distance(const std::string& one, const std::string& other) {
   std::vector<std::size_t> row(other.size() + 1);
   std::iota(row.begin(), row.end(), std::size_t{0});

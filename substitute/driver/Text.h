@@ -6,11 +6,11 @@
 
 namespace substitute {
 
-// `string` with its control characters as JSON escapes them, such as \u001b: a terminal obeys none
-// of them. Those of Unicode are meant that a terminal knows, U+0000 to U+001F and U+007F to U+009F.
+// `string` with its control characters escaped as in JSON, such as \u001b, so that a terminal does
+// not execute them. Control characters are U+0000 to U+001F and U+007F to U+009F.
 std::string printable(const std::string& string);
 
-// `string`, printable, in double quotes, as names stand in sentences.
+// `string`, printable, in double quotes, for names in sentences.
 std::string quoted(const std::string& string);
 
 // "1 text", "2 texts".
@@ -19,7 +19,8 @@ std::string plural(long count, const std::string& noun);
 // "a, b, c".
 std::string listed(const std::vector<std::string>& words);
 
-// The three of `words` that are most like `word`, the nearest first; fewer when there are fewer.
+// The three of `words` with the least edit distance to `word`, the nearest first; fewer when there
+// are fewer.
 std::vector<std::string> nearest(const std::string& word, std::vector<std::string> words);
 
 }  // namespace substitute

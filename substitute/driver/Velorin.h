@@ -1,4 +1,4 @@
-// All that the driver knows of this add-in. The rest of the driver works for any add-in.
+// All that the driver knows about this add-in. The rest of the driver works for any add-in.
 #pragma once
 
 #include <string>
@@ -7,13 +7,13 @@
 
 namespace substitute {
 
-// The palette whose page sends messages, and which the user hides, shows and closes.
+// The palette to which commands without an id apply.
 inline constexpr const char* learningPalette = "teachPalete";
 
-// The control of the button that the user presses.
+// The control to which the command `click` without an id applies.
 inline constexpr const char* learningButton = "runTeachPalette";
 
-// What these commands do, for the help.
+// The help for these commands.
 inline constexpr const char* clickHelp =
     "press the button (runTeachPalette): create and execute its command";
 inline constexpr const char* hideHelp = "the user hides the palette (teachPalete)";
@@ -22,23 +22,23 @@ inline constexpr const char* showHelp = "the user shows the palette (teachPalete
 // The built library's file name.
 inline constexpr const char* libraryName = VELORIN_LIBRARY_NAME;
 
-// What a host says when it is asked for its entitlement.
+// The entitlement text of a host unless an option sets another.
 inline constexpr const char* exampleEntitlement = "VELORIN-EXAMPLE 2026";
 
-// The values of a host that is installed in `directory`.
+// The values at the start of a host that is installed in `directory`.
 Settings settingsIn(const std::string& directory);
 
 // The add-in's folder in the installation in `directory`.
 std::string addinFolderIn(const std::string& directory);
 
-// Where the add-in keeps its info file when `host` reports its executable.
+// The path of the add-in's info file, by the executable that `host` reports.
 std::string infoFileOf(const Host& host);
 
 // The second line of an info file, which counts the starts; empty when there is none.
 std::string startCountIn(const std::string& infoFile);
 
-// Why the info file is not in the add-in's folder, where it is not: the add-in has room for a path
-// of some length alone, and cuts it at the first "Autodesk".
+// Why the info file may not be in the add-in's folder: the add-in has a buffer of fixed size for
+// the path, and truncates the path at the first "Autodesk".
 inline constexpr const char* whyFolderIsNotFound =
     "the path is too long, or holds the word Autodesk";
 

@@ -60,8 +60,8 @@ void makeControlCAKey() {
   rl_pre_input_hook = [](auto...) { return rl_parse_and_bind("setty -d -intr"); };
 }
 
-// Words are completed in UTF-8, whatever the environment says: a name of a locale that is not
-// installed, or another encoding, would make the line editor drop letters.
+// Sets the encoding UTF-8, whatever the environment says: with a locale that is not installed, or
+// with another encoding, the line editor would lose characters.
 void useUtf8() {
   const char* const locale = std::setlocale(LC_CTYPE, "");
   if (locale == nullptr || std::strcmp(nl_langinfo(CODESET), "UTF-8") != 0) {
@@ -85,7 +85,7 @@ char** complete(const char* word, int /*begin*/, int /*end*/) {
   return rl_completion_matches(word, nextCandidate);
 }
 
-// The file of typed lines; empty where the user has no folder for it.
+// The file of the history; empty where the user has no folder for it.
 std::string historyFile() {
   const char* const state = std::getenv("XDG_STATE_HOME");
   const char* const home = std::getenv("HOME");
@@ -103,7 +103,7 @@ std::string historyFile() {
   return error ? "" : (folder / "history").string();
 }
 
-// The next line; nothing at the end of input. A line that Ctrl-C has dropped is empty.
+// The next line; empty optional at the end of input. After Ctrl-C the line is empty.
 std::optional<std::string> readLine() {
   dropped = false;
   char* const typed = readline("host> ");
@@ -154,7 +154,7 @@ void runPrompt(ScenarioRunner& runner) {
     if (word == "quit" || word == "exit") break;
     if (word.empty()) continue;
     add_history(line->c_str());
-    // Now, since the command may end the program.
+    // Written before the command is played, since the command may end the program.
     if (!history.empty()) write_history(history.c_str());
     if (word == "help") {
       printHelp(argument);

@@ -1,4 +1,4 @@
-// substitute-host: plays the add-in's life in a terminal.
+// substitute-host: the substitute host in a terminal.
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -38,15 +38,15 @@ void flushOutput() {
   if (!std::cout.flush()) throw std::runtime_error("the output could not be written in full");
 }
 
-// Each line is played, and answered, as it arrives. Throws ScenarioError for one that is wrong.
+// Plays each line of standard input as it arrives. Throws ScenarioError for a wrong line.
 void playInput(ScenarioRunner& runner) {
   ScenarioReader reader("standard input");
   for (std::string line; std::getline(std::cin, line);) runner.play(reader.read(line));
   if (std::ferror(stdin) != 0) throw std::runtime_error("standard input cannot be read");
 }
 
-// Plays the scenario of that name, whose commands are `commands`; standard input for -; what is
-// typed at the prompt when the name is empty.
+// Plays `commands`, the scenario of the name `scenario`. When that is "-", plays standard input;
+// when it is empty, runs the prompt.
 ScenarioEnd play(const HeadlessOptions& values, const std::string& scenario,
                  const Commands& commands) {
   HostSession session(values, program,
@@ -64,7 +64,7 @@ ScenarioEnd play(const HeadlessOptions& values, const std::string& scenario,
   return {passed ? EXIT_SUCCESS : exit_status::failed, session.runner().firstFailure()};
 }
 
-// The same; what keeps it from being played is told.
+// As play(), but prints an exception and returns it as the outcome.
 ScenarioEnd playAndReport(const HeadlessOptions& values, const std::string& scenario,
                           const Commands& commands) {
   try {
@@ -82,7 +82,7 @@ void writeResults(const std::string& path, const std::vector<ScenarioResult>& re
   if (!file.flush()) throw UsageError("the results cannot be written to " + path, "--junit");
 }
 
-// Ends this process as that of `result` ended.
+// Ends this process by the signal that ended the process of `result`, or returns its exit status.
 int endAs(const ScenarioResult& result) {
   if (WIFSIGNALED(result.status)) std::raise(WTERMSIG(result.status));
   if (WIFEXITED(result.status) && WEXITSTATUS(result.status) != 0) {
@@ -100,7 +100,7 @@ std::string indentedLines(const std::string& output) {
   return result;
 }
 
-// The options as they were typed, for a process that plays `scenario` alone.
+// The arguments for a process that plays `scenario` alone with the same options.
 std::vector<std::string> argumentsFor(const CLI::App& parser, const std::string& scenario) {
   std::vector<std::string> words = {program};
   for (const CLI::Option* const option : parser.get_options()) {
@@ -114,9 +114,9 @@ std::vector<std::string> argumentsFor(const CLI::App& parser, const std::string&
   return words;
 }
 
-// One scenario, in a process of its own for the sake of its result.
+// Plays one scenario, in a process of its own, and writes its result.
 int playForResult(const CLI::App& parser, HeadlessOptions& values, const Commands& commands) {
-  writeResults(values.junit, {});  // a place that cannot be written is told before
+  writeResults(values.junit, {});  // throws now when the file cannot be written
   const std::string scenario = values.scenarios[0];
   values.arguments = argumentsFor(parser, scenario);
   const ScenarioResult result =
@@ -128,7 +128,7 @@ int playForResult(const CLI::App& parser, HeadlessOptions& values, const Command
   return endAs(result);
 }
 
-// Several scenarios, each in a host and a process of its own: a line each, then the totals.
+// Plays several scenarios, each in a process of its own. Prints a line for each, then the totals.
 int playAll(const CLI::App& parser, HeadlessOptions& values, const std::vector<Commands>& all) {
   if (!values.junit.empty()) writeResults(values.junit, {});
   std::vector<ScenarioResult> results;
@@ -152,7 +152,7 @@ int playAll(const CLI::App& parser, HeadlessOptions& values, const std::vector<C
   return passed == results.size() ? EXIT_SUCCESS : exit_status::failed;
 }
 
-// What cannot be with several scenarios. Throws UsageError.
+// Throws UsageError for an option that goes with one scenario only.
 void checkOptionsForSeveral(const HeadlessOptions& values) {
   for (const auto& [option, value] :
        {std::pair("--data", &values.data), std::pair("--trace", &values.trace),

@@ -451,7 +451,7 @@ TEST_F(Keyboard, FocusOfThePageIsFramed) {
             window.palette().color(QPalette::Highlight));
 }
 
-// What a screen reader is told.
+// What a screen reader reads out.
 TEST_F(Keyboard, ImportantMessagesAreAnnounced) {
   static QStringList announced;
   announced.clear();

@@ -54,7 +54,7 @@ class Page : public Desktop {
             site().engineSwitch().chopped(1) + ",MAP nowhere.example ~NOTFOUND\"");
   }
 
-  // Opens the palette and waits until its page is there, or told to be out of reach.
+  // Opens the palette and waits until its page has loaded or has failed to load.
   void open(const std::string& address) {
     host.application()
         .userInterface->palettes
