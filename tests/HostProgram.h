@@ -14,14 +14,14 @@
 
 #include "tests/AddInFixture.h"
 
-// What a program says and how it ends.
+// The output and the exit status of a program.
 struct Result {
   int status = -1;
   std::string output;
   std::string errors;
 };
 
-// Standard input of a program that goes on until it ends.
+// A pipe that is the standard input of a program, open until it is closed here.
 class Input {
  public:
   explicit Input(const std::string& command) : pipe_(popen(command.c_str(), "w"), &pclose) {}
@@ -35,10 +35,10 @@ class Input {
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> pipe_;
 };
 
-// A folder in which substitute-host runs, as a user's whose home it is.
+// A folder in which substitute-host runs, and which is the home of its user.
 class HostProgram : public testing::Test {
  protected:
-  // The shell's words for a run of substitute-host in the folder.
+  // The shell command for a run of substitute-host in the folder.
   std::string command(const std::string& arguments) const {
     return "cd '" + folder.path() +
            "' && HOME=\"$PWD\" XDG_DATA_HOME= XDG_STATE_HOME= TMPDIR=\"$PWD/tmp\" "
@@ -65,18 +65,18 @@ class HostProgram : public testing::Test {
     return result;
   }
 
-  // Starts it, its output in the file "started", for as long as its input is not at its end.
+  // Starts it with its output in the file "started". It runs until its input ends.
   Input start(const std::string& arguments) {
     writeFile(folder.path() + "/started", "");
     return Input(command(arguments + " >started"));
   }
 
-  // Waits until what was started has said so.
+  // Waits until the output of the started program contains `words`.
   void waitFor(const std::string& words) {
     while (readFile(folder.path() + "/started").find(words) == std::string::npos) usleep(10000);
   }
 
-  // One sentence on standard error, nothing on standard output, and nothing begun.
+  // Expects one sentence on standard error, nothing on standard output, and no folder created.
   void expectRefused(const Result& result, int status, const std::string& words) {
     EXPECT_EQ(result.status, status);
     EXPECT_EQ(result.output, "");

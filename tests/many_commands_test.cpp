@@ -1,5 +1,5 @@
-// The work that a command takes in a host that holds much: counted as allocations, which are the
-// same in every run.
+// The cost of a command in a host with many objects, counted as allocations, which are the same in
+// every run.
 #include <cstdlib>
 #include <new>
 #include <ostream>
@@ -13,7 +13,7 @@ long allocations = 0;
 
 class ManyCommands : public AddInFixture {
  protected:
-  // How many allocations it takes to play `line`.
+  // The number of allocations that playing `line` takes.
   long cost(const std::string& line) {
     const substitute::Command command = substitute::parseCommand(line);
     const long before = allocations;
@@ -42,7 +42,7 @@ TEST_F(ManyCommands, EachCostsTheSameHoweverManyObjectsThereAre) {
   for (int i = 100; i < 900; ++i) costOfPlanting(i);
   long many = 0;
   for (int i = 900; i < 1000; ++i) many += costOfPlanting(i);
-  // What a container allocates as it grows comes now and then.
+  // A container that grows allocates now and then.
   EXPECT_LE(many, few + 20);
   for (std::size_t i = 0; i < others.size(); ++i) {
     EXPECT_LE(cost(others[i]), fewOthers[i] + 20) << others[i];

@@ -1,5 +1,4 @@
-// Where a run of substitute-host keeps its data, where its commands come from, and what it says to
-// wrong options and lines.
+// The data folders of substitute-host, its input, and its errors for wrong options and lines.
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -16,7 +15,7 @@ class HostData : public HostProgram {
  protected:
   std::string infoFile(const Result& result) { return states(result).at(0)["infoFile"]; }
 
-  // The folders that are left where temporary files go.
+  // The folders that are left in the directory for temporary files.
   std::size_t temporaryFolders() {
     const fs::directory_iterator all(folder.path() + "/tmp");
     return static_cast<std::size_t>(std::distance(begin(all), end(all)));
@@ -27,7 +26,7 @@ class ScenarioInput : public HostProgram {};
 
 class Options : public HostProgram {
  protected:
-  // Refused with one sentence that has `words` and ends with the option that helps.
+  // Expects one sentence that contains `words` and ends with the option that helps.
   void expectMisuse(const Result& result, const std::string& words,
                     const std::string& option = "--help") {
     expectRefused(result, 2, words);
@@ -72,8 +71,8 @@ TEST_F(HostData, StandardInputIsAScenarioToo) {
   EXPECT_EQ(temporaryFolders(), 0U);
 }
 
-// By these the host on a Mac hands its folder and the scenario's end over to the program that it
-// becomes.
+// With these environment variables the host on a Mac passes its folder and the scenario's outcome
+// on across exec().
 TEST_F(HostData, WhatIsHandedOverOnAMacIsIgnoredElsewhere) {
   setenv("SUBSTITUTE_HOST_FOLDER", ("0:" + folder.path()).c_str(), 1);
   setenv("SUBSTITUTE_HOST_END", "1", 1);
@@ -127,7 +126,7 @@ TEST_F(HostData, WhatADeadHostLeftIsRemovedAndNothingElse) {
   close(lock);
 }
 
-// Another host that starts meanwhile takes nothing away from one that lives.
+// A host that starts does not remove the folder of one that runs.
 TEST_F(HostData, HostsThatLiveAtOnceKeepTheirFolders) {
   const Input first = start("-");
   first.write("start\n");
@@ -375,7 +374,7 @@ TEST_F(ProgramOutput, ErrorsOfTheShellAreReportedAsSuch) {
   EXPECT_NE(result.output.find("  The shell complains: no-such-program: not found.\n"),
             std::string::npos)
       << result.output;
-  // What a program says for itself stays where it says it.
+  // The errors of a program other than the shell are not reported as the shell's.
   EXPECT_EQ(result.errors.rfind("ls: ", 0), 0U) << result.errors;
 }
 

@@ -1,4 +1,4 @@
-// The prompt of substitute-host, typed at as a user does: at a pseudo-terminal.
+// The prompt of substitute-host, at a pseudo-terminal.
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
@@ -57,7 +57,7 @@ class Terminal {
     ASSERT_EQ(write(terminal_, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
   }
 
-  // Waits until `words` stand on the terminal, behind what was waited for before.
+  // Waits until the terminal shows `words`, after what the last call has found.
   void expect(const std::string& words) {
     auto found = seen_.find(words, next_);
     while (found == std::string::npos && readMore()) found = seen_.find(words, next_);
@@ -79,7 +79,7 @@ class Terminal {
     expect(words);
   }
 
-  // Waits for the end of the program; the exit status, or -1.
+  // Waits for the end of the program. Returns the exit status, or -1.
   int end() {
     while (readMore()) {
     }
@@ -92,7 +92,7 @@ class Terminal {
   const std::string& seen() const { return seen_; }
 
  private:
-  // False at the end, or when nothing has come for a long time.
+  // False at the end of the output, or when no output has come for a long time.
   bool readMore() {
     pollfd ready = {terminal_, POLLIN, 0};
     constexpr int patience = 60000;  // in milliseconds

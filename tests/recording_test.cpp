@@ -1,4 +1,4 @@
-// What was done to a host, written as a scenario and played again by substitute-host.
+// A recording, written as a scenario and played again by substitute-host.
 #include "substitute/driver/Recording.h"
 
 #include <fstream>
@@ -23,7 +23,7 @@ class RecordedScenario : public HostProgram {
     for (const std::string& line : lines) runner.play(parseCommand(line));
   }
 
-  // The scenario, as the file "again.txt".
+  // Writes the scenario to the file "again.txt" and returns it.
   std::string save(const Recording& recording, bool withExpectations) {
     std::ostringstream scenario;
     recording.write(scenario, withExpectations);
@@ -31,7 +31,7 @@ class RecordedScenario : public HostProgram {
     return scenario.str();
   }
 
-  // Plays the file in a host of its own, whose values at the start are others.
+  // Plays that file in another host, whose settings are different at the start.
   Result playAgain() {
     return runAsTyped("--language 7 --entitlement other --trace again.trace again.txt");
   }

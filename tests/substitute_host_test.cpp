@@ -9,7 +9,7 @@ using substitute::ObjectKind;
 
 namespace {
 
-// Without the add-in: this test is the one that calls the host.
+// A host without the add-in: the tests call the host themselves.
 class SubstituteHost : public AddInFixture {
  protected:
   core::Ptr<core::Palettes> palettes() {
@@ -290,8 +290,8 @@ TEST_F(SubstituteHost, ReportsItsExecutableOnTheSystemsTerms) {
   EXPECT_EQ(path, executable);
 }
 
-TEST_F(SubstituteHost, FindsEveryOperationByItsName) {
-  // A whole life asks for every operation that the list names, and for no other.
+TEST_F(SubstituteHost, ListsTheOperationsThatASessionCalls) {
+  // A start, a session and a stop call every operation of the list, and no other.
   ASSERT_EQ(start(), true);
   host->click("runTeachPalette");
   host->message("teachPalete", "\"x\"");

@@ -1,5 +1,5 @@
-// What substitute-host makes of a scenario: expectations, findings, exit status, results and the
-// report on an add-in that takes the host down.
+// The verdict of substitute-host on a scenario: expectations, what is suspicious, exit status,
+// results and the crash report.
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -42,7 +42,7 @@ class Verdict : public testing::Test {
   // Runs substitute-host there, with a new installation of the host.
   Result run(const std::string& arguments) {
     fs::remove_all(folder.path() + "/home");
-    // What the add-in leaves behind is for the host to tell, not for a sanitizer.
+    // The host reports what the add-in leaves behind; a sanitizer would report it, too.
     const std::string command =
         "cd '" + folder.path() +
         "' && ASAN_OPTIONS=detect_leaks=0 HOME=\"$PWD/home\" XDG_DATA_HOME= MISBEHAVE='" +
@@ -51,7 +51,7 @@ class Verdict : public testing::Test {
     const int status = system(command.c_str());
     if (WIFEXITED(status)) result.status = WEXITSTATUS(status);
     if (WIFSIGNALED(status)) result.status = -WTERMSIG(status);
-    // The shell's own status for a program that a signal ended.
+    // The shell's exit status for a program that a signal has ended.
     if (result.status > 128) result.status = 128 - result.status;
     result.output = readFile(folder.path() + "/out");
     result.errors = readFile(folder.path() + "/err");
@@ -63,14 +63,14 @@ class Verdict : public testing::Test {
     return run(options + " s");
   }
 
-  // The same with an add-in that misbehaves.
+  // The same with the library "misbehaving".
   Result playWith(const std::string& misbehaviour, const std::string& lines,
                   const std::string& options = "") {
     misbehave = misbehaviour;
     return play(lines, "--addin '" VELORIN_MISBEHAVING "' " + options);
   }
 
-  // What r.xml says of the one scenario in it that did not pass.
+  // The message in r.xml for the one scenario in it that did not pass.
   std::string reasonInResults() const {
     const std::string xml = readFile(folder.path() + "/r.xml");
     const std::string before = "<failure message=\"";
@@ -87,7 +87,7 @@ class Verdict : public testing::Test {
         << text;
   }
 
-  // Ended by `signal`, after a report with the command and what was under way.
+  // Expects the end by a signal, after a report with `command` and `underWay`.
   static void expectReported(const Result& result, int signal, const std::string& underWay,
                              const std::string& command) {
     EXPECT_EQ(result.status, -signal);

@@ -1,4 +1,4 @@
-// What the tests of the window share: a host with its window, on a screen that nobody sees.
+// The fixture for tests of the window: a host with its window, on the platform "offscreen".
 #pragma once
 
 #include <gtest/gtest.h>
@@ -48,20 +48,20 @@ inline QString beside(const char* name) {
   return QString::fromStdString(besideProgram(name));
 }
 
-// One for the process: the engine learns its port once.
+// One for the process, since the engine reads its port only once.
 inline const LearningSite& site() {
   static const LearningSite site(beside("site"), beside("learning-site.crt"),
                                  beside("learning-site.key"));
   return site;
 }
 
-// The theme of window and pages. One for the process, too: dark when VELORIN_TEST_THEME says so.
+// The theme of window and pages, also one for the process: VELORIN_TEST_THEME, or light.
 inline Theme testTheme() {
   return qgetenv("VELORIN_TEST_THEME") == "dark" ? Theme::dark : Theme::light;
 }
 
-// Lets everything run until `condition` holds; false when it never does. (QTest's own waiting gives
-// the engine too little to run.)
+// Runs the event loop until `condition` is true. False when it is not within a minute. (QTest's own
+// functions give the engine too little time.)
 inline bool waitUntil(const std::function<bool()>& condition) {
   QEventLoop loop;
   QElapsedTimer clock;
@@ -75,7 +75,7 @@ inline bool waitUntil(const std::function<bool()>& condition) {
   return condition();
 }
 
-// The value of an expression in a page, by the page's own script engine.
+// The value of a JavaScript expression in a page.
 inline QVariant valueIn(QWebEnginePage& page, const QString& expression) {
   QVariant result;
   bool done = false;
@@ -103,7 +103,7 @@ inline double contrast(const QColor& one, const QColor& other) {
   return std::max(a, b) / std::min(a, b);
 }
 
-// A host with its window, the add-in not started yet.
+// A host with its window. The add-in is not started yet.
 class Desktop : public testing::Test {
  protected:
   Desktop() {
@@ -118,7 +118,7 @@ class Desktop : public testing::Test {
     return substitute::settingsIn(path);
   }
 
-  // What the next start finds as its counter.
+  // Sets the counter that the next start finds in the info file.
   void setCounter(int count) { std::ofstream(infoFileOf(host)) << "1.1.2026\n" << count << '\n'; }
 
   PaletteDock* learningDock() const { return window.dock("teachPalete"); }
@@ -137,14 +137,14 @@ class Desktop : public testing::Test {
     ASSERT_TRUE(pageLoaded());
   }
 
-  // The value of an expression in the learning page.
+  // The value of a JavaScript expression in the learning page.
   QVariant inPage(const QString& expression) const { return valueIn(*view().page(), expression); }
 
   bool waitUntilInPage(const QString& expression) {
     return waitUntil([&] { return inPage(expression).toBool(); });
   }
 
-  // A press of the mouse in the middle of the page's first such element.
+  // Clicks in the middle of the first element of the page that matches `selector`.
   void clickInPage(const QString& selector) {
     const QVariantList place =
         inPage(QStringLiteral("(() => { const r = document.querySelector('%1')"
@@ -157,7 +157,7 @@ class Desktop : public testing::Test {
                       QPoint(place[0].toInt(), place[1].toInt()));
   }
 
-  // The page sends `data`, given as an expression of its script; true once it has its answer.
+  // Has the page send `data`, a JavaScript expression. True once the page has the answer.
   bool pageSends(const QString& data) {
     inPage(QStringLiteral("window.answered = false; adsk.fusionSendData('open', %1)"
                           ".then(() => { window.answered = true; }); 0")
@@ -165,7 +165,7 @@ class Desktop : public testing::Test {
     return waitUntilInPage("window.answered");
   }
 
-  // An entry of the window's menus.
+  // The entry of a menu by its object name. Throws std::runtime_error when there is none.
   QAction& action(const QString& name) const {
     for (const QMenu* const menu : window.menuBar()->findChildren<QMenu*>()) {
       for (QAction* const entry : menu->actions()) {
@@ -175,9 +175,8 @@ class Desktop : public testing::Test {
     throw std::runtime_error("no menu has " + name.toStdString());
   }
 
-  // Chooses an entry whose dialog asks for a text: replaces what stands there by `text` and
-  // confirms, or dismisses the dialog when there is none. What stood there, once the window has
-  // done what comes of it.
+  // Chooses the entry `name`, whose dialog asks for a string, and replaces the string by `text` and
+  // confirms. Without `text`, dismisses the dialog. Returns the string that the dialog had shown.
   QString answer(const QString& name, const std::optional<QString>& text) {
     QString before;
     bool asked = false;
@@ -210,7 +209,7 @@ class Desktop : public testing::Test {
   Signal<Json>::Subscription subscription;
 };
 
-// What a program of the project's says and how it ends.
+// The output and the exit status of one of the project's programs.
 struct ProgramResult {
   int status = -1;
   QByteArray output;

@@ -23,7 +23,7 @@ class CommandWindow : public Desktop {
  protected:
   CommandWindow() { activate(); }
 
-  // No window manager does it where a floating palette was closed.
+  // There is no window manager that does it when a floating palette is closed.
   void activate() {
     window.activateWindow();
     EXPECT_TRUE(waitUntil([this] { return window.isActiveWindow(); }));
@@ -33,7 +33,7 @@ class CommandWindow : public Desktop {
   QTreeView& list() const { return *window.findChild<QTreeView*>("commandList"); }
   QLineEdit& field() const { return *window.findChild<QLineEdit*>("commandLine"); }
   QLabel& message() const { return *window.findChild<QLabel*>("commandMessage"); }
-  // What stands beneath the command line, as a screen reader says it.
+  // The message beneath the command line, as a screen reader reads it out.
   QString sentence() const { return message().accessibleName(); }
   ScenarioMenu& menu() const { return *window.findChild<ScenarioMenu*>(); }
   QString output() const {
@@ -68,7 +68,7 @@ class CommandWindow : public Desktop {
     return folder.filePath(name);
   }
 
-  // Plays a file in the terminal, in a host of its own.
+  // Plays a file with substitute-host, in another host.
   ProgramResult playInTerminal(const QString& scenario) const {
     return runProgram("substitute-host", {scenario, "--trace", folder.filePath("terminal.trace")});
   }
@@ -85,7 +85,7 @@ using TypedCommand = CommandWindow;
 using ScenarioInWindow = CommandWindow;
 using SavedScenario = CommandWindow;
 
-// What stands under the commands is what the terminal prints.
+// The output of the commands is what the terminal prints.
 TEST_F(CommandList, ShowsPlayedCommandsWithTheirOutput) {
   startWithPage();
   QTest::mouseClick(button(), Qt::LeftButton);
@@ -232,7 +232,7 @@ TEST_F(TypedCommand, ComesBackFromTheHistory) {
   EXPECT_EQ(field().text(), "ent");
 }
 
-// Enter takes what is proposed; it is played by the next one.
+// The first Enter accepts the completion, the second one plays it.
 TEST_F(TypedCommand, IsCompleted) {
   window.play("plant control own");
   QTest::keyClick(&window, Qt::Key_L, Qt::ControlModifier);
@@ -370,7 +370,7 @@ TEST_F(ScenarioInWindow, StopsWhereTheLibraryIsMissing) {
   EXPECT_EQ(host.state()["offline"], false);
 }
 
-// By menu, mouse, page and command line; played again in the terminal it is the same.
+// The commands come from menu, mouse, page and command line.
 TEST_F(SavedScenario, GivesTheSameTraceInTheTerminal) {
   window.play("info-lines [\"1.1.2026\", \"2\"]");
   startWithPage();

@@ -1,4 +1,4 @@
-// The add-in on screen: window, palette and page in the real web engine.
+// The add-in in the window, with palette and page in the real web engine.
 #include <gtest/gtest.h>
 
 #include <QAction>
@@ -53,16 +53,17 @@ TEST_F(Desktop, FirstStartOpensThePaletteDocked) {
   EXPECT_EQ(button()->text().trimmed(), "Zobrazit velorin");
   EXPECT_TRUE(
       button()->toolTip().contains(QString::fromUtf8("Velorin je pomocník pro začátečníky")));
-  // At the toolbar's right end, behind the help control.
+  // At the toolbar's right end, after the help control.
   const auto* const help = window.findChild<QToolButton*>("control:HelpGroupCommand");
   EXPECT_GT(button()->x(), help->x());
   EXPECT_GT(button()->geometry().right(), window.width() - 30);
 }
 
-// The add-in escapes nothing, so the engine reads the text as part of an address: a space becomes
-// %20, a Czech letter its bytes in UTF-8 behind percent signs, "&" ends the value of `lic`, and "#"
-// ends the query, the rest being the fragment, which no server is sent. Percent signs, backslashes
-// and every further "#" stay as they are. The page's script has all of it in `location.href`.
+// The add-in escapes nothing, so the engine parses the string as part of an address. A space
+// becomes %20, and a Czech letter becomes its UTF-8 bytes, percent-encoded. "&" ends the value of
+// `lic`. "#" ends the query; the rest is the fragment, which is not sent to a server. Percent
+// signs, backslashes and further "#" do not change. The page's script has all of it in
+// `location.href`.
 TEST_F(Desktop, PageReadsItsAddress) {
   host.setEntitlement("Žlutý kůň & 5 % \\ syn #7, konec #8");
   startWithPage();
@@ -121,7 +122,7 @@ TEST_F(Desktop, MessageReachesTheShellAsItStands) {
   ASSERT_TRUE(pageSends("'\"\"'"));
   ASSERT_TRUE(pageSends("'\"příště\"'"));
   EXPECT_EQ(monitor.opened(), Runs({{"first", "second"}, {}, {"příště"}}));
-  // An empty text raises the library's error, which the host survives, and runs nothing.
+  // For an empty string the library throws, which the host survives, and nothing is run.
   ASSERT_TRUE(pageSends("''"));
   EXPECT_EQ(monitor.opened().size(), 3U);
   EXPECT_EQ(trace.back()["event"], "threw");
@@ -201,7 +202,7 @@ TEST_F(Desktop, StopClearsTheWindow) {
   ASSERT_NE(button(), nullptr);
 }
 
-// Whether a process runs; one that has ended and waits for its parent does not.
+// Whether a process runs. A zombie does not.
 bool runs(qint64 process) {
   QFile file(QStringLiteral("/proc/%1/stat").arg(process));
   return file.open(QIODevice::ReadOnly) && !file.readAll().contains(") Z ");
@@ -214,7 +215,7 @@ TEST_F(Desktop, HundredStartsLeaveNoWindowAndNoPage) {
     return std::tuple(QApplication::allWidgets().size(), QApplication::topLevelWindows().size(),
                       resourceCounts().objects);
   };
-  std::vector<qint64> pages;  // the engine's processes that ran one
+  std::vector<qint64> pages;  // the engine's processes for pages
   const auto startAndStop = [&](bool waitForPage) {
     setCounter(0);
     window.play("start");
@@ -303,7 +304,7 @@ QImage fileFor(const QString& folder) {
   return QImage(folder + "/32x32" + scale + ".png");
 }
 
-// Whether `picture` stands somewhere in what the button paints.
+// Whether the button paints `picture` somewhere.
 bool shows(QToolButton& button, const QImage& picture) {
   const qreal scale = qApp->devicePixelRatio();
   const auto onWhite = [scale](const QSize& size, const std::function<void(QPainter&)>& paint) {
@@ -460,7 +461,7 @@ TEST_F(Desktop, MenuChangesTheEntitlementText) {
   EXPECT_EQ(inPage("document.getElementById('licence').innerText"),
             QString::fromUtf8("Žlutý & kůň"));
 
-  // No text is not an empty one, which the page is given alike.
+  // No text differs from an empty one in the host, but not in the address of the page.
   action("noEntitlement").trigger();
   EXPECT_EQ(host.state()["entitlement"], nullptr);
   EXPECT_FALSE(action("noEntitlement").isEnabled());
@@ -552,7 +553,7 @@ TEST(DesktopProgram, GivesTheTraceOfTheTerminal) {
   }
 }
 
-// What is done by mouse and page calls the host as the same commands do in the terminal.
+// Mouse and page cause the same calls of the host as the commands in the terminal do.
 TEST_F(Desktop, MouseAndPageGiveTheTraceOfTheTerminal) {
   auto* const offline = window.findChild<QAction*>("offline");
   startWithPage();
@@ -584,7 +585,7 @@ TEST(DesktopProgram, ReportsThatTheLibraryHasGone) {
   QProcess process;
   process.start(beside("substitute-desktop"), {folder.filePath("late.txt"), "--data", folder.path(),
                                                "--trace", trace, "--addin", library});
-  // The trace is made when the library has been tried.
+  // The trace file is created after the library was loaded once.
   ASSERT_TRUE(waitUntil([&] { return QFile::exists(trace); }));
   ASSERT_TRUE(QFile::remove(library));
   ASSERT_TRUE(process.waitForFinished(longestWait));
@@ -595,7 +596,7 @@ TEST(DesktopProgram, ReportsThatTheLibraryHasGone) {
       << errors.toStdString();
 }
 
-// Also behind a proxy, which does not know the learning site.
+// Also behind a proxy, which cannot resolve the learning site.
 TEST(DesktopProgram, TakesAScreenshot) {
   const QTemporaryDir folder;
   const QString file = folder.filePath("window.png");
@@ -607,11 +608,11 @@ TEST(DesktopProgram, TakesAScreenshot) {
   EXPECT_EQ(ended.status, 0) << ended.errors.toStdString();
   const QImage picture(file);
   ASSERT_FALSE(picture.isNull());
-  // The page on the right is painted, dark as the window: something bright stands on a dark ground.
+  // The page on the right is painted in the dark theme: bright pixels on a dark background.
   const QRect page(picture.width() - 280, 150, 260, 300);
   int bright = 0;
   int dark = 0;
-  int accent = 0;  // of the page's style sheet, found in nothing else
+  int accent = 0;  // pixels of a colour that only the page's style sheet has
   for (int y = page.top(); y < page.bottom(); ++y) {
     for (int x = page.left(); x < page.right(); ++x) {
       const int value = qGray(picture.pixel(x, y));
@@ -625,7 +626,7 @@ TEST(DesktopProgram, TakesAScreenshot) {
   EXPECT_GT(dark, page.width() * page.height() / 2);
 }
 
-// The add-in that was started is loaded still: nobody stopped it.
+// The started add-in is still loaded, since nobody has stopped it.
 TEST(DesktopProgram, JudgesWhatItStartedWhenStrict) {
   const QTemporaryDir folder;
   const QStringList data = {"--data", folder.path(), "--quit"};

@@ -37,13 +37,13 @@ class Keyboard : public Desktop {
     EXPECT_TRUE(waitUntil([&] { return widget.isActiveWindow(); }));
   }
 
-  // Presses a key as the system does: the window that has the focus gets it.
+  // Presses a key as the system does, in the window that has the focus.
   static void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
     ASSERT_TRUE(waitUntil([] { return QGuiApplication::focusWindow() != nullptr; }));
     QTest::keyClick(QGuiApplication::focusWindow(), key, modifiers);
   }
 
-  // Presses Tab until that part has the focus; false when it never gets it.
+  // Presses Tab until `part` has the focus; false when it never gets it.
   static bool tabTo(const QWidget& target) {
     for (int i = 0; i < 60 && !HasFatalFailure(); ++i) {
       if (QApplication::focusWidget() == &target) return true;
@@ -56,7 +56,7 @@ class Keyboard : public Desktop {
     return false;
   }
 
-  // Goes from pane to pane until the focus is in that one.
+  // Goes from pane to pane until the focus is in `pane`.
   static bool goTo(const QWidget& pane) {
     for (int i = 0; i < 10; ++i) {
       if (pane.isAncestorOf(QApplication::focusWidget())) return true;
@@ -65,7 +65,7 @@ class Keyboard : public Desktop {
     return false;
   }
 
-  // Leaves the toolbar, the learning palette and the trace.
+  // Shows only the toolbar, the learning palette and the trace.
   void hideOtherPanes() const {
     for (QDockWidget* const dock : window.findChildren<QDockWidget*>()) {
       if (dock != learningDock() && dock != tracePanel()) dock->hide();
@@ -180,7 +180,7 @@ TEST_F(Keyboard, MenuMovesThePalette) {
     if (state != 0) {
       EXPECT_EQ(window.dockWidgetArea(learningDock()), dockArea(state));
     }
-    // The next command finds it where it was put.
+    // The next command does not move it back.
     window.play("state");
     EXPECT_EQ(host.state()["palettes"][0]["dockingState"], state);
     auto* const dockMenu = qobject_cast<QMenu*>(action(name).parent());
@@ -230,7 +230,7 @@ TEST_F(Keyboard, PanesFollowEachOtherBothWays) {
   EXPECT_EQ(current(), 1);
 }
 
-// A toolbar is made anew when its controls change.
+// A toolbar is created again when its controls change.
 TEST_F(Keyboard, FocusStaysInTheToolbarThatChanges) {
   startWithPage();
   ASSERT_TRUE(goTo(*toolbar()));
@@ -376,7 +376,7 @@ QImage pictureOf(QWidget& widget) {
   return top.grab(QRect(widget.mapTo(&top, QPoint()), widget.size())).toImage();
 }
 
-// Puts the focus on every part of the window that takes it, and looks at the frame.
+// Gives the focus to every widget of the window that takes it, and checks the frame.
 void expectFrames(MainWindow& window) {
   std::set<QString> checked;
   for (QWidget* const widget : window.findChildren<QWidget*>()) {
@@ -388,10 +388,10 @@ void expectFrames(MainWindow& window) {
     if (QApplication::focusWidget() != nullptr) QApplication::focusWidget()->clearFocus();
     const QImage before = pictureOf(*widget);
     widget->setFocus(Qt::TabFocusReason);
-    if (!widget->hasFocus()) continue;  // it hands the focus on
+    if (!widget->hasFocus()) continue;  // it passes the focus on
     const QImage after = pictureOf(*widget);
     ASSERT_EQ(before.size(), after.size());
-    // The outer two pixels, all the way round.
+    // The outer two pixels on all sides.
     for (const int depth : {0, 1}) {
       const QRect edge = before.rect().adjusted(depth, depth, -depth, -depth);
       for (const QPoint& point :
@@ -455,7 +455,7 @@ TEST_F(Keyboard, FocusOfThePageIsFramed) {
 TEST_F(Keyboard, ImportantMessagesAreAnnounced) {
   static QStringList announced;
   announced.clear();
-  // No screen reader is here to ask for it.
+  // No screen reader is here that would activate it.
   QGuiApplicationPrivate::platformIntegration()->accessibility()->setActive(true);
   const auto former = QAccessible::installUpdateHandler([](QAccessibleEvent* event) {
     if (event->type() != QAccessible::Alert) return;

@@ -1,4 +1,4 @@
-// Names and palettes that need more room than there is, and where palettes float.
+// The layout of the window with long names and with many or floating palettes.
 #include <gtest/gtest.h>
 
 #include <QAccessible>
@@ -73,7 +73,7 @@ TEST_F(WindowLayout, ToolbarShowsThatThereAreMoreControls) {
   ASSERT_TRUE(more().isVisible());
   EXPECT_GE(more().width(), 24);
   EXPECT_FALSE(nameOf(more()).isEmpty());
-  // The drawing can be seen.
+  // Its icon is visible.
   const QImage picture = more().grab().toImage();
   const QRgb ground = picture.pixel(0, 0);
   int drawn = 0;
@@ -100,7 +100,7 @@ TEST_F(WindowLayout, ToolbarShowsThatThereAreMoreControls) {
     });
   };
   ASSERT_EQ(presses(), 0);
-  // Of all that are shown now, each can be pressed.
+  // Each that is shown now can be pressed.
   button()->setFocus();
   QTest::keyClick(button(), Qt::Key_Space);
   EXPECT_EQ(presses(), 1);
@@ -180,7 +180,7 @@ TEST_F(WindowLayout, LongSentenceKeepsItsBeginningAndItsEnd) {
   EXPECT_TRUE(shown.endsWith("x end"));
   EXPECT_TRUE(shown.contains(QChar(0x2026)));
   EXPECT_LT(shown.size(), 260);
-  // No line has to be longer than 32 letters.
+  // No line must be longer than 32 characters.
   for (const QString& word : shown.split(QRegularExpression("[ \\x{200B}]"))) {
     EXPECT_LE(word.size(), 32) << word.toStdString();
   }
@@ -194,7 +194,7 @@ TEST_F(WindowLayout, FloatingPaletteOpensOverTheCanvas) {
   expectOverCanvas(*window.dock("second"));
   EXPECT_NE(window.dock("second")->pos(), window.dock("loose")->pos());
 
-  // One that is given no size has the smallest.
+  // A palette without a size gets the minimum size.
   window.play("plant palette planted");
   expectOverCanvas(*window.dock("planted"));
 
@@ -202,7 +202,7 @@ TEST_F(WindowLayout, FloatingPaletteOpensOverTheCanvas) {
   QTest::mouseClick(window.dock("docked")->findChild<QToolButton*>("float"), Qt::LeftButton);
   expectOverCanvas(*window.dock("docked"));
   addPalette("low", "Low", 2, 200);
-  // The menu is about the palette with the focus.
+  // The menu acts on the palette with the focus.
   window.activateWindow();
   ASSERT_TRUE(waitUntil([this] { return window.isActiveWindow(); }));
   window.dock("low")->findChild<QToolButton*>("float")->setFocus();
@@ -222,7 +222,7 @@ TEST_F(WindowLayout, PictureHoldsFloatingPalettes) {
   EXPECT_EQ(with.copy(QRect(corner, dock.size()).adjusted(1, 1, -1, -1)),
             palette.copy(dock.rect().adjusted(1, 1, -1, -1)).convertToFormat(with.format()));
   EXPECT_NE(with, without);
-  // One that stands beside the window is in the picture, too.
+  // A palette beside the window is in the picture, too.
   dock.move(window.mapToGlobal(QPoint(window.width() - 100, 50)));
   EXPECT_EQ(pictureOf(window).width(), window.width() + 200);
 }

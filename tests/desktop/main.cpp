@@ -1,4 +1,4 @@
-// Runs tests of the window on a screen that nobody sees.
+// Runs tests of the window on the platform "offscreen".
 #include <gtest/gtest.h>
 
 #include <QApplication>

@@ -1,4 +1,4 @@
-// A palette's page when something goes wrong, and what the window offers for it.
+// Failures of a palette's page, and what the window offers then.
 #include <gtest/gtest.h>
 #include <sys/types.h>
 
@@ -21,7 +21,7 @@ using namespace substitute;
 // Answers every request with one status and one page.
 class PlainServer {
  public:
-  // Listens on `port`, any free one if left out.
+  // Listens on `port`; on any free port if left out.
   explicit PlainServer(const QByteArray& status, const QByteArray& page, quint16 port = 0) {
     EXPECT_TRUE(server_.listen(QHostAddress::LocalHost, port));
     QObject::connect(&server_, &QTcpServer::newConnection, &server_, [this, status, page] {
@@ -45,10 +45,10 @@ class PlainServer {
   QTcpServer server_;
 };
 
-// A host whose palette "page" shows an address of the test's choice.
+// A host with a palette "page" whose address the test chooses.
 class Page : public Desktop {
  protected:
-  // A name that no resolver knows, whatever the network.
+  // A name that no DNS server resolves.
   static void SetUpTestSuite() {
     qputenv("QTWEBENGINE_CHROMIUM_FLAGS",
             site().engineSwitch().chopped(1) + ",MAP nowhere.example ~NOTFOUND\"");
@@ -136,7 +136,7 @@ TEST_F(Page, PermanentStatusIsReportedWithoutAButton) {
   EXPECT_FALSE(retryButton().isVisible());
 }
 
-// The site's certificate counts for the placeholder host alone.
+// The site's certificate is accepted for the placeholder host alone.
 TEST_F(Page, CertificateIsRefusedForAnotherHostAndReported) {
   const QByteArray port = site().engineSwitch().split(':').last().chopped(1);
   open("https://127.0.0.1:" + port.toStdString() + "/fusion360/learning.asp");
@@ -290,7 +290,7 @@ TEST_F(Page, DeveloperToolsOpenByKeyboardAndGoWithThePalette) {
   ASSERT_TRUE(waitUntil([&] { return tools->url().scheme() == "devtools"; }));
   ASSERT_TRUE(waitUntil(
       [&] { return valueIn(*tools->page(), "document.body.childElementCount > 0").toBool(); }));
-  action("developerTools").trigger();  // brings the same window
+  action("developerTools").trigger();  // shows the same window
   EXPECT_EQ(learningDock()->findChildren<QWebEngineView*>("developerTools").size(), 1);
   window.play("stop");
   EXPECT_TRUE(waitUntil([&] { return tools.isNull(); }));

@@ -1,5 +1,4 @@
-// The sample of the learning page, for everybody who reads it: in both languages, and run once in
-// either theme.
+// Accessibility and content of the sample learning page, in both languages and in both themes.
 #include <gtest/gtest.h>
 
 #include <QRegularExpression>
@@ -26,7 +25,7 @@ QStringList violations(QWebEnginePage& page) {
     }, error => { window.found = {wrong: [String(error)], passed: []}; });
     0)");
   EXPECT_TRUE(waitUntil([&] { return valueIn(page, "window.found !== null").toBool(); }));
-  // What says nothing about contrast has not looked at the page.
+  // Without a result about contrast, axe-core has not checked the page.
   EXPECT_TRUE(valueIn(page, "window.found.passed.includes('color-contrast')").toBool());
   return valueIn(page, "window.found.wrong").toStringList();
 }
@@ -39,7 +38,7 @@ class SamplePage : public Desktop {
     view.show();
   }
 
-  // Shows the page in the language of the host's code for it.
+  // Shows the page in a language, given by the host's code for it.
   void load(const QString& language) {
     bool done = false;
     bool loaded = false;
@@ -95,7 +94,7 @@ TEST_F(SamplePage, FaultsAreFoundByAxe) {
             "color-contrast\ndocument-title");
 }
 
-// In numbers: the contrast of the borders with what they stand on; axe looks at texts only.
+// The contrast of the borders with their background, since axe-core checks text alone.
 TEST_F(SamplePage, BordersStandOut) {
   load("ENG");
   inPage(R"(
@@ -116,7 +115,7 @@ TEST_F(SamplePage, BordersStandOut) {
             3);
   EXPECT_GE(inPage("contrast(getComputedStyle(search, '::placeholder').color, ground)").toDouble(),
             4.5);
-  // The lessons under the pointer.
+  // A lesson under the pointer.
   for (const char* const text : {"h2", "p", "small"}) {
     EXPECT_GE(inPage(QStringLiteral("document.body.insertAdjacentHTML('beforeend', '<i id=hover "
                                     "style=\"background:var(--hover)\">');"
@@ -147,7 +146,7 @@ TEST_F(SamplePage, ScrollsNotSidewaysAt200Pixels) {
                " element.getBoundingClientRect().right > document.documentElement.clientWidth)"
                ".map(element => element.outerHTML.slice(0, 60)).join()"),
         "");
-    // Nothing is cut off to that end.
+    // No text is truncated to achieve that.
     EXPECT_EQ(inPage("[...document.querySelectorAll('h1, h2, p:not(.unseen), small, footer')]"
                      ".filter(element => element.scrollWidth > element.clientWidth + 1 &&"
                      " getComputedStyle(element).display !== 'inline').length"),
@@ -186,7 +185,7 @@ TEST_F(SamplePage, AnnouncesThatALessonIsOpened) {
   QTest::keyClick(view.focusProxy(), Qt::Key_Return);
   ASSERT_TRUE(
       waitUntil([this] { return statusText() == "Your first sketch: opened in the browser"; }));
-  // For who comes back to the link, too, and once only.
+  // Also when the focus comes back to the link, and once only.
   inPage("document.querySelector('[role=status]').textContent = ''; 0");
   QTest::keyClick(view.focusProxy(), Qt::Key_Return);
   ASSERT_TRUE(
@@ -195,8 +194,8 @@ TEST_F(SamplePage, AnnouncesThatALessonIsOpened) {
               "5 min, opened in the browser");
 }
 
-// The engine escapes some signs of the address, the page reads them back; what the host's text had
-// of percent signs stays.
+// The engine escapes some characters of the address, and the page decodes them. Percent signs of
+// the host's text do not change.
 TEST_F(SamplePage, ShowsTheLicenceAsTheHostGaveIt) {
   for (const char* const text :
        {"VELORIN-EXAMPLE 2026", "100 %", "%41%26%23 is not A&#", "%c5%bd is small",

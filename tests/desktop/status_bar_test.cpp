@@ -1,4 +1,4 @@
-// The line at the foot of the window.
+// The status bar of the window.
 #include <gtest/gtest.h>
 
 #include <QLabel>

@@ -1,4 +1,4 @@
-// The trace in the window: what it shows, how it is searched, copied and saved.
+// The trace panel: its rows, its filter, copying and saving.
 #include <gtest/gtest.h>
 
 #include <QAccessible>
@@ -26,13 +26,13 @@ using namespace substitute;
 
 class TraceList : public Desktop {
  protected:
-  // Only an active window has a focus and shortcuts.
+  // Only an active window has focus and shortcuts.
   TraceList() {
     window.activateWindow();
     EXPECT_TRUE(waitUntil([this] { return window.isActiveWindow(); }));
   }
 
-  // A host that meets a null, an exception, an exception that leaves the add-in, and an `open`.
+  // Causes a null, an exception, an exception that leaves the add-in, and an `open`.
   void playEveryKind() {
     window.play("fail Palettes.itemById 1 null");
     window.play("start");
@@ -67,14 +67,14 @@ class TraceList : public Desktop {
     return lines.join('\n');
   }
 
-  // What Ctrl+C puts on the clipboard.
+  // The content of the clipboard after Ctrl+C.
   static QString copied(QWidget* from) {
     QApplication::clipboard()->setText("nothing");
     QTest::keyClick(from, Qt::Key_C, Qt::ControlModifier);
     return QApplication::clipboard()->text();
   }
 
-  // Gives "Save trace…" this path, by keyboard.
+  // Types `path` in the dialog of "Save trace…".
   void saveTo(const QString& path) {
     action("saveTrace").trigger();
     auto* const dialog = panel->findChild<QFileDialog*>();
@@ -173,7 +173,7 @@ TEST_F(TraceList, ColumnsAreWidenedAndScrolledTo) {
 TEST_F(TraceList, CopyTakesTheSelectedLinesInTheOrderOfTheTrace) {
   playEveryKind();
   list->setFocus();
-  // Selected from below, one row left out.
+  // Selected from below, without one row between.
   select(4);
   QTest::keyClick(list, Qt::Key_Up, Qt::ShiftModifier);
   QTest::keyClick(list, Qt::Key_Up, Qt::ControlModifier);
@@ -274,7 +274,7 @@ TEST_F(TraceList, ColoursHaveContrast) {
   EXPECT_EQ(contrast(Qt::black, Qt::white), 21);
   EXPECT_NEAR(contrast(QColor("#777777"), Qt::white), 4.48, 0.01);
   playEveryKind();
-  // Strokes so thick that they hold pixels of the text's full colour.
+  // Thick strokes, which have pixels of the text's full colour.
   QFont large = list->font();
   large.setPointSize(28);
   large.setBold(true);
@@ -310,7 +310,7 @@ TEST_F(TraceList, ColoursHaveContrast) {
   EXPECT_NE(colours["→ open"], colours["× null"]);
 }
 
-// Where the text stands in a picture.
+// The position of the text in a picture.
 QRect textIn(const QImage& picture) {
   const auto [ground, text] = groundAndText(picture);
   QRegion found;
@@ -384,7 +384,7 @@ TEST_F(TraceList, KeysFindAndClearTheFilter) {
   EXPECT_EQ(QApplication::focusWidget(), list);
   QTest::keyClick(list, Qt::Key_Escape);
   EXPECT_EQ(filter->text(), "");
-  // What the keys are is shown.
+  // The tooltips show the keys.
   EXPECT_TRUE(filter->toolTip().contains("Ctrl+F"));
   EXPECT_TRUE(action("showCommand").toolTip().contains("Ctrl+Return"));
   const std::pair<const char*, const char*> keys[] = {{"findInTrace", "Ctrl+F"},
@@ -409,7 +409,7 @@ TEST_F(TraceList, LineLeadsToItsCommand) {
   QTest::mouseDClick(list->viewport(), Qt::LeftButton, {}, place);
   EXPECT_EQ(requested.size(), 3);
   for (const QVariantList& values : requested) EXPECT_EQ(values, QVariantList{7});
-  // A line without a command leads nowhere.
+  // A line without a command has no command to show.
   select(1);
   EXPECT_FALSE(action("showCommand").isEnabled());
   QTest::keyClick(list, Qt::Key_Return);
@@ -422,7 +422,7 @@ TEST_F(TraceList, FollowsTheEndUnlessTheUserReadsAbove) {
   const auto append = [this] {
     for (int i = 0; i < 100; ++i) panel->append({{"event", "run"}});
   };
-  // The list is laid out once for all of them, or a long trace would slow the host down.
+  // The list is laid out once for all of them: otherwise a long trace would slow the host down.
   const QSignalSpy laidOut(bar, &QScrollBar::rangeChanged);
   append();
   EXPECT_EQ(laidOut.size(), 0);
