@@ -69,18 +69,26 @@ void startPlayback(MainWindow& window, const std::vector<Command>& commands, boo
   playback.playOn();
 }
 
+// The commands to play first; none when `scenario` is "-". Throws what readScenario() throws, and
+// std::runtime_error when standard input cannot be read.
+std::vector<Command> initialCommands(const std::string& scenario) {
+  if (scenario.empty()) return {parseCommand("start")};
+  if (scenario != "-") return readScenario(scenario);
+  checkStandardInput();
+  return {};
+}
+
+// `option` is the value of --theme. Needs a QApplication.
+Theme chosenTheme(const std::string& option) {
+  if (option.empty()) return systemTheme();
+  return option == "dark" ? Theme::dark : Theme::light;
+}
+
 int show(DesktopOptions& values, int& argc, char** argv) {
   const bool plays = !values.scenario.empty();
   const bool readsInput = values.scenario == "-";
   const bool ends = values.quit || !values.screenshot.empty();
-  std::vector<Command> commands;
-  if (!plays) {
-    commands = {parseCommand("start")};
-  } else if (readsInput) {
-    checkStandardInput();
-  } else {
-    commands = readScenario(values.scenario);
-  }
+  const std::vector<Command> commands = initialCommands(values.scenario);
   choosePlatformPlugin(ends, argc, argv);
   if (qgetenv("QT_QPA_PLATFORM") == "offscreen") filterPlatformMessages();
   QApplication application(argc, argv);
@@ -91,9 +99,7 @@ int show(DesktopOptions& values, int& argc, char** argv) {
                       plays ? std::vector{values.scenario} : std::vector<std::string>(),
                       values.arguments);
 
-  const Theme theme = values.theme.empty()     ? systemTheme()
-                      : values.theme == "dark" ? Theme::dark
-                                               : Theme::light;
+  const Theme theme = chosenTheme(values.theme);
   apply(theme);
   if (values.site.empty()) values.site = besideProgram("site");
   const LearningSite site(QString::fromStdString(values.site),

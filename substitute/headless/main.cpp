@@ -201,8 +201,9 @@ int main(int argc, char** argv) {
   HeadlessOptions values;
   values.arguments.assign(argv, argv + argc);
   CLI::App parser(
-      "Plays the life of the add-in in a host made for it: a scenario, or, at a terminal,"
-      " what you type.",
+      "Plays scenarios with the add-in in a host made for it. At a terminal without a scenario, "
+      "plays"
+      " the commands that you type.",
       program);
   parser.set_version_flag("--version", "substitute-host " VELORIN_VERSION);
   parser.footer(commandList());
