@@ -1,7 +1,6 @@
 // AutoOpenPalette and the info file, byte for byte.
 #include <cstdint>
 #include <filesystem>
-#include <locale>
 #include <string>
 
 #include "tests/AddInFixture.h"
@@ -35,25 +34,59 @@ TEST_F(InfoFile, AbsentIsMadeWithTodayAndOne) {
   EXPECT_EQ(file().size(), 12U);
 }
 
-TEST_F(InfoFile, ASecondStartEndsTheLastLine) {
-  EXPECT_EQ(after(date + "\n1"), 1);
-  EXPECT_EQ(file(), date + "\n2\n");
-}
+namespace {
 
-TEST_F(InfoFile, CountsFromThree) {
-  EXPECT_EQ(after(date + "\n3\n"), 3);
-  EXPECT_EQ(file(), date + "\n4\n");
-}
+struct Update {
+  const char* name;
+  const char* before;  // below the date, which is the file's first line
+  std::int32_t returned;
+  const char* after;
+};
 
-TEST_F(InfoFile, CarriesFurtherLinesAlong) {
-  EXPECT_EQ(after(date + "\n3\nnotes"), 3);
-  EXPECT_EQ(file(), date + "\n4\nnotes\n");
-}
+constexpr Update updates[] = {
+    {"ASecondStartEndsTheLastLine", "1", 1, "2\n"},
+    {"CountsFromThree", "3\n", 3, "4\n"},
+    {"CarriesFurtherLinesAlong", "3\nnotes", 3, "4\nnotes\n"},
+    {"CarriesAnEmptyThirdLineAlong", "3\n\n", 3, "4\n\n"},
+    {"OfOneLineGetsItsCounter", "", 0, "1\n"},
+    {"AnEmptySecondLineStartsAnew", "\n5\n", 0, "1\n5\n"},
+    {"ASecondLineOfLettersStartsAnew", "abc\n", 0, "1\n"},
+    {"SpacesBeforeAndLettersBehindTheNumberAreIgnored", " 7x\n", 7, "8\n"},
+    {"EverySpaceBeforeTheNumberIsIgnored", "\t\v\f\r +7 8\n", 7, "8\n"},
+    {"NumbersAreDecimal", "010\n", 10, "11\n"},
+    {"ANumberEndsBeforeItsX", "0x10\n", 0, "1\n"},
+    {"CountsNegativeNumbersUp", "-5\n", -5, "-4\n"},
+    {"CountsFromMinusOneToZero", "-1\n", -1, "0\n"},
+    {"ANumberOutOfRangeStartsAnew", "2147483648\n", 0, "1\n"},
+    {"ANegativeNumberOutOfRangeStartsAnew", "-2147483649\n", 0, "1\n"},
+    {"CounterWraps", "2147483647\n", 2147483647, "-2147483648\n"},
+    {"TheLowestNumberIsCountedUp", "-2147483648\n", -2147483647 - 1, "-2147483647\n"},
+    {"TheCounterLosesItsCarriageReturn", "3\r\n", 3, "4\n"},
+};
 
-TEST_F(InfoFile, CarriesAnEmptyThirdLineAlong) {
-  EXPECT_EQ(after(date + "\n3\n\n"), 3);
-  EXPECT_EQ(file(), date + "\n4\n\n");
-}
+class InfoFileUpdate : public InfoFile {
+ public:
+  explicit InfoFileUpdate(const Update& update) : update_(update) {}
+
+ private:
+  void TestBody() override {
+    EXPECT_EQ(after(date + "\n" + update_.before), update_.returned);
+    EXPECT_EQ(file(), date + "\n" + update_.after);
+  }
+
+  const Update& update_;
+};
+
+// Each under a name of its own.
+const bool registered = [] {
+  for (const Update& update : updates) {
+    testing::RegisterTest("InfoFile", update.name, nullptr, nullptr, __FILE__, __LINE__,
+                          [&update]() -> InfoFile* { return new InfoFileUpdate(update); });
+  }
+  return true;
+}();
+
+}  // namespace
 
 TEST_F(InfoFile, OfZeroBytesGetsTheCounterOnItsFirstLine) {
   EXPECT_EQ(after(""), 0);
@@ -65,72 +98,14 @@ TEST_F(InfoFile, OfTheCounterAloneGetsAnother) {
   EXPECT_EQ(file(), "1\n1\n");
 }
 
-TEST_F(InfoFile, OfTwoCountersCountsTheSecond) {
-  EXPECT_EQ(after("1\n1\n"), 1);
-  EXPECT_EQ(file(), "1\n2\n");
-}
-
-TEST_F(InfoFile, OfOneLineGetsItsCounter) {
+TEST_F(InfoFile, OfADateWithoutAnEndGetsItsCounter) {
   EXPECT_EQ(after(date), 0);
   EXPECT_EQ(file(), date + "\n1\n");
-  EXPECT_EQ(after(date + "\n"), 0);
-  EXPECT_EQ(file(), date + "\n1\n");
-}
-
-TEST_F(InfoFile, AnEmptySecondLineStartsAnew) {
-  EXPECT_EQ(after(date + "\n\n5\n"), 0);
-  EXPECT_EQ(file(), date + "\n1\n5\n");
-}
-
-TEST_F(InfoFile, ASecondLineOfLettersStartsAnew) {
-  EXPECT_EQ(after(date + "\nabc\n"), 0);
-  EXPECT_EQ(file(), date + "\n1\n");
-}
-
-TEST_F(InfoFile, SpacesBeforeAndLettersBehindTheNumberAreIgnored) {
-  EXPECT_EQ(after(date + "\n 7x\n"), 7);
-  EXPECT_EQ(file(), date + "\n8\n");
-  EXPECT_EQ(after(date + "\n\t\v\f\r +7 8\n"), 7);
-  EXPECT_EQ(file(), date + "\n8\n");
-}
-
-TEST_F(InfoFile, NumbersAreDecimal) {
-  EXPECT_EQ(after(date + "\n010\n"), 10);
-  EXPECT_EQ(after(date + "\n0x10\n"), 0);
-  EXPECT_EQ(file(), date + "\n1\n");
-}
-
-TEST_F(InfoFile, CountsNegativeNumbersUp) {
-  EXPECT_EQ(after(date + "\n-5\n"), -5);
-  EXPECT_EQ(file(), date + "\n-4\n");
-  EXPECT_EQ(after(date + "\n-1\n"), -1);
-  EXPECT_EQ(file(), date + "\n0\n");
-}
-
-TEST_F(InfoFile, ANumberOutOfRangeStartsAnew) {
-  EXPECT_EQ(after(date + "\n99999999999\n"), 0);
-  EXPECT_EQ(file(), date + "\n1\n");
-  EXPECT_EQ(after(date + "\n2147483648\n"), 0);
-  EXPECT_EQ(file(), date + "\n1\n");
-  EXPECT_EQ(after(date + "\n-2147483649\n"), 0);
-  EXPECT_EQ(file(), date + "\n1\n");
-}
-
-TEST_F(InfoFile, CounterWraps) {
-  EXPECT_EQ(after(date + "\n2147483647\n"), 2147483647);
-  EXPECT_EQ(file(), date + "\n-2147483648\n");
-  EXPECT_EQ(AutoOpenPalette(), -2147483647 - 1);
-  EXPECT_EQ(file(), date + "\n-2147483647\n");
-}
-
-TEST_F(InfoFile, TheFirstLineKeepsItsCarriageReturnAndTheCounterLosesIt) {
-  EXPECT_EQ(after(date + "\r\n3\r\n"), 3);
-  EXPECT_EQ(file(), date + "\r\n4\n");
 }
 
 TEST_F(InfoFile, TheFirstLineIsNeverRead) {
-  EXPECT_EQ(after("no date\n3\n"), 3);
-  EXPECT_EQ(file(), "no date\n4\n");
+  EXPECT_EQ(after("no date\r\n3\n"), 3);
+  EXPECT_EQ(file(), "no date\r\n4\n");
   EXPECT_EQ(after(std::string("\0\xFF\n3\n\0\n", 7)), 3);
   EXPECT_EQ(file(), std::string("\0\xFF\n4\n\0\n", 7));
 }
@@ -161,25 +136,4 @@ TEST_F(InfoFile, IsLeftAloneWhenTheLibraryIsOnlyLoaded) {
   load();
   unload();
   EXPECT_EQ(file(), date + "\n3\n");
-}
-
-namespace {
-
-// Digits in groups, as many a locale has them.
-class Grouping : public std::numpunct<char> {
- protected:
-  char do_thousands_sep() const override { return '.'; }
-  std::string do_grouping() const override { return "\3"; }
-};
-
-}  // namespace
-
-TEST_F(InfoFile, IsTheSameInTheHostsCppLocale) {
-  const std::locale before = std::locale::global(std::locale(std::locale(), new Grouping));
-  EXPECT_EQ(after(date + "\n1234567\n"), 1234567);
-  EXPECT_EQ(file(), date + "\n1234568\n");
-  fs::remove(infoFile);
-  EXPECT_EQ(AutoOpenPalette(), 0);
-  EXPECT_EQ(file(), datetime() + "\n1");
-  std::locale::global(before);
 }
