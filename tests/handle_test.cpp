@@ -84,206 +84,173 @@ const char* core::CommandControl::classType() {
   return "CommandControl for a test";
 }
 
-TEST(Handle, IsOnePointerWide) {
-  static_assert(sizeof(Inputs) == sizeof(void*));
-  static_assert(std::is_same_v<Inputs, core::Ptr<core::CommandInputs, core::IncompleteType>>);
-}
+static_assert(sizeof(Inputs) == sizeof(void*));
+static_assert(std::is_same_v<Inputs, core::Ptr<core::CommandInputs, core::IncompleteType>>);
+static_assert(std::is_nothrow_destructible_v<Inputs>);
 
-TEST(Handle, StartsEmpty) {
+namespace {
+
+// Two objects, with the caller's reference to each; every change of their counts is in the log.
+class Handle : public testing::Test {
+ protected:
+  Handle() { a.count = b.count = 1; }
+
+  using Log = std::vector<std::string>;
+  Log log;
+  FakeInputs a{"A", &log};
+  FakeInputs b{"B", &log};
+};
+
+}  // namespace
+
+TEST_F(Handle, StartsEmpty) {
   const Inputs handle;
   EXPECT_FALSE(handle);
   EXPECT_EQ(handle.get(), nullptr);
-}
-
-TEST(Handle, AttachTakesTheCallersReferenceOver) {
-  FakeInputs object;
-  object.count = 1;
-  {
-    const Inputs handle(&object, true);
-    EXPECT_TRUE(handle);
-    EXPECT_EQ(handle.get(), &object);
-    EXPECT_EQ(object.count, 1);
-  }
-  EXPECT_EQ(object.count, 0);
-}
-
-TEST(Handle, WithoutAttachAddsItsOwnReference) {
-  FakeInputs object;
-  object.count = 1;
-  {
-    const Inputs handle(&object, false);
-    EXPECT_EQ(object.count, 2);
-  }
-  EXPECT_EQ(object.count, 1);
-}
-
-TEST(Handle, NullGivesAnEmptyHandle) {
   EXPECT_FALSE(Inputs(nullptr, true));
   EXPECT_FALSE(Inputs(nullptr, false));
 }
 
-TEST(Handle, CopyAddsOne) {
-  FakeInputs object;
-  object.count = 1;
+TEST_F(Handle, AttachTakesTheCallersReferenceOver) {
   {
-    const Inputs handle(&object, true);
-    const Inputs copy(handle);  // NOLINT(performance-unnecessary-copy-initialization)
-    EXPECT_EQ(copy.get(), &object);
-    EXPECT_EQ(object.count, 2);
+    const Inputs handle(&a, true);
+    EXPECT_TRUE(handle);
+    EXPECT_EQ(handle.get(), &a);
+    EXPECT_EQ(log, Log());
   }
-  EXPECT_EQ(object.count, 0);
+  EXPECT_EQ(log, Log{"-A"});
 }
 
-TEST(Handle, CopyOfAnEmptyOneIsEmpty) {
+TEST_F(Handle, WithoutAttachAddsItsOwnReference) {
+  {
+    const Inputs handle(&a, false);
+    EXPECT_EQ(log, Log{"+A"});
+  }
+  EXPECT_EQ(log, (Log{"+A", "-A"}));
+}
+
+TEST_F(Handle, CopyAddsOne) {
+  {
+    const Inputs handle(&a, true);
+    const Inputs copy(handle);  // NOLINT(performance-unnecessary-copy-initialization)
+    EXPECT_EQ(copy.get(), &a);
+    EXPECT_EQ(log, Log{"+A"});
+  }
+  EXPECT_EQ(log, (Log{"+A", "-A", "-A"}));
+}
+
+TEST_F(Handle, CopyOfAnEmptyOneIsEmpty) {
   const Inputs handle;
   const Inputs copy(handle);  // NOLINT(performance-unnecessary-copy-initialization)
   EXPECT_FALSE(copy);
 }
 
-TEST(Handle, AssigningToItselfChangesNothing) {
-  std::vector<std::string> log;
-  FakeInputs object("A", &log);
-  Inputs handle(&object, true);
+TEST_F(Handle, AssigningToItselfOrTheSameObjectChangesNoCount) {
+  Inputs handle(&a, true);
   const Inputs& itself = handle;
   handle = itself;
-  EXPECT_EQ(handle.get(), &object);
-  EXPECT_TRUE(log.empty());
-  handle = nullptr;
+  EXPECT_EQ(handle.get(), &a);
+  const Inputs other(&a, true);
+  handle = other;
+  EXPECT_EQ(handle.get(), &a);
+  EXPECT_EQ(log, Log());
 }
 
-TEST(Handle, AssigningTheSameObjectChangesNoCount) {
-  std::vector<std::string> log;
-  FakeInputs object("A", &log);
-  Inputs one(&object, true);
-  const Inputs two(&object, true);
-  one = two;
-  EXPECT_EQ(one.get(), &object);
-  EXPECT_TRUE(log.empty());
+TEST_F(Handle, AssigningToAnEmptyOneAddsOne) {
+  const Inputs full(&a, true);
+  Inputs empty;
+  empty = full;
+  EXPECT_EQ(full.get(), &a);
+  EXPECT_EQ(empty.get(), &a);
+  EXPECT_EQ(log, Log{"+A"});
 }
 
-TEST(Handle, AssigningToAnEmptyOneAddsOneAndBothEndsTakeTwo) {
-  FakeInputs object;
-  object.count = 1;
-  {
-    const Inputs full(&object, true);
-    Inputs empty;
-    empty = full;
-    EXPECT_EQ(full.get(), &object);
-    EXPECT_EQ(empty.get(), &object);
-    EXPECT_EQ(object.count, 2);
-  }
-  EXPECT_EQ(object.count, 0);
-}
-
-TEST(Handle, AssigningAnotherReleasesTheOldBeforeItCountsTheNew) {
-  std::vector<std::string> log;
-  FakeInputs a("A", &log);
-  FakeInputs b("B", &log);
+TEST_F(Handle, AssigningAnotherReleasesTheOldBeforeItCountsTheNew) {
   Inputs handle(&a, true);
   const Inputs other(&b, true);
   handle = other;
-  EXPECT_EQ(log, (std::vector<std::string>{"-A", "+B"}));
+  EXPECT_EQ(log, (Log{"-A", "+B"}));
 }
 
-TEST(Handle, AssigningAnEmptyOneReleases) {
-  FakeInputs object;
-  object.count = 1;
-  Inputs handle(&object, true);
+TEST_F(Handle, AssigningAnEmptyOneReleases) {
+  Inputs handle(&a, true);
   handle = Inputs();
   EXPECT_FALSE(handle);
-  EXPECT_EQ(object.count, 0);
+  EXPECT_EQ(log, Log{"-A"});
 }
 
-TEST(Handle, AssigningAPointerTakesTheCallersReferenceOver) {
-  FakeInputs object;
-  object.count = 1;
+TEST_F(Handle, AssigningAPointerTakesTheCallersReferenceOver) {
   Inputs handle;
-  handle = &object;
-  EXPECT_EQ(object.count, 1);
-  handle = nullptr;
-  EXPECT_EQ(object.count, 0);
+  handle = &a;
+  EXPECT_EQ(handle.get(), &a);
+  EXPECT_EQ(log, Log());
 }
 
-TEST(Handle, AssigningNullReleasesOnceAndThenNothing) {
-  std::vector<std::string> log;
-  FakeInputs object("A", &log);
-  Inputs handle(&object, true);
+TEST_F(Handle, AssigningNullReleasesOnceAndThenNothing) {
+  Inputs handle(&a, true);
   handle = nullptr;
   EXPECT_FALSE(handle);
   handle = nullptr;
   EXPECT_FALSE(handle);
-  EXPECT_EQ(log, std::vector<std::string>{"-A"});
+  EXPECT_EQ(log, Log{"-A"});
 }
 
-TEST(Handle, ResetToTheHeldObjectDoesNothingEvenWithAttach) {
-  std::vector<std::string> log;
-  FakeInputs object("A", &log);
-  Inputs handle(&object, true);
-  handle.reset(&object, true);
-  handle.reset(&object, false);
-  EXPECT_EQ(handle.get(), &object);
-  EXPECT_TRUE(log.empty());
+TEST_F(Handle, ResetToTheHeldObjectDoesNothingEvenWithAttach) {
+  Inputs handle(&a, true);
+  handle.reset(&a, true);
+  handle.reset(&a, false);
+  EXPECT_EQ(handle.get(), &a);
+  EXPECT_EQ(log, Log());
 }
 
-TEST(Handle, ResetWithAttachOnlyReleasesTheOld) {
-  std::vector<std::string> log;
-  FakeInputs a("A", &log);
-  FakeInputs b("B", &log);
+TEST_F(Handle, ResetWithAttachOnlyReleasesTheOld) {
   Inputs handle(&a, true);
   handle.reset(&b, true);
   EXPECT_EQ(handle.get(), &b);
-  EXPECT_EQ(log, std::vector<std::string>{"-A"});
+  EXPECT_EQ(log, Log{"-A"});
 }
 
-TEST(Handle, GetAndArrowAndTestLeaveTheCount) {
-  std::vector<std::string> log;
-  FakeInputs object("A", &log);
-  const Inputs handle(&object, true);
+TEST_F(Handle, GetAndArrowAndTestLeaveTheCount) {
+  const Inputs handle(&a, true);
   EXPECT_TRUE(handle);
-  EXPECT_EQ(handle.get(), &object);
+  EXPECT_EQ(handle.get(), &a);
   EXPECT_TRUE(handle->isValid());
-  EXPECT_TRUE(log.empty());
+  EXPECT_EQ(log, Log());
 }
 
-TEST(Handle, SurvivesACollectionThatMovesIt) {
-  FakeInputs object;
-  object.count = 1;
+TEST_F(Handle, SurvivesACollectionThatMovesIt) {
   {
     std::vector<Inputs> handles;
-    handles.emplace_back(&object, true);
+    handles.emplace_back(&a, true);
     for (int i = 1; i < 100; ++i) handles.push_back(handles.front());
-    EXPECT_EQ(object.count, 100);
+    EXPECT_EQ(a.count, 100);
     handles.erase(handles.begin(), handles.begin() + 50);
-    EXPECT_EQ(object.count, 50);
+    EXPECT_EQ(a.count, 50);
     std::swap(handles.front(), handles.back());
-    EXPECT_EQ(object.count, 50);
+    EXPECT_EQ(a.count, 50);
   }
-  EXPECT_EQ(object.count, 0);
+  EXPECT_EQ(a.count, 0);
 }
 
-TEST(Handle, NeedsNoDefinitionOfItsClass) {
-  FakeInputs object;
+TEST_F(Handle, NeedsNoDefinitionOfItsClass) {
   const auto* const declared =
-      static_cast<Declared*>(static_cast<void*>(static_cast<core::Base*>(&object)));
+      static_cast<Declared*>(static_cast<void*>(static_cast<core::Base*>(&a)));
   {
     const core::Ptr<Declared> handle(declared, false);
     const core::Ptr<Declared> copy(handle);  // NOLINT(performance-unnecessary-copy-initialization)
-    EXPECT_EQ(object.count, 2);
     EXPECT_TRUE(copy);
   }
-  EXPECT_EQ(object.count, 0);
+  EXPECT_EQ(log, (Log{"+A", "+A", "-A", "-A"}));
 }
 
-TEST(Handle, CountsThroughTheObjectsOwnOperations) {
-  FakeInputs object;
-  void* const untyped = static_cast<core::CommandInputs*>(&object);
+TEST_F(Handle, CountsThroughTheObjectsOwnOperations) {
+  void* const untyped = static_cast<core::CommandInputs*>(&a);
   core::IncompleteType::addref<core::CommandInputs>(untyped);
-  EXPECT_EQ(object.count, 1);
   core::IncompleteType::release<core::CommandInputs>(untyped);
-  EXPECT_EQ(object.count, 0);
+  EXPECT_EQ(log, (Log{"+A", "-A"}));
 }
 
-TEST(Handle, ArrowOnAnEmptyOneEndsTheProcessWithTheAssertion) {
+TEST_F(Handle, ArrowOnAnEmptyOneEndsTheProcessWithTheAssertion) {
   const Inputs handle;
   EXPECT_EXIT(handle->isValid(), testing::KilledBySignal(SIGABRT), emptyHandleAssertion);
 }
@@ -295,8 +262,7 @@ class ThrowingRelease : public FakeInputs {
 };
 }  // namespace
 
-TEST(Handle, AnExceptionInTheDestructorEndsTheProcess) {
-  static_assert(std::is_nothrow_destructible_v<Inputs>);
+TEST_F(Handle, AnExceptionInTheDestructorEndsTheProcess) {
   const auto destroy = [] {
     static ThrowingRelease object;
     try {
@@ -337,21 +303,13 @@ TEST(HandleConversion, OfTheKindAddsItsOwnReference) {
 }
 
 TEST(HostText, IsCopiedAndHandedBackOnce) {
-  handedBack().clear();
-  FakeMessage message;
-  char text[] = "P\xC5\x99\xC3\xADklad";
-  message.text = text;
-  EXPECT_EQ(message.data(), "P\xC5\x99\xC3\xADklad");
-  EXPECT_EQ(handedBack(), std::vector<char*>{text});
-}
-
-TEST(HostText, EmptyIsHandedBackToo) {
-  handedBack().clear();
-  FakeMessage message;
-  char text[] = "";
-  message.text = text;
-  EXPECT_EQ(message.data(), "");
-  EXPECT_EQ(handedBack(), std::vector<char*>{text});
+  for (std::string text : {"P\xC5\x99\xC3\xADklad", ""}) {
+    handedBack().clear();
+    FakeMessage message;
+    message.text = text.data();
+    EXPECT_EQ(message.data(), text);
+    EXPECT_EQ(handedBack(), std::vector<char*>{text.data()});
+  }
 }
 
 TEST(HostText, NullIsAnEmptyStringAndNothingIsHandedBack) {
