@@ -65,38 +65,25 @@ TEST_F(Run, FirstStartCallsTheHostInItsOrder) {
       }));
 }
 
-TEST_F(Run, FirstStartOpensThePaletteAndShowsTheFirstIcons) {
-  EXPECT_EQ(start(), true);
-  EXPECT_EQ(countOpenPalette(), 0);
-  EXPECT_EQ(learningPalette()["visible"], true);
-  EXPECT_EQ(iconFolder(), "resources/Velorin/LessTen");
-}
-
-TEST_F(Run, CountOneOpensThePaletteWithPlainIcons) {
-  EXPECT_EQ(startAfter(1), true);
-  EXPECT_EQ(learningPalette()["visible"], true);
-  EXPECT_EQ(iconFolder(), "resources/Velorin");
-}
-
-TEST_F(Run, CountThreeOpensThePaletteWithPlainIcons) {
-  EXPECT_EQ(startAfter(3), true);
-  EXPECT_EQ(countOpenPalette(), 3);
-  EXPECT_EQ(learningPalette()["visible"], true);
-  EXPECT_EQ(iconFolder(), "resources/Velorin");
-}
-
-TEST_F(Run, CountFourOpensNothingWithPlainIcons) {
-  EXPECT_EQ(startAfter(4), true);
-  EXPECT_EQ(countOpenPalette(), 4);
-  EXPECT_TRUE(learningPalette().is_null());
-  EXPECT_EQ(iconFolder(), "resources/Velorin");
-}
-
-TEST_F(Run, NegativeCountOpensNothingWithTheFirstIcons) {
-  EXPECT_EQ(startAfter(-1), true);
-  EXPECT_EQ(countOpenPalette(), -1);
-  EXPECT_TRUE(learningPalette().is_null());
-  EXPECT_EQ(iconFolder(), "resources/Velorin/LessTen");
+TEST_F(Run, TheCountDecidesOnThePaletteAndTheIcons) {
+  const struct {
+    int count;
+    bool opens;
+    const char* icons;
+  } starts[] = {
+      {-1, false, "resources/Velorin/LessTen"}, {0, true, "resources/Velorin/LessTen"},
+      {1, true, "resources/Velorin"},           {3, true, "resources/Velorin"},
+      {4, false, "resources/Velorin"},
+  };
+  for (const auto& [count, opens, icons] : starts) {
+    SCOPED_TRACE(count);
+    EXPECT_EQ(startAfter(count), true);
+    EXPECT_EQ(countOpenPalette(), count);
+    EXPECT_EQ(!learningPalette().is_null(), opens);
+    EXPECT_EQ(iconFolder(), icons);
+    stop();
+    unload();
+  }
 }
 
 TEST_F(Run, OfflineOpensNothingAndRegistersTheButtonAllTheSame) {
@@ -121,25 +108,6 @@ TEST_F(Run, AFileThatCannotBeReadOpensNothingWithTheFirstIcons) {
         std::exit(asExpected ? 0 : 1);
       },
       testing::ExitedWithCode(0), "");
-}
-
-TEST_F(Run, LeavesTheButtonItsTextsAndItsHandlers) {
-  EXPECT_EQ(start(), true);
-  const Json definition = state()["definitions"].at(0);
-  EXPECT_EQ(definition["id"], "runTeachPalette");
-  EXPECT_EQ(definition["name"], "Zobrazit velorin");
-  EXPECT_EQ(definition["tooltip"], tooltip);
-  EXPECT_EQ(definition["handlers"], Json::array({"CmdCreatedEventHandler"}));
-  EXPECT_EQ(state()["onlineStatusHandlers"], Json::array({"OnlineStatusChangedHandler"}));
-  EXPECT_EQ(controlIds(), (Json{"HelpGroupCommand", "runTeachPalette"}));
-}
-
-TEST_F(Run, RegistersNothingOfTheEshop) {
-  EXPECT_EQ(start(), true);
-  for (const Json& definition : Json(state()["definitions"]))
-    EXPECT_NE(definition["id"], "openEshop");
-  EXPECT_EQ(state()["definitions"].size(), 1U);
-  EXPECT_EQ(controlIds(), (Json{"HelpGroupCommand", "runTeachPalette"}));
 }
 
 TEST_F(Run, FillsTheGlobalHandles) {

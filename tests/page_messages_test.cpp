@@ -41,35 +41,20 @@ TEST_P(PageMessage, CallsTheHostOnce) {
                             "open [https://example.com/a]"}));
 }
 
-TEST_P(PageMessage, OpensTheTargetBetweenTheQuotes) {
-  EXPECT_EQ(opened("\"https://example.com/a?b=c\""), (Runs{{"https://example.com/a?b=c"}}));
-}
-
-TEST_P(PageMessage, DropsTheFirstAndLastCharacterWhateverTheyAre) {
-  EXPECT_EQ(opened("abcd"), (Runs{{"bc"}}));
-  EXPECT_EQ(opened("abc"), (Runs{{"b"}}));
-}
-
-TEST_P(PageMessage, OfTwoCharactersRunsOpenAlone) {
-  EXPECT_EQ(opened("\"\""), (Runs{{}}));
-}
-
-TEST_P(PageMessage, OfOneCharacterRunsOpenAlone) {
-  EXPECT_EQ(opened("\""), (Runs{{}}));
-}
-
-TEST_P(PageMessage, ASpaceMakesTwoArguments) {
-  EXPECT_EQ(opened("\"one two\""), (Runs{{"one", "two"}}));
-}
-
-TEST_P(PageMessage, TheShellReadsTheTargetAsItStands) {
-  EXPECT_EQ(opened("\"a'b c'd\""), (Runs{{"ab cd"}}));
-  EXPECT_EQ(opened("\"one; open two\""), (Runs{{"one"}, {"two"}}));
-  EXPECT_EQ(opened("\"$((1 + 1))\""), (Runs{{"2"}}));
-}
-
-TEST_P(PageMessage, BytesBeyondAsciiReachTheCommand) {
-  EXPECT_EQ(opened("\"p\xC5\x99\xC3\xADklad\xFF\""), (Runs{{"p\xC5\x99\xC3\xADklad\xFF"}}));
+TEST_P(PageMessage, GivesTheShellAllButTheFirstAndLastCharacter) {
+  const std::pair<const char*, Runs> messages[] = {
+      {"\"https://example.com/a?b=c\"", {{"https://example.com/a?b=c"}}},
+      // Whatever these are.
+      {"abcd", {{"bc"}}},
+      {"\"\"", {{}}},
+      {"\"", {{}}},
+      // The shell reads the rest as it stands.
+      {"\"one two\"", {{"one", "two"}}},
+      {"\"a'b c'd\"", {{"ab cd"}}},
+      {"\"one; open two\"", {{"one"}, {"two"}}},
+      {"\"$((1 + 1))\"", {{"2"}}},
+      {"\"p\xC5\x99\xC3\xADklad\xFF\"", {{"p\xC5\x99\xC3\xADklad\xFF"}}}};
+  for (const auto& [data, runs] : messages) EXPECT_EQ(opened(data), runs) << data;
 }
 
 TEST_P(PageMessage, AnEmptyOneRunsNothingAndThrows) {

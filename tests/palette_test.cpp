@@ -76,16 +76,13 @@ TEST_F(LearningPalette, LanguageTwoIsCzechAndEveryOtherEnglish) {
   }
 }
 
-TEST_F(LearningPalette, AnEmptyEntitlementTextEndsTheAddress) {
-  host->setEntitlement("");
-  EXPECT_TRUE(OpenPalette());
-  EXPECT_EQ(address(), page + "CSY&lic=");
-}
-
-TEST_F(LearningPalette, NoEntitlementTextIsAnEmptyOne) {
-  host->setEntitlement(std::nullopt);
-  EXPECT_TRUE(OpenPalette());
-  EXPECT_EQ(address(), page + "CSY&lic=");
+TEST_F(LearningPalette, WithoutEntitlementTextTheAddressEndsThere) {
+  for (const std::optional<std::string>& none : {std::optional<std::string>(""), {}}) {
+    host->remove(ObjectKind::palette, "teachPalete");
+    host->setEntitlement(none);
+    EXPECT_TRUE(OpenPalette());
+    EXPECT_EQ(address(), page + "CSY&lic=");
+  }
 }
 
 TEST_F(LearningPalette, TheEntitlementTextIsTakenAsItIs) {
@@ -113,34 +110,16 @@ TEST_F(LearningPalette, APaletteOfTheOnlineStatusKeepsItsHandler) {
   EXPECT_EQ(learningPalette()["handlers"], Json::array({"CadFirst3sHTMLEventHandler"}));
 }
 
-TEST_F(LearningPalette, WithoutAFreshApplicationLeavesPaletteAsItWas) {
-  EXPECT_TRUE(OpenPalette());
-  const auto* const before = palette().get();
-  calls();
-  fail("Application.get");
-  EXPECT_FALSE(OpenPalette());
-  EXPECT_EQ(palette().get(), before);
-  EXPECT_EQ(calls().back(), "Application.get() fails by null");
-}
-
-TEST_F(LearningPalette, WithoutUserInterfaceLeavesPaletteAsItWas) {
-  EXPECT_TRUE(OpenPalette());
-  const auto* const before = palette().get();
-  calls();
-  fail("Application.userInterface");
-  EXPECT_FALSE(OpenPalette());
-  EXPECT_EQ(palette().get(), before);
-  EXPECT_EQ(calls().back(), "Application.userInterface() fails by null");
-}
-
 TEST_F(LearningPalette, WithoutPalettesLeavesPaletteAsItWas) {
   EXPECT_TRUE(OpenPalette());
   const auto* const before = palette().get();
-  calls();
-  fail("UserInterface.palettes");
-  EXPECT_FALSE(OpenPalette());
-  EXPECT_EQ(palette().get(), before);
-  EXPECT_EQ(calls().back(), "UserInterface.palettes() fails by null");
+  for (const char* const operation :
+       {"Application.get", "Application.userInterface", "UserInterface.palettes"}) {
+    fail(operation);
+    EXPECT_FALSE(OpenPalette());
+    EXPECT_EQ(palette().get(), before);
+    EXPECT_EQ(calls().back(), std::string(operation) + "() fails by null");
+  }
 }
 
 TEST_F(LearningPalette, ARefusedCreationEmptiesPalette) {
@@ -154,24 +133,18 @@ TEST_F(LearningPalette, ARefusedCreationEmptiesPalette) {
   EXPECT_NE(seen.back().find("Palettes.add"), std::string::npos);
 }
 
-TEST_F(LearningPalette, WithoutHTMLEventThePaletteStaysWithoutHandler) {
-  fail("Palette.incomingFromHTML");
-  EXPECT_FALSE(OpenPalette());
-  EXPECT_EQ(learningPalette()["visible"], true);
-  EXPECT_EQ(learningPalette()["dockingState"], 4);
-  EXPECT_EQ(learningPalette()["handlers"], Json::array());
-  EXPECT_EQ(calls().back(), "Palette.incomingFromHTML() on Palette:teachPalete fails by null");
-  EXPECT_TRUE(OpenPalette());
-  EXPECT_EQ(learningPalette()["handlers"], Json::array());
-}
-
-TEST_F(LearningPalette, ARefusedHandlerLeavesThePaletteWithoutOne) {
-  fail("HTMLEvent.add");
-  EXPECT_FALSE(OpenPalette());
-  EXPECT_EQ(learningPalette()["visible"], true);
-  EXPECT_EQ(learningPalette()["dockingState"], 4);
-  EXPECT_EQ(learningPalette()["handlers"], Json::array());
-  EXPECT_EQ(calls().back(), "HTMLEvent.add(\"RovaHTMLEventHandler\") fails by null");
-  EXPECT_TRUE(OpenPalette());
-  EXPECT_EQ(learningPalette()["handlers"], Json::array());
+TEST_F(LearningPalette, WithoutItsEventOrRefusedThePaletteStaysWithoutHandler) {
+  const std::pair<const char*, const char*> failures[] = {
+      {"Palette.incomingFromHTML", "Palette.incomingFromHTML() on Palette:teachPalete"},
+      {"HTMLEvent.add", "HTMLEvent.add(\"RovaHTMLEventHandler\")"}};
+  for (const auto& [operation, call] : failures) {
+    fail(operation);
+    EXPECT_FALSE(OpenPalette());
+    EXPECT_EQ(calls().back(), std::string(call) + " fails by null");
+    EXPECT_EQ(learningPalette()["visible"], true);
+    EXPECT_EQ(learningPalette()["dockingState"], 4);
+    EXPECT_TRUE(OpenPalette());
+    EXPECT_EQ(learningPalette()["handlers"], Json::array());
+    host->remove(ObjectKind::palette, "teachPalete");
+  }
 }
