@@ -16,9 +16,14 @@
 
 // The output and the exit status of a program.
 struct Result {
-  int status = -1;
+  int status = -1;  // the exit status; minus the number of the signal
   std::string output;
   std::string errors;
+
+  std::string lastLine() const {
+    const auto begin = output.find_last_of('\n', output.size() - 2);
+    return output.substr(begin == std::string::npos ? 0 : begin + 1);
+  }
 };
 
 // A pipe that is the standard input of a program, open until it is closed here.
@@ -42,7 +47,7 @@ class HostProgram : public testing::Test {
   std::string command(const std::string& arguments) const {
     return "cd '" + folder.path() +
            "' && HOME=\"$PWD\" XDG_DATA_HOME= XDG_STATE_HOME= TMPDIR=\"$PWD/tmp\" "
-           "'" VELORIN_SUBSTITUTE_HOST "' " +
+           "exec '" VELORIN_SUBSTITUTE_HOST "' " +
            arguments;
   }
 
@@ -60,6 +65,7 @@ class HostProgram : public testing::Test {
     const int status = system(whole.c_str());
     Result result;
     if (WIFEXITED(status)) result.status = WEXITSTATUS(status);
+    if (WIFSIGNALED(status)) result.status = -WTERMSIG(status);
     result.output = readFile(folder.path() + "/out");
     result.errors = readFile(folder.path() + "/err");
     return result;

@@ -1,6 +1,7 @@
 // substitute-host as people and programs type it.
 #include <algorithm>
 
+#include "substitute/driver/Scenario.h"
 #include "tests/HostProgram.h"
 
 namespace fs = std::filesystem;
@@ -38,37 +39,18 @@ TEST_F(CommandLine, VersionIsTheProjects) {
   EXPECT_EQ(result.output, "substitute-host " VELORIN_VERSION "\n");
 }
 
-TEST_F(CommandLine, AnUnknownOptionIsRefused) {
-  expectRefused(run("--fast"), 2, "--fast");
-}
-
-TEST_F(CommandLine, AnOptionWithoutItsValueIsRefused) {
-  expectRefused(run("--trace"), 2, "--trace");
-}
-
-TEST_F(CommandLine, AnEmptyNameIsRefused) {
+TEST_F(CommandLine, AScenarioThatCannotBeReadIsRefused) {
   expectRefused(run("''"), 2, "empty");
-  expectRefused(run("--addin '' -"), 2, "--addin");
-  expectRefused(run("--trace '' -"), 2, "--trace");
-  expectRefused(runAsTyped("--data '' -"), 2, "--data");
-}
-
-TEST_F(CommandLine, AnEmptyExecutableIsReported) {
-  const auto seen = states(run("--executable '' --no-addin-folder -", "state\n"));
-  EXPECT_EQ(seen.at(0)["infoFile"],
-            "Autodesk/Autodesk Fusion 360/API/AddIns/Velorin/Velorin_Info.txt");
-}
-
-TEST_F(CommandLine, ALanguageThatIsNoNumberIsRefused) {
-  expectRefused(run("--language Czech -"), 2, "Czech");
-}
-
-TEST_F(CommandLine, AMissingScenarioIsRefused) {
-  expectRefused(run("no-such-scenario"), 2, "no-such-scenario");
-}
-
-TEST_F(CommandLine, AFolderIsNoScenario) {
   expectRefused(run("/tmp"), 2, "/tmp");
+  expectRefused(run("- <."), 2, "standard input cannot be read");
+  expectRefused(run("- <&-"), 2, "standard input cannot be read");
+}
+
+TEST_F(CommandLine, ALibraryThatIsNoAddInIsRefused) {
+  expectRefused(run("--addin nothing.so -"), 1, "nothing.so");
+  expectRefused(run("--addin '" VELORIN_HOST_LIBRARY "' -"), 1, "has no \"run\"");
+  expectRefused(run("--addin '" VELORIN_ONLY_RUN "' -"), 1, "has no \"stop\"");
+  expectRefused(run("--addin " + std::string(300, 'x') + " -"), 1, "File name too long");
 }
 
 TEST_F(CommandLine, ALineThatIsNoCommandIsNamedBeforeAnythingRuns) {
@@ -105,66 +87,16 @@ TEST_F(CommandLine, EveryKindOfWrongLineIsRefused) {
                                  "hide it now",
                                  "dock it",
                                  "dock it 5",
-                                 "info-lines 3"}) {
-    writeFile(folder.path() + "/wrong", "start\n" + std::string(line) + "\n");
-    expectRefused(run("wrong"), 2, "wrong:2: ");
+                                 "info-lines 3",
+                                 "expect",
+                                 "expect /run",
+                                 "expect-not /run ",
+                                 "expect run true",
+                                 "expect /a~2 1",
+                                 "expect /run tru",
+                                 "expect /run true false"}) {
+    EXPECT_THROW(substitute::parseCommand(line), substitute::ScenarioError) << line;
   }
-}
-
-TEST_F(CommandLine, ALibraryThatIsNotThereIsRefused) {
-  expectRefused(run("--addin nothing.so -", "start\n"), 1, "nothing.so");
-}
-
-TEST_F(CommandLine, AFileThatIsNoLibraryIsRefused) {
-  writeFile(folder.path() + "/text.so", "no library");
-  expectRefused(run("--addin text.so -", "offline\nstart\n"), 1, "text.so");
-}
-
-TEST_F(CommandLine, ALibraryWithoutRunIsRefused) {
-  expectRefused(run("--addin '" VELORIN_HOST_LIBRARY "' -", "start\n"), 1, "has no \"run\"");
-}
-
-TEST_F(CommandLine, ALibraryWithoutStopIsRefused) {
-  expectRefused(run("--addin '" VELORIN_ONLY_RUN "' -", "start\n"), 1, "has no \"stop\"");
-}
-
-TEST_F(CommandLine, ATraceThatCannotBeWrittenIsRefused) {
-  expectRefused(run("--trace nowhere/trace -", "start\n"), 2, "nowhere/trace");
-}
-
-TEST_F(CommandLine, AFolderThatCannotBeMadeIsRefused) {
-  writeFile(folder.path() + "/file", "");
-  const Result result = runAsTyped("--data file -", "start\n");
-  EXPECT_EQ(result.status, 2);
-  EXPECT_EQ(result.output, "");
-  EXPECT_NE(result.errors.find("cannot be made"), std::string::npos) << result.errors;
-}
-
-TEST_F(CommandLine, TheFirstStartsAreFoundByTheirName) {
-  const Result result = run("first-starts");
-  EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.errors, "");
-  const std::string text = result.output;
-  const auto count = [&](const std::string& words) {
-    std::size_t found = 0;
-    for (auto at = text.find(words); at != std::string::npos; at = text.find(words, at + 1)) {
-      ++found;
-    }
-    return found;
-  };
-  EXPECT_EQ(count("run returned true"), 5U);
-  // By itself on the first, second and fourth start, by going online on the third; on the fifth the
-  // click opens it, and nothing did before.
-  EXPECT_EQ(count("The palette \"Velorin\" opened at"), 5U);
-  const auto fifth = text.find("# Fifth start.");
-  ASSERT_NE(fifth, std::string::npos);
-  EXPECT_EQ(text.find("opened at", fifth), text.find("opened at", text.find("> click", fifth)));
-  EXPECT_EQ(count("stop returned true"), 5U);
-  EXPECT_EQ(count("resources/Velorin/LessTen"), 1U);
-  EXPECT_EQ(count("icons in \"resources/Velorin\""), 4U);
-  EXPECT_EQ(count("open ran with 1 argument"), 2U);
-  EXPECT_EQ(count("It holds nothing of the host any more."), 5U);
-  EXPECT_NE(text.find(" / 5\n"), std::string::npos);
 }
 
 TEST_F(CommandLine, TheStateIsOneLineOfJson) {
@@ -188,17 +120,6 @@ TEST_F(CommandLine, TheStateIsOneLineOfJson) {
   EXPECT_EQ(seen[0]["references"], 0);
   EXPECT_EQ(seen[1]["references"], 2);
   EXPECT_TRUE(fs::exists(seen[1]["infoFile"].get<std::string>()));
-}
-
-TEST_F(CommandLine, ThePalettesAndTheOpenedStandInTheState) {
-  const Result result = run("-", "start\nmessage \"x y\"\nstate\n");
-  const auto seen = states(result);
-  ASSERT_EQ(seen.size(), 1U);
-  EXPECT_EQ(seen[0]["palettes"], Json::parse(R"([{"id": "teachPalete", "title": "Velorin",
-      "address": "https://learning.velorin.example/fusion360/learning.asp?lang=CSY&lic=VELORIN-EXAMPLE 2026",
-      "visible": true, "dockingState": 4, "width": 300, "height": 400,
-      "handlers": ["RovaHTMLEventHandler"]}])"));
-  EXPECT_EQ(seen[0]["opened"], Json::parse(R"([["x", "y"]])"));
 }
 
 TEST_F(CommandLine, TheTraceHoldsEveryCallInItsOrder) {
@@ -264,26 +185,6 @@ TEST_F(CommandLine, AFolderThatTheAddInWillNotFindIsReported) {
   EXPECT_EQ(run("-", "start\n").errors, "");
 }
 
-TEST_F(CommandLine, AnInputThatCannotBeReadIsRefused) {
-  expectRefused(run("- <."), 2, "standard input cannot be read");
-  expectRefused(run("- <&-"), 2, "standard input cannot be read");
-}
-
-TEST_F(CommandLine, ALibraryWithATooLongNameIsRefused) {
-  expectRefused(run("--addin " + std::string(300, 'x') + " -"), 1, "File name too long");
-}
-
-TEST_F(CommandLine, FailingHostPlaysToItsEnd) {
-  const Result result = run("failing-host");
-  EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.errors, "");
-  for (const char* const words :
-       {"run returned true.", "An exception left the add-in: std::runtime_error",
-        "std::out_of_range", "open ran with 1 argument: \"first\"."}) {
-    EXPECT_NE(result.output.find(words), std::string::npos) << words;
-  }
-}
-
 TEST_F(CommandLine, CarriageReturnsAtTheEndsOfLinesAreNothing) {
   const auto seen = states(run("-", "entitlement a\r\nstate\r\nentitlement\r\nstate\r\n"));
   ASSERT_EQ(seen.size(), 2U);
@@ -296,15 +197,6 @@ TEST_F(CommandLine, EntitlementAloneIsNone) {
   ASSERT_EQ(seen.size(), 2U);
   EXPECT_EQ(seen[0]["entitlement"], "a  b ");
   EXPECT_TRUE(seen[1]["entitlement"].is_null());
-}
-
-TEST_F(CommandLine, UnloadingWithoutStopLeavesNoHandler) {
-  const auto seen = states(run("-", "start\nunload\nonline\nclick\nstate\n"));
-  ASSERT_EQ(seen.size(), 1U);
-  EXPECT_EQ(seen[0]["onlineStatusHandlers"], Json::array());
-  EXPECT_EQ(seen[0]["references"], 0);
-  EXPECT_EQ(seen[0]["palettes"].size(), 1U);
-  EXPECT_EQ(seen[0]["palettes"][0]["handlers"], Json::array());
 }
 
 TEST_F(CommandLine, WithoutAddinFolderNothingIsMade) {
@@ -333,12 +225,4 @@ TEST_F(CommandLine, TheSystemsOpenCanRun) {
   setenv("PATH", path.c_str(), 1);
   EXPECT_EQ(readFile(folder.path() + "/opened"), "x\n");
   EXPECT_EQ(seen.at(0)["opened"], Json::array());
-}
-
-TEST_F(CommandLine, AFatalErrorOfTheAddInEndsTheProcess) {
-  const Result result = run("-", "fail Application.preferences\nstart\nstate\n");
-  EXPECT_NE(result.status, 0);
-  EXPECT_NE(result.errors.find("Memory:150: operator->: Assertion `ptr_ != nullptr' failed"),
-            std::string::npos);
-  EXPECT_TRUE(states(result).empty());
 }
