@@ -130,16 +130,11 @@ TEST_F(SubstituteHost, KnowsOneTextCommand) {
 }
 
 TEST_F(SubstituteHost, RefusesAnIdThatIsTaken) {
-  EXPECT_TRUE(addPalette("p"));
-  EXPECT_FALSE(addPalette("p"));
-  EXPECT_TRUE(definitions()->addButtonDefinition("d", "", "", ""));
-  EXPECT_FALSE(definitions()->addButtonDefinition("d", "", "", ""));
-  const auto definition = definitions()->itemById("d");
-  EXPECT_TRUE(controls()->addCommand(definition, "HelpGroupCommand", false));
-  EXPECT_FALSE(controls()->addCommand(definition, "HelpGroupCommand", false));
-  EXPECT_FALSE(host->plant(ObjectKind::palette, "p"));
-  EXPECT_FALSE(host->plant(ObjectKind::definition, "d"));
-  EXPECT_FALSE(host->plant(ObjectKind::plainControl, "d"));
+  for (const ObjectKind kind : {ObjectKind::palette, ObjectKind::definition, ObjectKind::control}) {
+    EXPECT_TRUE(host->plant(kind, "id"));
+    EXPECT_FALSE(host->plant(kind, "id"));
+  }
+  EXPECT_FALSE(host->plant(ObjectKind::plainControl, "id"));
 }
 
 TEST_F(SubstituteHost, PlacesAControlByTheOneNamed) {
@@ -157,16 +152,6 @@ TEST_F(SubstituteHost, AddsNoControlForNoDefinition) {
   EXPECT_FALSE(controls()->addCommand({}, "HelpGroupCommand", false));
 }
 
-TEST_F(SubstituteHost, DeletingADefinitionLeavesItsControl) {
-  const auto definition = definitions()->addButtonDefinition("d", "", "", "");
-  controls()->addCommand(definition, "HelpGroupCommand", false);
-  EXPECT_TRUE(definition->deleteMe());
-  EXPECT_FALSE(definition->deleteMe());
-  EXPECT_FALSE(definition->isValid());
-  EXPECT_EQ(controlIds(), (Json{"HelpGroupCommand", "d"}));
-  EXPECT_EQ(host->click("d"), substitute::ClickResult::noDefinition);
-}
-
 TEST_F(SubstituteHost, ADeletedPaletteLivesOnInItsHandles) {
   const auto palette = addPalette("p");
   EXPECT_TRUE(palette->isValid());
@@ -176,15 +161,6 @@ TEST_F(SubstituteHost, ADeletedPaletteLivesOnInItsHandles) {
   EXPECT_FALSE(palette->dockingState(static_cast<core::PaletteDockingStates>(4)));
   EXPECT_TRUE(palette->incomingFromHTML());
   EXPECT_FALSE(palettes()->itemById("p"));
-}
-
-TEST_F(SubstituteHost, APlainControlIsNoCommandControl) {
-  host->plant(ObjectKind::plainControl, "plain");
-  host->plant(ObjectKind::control, "command");
-  EXPECT_TRUE(controls()->itemById("plain"));
-  EXPECT_FALSE(core::Ptr<core::CommandControl>(controls()->itemById("plain")));
-  EXPECT_TRUE(core::Ptr<core::CommandControl>(controls()->itemById("command")));
-  EXPECT_EQ(host->click("plain"), substitute::ClickResult::noControl);
 }
 
 TEST_F(SubstituteHost, TakesAwayWhatIsPlanted) {
@@ -288,23 +264,4 @@ TEST_F(SubstituteHost, ReportsItsExecutableOnTheSystemsTerms) {
   EXPECT_EQ(size, executable.size() + 1);
   EXPECT_EQ(_NSGetExecutablePath(path, &size), 0);
   EXPECT_EQ(path, executable);
-}
-
-TEST_F(SubstituteHost, ListsTheOperationsThatASessionCalls) {
-  // A start, a session and a stop call every operation of the list, and no other.
-  ASSERT_EQ(start(), true);
-  host->click("runTeachPalette");
-  host->message("teachPalete", "\"x\"");
-  host->setOffline(false);
-  ASSERT_EQ(stop(), true);
-  std::vector<std::string> seen;
-  for (const std::string& call : calls()) {
-    const auto end = call.find('(');
-    if (end != std::string::npos) seen.push_back(call.substr(0, end));
-  }
-  std::sort(seen.begin(), seen.end());
-  seen.erase(std::unique(seen.begin(), seen.end()), seen.end());
-  std::vector<std::string> all = substitute::operationNames();
-  std::sort(all.begin(), all.end());
-  EXPECT_EQ(seen, all);
 }
