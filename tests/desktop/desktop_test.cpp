@@ -79,14 +79,6 @@ TEST_F(Desktop, PageReadsItsAddress) {
             QString::fromUtf8("Žlutý kůň & 5 % \\ syn #7, konec #8"));
 }
 
-TEST_F(Desktop, OtherLanguageShowsTheEnglishPage) {
-  host.setLanguage(3);
-  host.setEntitlement(std::nullopt);
-  startWithPage();
-  EXPECT_EQ(inPage("location.search"), "?lang=ENG&lic=");
-  EXPECT_EQ(inPage("document.querySelector('h1').innerText"), "First steps");
-}
-
 TEST_F(Desktop, LinkOpensItsAddress) {
   startWithPage();
   clickInPage(".lesson");
@@ -94,16 +86,6 @@ TEST_F(Desktop, LinkOpensItsAddress) {
   EXPECT_EQ(monitor.opened(), Runs({{sketchAddress}}));
   EXPECT_TRUE(waitUntilInPage("document.querySelector('.lesson').matches('.opened')"));
   EXPECT_TRUE(inPage("location.pathname").toString().endsWith("learning.asp"));
-}
-
-TEST_F(Desktop, LinkWithASpaceIsTwoArguments) {
-  startWithPage();
-  inPage(
-      "Object.defineProperty(document.querySelector('.lesson'), 'href',"
-      " {value: 'first second'}); 0");
-  clickInPage(".lesson");
-  ASSERT_TRUE(waitUntil([this] { return !monitor.opened().empty(); }));
-  EXPECT_EQ(monitor.opened(), Runs({{"first", "second"}}));
 }
 
 TEST_F(Desktop, PaletteMadeByGoingOnlineTakesMessages) {
@@ -490,18 +472,6 @@ TEST_F(Desktop, MenuHidesAndShowsThePalette) {
   EXPECT_FALSE(action("showPalette").isChecked());
 }
 
-TEST_F(Desktop, StartingAgainCountsOneMore) {
-  startWithPage();
-  window.findChild<QAction*>("again")->trigger();
-  std::ifstream file(infoFileOf(host));
-  std::string date;
-  std::string count;
-  std::getline(file, date);
-  std::getline(file, count);
-  EXPECT_EQ(count, "2");
-  EXPECT_TRUE(pageLoaded());
-}
-
 TEST_F(Desktop, ClosingTheWindowStopsTheAddIn) {
   startWithPage();
   window.close();
@@ -553,30 +523,7 @@ TEST(DesktopProgram, GivesTheTraceOfTheTerminal) {
   }
 }
 
-// Mouse and page cause the same calls of the host as the commands in the terminal do.
-TEST_F(Desktop, MouseAndPageGiveTheTraceOfTheTerminal) {
-  auto* const offline = window.findChild<QAction*>("offline");
-  startWithPage();
-  ASSERT_TRUE(pageSends("'\"first second\"'"));
-  ASSERT_TRUE(pageSends("''"));
-  QTest::mouseClick(learningDock()->findChild<QToolButton*>("close"), Qt::LeftButton);
-  QTest::mouseClick(button(), Qt::LeftButton);
-  offline->trigger();
-  offline->trigger();
-  window.findChild<QAction*>("stop")->trigger();
-  std::ofstream(folder.filePath("same.txt").toStdString())
-      << "start\nmessage \"first second\"\nmessage \nclose\nclick\noffline\nonline\nstop\n";
-  ASSERT_TRUE(std::filesystem::remove(infoFileOf(host)));
-  const ProgramResult ended = runProgram(
-      "substitute-host",
-      {folder.filePath("same.txt"), "--data", folder.path(), "--trace", folder.filePath("trace")});
-  ASSERT_EQ(ended.status, 0) << ended.errors.toStdString();
-  std::string seen;
-  for (const Json& entry : trace) seen += line(entry) + '\n';
-  EXPECT_EQ(seen, contentOf(folder.filePath("trace")).toStdString());
-}
-
-TEST(DesktopProgram, ReportsThatTheLibraryHasGone) {
+TEST(DesktopProgram, TellsThatTheLibraryHasGone) {
   const QTemporaryDir folder;
   const QString library = folder.filePath("Velorin.so");
   const QString trace = folder.filePath("trace");
