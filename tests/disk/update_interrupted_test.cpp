@@ -27,7 +27,7 @@ constexpr const char* day = "16.11.2026\n";
 
 class UpdateInterrupted : public AddInFixture {
  protected:
-  // How the file stood when the process was about to carry out a system call.
+  // How the file stood on the way into a system call; last, how the update left it.
   struct Moment {
     std::uint64_t systemCall = 0;
     std::optional<std::string> file;  // nothing: there is none
@@ -35,8 +35,7 @@ class UpdateInterrupted : public AddInFixture {
 
   UpdateInterrupted() { load(); }
 
-  // One update that begins with `before`: how the file stood on the way into each system call, and
-  // last how the update left it.
+  // One update that begins with `before`.
   std::vector<Moment> watch(const std::optional<std::string>& before) {
     prepare(before);
     std::vector<Moment> moments;
@@ -63,14 +62,6 @@ class UpdateInterrupted : public AddInFixture {
       moment.file = file();
       moments.push_back(moment);
     }
-    return moments;
-  }
-
-  // Both: the second run makes sure that the first one tells the truth.
-  std::vector<Moment> watchAndKill(const std::optional<std::string>& before) {
-    std::vector<Moment> moments = watch(before);
-    const std::vector<Moment> more = kill(before);
-    moments.insert(moments.end(), more.begin(), more.end());
     return moments;
   }
 
@@ -132,8 +123,9 @@ TEST_F(UpdateInterrupted, FirstStartLeavesNoFileAnEmptyOneOrAllOfIt) {
   const auto isWhole = [&](const std::optional<std::string>& file) {
     return file == before || file == datetime() + "\n1";
   };
-  EXPECT_TRUE(isWhole(watch(std::nullopt).back().file));
-  for (const Moment& moment : watchAndKill(std::nullopt)) {
+  const std::vector<Moment> moments = kill(std::nullopt);
+  EXPECT_TRUE(isWhole(moments.back().file));
+  for (const Moment& moment : moments) {
     if (!moment.file || moment.file->empty()) {
       expectNextStart(moment, 0);
     } else {
@@ -156,7 +148,7 @@ TEST_F(UpdateInterrupted, LaterStartLosesTheCounterOnlyBetweenEmptyingAndWriting
   EXPECT_TRUE(std::all_of(written, moments.end(), isAfter));
   ASSERT_LT(emptied, written);
   EXPECT_TRUE(writes(std::prev(written)->systemCall)) << std::prev(written)->systemCall;
-  for (const Moment& moment : watchAndKill(before)) {
+  for (const Moment& moment : kill(before)) {
     if (moment.file == before) {
       expectNextStart(moment, 3);
     } else if (isEmpty(moment)) {
@@ -174,8 +166,9 @@ TEST_F(UpdateInterrupted, LongFileIsCutShort) {
   const std::string rest(10'000, 'x');
   const std::string before = day + ("3\n" + rest + "\n" + rest + "\n");
   const std::string after = day + ("4\n" + rest + "\n" + rest + "\n");
-  ASSERT_TRUE(watch(before).back().file == after);
-  for (const Moment& moment : watchAndKill(before)) {
+  const std::vector<Moment> moments = kill(before);
+  ASSERT_TRUE(moments.back().file == after);
+  for (const Moment& moment : moments) {
     ASSERT_TRUE(moment.file);
     if (*moment.file == before) {
       expectNextStart(moment, 3);
