@@ -20,59 +20,40 @@ class DataLocation : public AddInFixture {
 }  // namespace
 
 TEST_F(DataLocation, DirectoryIsWhatStandsBeforeTheLastSeparator) {
-  EXPECT_EQ(directoryOf("/Applications/Host.app/Contents/MacOS/Host"),
-            "/Applications/Host.app/Contents/MacOS");
+  const std::pair<const char*, const char*> executables[] = {
+      {"/Applications/Host.app/Contents/MacOS/Host", "/Applications/Host.app/Contents/MacOS"},
+      {"/Host", ""},
+      {"C:\\Apps\\Host.exe", "C:\\Apps"},
+      {"/A/B\\C/Host", "/A/B\\C"},
+      {"/A/B/C\\Host", "/A/B/C"},
+      {"Host", ""},
+      {"", ""}};
+  for (const auto& [executable, directory] : executables) {
+    EXPECT_EQ(directoryOf(executable), directory) << executable;
+  }
 }
 
-TEST_F(DataLocation, DirectoryOfAnExecutableInTheRootIsEmpty) {
-  EXPECT_EQ(directoryOf("/Host"), "");
-}
-
-TEST_F(DataLocation, DirectoryTakesBackslashes) {
-  EXPECT_EQ(directoryOf("C:\\Apps\\Host.exe"), "C:\\Apps");
-}
-
-TEST_F(DataLocation, DirectoryEndsAtTheLastSeparatorOfEitherKind) {
-  EXPECT_EQ(directoryOf("/A/B\\C/Host"), "/A/B\\C");
-  EXPECT_EQ(directoryOf("/A/B/C\\Host"), "/A/B/C");
-}
-
-TEST_F(DataLocation, DirectoryOfAPathWithoutSeparatorIsEmpty) {
-  EXPECT_EQ(directoryOf("Host"), "");
-  EXPECT_EQ(directoryOf(""), "");
-}
-
-TEST_F(DataLocation, DirectoryFitsUpToTheBuffersEnd) {
+TEST_F(DataLocation, DirectoryFitsUpToTheBuffersEndAndIsEmptyBeyond) {
   const std::string directory = "/" + std::string(505, 'd');
   const std::string longest = directory + "/Host";
   ASSERT_EQ(longest.size(), 511U);
   EXPECT_EQ(directoryOf(longest), directory);
-}
-
-TEST_F(DataLocation, DirectoryOfAPathThatDoesNotFitIsEmpty) {
   EXPECT_EQ(directoryOf("/" + std::string(506, 'd') + "/Host"), "");
   EXPECT_EQ(directoryOf("/" + std::string(100000, 'd') + "/Host"), "");
 }
 
 TEST_F(DataLocation, AddinFolderStandsBesideTheFirstAutodesk) {
-  EXPECT_EQ(SetAddinLocation("/X/Y/Autodesk/Z/Contents/MacOS"), "/X/Y/" + place);
-}
-
-TEST_F(DataLocation, AddinFolderTakesAutodeskInsideALongerName) {
-  EXPECT_EQ(SetAddinLocation("/Users/AutodeskFan/Autodesk/Host"), "/Users/" + place);
-}
-
-TEST_F(DataLocation, AddinFolderOfAPathWithoutTheWordIsGluedToItsEnd) {
-  EXPECT_EQ(SetAddinLocation("/opt/autodesk/host"), "/opt/autodesk/host" + place);
-}
-
-TEST_F(DataLocation, AddinFolderIsFoundBehindAZeroByte) {
   using namespace std::string_literals;
-  EXPECT_EQ(SetAddinLocation("/a\0b/Autodesk/c"s), "/a\0b/"s + place);
-}
-
-TEST_F(DataLocation, AddinFolderOfTheEmptyPathIsThePlaceAlone) {
-  EXPECT_EQ(SetAddinLocation(""), place);
+  const std::pair<std::string, std::string> paths[] = {
+      {"/X/Y/Autodesk/Z/Contents/MacOS", "/X/Y/"},
+      {"/Users/AutodeskFan/Autodesk/Host", "/Users/"},
+      {"/a\0b/Autodesk/c"s, "/a\0b/"s},
+      // Where the word is missing, the place is glued to the end.
+      {"/opt/autodesk/host", "/opt/autodesk/host"},
+      {"", ""}};
+  for (const auto& [path, before] : paths) {
+    EXPECT_EQ(SetAddinLocation(path), before + place) << path;
+  }
 }
 
 TEST_F(DataLocation, FilesAndFoldersExist) {

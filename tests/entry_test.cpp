@@ -171,13 +171,6 @@ TEST_F(Run, WithADefinitionLeftOverStillAddsAndReturnsFalse) {
   EXPECT_EQ(controlIds(), Json::array({"HelpGroupCommand"}));
 }
 
-TEST_F(Run, WithoutDefinitionReturnsFalse) {
-  fail("CommandDefinitions.addButtonDefinition");
-  EXPECT_EQ(start(), false);
-  EXPECT_EQ(calls().back(), "run returned false");
-  EXPECT_EQ(controlIds(), Json::array({"HelpGroupCommand"}));
-}
-
 TEST_F(Run, WithoutControlReturnsFalseAndKeepsTheDefinition) {
   fail("ToolbarControls.addCommand");
   EXPECT_EQ(start(), false);
@@ -214,11 +207,4 @@ TEST_F(Run, LetsTheHostsExceptionOutAndKeepsWhatItHas) {
   EXPECT_EQ(learningPalette()["visible"], true);
   // app, ui and palette; everything local has been released on the way out.
   EXPECT_EQ(state()["references"], 3);
-}
-
-TEST_F(Run, CountsTheStartBeforeAnythingIsRegistered) {
-  throwIn("Application.onlineStatusChanged");
-  EXPECT_EQ(startAfter(7), std::nullopt);
-  EXPECT_EQ(countOpenPalette(), 7);
-  EXPECT_EQ(readFile(infoFile), "16.11.2026\n8\n");
 }

@@ -14,22 +14,13 @@ class LongMessage : public AddInFixture {
   }
 };
 
-TEST_F(LongMessage, HundredKilobytesReachOpenWhole) {
-  ASSERT_EQ(start(), true);
-  const auto runs = opened(100'000);
-  ASSERT_EQ(runs.size(), 1U);
-  ASSERT_EQ(runs[0].size(), 1U);
-  EXPECT_TRUE(runs[0][0] == std::string(100'000, 'x'));
-  EXPECT_EQ(stop(), true);
-}
-
 // The shell gets the command as one argument, and the system sets an end to those: 32 pages, the
 // closing zero included. A longer message opens nothing, and nobody is told.
 TEST_F(LongMessage, LongerThanAnArgumentOpensNothing) {
   const std::size_t argument = 32 * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
   const std::size_t longest = argument - sizeof "open ";
   ASSERT_EQ(start(), true);
-  EXPECT_EQ(opened(longest).size(), 1U);
+  EXPECT_TRUE(opened(longest).at(0).at(0) == std::string(longest, 'x'));
   EXPECT_EQ(opened(longest + 1).size(), 1U);
   EXPECT_EQ(opened(10'000'000).size(), 1U);
   for (const std::string& call : calls()) EXPECT_NE(call.rfind("threw ", 0), 0U) << call;
