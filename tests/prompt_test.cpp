@@ -340,19 +340,14 @@ TEST_F(Prompt, AWrongLineIsReportedAndThePromptGoesOn) {
 }
 
 TEST_F(Prompt, StartsUnderEveryLocale) {
-  for (const char* const name : {"LC_ALL", "LANG"}) {
-    for (const char* const locale :
-         {"C", "POSIX", "C.UTF-8", "cs_CZ.UTF-8", "tr_TR.UTF-8", "xx_YY.UTF-8", "nonsense", ""}) {
-      SCOPED_TRACE(std::string(name) + "=" + locale);
-      Terminal terminal = open({}, {{name, locale}, {"LOCPATH", ""}});
-      terminal.answer("entitlement d\xc5\xaf", "entitlement is now \"d\xc5\xaf\".");
-      quit(terminal);
-    }
-  }
   for (const char* const installed : {"cs_CZ.UTF-8", "tr_TR.UTF-8"}) {
     ASSERT_NE(std::setlocale(LC_ALL, installed), nullptr) << installed;
     std::setlocale(LC_ALL, "C");
-    Terminal terminal = open({}, {{"LC_ALL", installed}});
+  }
+  for (const char* const locale :
+       {"C", "C.UTF-8", "cs_CZ.UTF-8", "tr_TR.UTF-8", "xx_YY.UTF-8", "nonsense", ""}) {
+    SCOPED_TRACE(locale);
+    Terminal terminal = open({}, {{"LC_ALL", locale}});
     terminal.answer("entitlement d\xc5\xaf", "entitlement is now \"d\xc5\xaf\".");
     quit(terminal);
   }
