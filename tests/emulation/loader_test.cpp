@@ -80,17 +80,15 @@ class MacLoader : public testing::Test {
   TemporaryFolder folder_;
 };
 
-TEST_F(MacLoader, RefusesAFileThatIsNotThere) {
-  const Outcome outcome = load("/nowhere/program");
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.output,
-            "macos-loader: /nowhere/program cannot be read: No such file or directory.\n");
-}
-
-TEST_F(MacLoader, RefusesALibraryAsProgram) {
-  const Outcome outcome = load(VELORIN_LOADED);
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_EQ(outcome.output, "macos-loader: " VELORIN_LOADED " is a library, not a program.\n");
+TEST_F(MacLoader, RefusesWhatIsNoProgram) {
+  const std::pair<const char*, const char*> files[] = {
+      {"/nowhere/program", "cannot be read: No such file or directory"},
+      {VELORIN_LOADED, "is a library, not a program"}};
+  for (const auto& [file, sentence] : files) {
+    const Outcome outcome = load(file);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.output, std::string("macos-loader: ") + file + " " + sentence + ".\n");
+  }
 }
 
 TEST_F(MacLoader, RefusesWhatIsNoMachOFile) {

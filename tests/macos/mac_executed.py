@@ -10,7 +10,7 @@ import zipfile
 from pathlib import Path
 from unittest import mock
 
-from mac_library import BUILD, CMAKE, SOURCE, Workplace, build, configure
+from mac_library import BUILD, CMAKE, HOST_LIBRARIES, SOURCE, Workplace, build, configure
 
 LINUX = Path(os.environ["VELORIN_LINUX_BUILD"])
 EMULATOR = ["qemu-aarch64", str(BUILD / "emulation/macos-loader")]
@@ -95,20 +95,25 @@ class MacExecuted(Workplace):
         self.assertFalse(as_it_must)
         self.assertIn("differs: ", said)
 
-    def FindsExchangedOperations(self):
-        kit = self.copy_kit()
-        header = kit / "include/Core/Application.h"
-        text = header.read_text()
-        exchanged = re.sub(
-            r"(  virtual UserInterface\* userInterface_raw\(\) const = 0;\n)"
-            r"(  virtual Preferences\* preferences_raw\(\) const = 0;\n)", r"\2\1", text)
-        self.assertNotEqual(text, exchanged)
-        header.write_text(exchanged)
+    def FindsVirtualOperationsInAnotherOrder(self):
+        kit = self.copy_kit(HOST_LIBRARIES)  # by their long names, which are taken, too
+        for name, one, other in (
+            ("Application", r"  virtual UserInterface\* userInterface_raw\(\) const = 0;\n",
+             r"  virtual Preferences\* preferences_raw\(\) const = 0;\n"),
+            ("EventHandler", r"  virtual void placeholderEventHandler3\(\);\n",
+             r"  virtual void placeholderEventHandler4\(\);\n"),
+        ):
+            header = kit / f"include/Core/{name}.h"
+            text, exchanged = re.subn(f"({one})({other})", r"\2\1", header.read_text())
+            self.assertEqual(1, exchanged, name)
+            header.write_text(text)
         said, done = configure(self.folder / "build", f"-DHOST_API_DIR={kit}")
         self.assertTrue(done, said)
         build(self.folder / "build", "velorin")
-        as_it_must, said = plays_as_the_model_says(
-            "--first", "--addin", self.folder / "build/Velorin.dylib")
+        library = self.folder / "build/Velorin.dylib"
+        self.assertIn(
+            "placeholderEventHandler4", self.failure(library, "HandlersHaveTheHostsSlots"))
+        as_it_must, said = plays_as_the_model_says("--first", "--addin", library)
         self.assertFalse(as_it_must)
         self.assertIn("differs: ", said)
 

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <limits>
 #include <map>
 #include <memory>
 #include <optional>
@@ -202,10 +203,15 @@ TEST_F(Probe, StandsEveryFailureOfTheHost) {
   const auto made = calls;
   const std::vector<std::string> known = usualIds();
   EXPECT_GT(made.size(), 30U);
+#ifdef __APPLE__
+  constexpr int mostCalls = 1;  // under emulation all of them would take minutes
+#else
+  constexpr int mostCalls = std::numeric_limits<int>::max();
+#endif
   for (const auto& [name, count] : made) {
     const auto operation = substitute::operationNamed(name);
     ASSERT_TRUE(operation) << name;
-    for (int nth = 1; nth <= count; ++nth) {
+    for (int nth = 1; nth <= std::min(count, mostCalls); ++nth) {
       for (const auto how : {substitute::Failure::null, substitute::Failure::exception}) {
         host->interceptor().faults.add(*operation, static_cast<std::uint64_t>(nth), how);
         play();
