@@ -185,15 +185,8 @@ TEST_F(CommandLine, AFolderThatTheAddInWillNotFindIsReported) {
   EXPECT_EQ(run("-", "start\n").errors, "");
 }
 
-TEST_F(CommandLine, CarriageReturnsAtTheEndsOfLinesAreNothing) {
-  const auto seen = states(run("-", "entitlement a\r\nstate\r\nentitlement\r\nstate\r\n"));
-  ASSERT_EQ(seen.size(), 2U);
-  EXPECT_EQ(seen[0]["entitlement"], "a");
-  EXPECT_TRUE(seen[1]["entitlement"].is_null());
-}
-
-TEST_F(CommandLine, EntitlementAloneIsNone) {
-  const auto seen = states(run("-", "entitlement a  b \nstate\nentitlement\nstate\n"));
+TEST_F(CommandLine, EntitlementAloneIsNoneAndCarriageReturnsAreNothing) {
+  const auto seen = states(run("-", "entitlement a  b \r\nstate\r\nentitlement\r\nstate\r\n"));
   ASSERT_EQ(seen.size(), 2U);
   EXPECT_EQ(seen[0]["entitlement"], "a  b ");
   EXPECT_TRUE(seen[1]["entitlement"].is_null());

@@ -54,7 +54,7 @@ class ProgramOutput : public HostProgram {};
 
 TEST_F(HostData, AScenarioGetsANewTemporaryFolderEachTime) {
   writeFile(folder.path() + "/s", "start\nstate\nstop\n");
-  for (const char* const arguments : {"s", "s", "--fresh s"}) {
+  for (const char* const arguments : {"s", "s", "--fresh s", "- <s"}) {
     const Result result = runAsTyped(arguments);
     EXPECT_EQ(result.status, 0) << result.errors;
     EXPECT_EQ(infoFile(result).rfind(folder.path() + "/tmp/", 0), 0U) << infoFile(result);
@@ -65,14 +65,8 @@ TEST_F(HostData, AScenarioGetsANewTemporaryFolderEachTime) {
   EXPECT_FALSE(fs::exists(folder.path() + "/.local"));
 }
 
-TEST_F(HostData, StandardInputIsAScenarioToo) {
-  const Result result = runAsTyped("-", "start\nstate\n");
-  EXPECT_EQ(infoFile(result).rfind(folder.path() + "/tmp/", 0), 0U);
-  EXPECT_EQ(temporaryFolders(), 0U);
-}
-
-// With these environment variables the host on a Mac passes its folder and the scenario's outcome
-// on across exec().
+// By these the host on a Mac hands its folder and the scenario's end over to the program that it
+// becomes.
 TEST_F(HostData, WhatIsHandedOverOnAMacIsIgnoredElsewhere) {
   setenv("SUBSTITUTE_HOST_FOLDER", ("0:" + folder.path()).c_str(), 1);
   setenv("SUBSTITUTE_HOST_END", "1", 1);

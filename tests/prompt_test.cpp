@@ -202,20 +202,13 @@ TEST_F(Prompt, ControlCTakesItsTurnAmongTheKeys) {
   quit(terminal);
 }
 
-TEST_F(Prompt, ControlDUnloadsAndEnds) {
-  Terminal terminal = open();
-  terminal.answer("start", "run returned true.");
-  terminal.expectPrompt();
-  terminal.type(controlD);
-  terminal.expect("The add-in is unloaded.");
-  EXPECT_EQ(terminal.end(), 0);
-}
-
-TEST_F(Prompt, QuitAndExitUnloadAndEnd) {
-  for (const char* const word : {"quit", "exit"}) {
+TEST_F(Prompt, QuitExitAndControlDUnloadAndEnd) {
+  for (const char* const keys : {"quit\n", "exit\n", controlD}) {
     Terminal terminal = open();
     terminal.answer("start", "run returned true.");
-    terminal.answer(word, "The add-in is unloaded.");
+    terminal.expectPrompt();
+    terminal.type(keys);
+    terminal.expect("The add-in is unloaded.");
     EXPECT_EQ(terminal.end(), 0);
   }
 }

@@ -239,17 +239,6 @@ TEST_F(Desktop, PaletteFollowsTheValuesOfItsCreation) {
   EXPECT_EQ(window.dock("bare"), nullptr);
 }
 
-TEST_F(Desktop, FloatingPaletteHasItsSize) {
-  adsk::core::Palette* const made = host.application().userInterface->palettes->add_raw(
-      "loose", "Loose", "", true, true, true, 300, 400, true);
-  made->dockingState_raw(static_cast<adsk::core::PaletteDockingStates>(0));
-  made->release();
-  window.play("state");
-  ASSERT_NE(window.dock("loose"), nullptr);
-  EXPECT_TRUE(window.dock("loose")->isFloating());
-  EXPECT_EQ(window.dock("loose")->size(), QSize(300, 400));
-}
-
 TEST_F(Desktop, PaletteWithoutASizeTakesNoneFromItsNeighbour) {
   startWithPage();
   ASSERT_EQ(learningDock()->width(), 300);

@@ -173,16 +173,6 @@ TEST_F(Probe, LeavesNothingWhenItIsUnloadedInTheMiddle) {
   }
 }
 
-TEST_F(Probe, AsksTheSameAgain) {
-  const Json before = host->state();
-  play();
-  const std::string first = answers();
-  EXPECT_EQ(host->state(), before);
-  play();
-  EXPECT_EQ(answers(), first);
-  EXPECT_EQ(host->state(), before);
-}
-
 TEST_F(Probe, DoesNothingBetweenStopAndTheEnd) {
   EXPECT_EQ(start(), true);
   EXPECT_EQ(probe->stop(*host), true);
@@ -200,6 +190,7 @@ TEST_F(Probe, DoesNothingBetweenStopAndTheEnd) {
 TEST_F(Probe, StandsEveryFailureOfTheHost) {
   const Json before = host->state();
   play();
+  const std::string first = answers();
   const auto made = calls;
   const std::vector<std::string> known = usualIds();
   EXPECT_GT(made.size(), 30U);
@@ -224,6 +215,8 @@ TEST_F(Probe, StandsEveryFailureOfTheHost) {
     }
   }
   EXPECT_EQ(thrown, std::vector<std::string>()) << "a failure of the host left the probe";
+  play();
+  EXPECT_EQ(answers(), first);
 }
 
 TEST_F(Probe, RefusesAFolderThatCannotBeWritten) {
