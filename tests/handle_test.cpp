@@ -103,10 +103,11 @@ class Handle : public testing::Test {
 
 }  // namespace
 
-TEST_F(Handle, StartsEmpty) {
+TEST_F(Handle, StartsEmptyAndIsCopiedEmpty) {
   const Inputs handle;
   EXPECT_FALSE(handle);
   EXPECT_EQ(handle.get(), nullptr);
+  EXPECT_FALSE(Inputs(handle));
   EXPECT_FALSE(Inputs(nullptr, true));
   EXPECT_FALSE(Inputs(nullptr, false));
 }
@@ -137,12 +138,6 @@ TEST_F(Handle, CopyAddsOne) {
     EXPECT_EQ(log, Log{"+A"});
   }
   EXPECT_EQ(log, (Log{"+A", "-A", "-A"}));
-}
-
-TEST_F(Handle, CopyOfAnEmptyOneIsEmpty) {
-  const Inputs handle;
-  const Inputs copy(handle);  // NOLINT(performance-unnecessary-copy-initialization)
-  EXPECT_FALSE(copy);
 }
 
 TEST_F(Handle, AssigningToItselfOrTheSameObjectChangesNoCount) {

@@ -117,13 +117,6 @@ TEST_F(InfoFile, TheKthStartReturnsOneLess) {
   }
 }
 
-TEST_F(InfoFile, DeletedByHandIsAFirstStartAgain) {
-  EXPECT_EQ(after(date + "\n9\n"), 9);
-  fs::remove(infoFile);
-  EXPECT_EQ(AutoOpenPalette(), 0);
-  EXPECT_EQ(file(), datetime() + "\n1");
-}
-
 TEST_F(InfoFile, IsFoundBesideTheHost) {
   EXPECT_EQ(AutoOpenPalette(), 0);
   EXPECT_EQ(substitute::infoFileOf(*host), infoFile);
