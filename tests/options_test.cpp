@@ -65,8 +65,8 @@ TEST_F(HostData, AScenarioGetsANewTemporaryFolderEachTime) {
   EXPECT_FALSE(fs::exists(folder.path() + "/.local"));
 }
 
-// By these the host on a Mac hands its folder and the scenario's end over to the program that it
-// becomes.
+// With these environment variables the host on a Mac passes its folder and the scenario's outcome
+// on across exec().
 TEST_F(HostData, WhatIsHandedOverOnAMacIsIgnoredElsewhere) {
   setenv("SUBSTITUTE_HOST_FOLDER", ("0:" + folder.path()).c_str(), 1);
   setenv("SUBSTITUTE_HOST_END", "1", 1);

@@ -512,7 +512,7 @@ TEST(DesktopProgram, GivesTheTraceOfTheTerminal) {
   }
 }
 
-TEST(DesktopProgram, TellsThatTheLibraryHasGone) {
+TEST(DesktopProgram, ReportsThatTheLibraryHasGone) {
   const QTemporaryDir folder;
   const QString library = folder.filePath("Velorin.so");
   const QString trace = folder.filePath("trace");
