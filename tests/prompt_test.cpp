@@ -337,10 +337,20 @@ TEST_F(Prompt, StartsUnderEveryLocale) {
     ASSERT_NE(std::setlocale(LC_ALL, installed), nullptr) << installed;
     std::setlocale(LC_ALL, "C");
   }
-  for (const char* const locale :
-       {"C", "C.UTF-8", "cs_CZ.UTF-8", "tr_TR.UTF-8", "xx_YY.UTF-8", "nonsense", ""}) {
-    SCOPED_TRACE(locale);
-    Terminal terminal = open({}, {{"LC_ALL", locale}});
+  const std::pair<const char*, const char*> environments[] = {
+      {"LC_ALL", "C"},
+      {"LC_ALL", "C.UTF-8"},
+      {"LC_ALL", "cs_CZ.UTF-8"},
+      {"LC_ALL", "tr_TR.UTF-8"},
+      {"LC_ALL", "xx_YY.UTF-8"},
+      {"LC_ALL", "nonsense"},
+      {"LC_ALL", ""},
+      {"LANG", "cs_CZ.UTF-8"},
+      {"LANG", "nonsense"},
+  };
+  for (const auto& [name, locale] : environments) {
+    SCOPED_TRACE(std::string(name) + "=" + locale);
+    Terminal terminal = open({}, {{name, locale}});
     terminal.answer("entitlement d\xc5\xaf", "entitlement is now \"d\xc5\xaf\".");
     quit(terminal);
   }
