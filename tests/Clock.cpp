@@ -2,8 +2,8 @@
 
 std::optional<std::time_t> setClock;
 
-// This program's own `time`, which the library finds before the system's. On macOS it never would,
-// and the tests that set the clock are left out.
+// This program's own `time`, which the library finds before the system's. On macOS the
+// library calls the system's `time`: setting the clock has no effect there.
 #if !defined(__APPLE__)
 extern "C" __attribute__((visibility("default"))) std::time_t time(std::time_t* result) noexcept {
   timespec now{};

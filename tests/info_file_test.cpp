@@ -12,7 +12,7 @@ namespace {
 
 class InfoFile : public AddInFixture {
  protected:
-  // No midnight comes between a date that is written and one that is asked for.
+  // No midnight comes between a date that is written and one that is asked for (Linux only).
   InfoFile() { setClock = 1772712000; }  // noon of 5 March 2026 in Greenwich
   ~InfoFile() override { setClock.reset(); }
 
