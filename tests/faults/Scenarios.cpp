@@ -22,10 +22,10 @@ std::string counted(const std::string& count) {
   return "16.11.2026\n" + count;
 }
 
-// A source of chance that is the same with every standard library.
-class Chance {
+// Random numbers that are the same with every standard library.
+class Random {
  public:
-  explicit Chance(std::uint64_t seed) : bits_(seed) {}
+  explicit Random(std::uint64_t seed) : bits_(seed) {}
 
   // One of 0 to `count` - 1.
   std::size_t below(std::size_t count) { return bits_() % count; }
@@ -60,7 +60,7 @@ NamedCase withFault(NamedCase named, const std::string& words) {
   return named;
 }
 
-std::string randomMessage(Chance& chance) {
+std::string randomMessage(Random& random) {
   static const std::vector<std::string> messages = {
       "message \"https://learning.velorin.example/sketch.asp\"",
       "message 'https://learning.velorin.example/body.asp second  word'",
@@ -74,10 +74,10 @@ std::string randomMessage(Chance& chance) {
       "message ",
       "message-null",
   };
-  return chance.of(messages);
+  return random.of(messages);
 }
 
-std::string randomObject(Chance& chance, bool planted) {
+std::string randomObject(Random& random, bool planted) {
   static const std::vector<std::string> known = {
       "palette teachPalete",
       "palette other",
@@ -90,19 +90,19 @@ std::string randomObject(Chance& chance, bool planted) {
       "plain-control runTeachPalette",
       "plain-control HelpGroupCommand",
   };
-  if (!planted && chance.percent(15)) return "toolbar QATRight";
-  return chance.of(known);
+  if (!planted && random.percent(15)) return "toolbar QATRight";
+  return random.of(known);
 }
 
-std::string randomFault(Chance& chance) {
-  std::string words = chance.of(substitute::operationNames());
-  if (chance.percent(50)) words += " " + std::to_string(1 + chance.below(4));
-  if (chance.percent(60)) words += chance.percent(50) ? " throw" : " null";
+std::string randomFault(Random& random) {
+  std::string words = random.of(substitute::operationNames());
+  if (random.percent(50)) words += " " + std::to_string(1 + random.below(4));
+  if (random.percent(60)) words += random.percent(50) ? " throw" : " null";
   return words;
 }
 
-std::string randomCommand(Chance& chance) {
-  switch (chance.below(20)) {
+std::string randomCommand(Random& random) {
+  switch (random.below(20)) {
     case 0:
     case 1:
     case 2:
@@ -115,36 +115,36 @@ std::string randomCommand(Chance& chance) {
       return "unload";
     case 7:
     case 8:
-      return chance.percent(85) ? "click" : "click openEshop";
+      return random.percent(85) ? "click" : "click openEshop";
     case 9:
     case 10:
-      return randomMessage(chance);
+      return randomMessage(random);
     case 11:
     case 12:
       return "online";
     case 13:
       return "offline";
     case 14:
-      return chance.of<std::string>({"hide", "show", "close", "hide teachPalete", "show other",
+      return random.of<std::string>({"hide", "show", "close", "hide teachPalete", "show other",
                                      "dock teachPalete 3", "dock teachPalete 0"});
     case 15:
-      return chance.percent(50)
-                 ? "language " + chance.of<std::string>({"0", "1", "2", "3", "-2", "2147483647"})
-                 : chance.of<std::string>({"entitlement", "entitlement ", "entitlement A B&c=d#e",
+      return random.percent(50)
+                 ? "language " + random.of<std::string>({"0", "1", "2", "3", "-2", "2147483647"})
+                 : random.of<std::string>({"entitlement", "entitlement ", "entitlement A B&c=d#e",
                                            "entitlement žluťoučký"});
     case 16:
-      return "plant " + randomObject(chance, true);
+      return "plant " + randomObject(random, true);
     case 17:
-      return "remove " + randomObject(chance, false);
+      return "remove " + randomObject(random, false);
     default:
-      return "fail " + randomFault(chance);
+      return "fail " + randomFault(random);
   }
 }
 
-std::optional<std::string> randomInfoFile(Chance& chance) {
-  if (chance.percent(30)) return {};
-  if (chance.percent(15)) {
-    return chance.of<std::string>({"", "\n", "\n\n", "1", "1\n", "16.11.2026", "16.11.2026\n"});
+std::optional<std::string> randomInfoFile(Random& random) {
+  if (random.percent(30)) return {};
+  if (random.percent(15)) {
+    return random.of<std::string>({"", "\n", "\n\n", "1", "1\n", "16.11.2026", "16.11.2026\n"});
   }
   static const std::vector<std::string> counts = {"0",
                                                   "1",
@@ -173,14 +173,14 @@ std::optional<std::string> randomInfoFile(Chance& chance) {
                                                   "007",
                                                   "3.9",
                                                   "3\r"};
-  return counted(chance.of(counts)) +
-         chance.of<std::string>({"", "\n", "\n\n", "\nnotes", "\nnotes\r\n\nmore\n"});
+  return counted(random.of(counts)) +
+         random.of<std::string>({"", "\n", "\n\n", "\nnotes", "\nnotes\r\n\nmore\n"});
 }
 
-model::Disk randomDisk(Chance& chance, bool withInfoFile) {
-  if (!chance.percent(20)) return model::Disk::open;
+model::Disk randomDisk(Random& random, bool withInfoFile) {
+  if (!random.percent(20)) return model::Disk::open;
   while (true) {
-    const model::Disk disk = chance.of(diskWords()).disk;
+    const model::Disk disk = random.of(diskWords()).disk;
     if (model::possible(disk, withInfoFile)) return disk;
   }
 }
@@ -254,11 +254,11 @@ std::set<std::string> unreachedOperations(const Tools& tools) {
 }
 
 NamedCase pairOfFaults(std::uint64_t seed, const Tools& tools) {
-  Chance chance(seed);
-  const NamedCase& scenario = chance.of(scenarios());
+  Random random(seed);
+  const NamedCase& scenario = random.of(scenarios());
   const auto withOneOf = [&](const NamedCase& named, const std::vector<std::string>& calls) {
-    const std::string call = chance.of(calls);
-    return withFault(named, call + (chance.percent(50) ? " null" : " throw"));
+    const std::string call = random.of(calls);
+    return withFault(named, call + (random.percent(50) ? " null" : " throw"));
   };
   while (true) {
     const NamedCase first = withOneOf(scenario, callsIn(scenario.one, tools));
@@ -269,12 +269,12 @@ NamedCase pairOfFaults(std::uint64_t seed, const Tools& tools) {
 }
 
 NamedCase randomScenario(std::uint64_t seed) {
-  Chance chance(seed);
+  Random random(seed);
   NamedCase named{"seed " + std::to_string(seed), {}};
-  named.one.infoFile = randomInfoFile(chance);
-  named.one.disk = randomDisk(chance, named.one.infoFile.has_value());
-  const std::size_t length = 1 + chance.below(14);
-  for (std::size_t i = 0; i < length; ++i) named.one.scenario.push_back(randomCommand(chance));
+  named.one.infoFile = randomInfoFile(random);
+  named.one.disk = randomDisk(random, named.one.infoFile.has_value());
+  const std::size_t length = 1 + random.below(14);
+  for (std::size_t i = 0; i < length; ++i) named.one.scenario.push_back(randomCommand(random));
   return named;
 }
 

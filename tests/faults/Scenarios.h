@@ -1,4 +1,4 @@
-// The scenarios whose every call is made to fail, and those that chance makes.
+// The scenarios whose every call is made to fail, and random ones.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@ struct NamedCase {
   Case one;
 };
 
-// Together they reach every path of the add-in.
+// Together they call every operation of the host.
 const std::vector<NamedCase>& scenarios();
 
 // `scenario` with each of its calls failing once, in each way that it can: one case each.
@@ -28,7 +28,7 @@ std::set<std::string> unreachedOperations(const Tools& tools);
 // The same for the same seed.
 NamedCase pairOfFaults(std::uint64_t seed, const Tools& tools);
 
-// A scenario made by chance, faults included; the same for the same seed.
+// A random scenario, faults included; the same for the same seed.
 NamedCase randomScenario(std::uint64_t seed);
 
 }  // namespace faults

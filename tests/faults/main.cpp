@@ -188,7 +188,7 @@ int predictOne(const Case& one, const Options& options) {
   return EXIT_SUCCESS;
 }
 
-// The words for --disk, told below the help as the commands of substitute-host are in its own.
+// The words for --disk, listed below the help as the commands of substitute-host are in its own.
 std::string diskList() {
   std::string list = "What --disk of play and predict says of the disk that the info file is on:\n";
   for (const DiskWord& disk : diskWords()) {
@@ -250,22 +250,22 @@ int runProgram(int argc, char** argv) {
   const auto withSeed = [&](CLI::App* command) {
     command->add_option("--count", count, "how many; 1000 if left out")
         ->check(CLI::Range(std::size_t{1}, std::size_t{1'000'000'000}));
-    command->add_option("--seed", seed, "where chance begins; 1 if left out");
+    command->add_option("--seed", seed, "the first seed; 1 if left out");
     return command;
   };
-  withSeed(parser.add_subcommand("pairs", "two calls fail, chosen by chance"))->callback([&] {
+  withSeed(parser.add_subcommand("pairs", "two calls fail, chosen at random"))->callback([&] {
     work = [&] {
       return playAll(
           "two calls fail, seeds from " + std::to_string(seed), count,
           [&](std::size_t i) { return pairOfFaults(seed + i, options.tools); }, options, false);
     };
   });
-  withSeed(parser.add_subcommand(
-               "random", "scenarios made by chance; one that differs is shortened and told"))
+  withSeed(parser.add_subcommand("random",
+                                 "random scenarios; one that differs is shortened and printed"))
       ->callback([&] {
         work = [&] {
           return playAll(
-              "scenarios by chance, seeds from " + std::to_string(seed), count,
+              "random scenarios, seeds from " + std::to_string(seed), count,
               [&](std::size_t i) { return randomScenario(seed + i); }, options, true);
         };
       });
