@@ -4,11 +4,11 @@
 extern "C" {
 
 // Starts the add-in; the host calls it once after loading the library. `context` is not read. True
-// when the learning button is registered and its handler connected. False as soon as the host has
-// no application, user interface, online-status event or toolbar "QATRight" for it, or refuses the
-// definition, the control, its event or the handler; what was done by then stays done, and nothing
-// is shown. The host's other objects are used untested: without one, the empty handle fails.
-// Exceptions of the host pass through.
+// when the learning button is registered and its handler connected. Returns false at the first step
+// that fails: no application, no user interface, no online-status event, no toolbar "QATRight"; the
+// definition, the control, the command-created event or the handler refused. Earlier steps are not
+// undone, and the user sees no message. The host's other objects are used untested: without one,
+// the empty handle fails. Exceptions of the host pass through.
 bool run(const char* context);
 
 // Takes the add-in's palette, commands and controls out of the host and empties `ui`; the host

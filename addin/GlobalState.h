@@ -20,7 +20,8 @@ extern adsk::core::Ptr<adsk::core::Application> app;
 // The host's user interface; empty before run and after stop.
 extern adsk::core::Ptr<adsk::core::UserInterface> ui;
 
-// The learning palette as it was last looked up or created; empty before.
+// The learning palette as it was last looked up or created. Empty before that, and after a refused
+// creation.
 extern adsk::core::Ptr<adsk::core::Palette> palette;
 
 // The start counter that AutoOpenPalette returned to run; 0 before. Nothing else changes it.

@@ -8,8 +8,9 @@
 // Counts this start in the info file and returns the counter as it stood before. Opens nothing:
 // whether the palette opens is decided from the result.
 //
-// 0: the first start, or a file with fewer than two lines, to which a line "1" is added, or one
-//    whose second line does not begin with a 32-bit number and becomes "1".
+// 0: no file yet.
+// 0: fewer than two lines; a line "1" is appended.
+// 0: the second line does not begin with a 32-bit number, after any white space; it becomes "1".
 // -1: the file exists and cannot be read; it is left alone.
 // Otherwise the number on the second line, which is now one higher, after 2147483647 the lowest.
 //

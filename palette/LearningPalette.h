@@ -11,9 +11,9 @@
 // Called between run and stop: `app` and the host's preferences are used untested.
 bool OpenPalette();
 
-// The address of the learning page, for the host's present language and entitlement text. The host
-// in `app` is asked on every call, and is there; the entitlement text is taken as it is, nothing is
-// escaped.
+// The address of the learning page, for the host's present language and entitlement text.
+// Asks the host through `app`, which must not be empty, on every call. The entitlement text is
+// taken as it is, nothing is escaped.
 std::string learningPageAddress();
 
 // Shows the palette in `palettes`, or creates it there on `address` with `handler` for its page's

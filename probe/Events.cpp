@@ -56,7 +56,7 @@ void note(const char* step) {
   steps += step;
 }
 
-// What only the end can tell of what the events have done.
+// The answers that need all events.
 void sumUp() {
   if (seen.presses > 0) {
     ask("click.order", "In which order are the handlers of a press called?",

@@ -39,7 +39,7 @@ std::string pageAddress(const std::string& folder) {
   return address;
 }
 
-// What is still there when the library goes without stop goes with it.
+// Removes the probe's objects when the library is unloaded without `stop`.
 struct Presence {
   bool there = false;
 

@@ -38,7 +38,7 @@ class AddInFixture : public testing::Test {
   using Calls = std::vector<std::string>;
 
   AddInFixture();
-  // Every test ends as an add-in's life does: unloaded, with nothing of the host's left.
+  // Unloads the add-in and expects that it holds nothing of the host.
   ~AddInFixture() override;
 
   // A new host in place of the first one; before load() only.
@@ -62,7 +62,8 @@ class AddInFixture : public testing::Test {
   // What the host was asked since the last call of calls(), in words: the operation, its arguments,
   // the object where it has an id, and the result, such as
   //   Palette.isVisible(true) on Palette:teachPalete = true
-  // Events from outside are told as "run", "run returned true", "notify X", "open a b", "threw T".
+  // Events from outside are written as "run", "run returned true", "notify X", "open a b" and
+  // "threw T".
   Calls calls();
 
   // The same, of `operation` alone.

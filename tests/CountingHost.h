@@ -6,6 +6,7 @@
 
 #include <vector>
 
-// The handlers that were constructed and destroyed, in order. What else ends may be added.
+// The handlers that were constructed and destroyed, in order. Tests append other objects to
+// `ended` when they are released.
 ADSK_HOST_API std::vector<const void*>& made();
 ADSK_HOST_API std::vector<const void*>& ended();

@@ -4,14 +4,14 @@
 namespace adsk::core {
 
 // Root of all host classes. The host owns every object and deletes it when its last counted
-// reference is dropped; nobody else does, which is why no destructor is offered. The counting
+// reference is released; nobody else does, which is why no destructor is offered. The counting
 // operations stand at the head of the interface of every class.
 class Base {
  public:
   // Adds one counted reference for the caller. Used through Ptr.
   virtual void addref() const = 0;
 
-  // Drops one counted reference of the caller's; the object goes away with its last one.
+  // Releases one counted reference of the caller's; the object goes away with its last one.
   virtual void release() const = 0;
 
   // The same object seen as the interface `id` (a class's interfaceId()), or null when it does

@@ -67,24 +67,25 @@ class Ptr {
   explicit Ptr(const Ptr<U, Counting>& other)
       : Ptr(other ? other->template query<T>() : nullptr, false) {}
 
-  // Drops the reference, if any. A failure in there ends the process.
+  // Releases the reference, if any. A failure in there ends the process.
   ~Ptr() { reset(nullptr, false); }
 
-  // Drops the old reference, then adds one to what `other` holds. Nothing where both hold the same
-  // object, as a handle and itself do.
+  // Releases the old reference, then adds one to what `other` holds. Does nothing where both hold
+  // the same object, as a handle and itself do.
   // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): reset() finds nothing to do
   Ptr& operator=(const Ptr& other) {
     reset(other.ptr_, false);
     return *this;
   }
 
-  // Drops the old reference and takes over the caller's reference on `p`; null empties the handle.
+  // Releases the old reference and takes over the caller's reference on `p`; null empties the
+  // handle.
   Ptr& operator=(const T* p) {
     reset(p, true);
     return *this;
   }
 
-  // Drops the old reference, then holds `p`: with `attach` takes over the caller's reference,
+  // Releases the old reference, then holds `p`: with `attach` takes over the caller's reference,
   // without adds one. Does nothing at all when `p` is held already, not even with `attach`.
   void reset(const T* p, bool attach) {
     if (p == ptr_) return;

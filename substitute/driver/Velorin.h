@@ -1,4 +1,4 @@
-// All that the driver knows about this add-in. The rest of the driver works for any add-in.
+// The add-in's ids, file names and folders. The commands for its info file are in Commands.cpp.
 #pragma once
 
 #include <string>

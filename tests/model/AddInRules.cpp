@@ -187,8 +187,8 @@ void AddIn::openPalette() try {
 } catch (const Ended&) {
 }
 
-// The way of the host's report that it has gone online: with the user interface that run kept, and
-// another handler of the page's messages.
+// Handles the host's online report: uses the user interface that run stored and registers another
+// message handler.
 void AddIn::handleOnlineStatus() {
   if (host_.reportsOffLine()) return;
   if (count_ < 0 || count_ > 3) return;
