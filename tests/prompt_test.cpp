@@ -95,8 +95,8 @@ class Terminal {
   // False at the end of the output, or when no output has come for a long time.
   bool readMore() {
     pollfd ready = {terminal_, POLLIN, 0};
-    constexpr int patience = 60000;  // in milliseconds
-    if (poll(&ready, 1, patience) <= 0) return false;
+    constexpr int timeoutMilliseconds = 60000;
+    if (poll(&ready, 1, timeoutMilliseconds) <= 0) return false;
     char bytes[4096];
     const ssize_t count = read(terminal_, bytes, sizeof bytes);
     if (count <= 0) return false;

@@ -158,10 +158,11 @@ void addOptions(CLI::App& parser, CommandLine& values) {
       ->check(checkNotEmpty);
   parser
       .add_option("--expect-trace", values.expectedTrace,
-                  "the trace must be this one; the first line that differs is told")
+                  "the trace must be this one; the first line that differs is reported")
       ->type_name("FILE")
       ->check(checkNotEmpty);
-  parser.add_flag("--strict", values.strict, "what is told as suspicious at the end is a failure");
+  parser.add_flag("--strict", values.strict,
+                  "what is reported as suspicious at the end is a failure");
   parser
       .add_option("--timeout", values.timeout,
                   "end when a call of the add-in takes longer than SECONDS")

@@ -36,7 +36,7 @@ namespace {
 using model::Json;
 using Lines = std::vector<std::string>;
 
-constexpr int patience = 60'000;  // milliseconds; a case takes a few
+constexpr int timeoutMilliseconds = 60'000;  // a case takes a few
 
 // The end of the line that the system writes of an empty handle.
 const std::string assertion = "Memory:150: operator->: Assertion `ptr_ != nullptr' failed.";
@@ -121,7 +121,7 @@ int spawn(const Lines& command, const fs::path& directory, bool& killed) {
     pollfd ended = {handle, POLLIN, 0};
     int ready = 0;
     do {
-      ready = poll(&ended, 1, patience);
+      ready = poll(&ended, 1, timeoutMilliseconds);
     } while (ready < 0 && errno == EINTR);
     if (ready == 0) {
       killed = true;
@@ -222,7 +222,7 @@ std::string ofBytes(const std::optional<std::string>& bytes) {
   return bytes ? Json(*bytes).dump(-1, ' ', false, Json::error_handler_t::replace) : "absent";
 }
 
-// The first line in which `got` is not what is `expected`, told for a person.
+// The first line in which `got` is not what is `expected`, as a sentence.
 void compareLines(const std::string& what, const std::vector<Json>& expected, const Lines& got,
                   Lines& found) {
   for (std::size_t i = 0; i < std::max(expected.size(), got.size()); ++i) {
@@ -245,7 +245,7 @@ void compareLines(const std::string& what, const std::vector<Json>& expected, co
   }
 }
 
-// The same for states, of which only what differs is told.
+// The same for states, of which only what differs is named.
 void compareStates(const std::vector<Json>& expected, const Lines& got, Lines& found) {
   for (std::size_t i = 0; i < std::min(expected.size(), got.size()); ++i) {
     const Json state = Json::parse(got[i], nullptr, false);

@@ -36,7 +36,7 @@ using MakeCase = std::function<NamedCase(std::size_t)>;
 
 constexpr int differs = 1;
 constexpr int wrongInput = 2;
-constexpr std::size_t toldInFull = 5;
+constexpr std::size_t printedInFull = 5;
 
 std::string madeIn(const TemporaryFolder& folder, const std::string& name) {
   std::string path = folder.path() + "/" + name;
@@ -51,7 +51,7 @@ struct Options {
   std::string program;  // how it was called, as far as that concerns every case
 };
 
-void tell(const Options& options, const Case& one, const Lines& found) {
+void print(const Options& options, const Case& one, const Lines& found) {
   for (const std::string& line : found) std::cout << "  " << line << '\n';
   std::cout << "  again: " << options.program << ' ' << arguments(one) << '\n' << std::flush;
 }
@@ -89,7 +89,7 @@ Case shrink(Case one, const Tools& tools, const std::string& directory) {
   return one;
 }
 
-// Plays `count` cases, several at a time, and tells those that differ, in their order. The exit
+// Plays `count` cases, several at a time, and prints those that differ, in their order. The exit
 // status of the program.
 int playAll(const std::string& title, std::size_t count, const MakeCase& make,
             const Options& options, bool shrinks) {
@@ -127,18 +127,18 @@ int playAll(const std::string& title, std::size_t count, const MakeCase& make,
   if (progress) std::cerr << '\r' << std::string(40, ' ') << '\r';
   if (!trouble.empty()) throw std::runtime_error(trouble);
 
-  std::size_t told = 0;
+  std::size_t printed = 0;
   for (const auto& [index, entry] : failed) {
     const auto& [named, found] = entry;
     std::cout << "differs: " << named.name << '\n';
-    if (told++ >= toldInFull) {
-      tell(options, named.one, {});
+    if (printed++ >= printedInFull) {
+      print(options, named.one, {});
     } else if (shrinks) {
       const std::string directory = madeIn(folder, "shrink");
       const Case shortest = shrink(named.one, options.tools, directory);
-      tell(options, shortest, differences(shortest, options.tools, directory));
+      print(options, shortest, differences(shortest, options.tools, directory));
     } else {
-      tell(options, named.one, found);
+      print(options, named.one, found);
     }
   }
   std::cout << title << ": " << done << " cases, " << failed.size()
@@ -173,7 +173,7 @@ int playOne(const Case& one, const Options& options) {
     return EXIT_SUCCESS;
   }
   std::cout << "differs:\n";
-  tell(options, one, found);
+  print(options, one, found);
   return differs;
 }
 
