@@ -86,7 +86,10 @@ TEST_F(ToolbarCommands, WithoutInputsOrExecuteEventTheClickDoesNothing) {
 TEST_F(ToolbarCommands, AFailedOpeningIsIgnored) {
   fail("Palettes.add");
   EXPECT_EQ(host->click(id), ClickResult::done);
-  for (const std::string& call : calls()) EXPECT_NE(call.rfind("threw", 0), 0U) << call;
+  const Calls seen = calls();
+  for (const std::string& call : seen) EXPECT_NE(call.rfind("threw", 0), 0U) << call;
+  EXPECT_EQ(seen.back().rfind("Palettes.add(", 0), 0U) << seen.back();
+  EXPECT_TRUE(learningPalette().is_null());
 }
 
 TEST_F(ToolbarCommands, NoEshopCommandIsThereToClick) {
