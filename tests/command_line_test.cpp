@@ -185,7 +185,14 @@ TEST_F(CommandLine, AFolderThatTheAddInWillNotFindIsReported) {
   EXPECT_EQ(run("-", "start\n").errors, "");
 }
 
-TEST_F(CommandLine, EntitlementAloneIsNoneAndCarriageReturnsAreNothing) {
+TEST_F(CommandLine, EntitlementAloneIsNone) {
+  const auto seen = states(run("-", "entitlement a\nstate\nentitlement\nstate\n"));
+  ASSERT_EQ(seen.size(), 2U);
+  EXPECT_EQ(seen[0]["entitlement"], "a");
+  EXPECT_TRUE(seen[1]["entitlement"].is_null());
+}
+
+TEST_F(CommandLine, CarriageReturnsAtTheEndsOfLinesAreIgnored) {
   const auto seen = states(run("-", "entitlement a  b \r\nstate\r\nentitlement\r\nstate\r\n"));
   ASSERT_EQ(seen.size(), 2U);
   EXPECT_EQ(seen[0]["entitlement"], "a  b ");

@@ -1,4 +1,4 @@
-// Where the add-in keeps its data, and the helpers for files and text.
+// Where the add-in keeps its data, and the helpers for files and strings.
 #include <sys/stat.h>
 
 #include "tests/AddInFixture.h"
@@ -76,7 +76,7 @@ TEST_F(DataLocation, AFileThatNobodyMayReadExists) {
       testing::ExitedWithCode(0), "");
 }
 
-TEST_F(DataLocation, NothingAndTheEmptyPathDoNotExist) {
+TEST_F(DataLocation, AMissingFileAndTheEmptyPathDoNotExist) {
   EXPECT_FALSE(FileExists(folder.path() + "/none"));
   EXPECT_FALSE(FileExists(folder.path() + "/none/below"));
   EXPECT_FALSE(FileExists(""));
@@ -99,14 +99,14 @@ TEST_F(DataLocation, AFileBehindABarredFolderDoesNotExist) {
   chmod(barred.c_str(), 0700);
 }
 
-TEST_F(DataLocation, WideTextBecomesUtf8) {
+TEST_F(DataLocation, WideStringBecomesUtf8) {
   EXPECT_EQ(ws2s(L""), "");
   EXPECT_EQ(ws2s(L"\u010D"), "\xC4\x8D");
   EXPECT_EQ(ws2s(L"Velorin"), "Velorin");
   EXPECT_EQ(ws2s(std::wstring(L"a\0b", 3)), std::string("a\0b", 3));
 }
 
-TEST_F(DataLocation, WideTextOfEveryLengthOfUtf8) {
+TEST_F(DataLocation, WideStringOfEveryLengthOfUtf8) {
   const std::pair<wchar_t, const char*> bounds[] = {
       {L'\x01', "\x01"},
       {L'\x7F', "\x7F"},
@@ -122,7 +122,7 @@ TEST_F(DataLocation, WideTextOfEveryLengthOfUtf8) {
   for (const auto& [unit, bytes] : bounds) EXPECT_EQ(ws2s(std::wstring(1, unit)), bytes);
 }
 
-TEST_F(DataLocation, WideTextThatIsNoCodePointFailsWithItsText) {
+TEST_F(DataLocation, WideStringThatIsNoCodePointFailsWithItsMessage) {
   for (const auto unit : {0x110000U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU, 0xD800U, 0xDFFFU}) {
     try {
       ws2s(L"a" + std::wstring(1, static_cast<wchar_t>(unit)));

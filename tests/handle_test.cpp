@@ -1,4 +1,4 @@
-// The handle's counting rules and host text, on objects that only count.
+// The handle's counting rules and host strings, on objects that only count.
 #include <Core/CoreAll.h>
 #include <gtest/gtest.h>
 
@@ -12,13 +12,13 @@ namespace core = adsk::core;
 
 namespace {
 
-// What the host's library would keep: the texts handed back.
+// What the host's library would keep: the strings handed back.
 std::vector<char*>& handedBack() {
-  static std::vector<char*> texts;
-  return texts;
+  static std::vector<char*> strings;
+  return strings;
 }
 
-// Counts instead of living and dying; remembers the order in which counts changed.
+// Counts, and is never deleted by a count; remembers the order in which counts changed.
 template <class Interface>
 class Fake : public Interface {
  public:
@@ -67,8 +67,8 @@ class FakePlainControl : public Fake<core::ToolbarControl> {
 
 class FakeMessage : public Fake<core::HTMLEventArgs> {
  public:
-  char* data_raw() const override { return text; }
-  char* text = nullptr;
+  char* data_raw() const override { return string; }
+  char* string = nullptr;
 };
 
 using Inputs = core::Ptr<core::CommandInputs>;
@@ -77,8 +77,8 @@ class Declared;  // never defined
 
 }  // namespace
 
-void core::DeallocateArrayInternal(char* text) {
-  handedBack().push_back(text);
+void core::DeallocateArrayInternal(char* string) {
+  handedBack().push_back(string);
 }
 const char* core::CommandControl::classType() {
   return "CommandControl for a test";
@@ -297,17 +297,17 @@ TEST(HandleConversion, OfTheKindAddsItsOwnReference) {
   EXPECT_EQ(object.count, 0);
 }
 
-TEST(HostText, IsCopiedAndHandedBackOnce) {
-  for (std::string text : {"P\xC5\x99\xC3\xADklad", ""}) {
+TEST(HostString, IsCopiedAndHandedBackOnce) {
+  for (std::string string : {"P\xC5\x99\xC3\xADklad", ""}) {
     handedBack().clear();
     FakeMessage message;
-    message.text = text.data();
-    EXPECT_EQ(message.data(), text);
-    EXPECT_EQ(handedBack(), std::vector<char*>{text.data()});
+    message.string = string.data();
+    EXPECT_EQ(message.data(), string);
+    EXPECT_EQ(handedBack(), std::vector<char*>{string.data()});
   }
 }
 
-TEST(HostText, NullIsAnEmptyStringAndNothingIsHandedBack) {
+TEST(HostString, NullIsAnEmptyStringAndNothingIsHandedBack) {
   handedBack().clear();
   const FakeMessage message;
   EXPECT_EQ(message.data(), "");

@@ -174,7 +174,7 @@ TEST_F(ScenarioInput, ALineWithAZeroByteIsRefused) {
   expectRefused(run("s"), 2, "s:1: the line holds a zero byte");
 }
 
-TEST_F(Options, NothingBehindTheSignIsTheEmptyValue) {
+TEST_F(Options, AnEqualsSignAloneGivesTheEmptyValue) {
   writeFile(folder.path() + "/s", "state\n");
   const Result result = run("--executable= --entitlement= s");
   EXPECT_EQ(result.status, 0) << result.errors;
@@ -270,14 +270,13 @@ TEST_F(Options, ScenariosAndOperationsAreListed) {
 }
 
 TEST_F(Options, TheLanguageIsReadInOneWay) {
-  for (const char* const word : {"0x10", "+3", "' 3'", "3.0", "1e3", "2147483648"}) {
+  for (const char* const word : {"0x10", "+3", "3.0", "1e3", "2147483648"}) {
     expectMisuse(run("--language=" + std::string(word) + " -"), "is not a 32-bit number");
     const Result line = run("-", "language " + std::string(word) + "\n");
     fs::remove_all(folder.path() + "/data");
-    if (word != std::string("' 3'")) {
-      EXPECT_EQ(line.status, 2) << word;
-    }
+    EXPECT_EQ(line.status, 2) << word;
   }
+  expectMisuse(run("--language=' 3' -"), "is not a 32-bit number");
   for (const std::string& word : std::vector<std::string>{"-3", "007", "2147483647"}) {
     const auto seen = states(
         run("--language " + word + " -", "state\nlanguage 1\nlanguage " + word + "\nstate\n"));

@@ -286,7 +286,7 @@ TEST_F(Prompt, NoLineIsRepeated) {
   EXPECT_EQ(seen.find("> offline"), seen.rfind("> offline")) << seen;
 }
 
-TEST_F(Prompt, ResultsAreRefused) {
+TEST_F(Prompt, JUnitOptionIsRefused) {
   Terminal terminal = open({"--junit", "r.xml"});
   terminal.expect("substitute-host: --junit goes with scenarios only; see --help.");
   EXPECT_EQ(terminal.end(), 2);

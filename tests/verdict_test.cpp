@@ -100,7 +100,7 @@ TEST_F(Verdict, AFailedExpectationIsReportedAndTheScenarioGoesOn) {
   EXPECT_EQ(result.lastLine(), "4 commands, 2 expectations, 2 failed\n");
 }
 
-TEST_F(Verdict, NothingIsNotAsExpectedAndIsNoOther) {
+TEST_F(Verdict, AMissingValueFailsExpectAndHoldsForExpectNot) {
   const Result result = play(
       "expect /palettes/0 null\nexpect-not /palettes/0 null\nexpect-not /palettes/x 1\n"
       "expect-not /palettes/99999999999999999999 1\nexpect-not /offline/a false\n");
