@@ -18,29 +18,29 @@ Json nameOf(const Handle& handle) {
 
 }  // namespace
 
-void Host::arm(const std::string& operation, std::uint64_t nth, bool throws) {
-  armed_.push_back({operation, nth, throws});
+void Host::plan(const std::string& operation, std::uint64_t nth, bool throws) {
+  plannedFaults_.push_back({operation, nth, throws});
 }
 
-std::vector<std::string> Host::armed() const {
+std::vector<std::string> Host::pendingFaults() const {
   std::vector<std::string> words;
-  for (const Armed& one : armed_) {
+  for (const PlannedFault& one : plannedFaults_) {
     words.push_back(one.operation + " " + std::to_string(one.left) +
                     (one.throws ? " throw" : " null"));
   }
   return words;
 }
 
-// Every armed fault counts every call; where two are due at once the one armed first decides.
+// Every planned fault counts every call; where two are due at once the one planned first decides.
 Host::Fault Host::nextFault(const std::string& operation) {
   Fault fault = Fault::none;
-  std::vector<Armed> still;
-  for (Armed& one : armed_) {
+  std::vector<PlannedFault> still;
+  for (PlannedFault& one : plannedFaults_) {
     const bool due = one.operation == operation && --one.left == 0;
     if (!due) still.push_back(one);
     if (due && fault == Fault::none) fault = one.throws ? Fault::exception : Fault::nothing;
   }
-  armed_ = still;
+  plannedFaults_ = still;
   return fault;
 }
 

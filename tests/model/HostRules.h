@@ -1,5 +1,5 @@
 // The host's half of the model: the objects that the add-in can reach, what each operation on them
-// does, and how an armed fault makes it fail.
+// does, and how a planned fault makes it fail.
 #pragma once
 
 #include <cstdint>
@@ -94,10 +94,10 @@ class Host {
   std::vector<Json> trace;
 
   // The `nth` coming call of `operation` fails.
-  void arm(const std::string& operation, std::uint64_t nth, bool throws);
+  void plan(const std::string& operation, std::uint64_t nth, bool throws);
 
-  // The faults that are armed still, in the words of the command that arms them.
-  std::vector<std::string> armed() const;
+  // The planned faults that have not happened, in the words of the command that plans them.
+  std::vector<std::string> pendingFaults() const;
 
   // The operations, in the words of the host's interface where these tell them apart. Each stands
   // in the trace. Used on an empty handle, it ends as EmptyHandle says and leaves no trace.
@@ -144,7 +144,7 @@ class Host {
  private:
   enum class Fault { none, nothing, exception };
 
-  struct Armed {
+  struct PlannedFault {
     std::string operation;
     std::uint64_t left;
     bool throws;
@@ -164,7 +164,7 @@ class Host {
   std::vector<std::string>& handlersOf(const Handle& event);
 
   EmptyHandle emptyHandle_;
-  std::vector<Armed> armed_;
+  std::vector<PlannedFault> plannedFaults_;
 };
 
 }  // namespace model

@@ -101,7 +101,7 @@ class Play {
       words >> how;
       const bool numbered = !second.empty() && std::isdigit(second[0]) != 0;
       if (!numbered) how = second;
-      host_.arm(first, numbered ? std::stoull(second) : 1, how == "throw");
+      host_.plan(first, numbered ? std::stoull(second) : 1, how == "throw");
     } else if (name == "state") {
       outcome_.states.push_back(state());
     } else if (name == "info-lines" && surroundings_.disk == Disk::open) {
@@ -239,7 +239,7 @@ class Play {
                 {"run", run_},
                 {"stop", stop_},
                 {"thrown", thrown_},
-                {"pendingFaults", host_.armed()}};
+                {"pendingFaults", host_.pendingFaults()}};
     for (const Palette& one : host_.palettes) {
       all["palettes"].push_back({{"id", one.id},
                                  {"title", one.title},
