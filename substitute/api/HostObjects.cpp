@@ -50,15 +50,14 @@ core::Palette* PalettesObject::itemById_raw(const char* id) const {
 
 core::Palette* PalettesObject::add_raw(const char* id, const char* title, const char* address,
                                        bool visible, bool closeButton, bool resizable, int width,
-                                       int height, bool lastFlag) {
+                                       int height, bool flag4) {
   const auto body = [&] {
-    return all.add(
-        makeHostObject<PaletteObject>(interceptor(), all,
-                                      PaletteValues{id, title, address, visible, closeButton,
-                                                    resizable, width, height, lastFlag}));
+    return all.add(makeHostObject<PaletteObject>(
+        interceptor(), all,
+        PaletteValues{id, title, address, visible, closeButton, resizable, width, height}));
   };
   return call(Operation::Palettes_add, body, id, title, address, visible, closeButton, resizable,
-              width, height, lastFlag);
+              width, height, flag4);
 }
 
 DefinitionObject::DefinitionObject(CallInterceptor& interceptor,

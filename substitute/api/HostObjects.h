@@ -28,7 +28,6 @@ struct PaletteValues {
   bool resizable = true;
   int width = 0;
   int height = 0;
-  bool lastFlag = true;
 };
 
 class HTMLEventArgsObject final : public HostObject<core::HTMLEventArgs> {
@@ -76,7 +75,7 @@ class SUBSTITUTE_API PalettesObject final : public HostObject<core::Palettes> {
   core::Palette* itemById_raw(const char* id) const override;
   core::Palette* add_raw(const char* id, const char* title, const char* address, bool visible,
                          bool closeButton, bool resizable, int width, int height,
-                         bool lastFlag) override;
+                         bool flag4) override;
 
   Collection<PaletteObject> all;
 };
