@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
 
@@ -16,6 +17,15 @@ namespace substitute {
 
 std::string besideProgram(const std::string& name) {
   return (fs::path(programFile()).parent_path() / name).string();
+}
+
+std::string userFolder(const char* variable, const std::string& belowHome) {
+  const char* const directory = std::getenv(variable);
+  const char* const home = std::getenv("HOME");
+  const std::string name = "/velorin-substitute-host";
+  if (directory != nullptr && *directory != '\0') return directory + name;
+  if (home != nullptr && *home != '\0') return std::string(home) + "/" + belowHome + name;
+  return "";
 }
 
 std::vector<std::string> scenarioNames() {

@@ -14,6 +14,11 @@ namespace substitute {
 // are.
 std::string besideProgram(const std::string& name);
 
+// The substitute host's folder in the user's directory that the environment's `variable` names, or,
+// where it is not set, in `belowHome` in HOME. Empty when neither is set. The folder need not
+// exist.
+std::string userFolder(const char* variable, const std::string& belowHome);
+
 // The names of the scenarios that come with the host, in alphabetical order.
 std::vector<std::string> scenarioNames();
 

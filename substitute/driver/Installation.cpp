@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "substitute/driver/CommandLine.h"
+#include "substitute/driver/Files.h"
 #include "substitute/driver/Program.h"
 #include "substitute/driver/Text.h"
 #include "substitute/driver/UsageError.h"
@@ -24,13 +25,9 @@ constexpr const char* folderVariable = "SUBSTITUTE_HOST_FOLDER";
 
 // The folder in the user's data directory for a host without --data. Throws std::runtime_error when
 // neither XDG_DATA_HOME nor HOME is set.
-std::string userFolder() {
-  const char* const data = std::getenv("XDG_DATA_HOME");
-  const char* const home = std::getenv("HOME");
-  if (data != nullptr && *data != '\0') return std::string(data) + "/velorin-substitute-host";
-  if (home != nullptr && *home != '\0') {
-    return std::string(home) + "/.local/share/velorin-substitute-host";
-  }
+std::string dataFolder() {
+  std::string folder = userFolder("XDG_DATA_HOME", ".local/share");
+  if (!folder.empty()) return folder;
   throw std::runtime_error(
       "there is no HOME to keep the host's data in; name a folder with --data, or take a "
       "temporary one with --fresh");
@@ -66,7 +63,7 @@ Installation::Installation(const CommandLine& values, bool forScenario,
     const char* const former = startsThroughLink ? std::getenv(folderVariable) : nullptr;
     folder_ = (former == nullptr ? temporary_.emplace() : temporary_.emplace(former)).path();
   } else {
-    folder_ = userFolder();
+    folder_ = dataFolder();
   }
   if (startsThroughLink) folder_ = fs::absolute(folder_).string();
   executable_ = settingsIn(folder_).executable;

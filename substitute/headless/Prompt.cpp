@@ -18,10 +18,9 @@
 #include <string>
 #include <vector>
 
+#include "substitute/driver/Files.h"
 #include "substitute/driver/Help.h"
 #include "substitute/driver/Text.h"
-
-namespace fs = std::filesystem;
 
 namespace substitute {
 
@@ -87,20 +86,11 @@ char** complete(const char* word, int /*begin*/, int /*end*/) {
 
 // The file of the history; empty where the user has no folder for it.
 std::string historyFile() {
-  const char* const state = std::getenv("XDG_STATE_HOME");
-  const char* const home = std::getenv("HOME");
-  fs::path folder;
-  if (state != nullptr && *state != '\0') {
-    folder = state;
-  } else if (home != nullptr && *home != '\0') {
-    folder = fs::path(home) / ".local/state";
-  } else {
-    return "";
-  }
-  folder /= "velorin-substitute-host";
+  const std::string folder = userFolder("XDG_STATE_HOME", ".local/state");
+  if (folder.empty()) return "";
   std::error_code error;
-  fs::create_directories(folder, error);
-  return error ? "" : (folder / "history").string();
+  std::filesystem::create_directories(folder, error);
+  return error ? "" : folder + "/history";
 }
 
 // The next line; empty optional at the end of input. After Ctrl-C the line is empty.
