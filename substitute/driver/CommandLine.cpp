@@ -1,10 +1,9 @@
 #include "substitute/driver/CommandLine.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdlib>
+#include <exception>
 #include <iostream>
-#include <stdexcept>
 
 #include "substitute/api/Operation.h"
 #include "substitute/driver/AddIn.h"
@@ -25,9 +24,7 @@ std::string checkLanguageOption(const std::string& value) {
 std::string checkTimeout(const std::string& value) {
   constexpr unsigned longest = 1000000;
   unsigned seconds = 0;
-  const char* const end = value.data() + value.size();
-  const auto [rest, error] = std::from_chars(value.data(), end, seconds);
-  if (error == std::errc() && rest == end && seconds >= 1 && seconds <= longest) return "";
+  if (parseNumber(value, seconds) && seconds >= 1 && seconds <= longest) return "";
   return "'" + value + "' is not a number of seconds from 1 to " + std::to_string(longest);
 }
 

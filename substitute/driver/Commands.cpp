@@ -1,7 +1,6 @@
 #include "substitute/driver/Commands.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -38,14 +37,6 @@ ObjectKind parseKind(const std::string& name) {
     all.push_back(kind.first);
   }
   throw ScenarioError("'" + name + "' is not a kind of object; there are " + listed(all));
-}
-
-// Reads all of `word` as a number. False when it is none, or too large for the type.
-template <class Number>
-bool parseNumber(const std::string& word, Number& number) {
-  const char* const end = word.data() + word.size();
-  const auto [rest, error] = std::from_chars(word.data(), end, number);
-  return error == std::errc() && rest == end;
 }
 
 void click(ScenarioRunner& runner, const Arguments& arguments) {

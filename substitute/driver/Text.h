@@ -1,7 +1,9 @@
-// Strings for people to read.
+// Strings for people to read, and numbers that they write.
 #pragma once
 
+#include <charconv>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace substitute {
@@ -15,6 +17,14 @@ std::string quoted(const std::string& string);
 
 // "1 text", "2 texts".
 std::string plural(long count, const std::string& noun);
+
+// Reads all of `word` as a decimal number. False when it is none, or too large for the type.
+template <class Number>
+bool parseNumber(const std::string& word, Number& number) {
+  const char* const end = word.data() + word.size();
+  const auto [rest, error] = std::from_chars(word.data(), end, number);
+  return error == std::errc() && rest == end;
+}
 
 // "a, b, c".
 std::string listed(const std::vector<std::string>& words);
