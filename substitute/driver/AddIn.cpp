@@ -1,6 +1,9 @@
 #include "substitute/driver/AddIn.h"
 
 #include <dlfcn.h>
+#ifdef __ELF__
+#include <elf.h>
+#endif
 
 #include <cerrno>
 #include <filesystem>
@@ -47,12 +50,9 @@ std::string whyRefused(const std::string& file, const std::string& said) {
   std::ifstream input(file, std::ios::binary);
   if (!input) return std::generic_category().message(errno);
 #ifdef __ELF__
-  std::string magic(4, ' ');
-  input.read(magic.data(), 4);
-  if (magic !=
-      "\x7f"
-      "ELF")
-    return "it is no library of this system";
+  std::string magic(SELFMAG, ' ');
+  input.read(magic.data(), SELFMAG);
+  if (magic != std::string(ELFMAG, SELFMAG)) return "it is no library of this system";
 #endif
   const std::string symbol = between(said, "undefined symbol: ", " \t(,");
   if (!symbol.empty()) return "it needs " + symbol + ", which no library has";
