@@ -1,7 +1,6 @@
 // A recording, written as a scenario and played again by substitute-host.
 #include "substitute/driver/Recording.h"
 
-#include <fstream>
 #include <sstream>
 
 #include "substitute/driver/OpenRecorder.h"

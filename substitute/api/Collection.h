@@ -1,6 +1,7 @@
 // A collection of host objects.
 #pragma once
 
+#include <iterator>
 #include <list>
 #include <string>
 #include <unordered_map>

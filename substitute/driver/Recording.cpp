@@ -4,7 +4,6 @@
 #include <fstream>
 #include <optional>
 #include <ostream>
-#include <utility>
 
 #include "substitute/driver/Text.h"
 

@@ -1,6 +1,5 @@
 #include "substitute/driver/ScenarioRunner.h"
 
-#include <algorithm>
 #include <map>
 #include <utility>
 

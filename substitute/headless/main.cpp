@@ -5,10 +5,10 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <optional>
+#include <sstream>
 
 #include "substitute/driver/CommandLine.h"
 #include "substitute/driver/ExitStatus.h"

@@ -14,7 +14,6 @@
 #include <QTest>
 #include <QToolButton>
 #include <QTreeView>
-#include <filesystem>
 #include <fstream>
 
 #include "substitute/api/HostObjects.h"

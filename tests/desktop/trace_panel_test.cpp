@@ -12,7 +12,6 @@
 #include <QSignalSpy>
 #include <QTreeView>
 #include <algorithm>
-#include <chrono>
 #include <cstdlib>
 #include <map>
 
