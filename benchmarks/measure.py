@@ -247,11 +247,21 @@ def differences(rows, earlier):
             for what in sorted(before.keys() | now.keys()) if before.get(what) != now.get(what)]
 
 
+def results_in(name):
+    """The rows that an earlier run wrote."""
+    try:
+        return json.loads(Path(name).read_text("utf-8"))["rows"]
+    except OSError as error:
+        raise argparse.ArgumentTypeError(f"{name} cannot be read: {error.strerror}") from error
+    except (ValueError, KeyError, TypeError) as error:
+        raise argparse.ArgumentTypeError(f"{name} holds no results of an earlier run") from error
+
+
 def options():
     # What the options do is told by the command in the top folder.
     parser = argparse.ArgumentParser(prog="benchmark", add_help=False)
     parser.add_argument("--quick", action="store_true")
-    parser.add_argument("--compare", metavar="FILE", type=argparse.FileType(encoding="utf-8"))
+    parser.add_argument("--compare", metavar="FILE", type=results_in)
     parser.add_argument("--results", metavar="FILE", default="benchmark-results.json")
     # For the tests.
     parser.add_argument("--build", default=ROOT / "build/release", help=argparse.SUPPRESS)
@@ -266,7 +276,6 @@ def main():
     chosen = options()
     if chosen.check_options:
         return 0
-    earlier = json.load(chosen.compare)["rows"] if chosen.compare else None
     bench = Bench(chosen)
     rows = []
     for section, name in SECTIONS.items():
@@ -279,7 +288,7 @@ def main():
     print(table(rows))
     failures = [f"Missed: {row.what}: {number(row.ours, row.unit)}; {row.bound}."
                 for row in rows if row.missed()]
-    failures += differences(rows, earlier) if earlier is not None else []
+    failures += differences(rows, chosen.compare) if chosen.compare is not None else []
     print("\n".join(failures or ["Every bound is kept."]))
     return 1 if failures else 0
 
