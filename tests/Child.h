@@ -1,4 +1,4 @@
-// Work done in a process of its own, so that what happens to that process ends with it.
+// Runs work in a child process, so that limits and signals there do not concern the test.
 #pragma once
 
 #include <sys/types.h>

@@ -1,4 +1,4 @@
-// The clock that the add-in reads, in the hands of the test program.
+// The clock that the add-in reads, which a test can set.
 #pragma once
 
 #include <ctime>

@@ -110,7 +110,7 @@ TEST_F(LearningPalette, APaletteOfTheOnlineStatusKeepsItsHandler) {
   EXPECT_EQ(learningPalette()["handlers"], Json::array({"CadFirst3sHTMLEventHandler"}));
 }
 
-TEST_F(LearningPalette, WithoutPalettesLeavesPaletteAsItWas) {
+TEST_F(LearningPalette, AFailureBeforeThePalettesLeavesPaletteAsItWas) {
   EXPECT_TRUE(OpenPalette());
   const auto* const before = palette().get();
   for (const char* const operation :
@@ -133,7 +133,7 @@ TEST_F(LearningPalette, ARefusedCreationEmptiesPalette) {
   EXPECT_NE(seen.back().find("Palettes.add"), std::string::npos);
 }
 
-TEST_F(LearningPalette, WithoutItsEventOrRefusedThePaletteStaysWithoutHandler) {
+TEST_F(LearningPalette, AFailedConnectionLeavesThePaletteWithoutHandler) {
   const std::pair<const char*, const char*> failures[] = {
       {"Palette.incomingFromHTML", "Palette.incomingFromHTML() on Palette:teachPalete"},
       {"HTMLEvent.add", "HTMLEvent.add(\"RovaHTMLEventHandler\")"}};

@@ -202,8 +202,7 @@ int main(int argc, char** argv) {
   values.arguments.assign(argv, argv + argc);
   CLI::App parser(
       "Plays scenarios with the add-in in a host made for it. At a terminal without a scenario, "
-      "plays"
-      " the commands that you type.",
+      "plays the commands that you type.",
       program);
   parser.set_version_flag("--version", "substitute-host " VELORIN_VERSION);
   parser.footer(commandList());

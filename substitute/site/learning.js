@@ -2,7 +2,7 @@
 
 const language = new URLSearchParams(location.search).get('lang') === 'CSY' ? 'cs' : 'en';
 document.documentElement.lang = language;
-// Removed, too, so that no text that is read here depends on whether the style sheet has arrived.
+// The style sheet hides the other language, but may arrive later than this script reads the texts.
 for (const other of document.querySelectorAll(`body [lang]:not([lang=${language}])`)) other.remove();
 const texts = {
   cs: {found: 'Nalezené lekce: ', opened: 'otevřeno v prohlížeči'},

@@ -1,3 +1,4 @@
+// The library that the tests of the loader load.
 #include "tests/emulation/Loaded.h"
 
 #include <stdexcept>

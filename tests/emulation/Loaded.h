@@ -1,9 +1,8 @@
+// What the program of the loader's tests and the library that it loads have in common.
 #pragma once
 
 #include <string>
 #include <vector>
-
-// What the program of the loader's tests and the library that it loads have in common.
 
 // Defined in both; they share one.
 inline int shared = 0;

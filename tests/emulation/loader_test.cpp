@@ -1,3 +1,5 @@
+// The loader for macOS code and the system functions that it supplies, tested from within such
+// code.
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// The file of the probe's answers.
 #include "probe/Answers.h"
 
 #include <gtest/gtest.h>
