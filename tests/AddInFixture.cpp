@@ -130,8 +130,9 @@ void AddInFixture::load() {
 }
 
 void AddInFixture::unload() {
+  const bool stays = addin && addin->unload().isLoaded;
   addin.reset();
-  EXPECT_FALSE(substitute::AddIn::isLoaded(addinFile())) << "the library stays in the process";
+  EXPECT_FALSE(stays) << "the library stays in the process";
 }
 
 std::optional<bool> AddInFixture::start() {

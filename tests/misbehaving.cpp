@@ -1,4 +1,6 @@
-// An add-in that does what none should, as the variable MISBEHAVE of the environment names it.
+// An add-in that does what none should: one row of the table at a time, which the variable
+// MISBEHAVE of the environment names. It registers a handler for the online status, which ends with
+// the library.
 #include <Core/CoreAll.h>
 #include <dlfcn.h>
 #include <sys/syscall.h>
@@ -7,22 +9,34 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <stdexcept>
 #include <string>
+#include <utility>
+#ifdef USES_REGEX
+#include <regex>
+#endif
 
 namespace core = adsk::core;
 
 namespace {
 
-bool shall(const std::string& what) {
-  const char* const wanted = std::getenv("MISBEHAVE");
-  return wanted != nullptr && what == wanted;
+bool runResult = true;
+bool stopResult = true;
+
+core::Ptr<core::Application> app() {
+  return core::Application::get();
 }
+
+// Each of these stands on the stack by its name.
 
 void writeNowhere() {
   *reinterpret_cast<volatile int*>(8) = 1;
 }
 
-// Uses up the stack.
+void waitForever() {
+  while (true) pause();
+}
+
 int deeper(volatile int depth) {
   volatile char used[4096] = {};
   used[0] = static_cast<char>(depth);
@@ -38,71 +52,142 @@ void spoilMemory() {
   if (std::malloc(size) == nullptr) std::exit(EXIT_FAILURE);
 }
 
-void endChild() {
+void blockSignals() {
+  sigset_t all;
+  sigfillset(&all);
+  sigprocmask(SIG_BLOCK, &all, nullptr);
+}
+
+class StatusHandler : public core::ApplicationEventHandler {
+ public:
+  void notify(const core::Ptr<core::ApplicationEventArgs>& eventArgs) override;
+};
+
+StatusHandler statusHandler;
+StatusHandler* another = nullptr;
+
+void registerAnother() {
+  another = new StatusHandler;
+  app()->onlineStatusChanged()->add(another);
+}
+
+void endInAFork() {
+  if (fork() == 0) return;  // the copy goes on
+  _exit(EXIT_SUCCESS);
+}
+
+void endAChild() {
   const pid_t child = fork();
   if (child == 0) _exit(EXIT_SUCCESS);
   waitpid(child, nullptr, 0);
 }
 
-void waitForever() {
-  while (true) pause();
+void stayLoaded() {
+  Dl_info self = {};
+  dladdr(reinterpret_cast<const void*>(&stayLoaded), &self);
+  dlopen(self.dli_fname, RTLD_NOW | RTLD_NODELETE);
 }
 
-class StatusHandler : public core::ApplicationEventHandler {
- public:
-  void notify(const core::Ptr<core::ApplicationEventArgs>& /*eventArgs*/) override {
-    if (shall("crash in a handler")) writeNowhere();
-    if (shall("hang in a handler")) waitForever();
-  }
+enum class Moment { loading, run, notification, stop, unloading };
+
+struct Misbehaviour {
+  const char* name;
+  Moment moment;
+  void (*act)();
 };
 
-StatusHandler statusHandler;
+constexpr Misbehaviour misbehaviours[] = {
+    {"crash", Moment::run, writeNowhere},
+    {"crash when loaded", Moment::loading, writeNowhere},
+    {"crash in a handler", Moment::notification, writeNowhere},
+    {"crash when unloaded", Moment::unloading, writeNowhere},
+    {"crash in the host", Moment::run,
+     [] { app()->userInterface()->palettes()->itemById_raw(reinterpret_cast<const char*>(8)); }},
+    {"crash at exit", Moment::run, [] { stayLoaded(), std::atexit(writeNowhere); }},
+    {"abort", Moment::run, std::abort},
+    {"divide", Moment::run, [] { std::raise(SIGFPE); }},
+    {"interrupt", Moment::run, [] { std::raise(SIGINT); }},
+    {"set an alarm", Moment::run, [] { alarm(1), waitForever(); }},
+    {"use up the stack", Moment::run, [] { deeper(0); }},
+    {"spoil the memory", Moment::run, spoilMemory},
+
+    {"exit", Moment::run, [] { std::exit(EXIT_SUCCESS); }},
+    {"exit as after a timeout", Moment::run, [] { std::exit(4); }},
+    {"_exit", Moment::run, [] { _exit(EXIT_SUCCESS); }},
+    {"_Exit", Moment::run, [] { std::_Exit(EXIT_SUCCESS); }},
+    {"quick_exit", Moment::run, [] { std::quick_exit(EXIT_SUCCESS); }},
+    {"exit by a system call", Moment::run, [] { syscall(SYS_exit_group, EXIT_SUCCESS); }},
+    {"exit in a handler", Moment::notification, [] { syscall(SYS_exit_group, EXIT_SUCCESS); }},
+    {"go on in a fork", Moment::run, endInAFork},
+    {"end a child", Moment::run, endAChild},
+
+    {"hang", Moment::run, waitForever},
+    {"hang in a handler", Moment::notification, waitForever},
+    {"hang at exit", Moment::run, [] { stayLoaded(), std::atexit(waitForever); }},
+    {"hang without signals", Moment::run, [] { blockSignals(), waitForever(); }},
+    {"hang in a group of its own", Moment::run,
+     [] { setpgid(0, getppid()), blockSignals(), waitForever(); }},
+    {"hang when refused", Moment::run,
+     [] {
+       if (!app()->onlineStatusChanged()->add(&statusHandler)) waitForever();
+     }},
+    {"hang in the shell", Moment::run, [] { static_cast<void>(!system("sleep 1000")); }},
+
+    {"throw", Moment::run, [] { throw std::string("no exception of the library's"); }},
+    {"throw strange characters", Moment::run,
+     [] { throw std::runtime_error("\x01\xEF\xBF\xBE\xEF\xBF\xBF\xFF"); }},
+    {"return false from run", Moment::run, [] { runResult = false; }},
+    {"return false from stop", Moment::stop, [] { stopResult = false; }},
+    {"stay loaded", Moment::run, stayLoaded},
+
+    {"keep a reference", Moment::run, [] { app()->addref(); }},
+    {"release a reference twice", Moment::run, [] { app()->release(); }},
+    {"keep a string", Moment::run,
+     [] { app()->executeTextCommand_raw("Debug.EntitlementString"); }},
+    {"free a string of its own", Moment::run,
+     [] { core::DeallocateArray<char>(const_cast<char*>("not the host's")); }},
+    {"leave a palette", Moment::run,
+     [] {
+       app()->userInterface()->palettes()->add("left", "Left", "", true, true, true, 1, 1, true);
+     }},
+    {"leave a handler", Moment::run, registerAnother},
+    {"delete another handler", Moment::run, registerAnother},
+    {"delete another handler", Moment::notification,
+     [] { delete std::exchange(another, nullptr); }},
+};
+
+void misbehave(Moment moment) {
+  const char* const wanted = std::getenv("MISBEHAVE");
+  for (const Misbehaviour& one : misbehaviours) {
+    if (wanted != nullptr && one.moment == moment && std::string(wanted) == one.name) one.act();
+  }
+}
+
+void StatusHandler::notify(const core::Ptr<core::ApplicationEventArgs>& /*eventArgs*/) {
+  misbehave(Moment::notification);
+}
 
 __attribute__((constructor)) void whenLoaded() {
-  if (shall("crash when loaded")) writeNowhere();
+  misbehave(Moment::loading);
 }
 
 __attribute__((destructor)) void whenUnloaded() {
-  if (shall("crash when unloaded")) writeNowhere();
+  misbehave(Moment::unloading);
 }
 
 }  // namespace
 
 extern "C" __attribute__((visibility("default"))) bool run(const char* /*context*/) {
-  const core::Ptr<core::Application> app = core::Application::get();
-  app->onlineStatusChanged()->add(&statusHandler);
-  if (shall("crash")) writeNowhere();
-  if (shall("crash in the host")) {
-    app->userInterface()->palettes()->itemById_raw(reinterpret_cast<const char*>(8));
-  }
-  if (shall("abort")) std::abort();
-  if (shall("spoil the memory")) spoilMemory();
-  if (shall("raise")) std::raise(SIGFPE);
-  if (shall("raise SIGINT")) std::raise(SIGINT);
-  if (shall("raise SIGALRM")) std::raise(SIGALRM);
-  if (shall("use up the stack")) deeper(0);
-  if (shall("exit")) std::exit(EXIT_SUCCESS);
-  if (shall("_exit")) _exit(EXIT_SUCCESS);
-  if (shall("_Exit")) std::_Exit(EXIT_SUCCESS);
-  if (shall("quick_exit")) std::quick_exit(EXIT_SUCCESS);
-  if (shall("end the process by a system call")) syscall(SYS_exit_group, EXIT_SUCCESS);
-  if (shall("end a child")) endChild();
-  if (shall("hang")) waitForever();
-  if (shall("throw")) throw std::string("no exception of the library's");
-  if (shall("keep a reference")) app->addref();
-  if (shall("drop a reference")) app->release();
-  if (shall("keep a text")) app->executeTextCommand_raw("Debug.EntitlementString");
-  if (shall("hand back a text twice")) {
-    core::DeallocateArray<char>(const_cast<char*>("not the host's"));
-  }
-  if (shall("stay")) {
-    Dl_info self = {};
-    dladdr(reinterpret_cast<const void*>(&run), &self);
-    dlopen(self.dli_fname, RTLD_NOW | RTLD_NODELETE);
-  }
-  return !shall("return false");
+  app()->onlineStatusChanged()->add(&statusHandler);
+  misbehave(Moment::run);
+#ifdef USES_REGEX
+  return std::regex_match("2026", std::regex("[0-9]+"));
+#else
+  return runResult;
+#endif
 }
 
 extern "C" __attribute__((visibility("default"))) bool stop(const char* /*context*/) {
-  return !shall("return false from stop");
+  misbehave(Moment::stop);
+  return stopResult;
 }

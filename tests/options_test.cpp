@@ -65,18 +65,6 @@ TEST_F(HostData, AScenarioGetsANewTemporaryFolderEachTime) {
   EXPECT_FALSE(fs::exists(folder.path() + "/.local"));
 }
 
-// With these environment variables the host on a Mac passes its folder and the scenario's outcome
-// on across exec().
-TEST_F(HostData, WhatIsHandedOverOnAMacIsIgnoredElsewhere) {
-  setenv("SUBSTITUTE_HOST_FOLDER", ("0:" + folder.path()).c_str(), 1);
-  setenv("SUBSTITUTE_HOST_END", "1", 1);
-  const Result result = runAsTyped("-", "offline\n");
-  unsetenv("SUBSTITUTE_HOST_FOLDER");
-  unsetenv("SUBSTITUTE_HOST_END");
-  EXPECT_EQ(result.status, 0) << result.errors;
-  EXPECT_EQ(result.output, "> offline\n  The host is offline.\n");
-}
-
 TEST_F(HostData, AScenarioWithDataKeepsIt) {
   for (const char* const count : {"1", "2"}) {
     EXPECT_EQ(states(run("-", "start\nstate\n")).at(0)["infoLines"][1], count);
@@ -130,6 +118,19 @@ TEST_F(HostData, HostsThatLiveAtOnceKeepTheirFolders) {
   first.write("message \"b\"\nstop\n");
   waitFor("stop returned true.");
   waitFor("open ran with 1 argument: \"b\".");
+}
+
+TEST_F(HostData, AFolderThatAnotherHostUsesIsNamed) {
+  const std::string data = folder.path() + "/data";
+  {
+    const Input other = start("--data '" + data + "' -");
+    other.write("offline\n");
+    waitFor("The host is offline.");
+    const Result result = run("-", "online\n");
+    EXPECT_EQ(result.output, "Another host is using " + data + ".\n> online\n");
+    EXPECT_EQ(result.status, 0);
+  }
+  EXPECT_EQ(run("-", "online\n").output, "> online\n");
 }
 
 TEST_F(ScenarioInput, WithoutScenarioStandardInputIsPlayed) {
@@ -352,6 +353,19 @@ TEST_F(ProgramOutput, LostOutputIsReported) {
     EXPECT_EQ(readFile(folder.path() + "/err"),
               "substitute-host: the output could not be written in full.\n");
   }
+}
+
+TEST_F(ProgramOutput, ARunOfOpenThatCannotBeRecordedIsReported) {
+  const Result result = runAsTyped(
+      "-",
+      "start\nmessage \"x; runs=$(echo $TMPDIR/*/open).runs; ln -sf /nowhere/x $runs\"\nmessage "
+      "\"y\"\nstop\n");
+  EXPECT_EQ(result.status, 2);
+  EXPECT_NE(result.output.find("> stop\n"), std::string::npos) << result.output;
+  EXPECT_NE(result.errors.find("substitute-host: a run of open could not be recorded in " +
+                               folder.path() + "/tmp/"),
+            std::string::npos)
+      << result.errors;
 }
 
 TEST_F(ProgramOutput, ErrorsOfTheShellAreReportedAsSuch) {

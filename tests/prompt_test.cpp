@@ -238,7 +238,7 @@ TEST_F(Prompt, AFailedExpectationIsTheStatus) {
   terminal.answer("expect /offline true", "expected /offline true, found false");
   terminal.expectPrompt();
   terminal.type("quit\n");
-  terminal.expect("1 commands, 1 expectations, 1 failed");
+  terminal.expect("1 command, 1 expectation, 1 failed");
   EXPECT_EQ(terminal.end(), 3);
 }
 

@@ -4,6 +4,7 @@
 #include <Core/CoreAll.h>
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -25,12 +26,23 @@ class SUBSTITUTE_API Registrations {
   bool add(core::EventHandler* handler);
   void clear();
 
-  const std::vector<core::EventHandler*>& handlers() const { return handlers_; }
+  const std::vector<core::EventHandler*>& handlers() const { return *handlers_; }
   std::vector<std::string> handlerNames() const;
+
+  // Calls `notify` with each handler. A handler may remove others, itself and the event: what is
+  // removed meanwhile is not notified.
+  void forEach(const std::function<void(core::EventHandler&)>& notify) const;
+
+  // All handlers that are registered with any event, each once.
+  static std::vector<core::EventHandler*> registered();
+
+  // Removes `handler` from every event.
+  static void remove(core::EventHandler& handler);
 
  private:
   friend struct core::EventHandlerState;
-  std::vector<core::EventHandler*> handlers_;
+  using Handlers = std::vector<core::EventHandler*>;
+  std::shared_ptr<Handlers> handlers_ = std::make_shared<Handlers>();
 };
 
 // Calls a handler by `call`, and lets no exception out.
@@ -55,11 +67,9 @@ class EventObject final : public HostObject<Event> {
   void raise(const HostObject<Arguments>* arguments, const Notifier& notify) {
     if (arguments != nullptr) arguments->addRefForAddIn();
     const core::Ptr<Arguments> handle(arguments, true);
-    // A copy: a handler may delete part of the host, this event included.
-    const auto handlers = registrations.handlers();
-    for (core::EventHandler* const handler : handlers) {
-      notify(*handler, [&] { static_cast<Handler*>(handler)->notify(handle); });
-    }
+    registrations.forEach([&](core::EventHandler& handler) {
+      notify(handler, [&] { static_cast<Handler&>(handler).notify(handle); });
+    });
   }
 
   Registrations registrations;

@@ -5,6 +5,23 @@
 
 namespace substitute {
 
+std::string inWords(const PlannedFault& fault) {
+  return nameOf(fault.operation) + " " + std::to_string(fault.nth) +
+         (fault.how == Failure::exception ? " throw" : " null");
+}
+
+std::vector<PlannedFault> singleFaults(const std::vector<Operation>& calls) {
+  std::vector<PlannedFault> faults;
+  std::map<Operation, std::uint64_t> made;
+  for (const Operation operation : calls) {
+    const std::uint64_t nth = ++made[operation];
+    for (const Failure how : {Failure::null, Failure::exception}) {
+      faults.push_back({operation, nth, how});
+    }
+  }
+  return faults;
+}
+
 void FaultPlan::add(Operation operation, std::uint64_t nth, Failure how) {
   Calls& calls = planned_[operation];
   const std::uint64_t reachable = std::numeric_limits<std::uint64_t>::max() - calls.made;

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "substitute/api/Export.h"
@@ -20,6 +21,13 @@ struct PlannedFault {
   std::uint64_t nth;
   Failure how;
 };
+
+// The fault as the command `fail` takes it: "Palettes.add 2 null".
+SUBSTITUTE_API std::string inWords(const PlannedFault& fault);
+
+// Every call of `calls` fails once in each way: a fault for each run of a sweep. `calls` are those
+// of a run without these faults, in their order.
+SUBSTITUTE_API std::vector<PlannedFault> singleFaults(const std::vector<Operation>& calls);
 
 class SUBSTITUTE_API FaultPlan {
  public:

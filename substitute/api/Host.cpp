@@ -15,9 +15,68 @@ namespace {
 
 Host* currentHost = nullptr;
 
-Json toJson(const std::optional<std::string>& string) {
-  return string ? Json(*string) : Json();
+Json describe(const PaletteObject& palette) {
+  const PaletteValues& values = palette.values();
+  return {{"id", palette.id()},
+          {"title", values.title},
+          {"address", values.address},
+          {"visible", values.visible},
+          {"dockingState", palette.dockingState},
+          {"width", values.width},
+          {"height", values.height},
+          {"handlers", palette.incomingFromHTML->registrations.handlerNames()}};
 }
+
+Json describe(const ControlObject& control) {
+  return {{"id", control.id()}, {"class", control.className()}};
+}
+
+Json describe(const DefinitionObject& definition) {
+  return {{"id", definition.id()},
+          {"name", definition.name},
+          {"tooltip", definition.tooltip},
+          {"resourceFolder", definition.resourceFolder},
+          {"handlers", definition.commandCreated->registrations.handlerNames()}};
+}
+
+Json describe(const ToolbarObject& toolbar);
+
+template <class T>
+Json describeAll(const Collection<T>& collection) {
+  Json all = Json::array();
+  for (const auto& item : collection.items()) all.push_back(describe(*item));
+  return all;
+}
+
+Json describe(const ToolbarObject& toolbar) {
+  return {{"id", toolbar.id()}, {"controls", describeAll(toolbar.controls->all)}};
+}
+
+struct StateEntry {
+  const char* key;
+  Json (*valueIn)(const ApplicationObject& application);
+};
+const StateEntry stateEntries[] = {
+    {"offline", [](const ApplicationObject& host) { return Json(host.offline); }},
+    {"language",
+     [](const ApplicationObject& host) { return Json(host.preferences->general->language); }},
+    {"entitlement",
+     [](const ApplicationObject& host) {
+       return host.entitlement ? Json(*host.entitlement) : Json();
+     }},
+    {"palettes",
+     [](const ApplicationObject& host) { return describeAll(host.userInterface->palettes->all); }},
+    {"toolbars",
+     [](const ApplicationObject& host) { return describeAll(host.userInterface->toolbars->all); }},
+    {"definitions",
+     [](const ApplicationObject& host) {
+       return describeAll(host.userInterface->definitions->all);
+     }},
+    {"onlineStatusHandlers",
+     [](const ApplicationObject& host) {
+       return Json(host.onlineStatusChanged->registrations.handlerNames());
+     }},
+};
 
 }  // namespace
 
@@ -162,42 +221,30 @@ bool Host::remove(ObjectKind kind, const std::string& id) {
   return false;
 }
 
-Json Host::state() const {
-  const UserInterfaceObject& ui = *application_->userInterface;
-  Json state;
-  state["offline"] = application_->offline;
-  state["language"] = application_->preferences->general->language;
-  state["entitlement"] = toJson(application_->entitlement);
-  state["palettes"] = Json::array();
-  for (const auto& palette : ui.palettes->all.items()) {
-    state["palettes"].push_back(
-        {{"id", palette->id()},
-         {"title", palette->values().title},
-         {"address", palette->values().address},
-         {"visible", palette->values().visible},
-         {"dockingState", palette->dockingState},
-         {"width", palette->values().width},
-         {"height", palette->values().height},
-         {"handlers", palette->incomingFromHTML->registrations.handlerNames()}});
-  }
-  state["toolbars"] = Json::array();
-  for (const auto& toolbar : ui.toolbars->all.items()) {
-    Json controls = Json::array();
-    for (const auto& control : toolbar->controls->all.items()) {
-      controls.push_back({{"id", control->id()}, {"class", control->className()}});
+std::vector<std::string> Host::objectsOfAddIn() const {
+  std::vector<std::string> names;
+  const auto add = [&names](const auto& collection) {
+    for (const auto& item : collection.items()) {
+      const ReferenceCounted& object = *item;
+      if (object.isOfAddIn()) names.push_back(object.name());
     }
-    state["toolbars"].push_back({{"id", toolbar->id()}, {"controls", controls}});
-  }
-  state["definitions"] = Json::array();
-  for (const auto& definition : ui.definitions->all.items()) {
-    state["definitions"].push_back(
-        {{"id", definition->id()},
-         {"name", definition->name},
-         {"tooltip", definition->tooltip},
-         {"resourceFolder", definition->resourceFolder},
-         {"handlers", definition->commandCreated->registrations.handlerNames()}});
-  }
-  state["onlineStatusHandlers"] = application_->onlineStatusChanged->registrations.handlerNames();
+  };
+  const UserInterfaceObject& ui = *application_->userInterface;
+  add(ui.palettes->all);
+  add(ui.definitions->all);
+  for (const auto& toolbar : ui.toolbars->all.items()) add(toolbar->controls->all);
+  return names;
+}
+
+std::vector<std::string> Host::stateKeys() {
+  std::vector<std::string> keys;
+  for (const StateEntry& entry : stateEntries) keys.emplace_back(entry.key);
+  return keys;
+}
+
+Json Host::state() const {
+  Json state;
+  for (const StateEntry& entry : stateEntries) state[entry.key] = entry.valueIn(*application_);
   return state;
 }
 

@@ -5,6 +5,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "substitute/api/CallInterceptor.h"
 #include "substitute/api/Event.h"
@@ -98,9 +99,13 @@ class SUBSTITUTE_API Host {
   // Removes an object. False when there is none.
   bool remove(ObjectKind kind, const std::string& id);
 
+  // The names of the palettes, definitions and controls that the add-in has put there.
+  std::vector<std::string> objectsOfAddIn() const;
+
   // The host's values and objects: the keys "offline" to "onlineStatusHandlers" of the state
-  // (docs/substitute-host.md).
+  // (docs/substitute-host.md), in the order of stateKeys().
   Json state() const;
+  static std::vector<std::string> stateKeys();
 
  private:
   Notifier notifier() const;

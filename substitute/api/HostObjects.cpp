@@ -6,6 +6,16 @@ const char* adsk::core::CommandControl::classType() {
 
 namespace substitute {
 
+namespace {
+
+template <class T>
+HostPtr<T> ofAddIn(HostPtr<T> object) {
+  object->markAsOfAddIn();
+  return object;
+}
+
+}  // namespace
+
 PaletteObject::PaletteObject(CallInterceptor& interceptor, Collection<PaletteObject>& siblings,
                              PaletteValues values)
     : HostObject(interceptor, "Palette", values.id),
@@ -52,9 +62,9 @@ core::Palette* PalettesObject::add_raw(const char* id, const char* title, const 
                                        bool visible, bool closeButton, bool resizable, int width,
                                        int height, bool flag4) {
   const auto body = [&] {
-    return all.add(makeHostObject<PaletteObject>(
+    return all.add(ofAddIn(makeHostObject<PaletteObject>(
         interceptor(), all,
-        PaletteValues{id, title, address, visible, closeButton, resizable, width, height}));
+        PaletteValues{id, title, address, visible, closeButton, resizable, width, height})));
   };
   return call(Operation::Palettes_add, body, id, title, address, visible, closeButton, resizable,
               width, height, flag4);
@@ -83,8 +93,8 @@ core::CommandDefinition* DefinitionsObject::addButtonDefinition_raw(const char* 
                                                                     const char* tooltip,
                                                                     const char* resourceFolder) {
   const auto body = [&] {
-    return all.add(
-        makeHostObject<DefinitionObject>(interceptor(), all, id, name, tooltip, resourceFolder));
+    return all.add(ofAddIn(
+        makeHostObject<DefinitionObject>(interceptor(), all, id, name, tooltip, resourceFolder)));
   };
   return call(Operation::CommandDefinitions_addButtonDefinition, body, id, name, tooltip,
               resourceFolder);
@@ -115,8 +125,8 @@ core::CommandControl* ControlsObject::addCommand_raw(core::CommandDefinition* de
   const auto* const shown = static_cast<const DefinitionObject*>(definition);
   const auto body = [&]() -> ControlObject* {
     if (shown == nullptr || !shown->valid()) return nullptr;
-    auto control = makeHostObject<ControlObject>(interceptor(), all, ControlObject::Kind::command,
-                                                 shown->id());
+    auto control = ofAddIn(makeHostObject<ControlObject>(
+        interceptor(), all, ControlObject::Kind::command, shown->id()));
     const ControlObject* const neighbour = all.find(position);
     return neighbour == nullptr ? all.add(std::move(control))
                                 : all.addBeside(*neighbour, before, std::move(control));

@@ -40,6 +40,10 @@ class SUBSTITUTE_API ReferenceCounted {
   bool valid() const { return valid_; }
   void invalidate() { valid_ = false; }
 
+  // The add-in has put it into the host.
+  bool isOfAddIn() const { return isOfAddIn_; }
+  void markAsOfAddIn() { isOfAddIn_ = true; }
+
   // Grows with every object that is created.
   unsigned long serial() const { return serial_; }
 
@@ -59,6 +63,7 @@ class SUBSTITUTE_API ReferenceCounted {
   std::string className_;
   std::string id_;
   bool valid_ = true;
+  bool isOfAddIn_ = false;
   unsigned long serial_;
   mutable long references_ = 1;
   mutable long addInReferences_ = 0;

@@ -7,6 +7,16 @@
 
 namespace substitute {
 
+namespace {
+
+std::string demangle(const char* name) {
+  const std::unique_ptr<char, decltype(&std::free)> plain(
+      abi::__cxa_demangle(name, nullptr, nullptr, nullptr), &std::free);
+  return plain ? plain.get() : name;
+}
+
+}  // namespace
+
 std::string line(const Json& json) {
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
@@ -15,11 +25,12 @@ std::string indented(const Json& json) {
   return json.dump(2, ' ', false, Json::error_handler_t::replace);
 }
 
+std::string demangled(const std::string& symbol) {
+  return symbol.rfind("_Z", 0) == 0 ? demangle(symbol.c_str()) : symbol;
+}
+
 std::string typeName(const std::type_info& type) {
-  int status = 0;
-  const std::unique_ptr<char, decltype(&std::free)> name(
-      abi::__cxa_demangle(type.name(), nullptr, nullptr, &status), &std::free);
-  return name ? name.get() : type.name();
+  return demangle(type.name());
 }
 
 }  // namespace substitute

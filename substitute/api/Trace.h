@@ -17,6 +17,9 @@ SUBSTITUTE_API std::string line(const Json& json);
 // The same, indented, for people.
 SUBSTITUTE_API std::string indented(const Json& json);
 
+// The name of a symbol in the language's own spelling, where it is mangled.
+SUBSTITUTE_API std::string demangled(const std::string& symbol);
+
 // The name of a type, in the language's own spelling.
 SUBSTITUTE_API std::string typeName(const std::type_info& type);
 

@@ -29,7 +29,6 @@ struct DesktopOptions : CommandLine {
   std::string theme;
   std::string site;
   bool quit = false;
-  std::vector<std::string> arguments;  // as typed, the program's name included
 };
 
 constexpr const char* program = "substitute-desktop";
@@ -96,8 +95,7 @@ int show(DesktopOptions& values, int& argc, char** argv) {
   checkScreenshot(values.screenshot);
 
   HostSession session(values, program,
-                      plays ? std::vector{values.scenario} : std::vector<std::string>(),
-                      values.arguments);
+                      plays ? std::vector{values.scenario} : std::vector<std::string>());
 
   const Theme theme = chosenTheme(values.theme);
   apply(theme);
@@ -128,7 +126,6 @@ int show(DesktopOptions& values, int& argc, char** argv) {
 
 int main(int argc, char** argv) {
   DesktopOptions values;
-  values.arguments.assign(argv, argv + argc);
   CLI::App parser(
       "Shows the add-in in a host made for it: a window with toolbar, palettes and their pages.",
       program);

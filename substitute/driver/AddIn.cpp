@@ -2,14 +2,20 @@
 
 #include <dlfcn.h>
 #ifdef __ELF__
-#include <elf.h>
+#include <fcntl.h>
+#include <gelf.h>
+#include <unistd.h>
 #endif
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <system_error>
+#include <typeinfo>
+#include <utility>
 
+#include "substitute/api/Event.h"
 #include "substitute/api/Host.h"
 #include "substitute/driver/CrashReport.h"
 
@@ -27,9 +33,49 @@ void* load(const std::string& path) {
   return dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
 }
 
-void unload(void* library) {
+void close(void* library) {
   const CrashReport::Activity unloading("the unloading of the library");
   dlclose(library);
+}
+
+bool isLoaded(const std::string& file) {
+  void* const library = dlopen(loadedAs(file).c_str(), RTLD_NOW | RTLD_NOLOAD);
+  if (library == nullptr) return false;
+  dlclose(library);
+  return true;
+}
+
+bool areInOneLibrary(const void* one, const void* other) {
+  Dl_info first = {};
+  Dl_info second = {};
+  return dladdr(one, &first) != 0 && dladdr(other, &second) != 0 &&
+         first.dli_fbase == second.dli_fbase;
+}
+
+// A unique symbol that the library `file` defines; empty when there is none. The system never
+// unloads a library of which such a symbol is in use.
+std::string uniqueSymbolIn([[maybe_unused]] const std::string& file) {
+  std::string found;
+#ifdef __ELF__
+  elf_version(EV_CURRENT);
+  const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+  Elf* const elf = elf_begin(descriptor, ELF_C_READ, nullptr);
+  for (Elf_Scn* section = nullptr; (section = elf_nextscn(elf, section)) != nullptr;) {
+    GElf_Shdr header = {};
+    gelf_getshdr(section, &header);
+    if (header.sh_type != SHT_DYNSYM) continue;
+    Elf_Data* const symbols = elf_getdata(section, nullptr);
+    GElf_Sym symbol = {};
+    for (int i = 0; found.empty() && gelf_getsym(symbols, i, &symbol) != nullptr; ++i) {
+      const bool isUnique = GELF_ST_BIND(symbol.st_info) == STB_GNU_UNIQUE;
+      if (!isUnique || symbol.st_shndx == SHN_UNDEF) continue;
+      found = demangled(elf_strptr(elf, header.sh_link, symbol.st_name));
+    }
+  }
+  elf_end(elf);
+  ::close(descriptor);
+#endif
+  return found;
 }
 
 // The part of `string` after `before`, up to the next character of `ends`; empty when `before` is
@@ -78,13 +124,9 @@ AddIn::AddIn(std::string file) : file_(std::move(file)) {
     run_ = entryPoint("run");
     stop_ = entryPoint("stop");
   } catch (const LoadError&) {
-    unload(library_);
+    close(library_);
     throw;
   }
-}
-
-AddIn::~AddIn() {
-  unload(library_);
 }
 
 std::optional<bool> AddIn::run(Host& host) {
@@ -99,11 +141,26 @@ void* AddIn::symbol(const char* name) const {
   return dlsym(library_, name);
 }
 
-bool AddIn::isLoaded(const std::string& file) {
-  void* const library = dlopen(loadedAs(file).c_str(), RTLD_NOW | RTLD_NOLOAD);
-  if (library == nullptr) return false;
-  dlclose(library);
-  return true;
+AddIn::Remains AddIn::unload() {
+  Remains remains;
+  if (library_ == nullptr) return remains;
+  const void* const code = reinterpret_cast<const void*>(run_);
+  std::vector<std::pair<core::EventHandler*, std::string>> own;
+  for (core::EventHandler* const handler : Registrations::registered()) {
+    const void* const itsCode = *reinterpret_cast<const void* const*>(handler);  // virtual table
+    if (areInOneLibrary(itsCode, code)) own.emplace_back(handler, typeName(typeid(*handler)));
+  }
+  close(std::exchange(library_, nullptr));
+  remains.isLoaded = isLoaded(file_);
+  if (remains.isLoaded) remains.uniqueSymbol = uniqueSymbolIn(loadedAs(file_));
+  for (const auto& [handler, name] : own) {
+    const auto left = Registrations::registered();
+    if (std::find(left.begin(), left.end(), handler) == left.end()) continue;
+    Registrations::remove(*handler);
+    // A global object would have ended with its library.
+    if (!remains.isLoaded || !areInOneLibrary(handler, code)) remains.handlers.push_back(name);
+  }
+  return remains;
 }
 
 AddIn::EntryPoint AddIn::entryPoint(const char* name) const {

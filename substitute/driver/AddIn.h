@@ -4,6 +4,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace substitute {
 
@@ -20,7 +21,7 @@ class AddIn {
  public:
   // Loads the library `file`. Throws LoadError.
   explicit AddIn(std::string file);
-  ~AddIn();
+  ~AddIn() { unload(); }
   AddIn(const AddIn&) = delete;
   AddIn& operator=(const AddIn&) = delete;
 
@@ -28,12 +29,22 @@ class AddIn {
   std::optional<bool> run(Host& host);
   std::optional<bool> stop(Host& host);
 
+  // What an add-in leaves in the process when it is unloaded.
+  struct Remains {
+    // The classes of the handlers that were still registered with an event, such as one that was
+    // allocated and never deleted. They are registered no more: their code is gone.
+    std::vector<std::string> handlers;
+    bool isLoaded = false;  // the process keeps the library
+    // The symbol because of which the system keeps it; empty: there is none.
+    std::string uniqueSymbol;
+  };
+
+  // Unloads the library. Nothing else may be called afterwards.
+  Remains unload();
+
   // The address of a symbol that the library exports; null when there is none of that name. For
   // tests.
   void* symbol(const char* name) const;
-
-  // True while the process has the library `file` loaded.
-  static bool isLoaded(const std::string& file);
 
  private:
   using EntryPoint = bool (*)(const char*);
@@ -41,7 +52,7 @@ class AddIn {
   EntryPoint entryPoint(const char* name) const;
 
   std::string file_;
-  void* library_;
+  void* library_;  // null after unload()
   EntryPoint run_;
   EntryPoint stop_;
 };

@@ -28,10 +28,6 @@ std::string checkTimeout(const std::string& value) {
   return "'" + value + "' is not a number of seconds from 1 to " + std::to_string(longest);
 }
 
-bool takesValue(const CLI::Option& option) {
-  return option.get_expected_max() > 0;
-}
-
 std::vector<std::string> optionNames(const CLI::App& parser) {
   std::vector<std::string> names;
   for (const CLI::Option* const option : parser.get_options()) {
@@ -40,65 +36,50 @@ std::vector<std::string> optionNames(const CLI::App& parser) {
   return names;
 }
 
-// The known option that `argument` is, with or without "=VALUE"; null when it is something else.
-const CLI::Option* optionIn(const CLI::App& parser, const std::string& argument) {
-  if (argument.size() < 2 || argument[0] != '-' || argument == "--") return nullptr;
-  return parser.get_option_no_throw(argument.substr(0, argument.find('=')));
+// The name in "--name", "--name=VALUE", "-n" and "-nVALUE"; empty for what is no option.
+std::string nameIn(const std::string& argument) {
+  if (argument.size() < 2 || argument[0] != '-') return "";
+  return argument[1] == '-' ? argument.substr(0, argument.find('=')) : argument.substr(0, 2);
 }
 
-// The value of `option` at arguments[at]. When the value is the next word, `at` is advanced to it.
-// Throws UsageError.
-std::string valueAt(const CLI::App& parser, const CLI::Option& option,
-                    const std::vector<std::string>& arguments, std::size_t& at) {
-  const auto equals = arguments[at].find('=');
-  if (equals != std::string::npos) return arguments[at].substr(equals + 1);
-  const bool isLast = at + 1 == arguments.size() || arguments[at + 1] == "--";
-  if (isLast || optionIn(parser, arguments[at + 1]) != nullptr) {
-    throw UsageError(arguments[at] + " wants a value, " + option.get_type_name());
-  }
-  return arguments[++at];
-}
-
-// The arguments, with each option and its value as one word "--name=value". An empty value stays a
-// word of its own, since CLI11 takes the next word as the value of "--name=". Throws UsageError.
-std::vector<std::string> joinValues(const CLI::App& parser,
-                                    const std::vector<std::string>& arguments) {
+// The arguments in a form that CLI11 reads as they are meant: it would take an option for the value
+// of the one before, and the next word for the value of "--name=". Throws UsageError.
+std::vector<std::string> readable(const CLI::App& parser,
+                                  const std::vector<std::string>& arguments) {
   std::vector<std::string> result;
-  for (std::size_t i = 0; i < arguments.size(); ++i) {
-    const std::string& argument = arguments[i];
-    if (argument == "--") {
-      result.insert(result.end(), arguments.begin() + static_cast<std::ptrdiff_t>(i),
-                    arguments.end());
+  const auto isOption = [&](const std::string& word) {
+    return word == "--" || parser.get_option_no_throw(nameIn(word)) != nullptr;
+  };
+  for (auto at = arguments.begin(); at != arguments.end(); ++at) {
+    const std::string name = nameIn(*at);
+    if (*at == "--") {
+      result.insert(result.end(), at, arguments.end());
       break;
     }
-    if (argument.size() < 2 || argument[0] != '-') {
-      result.push_back(argument);
-      continue;
-    }
-    const std::string name = argument.substr(0, argument.find('='));
-    const CLI::Option* const option = optionIn(parser, argument);
+    result.push_back(*at);
+    if (name.empty()) continue;
+    const CLI::Option* const option = parser.get_option_no_throw(name);
     if (option == nullptr) {
       throw UsageError("there is no option " + name + "; the nearest are " +
                        listed(nearest(name, optionNames(parser))));
     }
-    if (!takesValue(*option)) {
-      if (name != argument) throw UsageError(name + " takes no value");
-      result.push_back(name);
-      continue;
+    const bool takesValue = option->get_expected_max() > 0;
+    if (!takesValue && name != *at) throw UsageError(name + " takes no value");
+    if (*at == name + "=") {
+      result.back() = name;
+      result.emplace_back();
     }
-    const std::string value = valueAt(parser, *option, arguments, i);
-    if (value.empty()) {
-      result.insert(result.end(), {name, value});
-    } else {
-      result.push_back(name);
-      result.back().append("=").append(value);
+    if (!takesValue || name != *at) continue;
+    if (++at == arguments.end() || isOption(*at)) {
+      throw UsageError(name + " wants a value, " + option->get_type_name());
     }
+    result.push_back(*at);
   }
   return result;
 }
 
 void parse(CLI::App& parser, CommandLine& values, int argc, char** argv) {
-  std::vector<std::string> arguments = joinValues(parser, {argv + 1, argv + argc});
+  std::vector<std::string> arguments = readable(parser, {argv + 1, argv + argc});
   std::reverse(arguments.begin(), arguments.end());  // CLI11 takes the last one first
   try {
     parser.parse(std::move(arguments));
@@ -177,21 +158,28 @@ std::string checkNotEmpty(const std::string& value) {
   return value.empty() ? "the value is empty" : "";
 }
 
+void flushOutput() {
+  if (!std::cout.flush()) throw std::runtime_error("the output could not be written in full");
+}
+
 std::optional<int> readCommandLine(CLI::App& parser, CommandLine& values, int argc, char** argv) {
   try {
-    parse(parser, values, argc, argv);
-  } catch (const CLI::Success& done) {
-    return parser.exit(done);
+    try {
+      parse(parser, values, argc, argv);
+      if (!values.listScenarios && !values.listOperations) return {};
+      if (values.listScenarios) printAll(scenarioNames());
+      if (values.listOperations) printAll(operationNames());
+    } catch (const CLI::Success& asked) {
+      parser.exit(asked);  // prints the help or the version
+    }
+    flushOutput();
+    return EXIT_SUCCESS;
   } catch (const CLI::ParseError&) {
     printError(parser.get_name(), "the options cannot be read; see --help");
     return exit_status::wrongInput;
   } catch (const std::exception&) {
     return printException(parser.get_name());
   }
-  if (!values.listScenarios && !values.listOperations) return {};
-  if (values.listScenarios) printAll(scenarioNames());
-  if (values.listOperations) printAll(operationNames());
-  return EXIT_SUCCESS;
 }
 
 void checkOutput(const std::string& option, const std::string& path,

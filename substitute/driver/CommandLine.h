@@ -41,6 +41,9 @@ std::string checkNotEmpty(const std::string& value);
 // asked for, or an error.
 std::optional<int> readCommandLine(CLI::App& parser, CommandLine& values, int argc, char** argv);
 
+// Throws std::runtime_error when standard output could not be written.
+void flushOutput();
+
 // Throws UsageError when `path`, the value of `option`, is "-" or names one of `files`.
 void checkOutput(const std::string& option, const std::string& path,
                  const std::vector<std::string>& files);

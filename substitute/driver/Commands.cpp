@@ -45,10 +45,10 @@ void click(ScenarioRunner& runner, const Arguments& arguments) {
     case ClickResult::done:
       break;
     case ClickResult::noControl:
-      runner.reporter().report("There is no button " + quoted(id) + ".");
+      runner.reportNoEffect("There is no button " + quoted(id) + ".");
       break;
     case ClickResult::noDefinition:
-      runner.reporter().report("The button " + quoted(id) + " has no command; nothing happens.");
+      runner.reportNoEffect("The button " + quoted(id) + " has no command; nothing happens.");
       break;
   }
 }
@@ -56,8 +56,7 @@ void click(ScenarioRunner& runner, const Arguments& arguments) {
 void sendMessage(ScenarioRunner& runner, const std::string& palette,
                  std::optional<std::string> data) {
   if (runner.host().message(palette, std::move(data))) return;
-  runner.reporter().report("There is no palette " + quoted(palette) +
-                           " whose page could send that.");
+  runner.reportNoEffect("There is no palette " + quoted(palette) + " whose page could send that.");
 }
 
 void checkLanguage(const Arguments& arguments) {
@@ -73,7 +72,7 @@ void setEntitlement(ScenarioRunner& runner, const Arguments& arguments) {
 }
 
 void reportNoPalette(ScenarioRunner& runner, const std::string& id) {
-  runner.reporter().report("There is no palette " + quoted(id) + ".");
+  runner.reportNoEffect("There is no palette " + quoted(id) + ".");
 }
 
 void setVisible(ScenarioRunner& runner, const Arguments& arguments, bool visible) {
@@ -114,13 +113,13 @@ void checkPlantArguments(const Arguments& arguments) {
 
 void plant(ScenarioRunner& runner, const Arguments& arguments) {
   if (runner.host().plant(parseKind(arguments[0]), arguments[1])) return;
-  runner.reporter().report("The host refuses the " + arguments[0] + " " + quoted(arguments[1]) +
-                           ": its id is taken, or there is no toolbar to put it in.");
+  runner.reportNoEffect("The host refuses the " + arguments[0] + " " + quoted(arguments[1]) +
+                        ": its id is taken, or there is no toolbar to put it in.");
 }
 
 void remove(ScenarioRunner& runner, const Arguments& arguments) {
   if (runner.host().remove(parseKind(arguments[0]), arguments[1])) return;
-  runner.reporter().report("There is no " + arguments[0] + " " + quoted(arguments[1]) + ".");
+  runner.reportNoEffect("There is no " + arguments[0] + " " + quoted(arguments[1]) + ".");
 }
 
 struct Fault {

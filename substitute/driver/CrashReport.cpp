@@ -1,66 +1,41 @@
 #include "substitute/driver/CrashReport.h"
 
 #ifdef __linux__
+#include <execinfo.h>
 #include <sys/syscall.h>
 #endif
+#include <pthread.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
+#include <cerrno>
 #include <csignal>
-#include <cstddef>
 #include <cstdlib>
-#include <cstring>
-#include <iterator>
-#include <string>
+#include <ctime>
+#include <initializer_list>
+#include <new>
+#include <stdexcept>
+#include <system_error>
 
 #include "substitute/driver/ExitStatus.h"
-#include "substitute/driver/StackTrace.h"
 #include "substitute/driver/Text.h"
 
 namespace substitute {
 
 namespace {
 
-// A string in a fixed buffer, which a signal handler can read in any state of the process. A longer
-// string is truncated.
-template <std::size_t size>
-class FixedString {
- public:
-  void set(const std::string& string) {
-    const std::size_t length = std::min(string.size(), size - 1);
-    std::memcpy(bytes_.data(), string.data(), length);
-    bytes_[length] = '\0';
-  }
-  const char* get() const { return bytes_.data(); }
-  bool empty() const { return bytes_[0] == '\0'; }
+CrashRecord* record = nullptr;
+bool isSupervised = false;
 
- private:
-  std::array<char, size> bytes_ = {};
-};
-
-using ShortString = FixedString<256>;
-
-// The content of the report. A signal handler only writes it.
-struct Report {
-  ShortString program;
-  ShortString underWay;
-  ShortString lastCall;
-  ShortString lastCallMadeBy;
-  bool lastCallReturned = false;
-  FixedString<1024> command;
-  std::array<FixedString<4096>, 5> trace;
-  std::size_t traceLines = 0;  // so far; line i is kept at i % trace.size()
-  unsigned seconds = 0;        // that a call of the add-in may take; 0: no limit
-  pid_t process = 0;           // of the host; its child processes inherit this report
-  ShortString timeout;         // `seconds` as a string
-};
-Report report;
+pid_t process = 0;     // of the host; its child processes inherit the handlers
+unsigned seconds = 0;  // that a call of the add-in may take; 0: no limit
+FixedString<16> secondsInWords;
+bool exits = false;
 
 struct FatalSignal {
   const char* name;
   int number;
-  // Other processes send such a signal. It is reported only during a call of the add-in.
   bool isSentByOthers = false;
 };
 constexpr FatalSignal fatalSignals[] = {
@@ -85,70 +60,86 @@ constexpr FatalSignal fatalSignals[] = {
     {"SIGXFSZ", SIGXFSZ, true},
 };
 
-void writeLastCall() {
-  writeToStandardError("  last call of the host: ");
-  if (report.lastCall.empty()) return writeToStandardError("none\n");
-  writeToStandardError(report.lastCall.get());
-  writeToStandardError(report.lastCallReturned ? ", which had returned, by "
-                                               : ", which had not returned, by ");
-  writeToStandardError(report.lastCallMadeBy.get());
-  writeToStandardError("\n");
+// Null for a signal of another kind.
+const FatalSignal* fatalSignal(int number) {
+  for (const FatalSignal& signal : fatalSignals) {
+    if (signal.number == number) return &signal;
+  }
+  return nullptr;
 }
 
-// All but the stack, which the signal handler writes itself.
-void writeReport(const char* what, const char* detail) {
-  writeToStandardError(report.program.get());
-  writeToStandardError(what);
-  writeToStandardError(detail);
-  writeToStandardError("\n");
-  writeLastCall();
-  writeToStandardError("  under way: ");
-  writeToStandardError(report.underWay.empty() ? "nothing of the add-in" : report.underWay.get());
-  writeToStandardError("\n  command: ");
-  writeToStandardError(report.command.empty() ? "none" : report.command.get());
-  writeToStandardError("\n  end of the trace:\n");
-  const std::size_t kept = report.trace.size();
-  for (std::size_t i = report.traceLines - std::min(report.traceLines, kept); i < report.traceLines;
-       ++i) {
-    writeToStandardError("    ");
-    writeToStandardError(report.trace[i % kept].get());
-    writeToStandardError("\n");
+void write(int file, const char* string) {
+  for (std::size_t left = std::strlen(string); left > 0;) {
+    const ssize_t written = ::write(file, string, left);
+    if (written <= 0) return;
+    string += written;
+    left -= static_cast<std::size_t>(written);
   }
+}
+
+// Calls `work` in a child process, for a few seconds at most. False when it did not come to its
+// end. Safe in a signal handler: nothing here takes a lock.
+template <class Work>
+bool inChild(Work work) {
+#ifdef __linux__
+  constexpr unsigned longest = 5;  // in seconds
+  const pid_t child = _Fork();
+  if (child == 0) {
+    for (int number = 1; number < NSIG; ++number) std::signal(number, SIG_DFL);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    alarm(longest);
+    work();
+    _exit(EXIT_SUCCESS);
+  }
+  int status = -1;
+  while (child > 0 && waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  }
+  return status == 0;
+#else
+  return false;
+#endif
+}
+
+// To be called by a handler. Neither is inlined: they are left out of the stack by their number.
+// To describe the stack takes memory, and a process that crashed may have corrupt memory. So
+// another process does that: the supervisor, or a child, which may fail.
+__attribute__((noinline)) void keepStackAndReport(ReportCause cause, const char* detail) {
+  constexpr std::size_t callers = 3;  // this function, the handler, and what called it
+  keepStack(record->stack, callers);
+  if (isSupervised) return;
+  const bool isWritten = inChild(
+      [&] { writeReport(STDERR_FILENO, *record, cause, detail, describe(record->stack).c_str()); });
+  if (!isWritten) writeReport(STDERR_FILENO, *record, cause, detail, nullptr);
 }
 
 // SA_RESETHAND has restored the default action: the raised signal ends the process on return.
 void onFatalSignal(int number) {
-  const auto* const signal =
-      std::find_if(std::begin(fatalSignals), std::end(fatalSignals),
-                   [number](const FatalSignal& one) { return one.number == number; });
-  if (!signal->isSentByOthers || !report.underWay.empty()) {
-    writeReport(": the host is ended by the signal ", signal->name);
-    writeStackTrace();
+  if (isReported(number, *record)) {
+    keepStackAndReport(ReportCause::signal, fatalSignal(number)->name);
   }
   std::raise(number);
 }
 
 // Ends the process without another report.
 [[noreturn]] void endProcess(int status) {
-  report.underWay.set("");
+  exits = true;
   _exit(status);
 }
 
 void onTimeout(int /*signal*/) {
-  writeReport(": a call of the add-in has not returned after the seconds of --timeout: ",
-              report.timeout.get());
-  writeStackTrace();
+  keepStackAndReport(ReportCause::timeout, secondsInWords.get());
   endProcess(exit_status::timedOut);
 }
 
 // A scenario must not pass when the add-in ends the process before the scenario's end. A child
-// process of the add-in may exit. Not inlined: writeStackTrace() leaves out this function and its
-// caller.
+// process of the add-in may exit.
 __attribute__((noinline)) void onExit() {
-  if (report.underWay.empty() || report.process != getpid()) return;
-  writeReport(": the add-in ends the process", "");
-  writeStackTrace();
-  endProcess(exit_status::failed);
+  if (exits || process != getpid() || record->underWay.empty()) return;
+  exits = true;
+  keepStackAndReport(ReportCause::exit, "");
+  if (!isSupervised) endProcess(exit_status::failed);
 }
 
 // True for a signal that a shell's `nohup` or `&` has made the process ignore.
@@ -166,21 +157,25 @@ void handle(int signal, void (*handler)(int), int flags) {
 }
 
 void begin(const std::string& what) {
-  report.underWay.set(what);
-  if (report.seconds > 0) alarm(report.seconds);
+  if (record == nullptr) return;
+  record->underWay.set(what);
+  record->begun = monotonicTime();
+  if (seconds > 0) alarm(seconds);
 }
 
 void end() {
-  report.underWay.set("");
-  if (report.seconds > 0) alarm(0);
+  if (record == nullptr) return;
+  record->underWay.set("");
+  record->begun = 0;
+  if (seconds > 0) alarm(0);
 }
 
 void follow(const Json& entry) {
-  report.trace[report.traceLines % report.trace.size()].set(printable(line(entry)));
-  ++report.traceLines;
+  record->trace[record->traceLines % record->trace.size()].set(printable(line(entry)));
+  ++record->traceLines;
   const auto event = entry.find("event");
   if (event == entry.end()) {
-    report.lastCallReturned = true;
+    record->lastCallReturned = true;
   } else if (*event == "run" || *event == "stop") {
     begin(event->get<std::string>());
   } else if (*event == "notify") {
@@ -204,31 +199,93 @@ extern "C" void _Exit(int status) noexcept {
 }
 #endif
 
-std::string signalName(int number) {
-  for (const FatalSignal& signal : fatalSignals) {
-    if (signal.number == number) return signal.name;
+std::int64_t monotonicTime() {
+  constexpr std::int64_t nanosecondsInSecond = 1'000'000'000;
+  timespec now = {};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return now.tv_sec * nanosecondsInSecond + now.tv_nsec;
+}
+
+void writeReport(int file, const CrashRecord& record, ReportCause cause, const char* detail,
+                 const char* stack) {
+  constexpr const char* causes[] = {
+      ": the host is ended by the signal ", ": the add-in ends the process",
+      ": a call of the add-in has not returned after the seconds of --timeout: "};
+  const auto writeAll = [file](std::initializer_list<const char*> strings) {
+    for (const char* const string : strings) write(file, string);
+  };
+  writeAll({record.program.get(), causes[static_cast<std::size_t>(cause)], detail,
+            "\n  last call of the host: "});
+  if (record.lastCall.empty()) {
+    writeAll({"none"});
+  } else {
+    writeAll(
+        {record.lastCall.get(),
+         record.lastCallReturned ? ", which had returned, by " : ", which had not returned, by ",
+         record.lastCallMadeBy.get()});
   }
+  writeAll(
+      {"\n  under way: ", record.underWay.empty() ? "nothing of the add-in" : record.underWay.get(),
+       "\n  command: ", record.command.empty() ? "none" : record.command.get(),
+       "\n  end of the trace:\n"});
+  const std::size_t kept = record.trace.size();
+  for (std::size_t i = record.traceLines - std::min(record.traceLines, kept); i < record.traceLines;
+       ++i) {
+    writeAll({"    ", record.trace[i % kept].get(), "\n"});
+  }
+  if (record.stack.count == 0) return;
+  writeAll({"  stack:\n", stack == nullptr ? "" : stack});
+#ifdef __linux__
+  if (stack != nullptr) return;
+  backtrace_symbols_fd(record.stack.addresses.data(), static_cast<int>(record.stack.count), file);
+#endif
+}
+
+std::string signalName(int number) {
+  if (const FatalSignal* const signal = fatalSignal(number)) return signal->name;
   return number == SIGKILL ? "SIGKILL" : "signal " + std::to_string(number);
+}
+
+bool isReported(int number, const CrashRecord& record) {
+  const FatalSignal* const signal = fatalSignal(number);
+  return signal == nullptr || !signal->isSentByOthers || !record.underWay.empty();
+}
+
+SharedCrashRecord newCrashRecord() {
+  void* const memory =
+      mmap(nullptr, sizeof(CrashRecord), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  if (memory == MAP_FAILED) {
+    throw std::runtime_error("there is no memory: " + std::generic_category().message(errno));
+  }
+  return {new (memory) CrashRecord, [](CrashRecord* done) { munmap(done, sizeof *done); }};
+}
+
+void CrashReport::keepFor(CrashRecord& shared) {
+  record = &shared;
+  isSupervised = true;
 }
 
 CrashReport::CrashReport(Host& host, const std::string& program, unsigned timeout)
     : callBegins_(host.interceptor().callBegins.subscribe([](const Operation& operation) {
-        report.lastCall.set(nameOf(operation));
-        report.lastCallMadeBy = report.underWay;
-        report.lastCallReturned = false;
+        record->lastCall.set(nameOf(operation));
+        record->lastCallMadeBy = record->underWay;
+        record->lastCallReturned = false;
       })),
       trace_(host.interceptor().trace.subscribe(follow)),
       callReturned_(host.callReturned.subscribe(end)) {
-  report.program.set(program);
-  report.seconds = timeout;
-  report.timeout.set(std::to_string(timeout));
-  report.process = getpid();
-  prepareStackTrace();
+  if (record == nullptr) record = newCrashRecord().release();
+  record->program.set(program);
+  seconds = isSupervised ? 0 : timeout;
+  secondsInWords.set(std::to_string(timeout));
+  process = getpid();
+  // A process that the add-in forks is not the one that is reported on.
+  pthread_atfork(nullptr, nullptr, [] { record = newCrashRecord().release(); });
+  prepareStack();
   for (const FatalSignal& signal : fatalSignals) {
     if (isIgnored(signal.number)) continue;
     handle(signal.number, onFatalSignal, static_cast<int>(SA_RESETHAND));
   }
-  if (timeout > 0) handle(SIGALRM, onTimeout, 0);
+  if (seconds > 0) handle(SIGALRM, onTimeout, 0);
   std::atexit(onExit);
 #ifdef __linux__  // macOS has none
   std::at_quick_exit(onExit);
@@ -236,8 +293,14 @@ CrashReport::CrashReport(Host& host, const std::string& program, unsigned timeou
 }
 
 void CrashReport::noteCommand(const Command& command) {
-  report.command.set(
+  if (record == nullptr) return;
+  record->command.set(
       printable(command.place.empty() ? command.line : command.place + ": " + command.line));
+}
+
+void CrashReport::noteExit() {
+  exits = true;
+  begin("the end of the process");
 }
 
 CrashReport::Activity::Activity(const char* what) {

@@ -1,24 +1,90 @@
-// The report on standard error when the add-in ends the process: by a signal, by an exit, or by a
-// call that takes longer than --timeout.
+// The report on standard error when the add-in ends the process that plays, or does not return. A
+// process that is supervised (Supervisor.h) only keeps what the report needs, in memory that it
+// shares with its parent, and the parent writes the report. The prompt and the window write it
+// themselves.
 #pragma once
 
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <memory>
 #include <string>
 
 #include "substitute/api/Host.h"
 #include "substitute/driver/Scenario.h"
+#include "substitute/driver/StackTrace.h"
 
 namespace substitute {
 
-// The name of a signal that ends a process, such as SIGABRT.
+// A string in a fixed buffer, which a signal handler can read in any state of the process. A longer
+// string is truncated.
+template <std::size_t size>
+class FixedString {
+ public:
+  void set(const std::string& string) {
+    const std::size_t length = std::min(string.size(), size - 1);
+    std::memcpy(bytes_.data(), string.data(), length);
+    bytes_[length] = '\0';
+  }
+  const char* get() const { return bytes_.data(); }
+  bool empty() const { return bytes_[0] == '\0'; }
+
+ private:
+  std::array<char, size> bytes_ = {};
+};
+
+// What the report needs of the process that plays. It holds no pointers, so that processes can
+// share it.
+struct CrashRecord {
+  FixedString<256> program;   // begins the report
+  FixedString<256> underWay;  // the activity of the add-in; empty: none
+  FixedString<256> lastCall;  // of the host
+  FixedString<256> lastCallMadeBy;
+  bool lastCallReturned = false;
+  FixedString<1024> command;
+  std::array<FixedString<4096>, 5> trace;
+  std::size_t traceLines = 0;  // so far; line i is kept at i % trace.size()
+  StackTrace stack;            // empty until the process ends, or was asked for it
+  // When the present activity began, in nanoseconds of the monotonic clock; 0: there is none.
+  std::atomic<std::int64_t> begun = 0;
+};
+
+// A record in memory that the child processes share. Throws std::runtime_error when there is no
+// memory.
+using SharedCrashRecord = std::unique_ptr<CrashRecord, void (*)(CrashRecord*)>;
+SharedCrashRecord newCrashRecord();
+
+// The system's monotonic clock, which processes have in common, in nanoseconds.
+std::int64_t monotonicTime();
+
+// Why there is a report. Its first line ends with the signal's name or the seconds of --timeout.
+enum class ReportCause { signal, exit, timeout };
+
+// Writes the report to the file descriptor `file`. `stack` describes the stack; null: nothing does,
+// and the C library names what it can. Safe in a signal handler.
+void writeReport(int file, const CrashRecord& record, ReportCause cause, const char* detail,
+                 const char* stack);
+
+// The name of a signal, such as SIGABRT.
 std::string signalName(int number);
 
-// Installs handlers for fatal signals and for exits. They report the last call of the host, the
-// activity that was under way, the command of the scenario, the last lines of the trace and the
-// stack. After a signal the process then ends by the same signal. The handlers stay installed.
+// Whether the end by the signal `number` is reported. Other processes send some signals; such a
+// signal is reported only during an activity of the add-in.
+bool isReported(int number, const CrashRecord& record);
+
+// Keeps the record of a host. It installs handlers for fatal signals and for exits, which add the
+// stack; the process then ends as it would without them. The handlers stay installed.
 class CrashReport {
  public:
-  // `program` begins the report. `timeout` is the number of seconds that a call of the add-in may
-  // take; 0: no limit.
+  // To be called first in a process that is supervised: `record` is kept instead of the process's
+  // own, and the process writes no report.
+  static void keepFor(CrashRecord& record);
+
+  // `program` begins the report. In a process that is not supervised, `timeout` is the number of
+  // seconds that a call of the add-in may take; 0: no limit.
   CrashReport(Host& host, const std::string& program, unsigned timeout);
   CrashReport(const CrashReport&) = delete;
   CrashReport& operator=(const CrashReport&) = delete;
@@ -26,7 +92,10 @@ class CrashReport {
   // Names the command that is played from now on.
   static void noteCommand(const Command& command);
 
-  // While it exists, the report names `what` as the activity of the add-in that is under way.
+  // The process is about to exit, which is no doing of the add-in.
+  static void noteExit();
+
+  // While it exists, `what` is the activity of the add-in that is under way.
   class Activity {
    public:
     explicit Activity(const char* what);

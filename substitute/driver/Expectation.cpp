@@ -1,20 +1,33 @@
 #include "substitute/driver/Expectation.h"
 
+#include <algorithm>
 #include <fstream>
 #include <utility>
 
+#include "substitute/driver/HostMonitor.h"
 #include "substitute/driver/Scenario.h"
+#include "substitute/driver/Text.h"
 
 namespace substitute {
 
 namespace {
 
 Json::json_pointer parsePointer(const std::string& string) {
+  Json::json_pointer pointer;
   try {
-    return Json::json_pointer(string);
+    pointer = Json::json_pointer(string);
   } catch (const Json::parse_error&) {
     throw ScenarioError("'" + string + "' is not a JSON pointer, such as /palettes/0/visible");
   }
+  Json::json_pointer first = pointer;
+  if (first.empty()) return pointer;
+  while (!first.parent_pointer().empty()) first.pop_back();
+  const std::vector<std::string> keys = HostMonitor::stateKeys();
+  if (std::find(keys.begin(), keys.end(), first.back()) == keys.end()) {
+    throw ScenarioError("the state has no '" + first.back() + "'; the nearest are " +
+                        listed(nearest(first.back(), keys)));
+  }
+  return pointer;
 }
 
 // The value at `pointer` in `state`; null when there is none.

@@ -26,26 +26,38 @@ HostMonitor::HostMonitor(Host& host)
     : host_(host),
       trace_(host.interceptor().trace.subscribe([this](const Json& entry) { follow(entry); })) {}
 
+const std::vector<HostMonitor::StateEntry>& HostMonitor::stateEntries() {
+  static const std::vector<StateEntry> all = {
+      {"infoFile", [](const HostMonitor& monitor) { return Json(infoFileOf(monitor.host_)); }},
+      {"infoLines",
+       [](const HostMonitor& monitor) { return Json(linesOf(infoFileOf(monitor.host_))); }},
+      {"references", [](const HostMonitor&) { return Json(resourceCounts().references); }},
+      {"text", [](const HostMonitor&) { return Json(resourceCounts().strings); }},
+      {"opened", [](const HostMonitor& monitor) { return Json(monitor.opened_); }},
+      {"run", [](const HostMonitor& monitor) { return toJson(monitor.run_.last); }},
+      {"stop", [](const HostMonitor& monitor) { return toJson(monitor.stop_.last); }},
+      {"thrown", [](const HostMonitor& monitor) { return Json(monitor.thrown_); }},
+      {"pendingFaults", [](const HostMonitor& monitor) { return Json(monitor.pendingFaults()); }},
+  };
+  return all;
+}
+
 Json HostMonitor::state() const {
   Json state = host_.state();
-  const std::string infoFile = infoFileOf(host_);
-  state["infoFile"] = infoFile;
-  state["infoLines"] = linesOf(infoFile);
-  state["references"] = resourceCounts().references;
-  state["text"] = resourceCounts().strings;
-  state["opened"] = opened_;
-  state["run"] = toJson(run_.last);
-  state["stop"] = toJson(stop_.last);
-  state["thrown"] = thrown_;
-  state["pendingFaults"] = pendingFaults();
+  for (const StateEntry& entry : stateEntries()) state[entry.key] = entry.valueIn(*this);
   return state;
+}
+
+std::vector<std::string> HostMonitor::stateKeys() {
+  std::vector<std::string> keys = Host::stateKeys();
+  for (const StateEntry& entry : stateEntries()) keys.emplace_back(entry.key);
+  return keys;
 }
 
 std::vector<std::string> HostMonitor::pendingFaults() const {
   std::vector<std::string> words;
   for (const PlannedFault& fault : host_.interceptor().faults.pending()) {
-    words.push_back(nameOf(fault.operation) + " " + std::to_string(fault.nth) +
-                    (fault.how == Failure::exception ? " throw" : " null"));
+    words.push_back(inWords(fault));
   }
   return words;
 }

@@ -17,8 +17,9 @@ class HostMonitor {
   HostMonitor(const HostMonitor&) = delete;
   HostMonitor& operator=(const HostMonitor&) = delete;
 
-  // The state; docs/substitute-host.md describes its keys.
+  // The state, in the order of stateKeys(); docs/substitute-host.md describes its keys.
   Json state() const;
+  static std::vector<std::string> stateKeys();
 
   // The arguments of each run of `open` so far.
   const std::vector<std::vector<std::string>>& opened() const { return opened_; }
@@ -39,6 +40,12 @@ class HostMonitor {
     std::optional<bool> last;
     long failed = 0;
   };
+
+  struct StateEntry {
+    const char* key;
+    Json (*valueIn)(const HostMonitor& monitor);
+  };
+  static const std::vector<StateEntry>& stateEntries();  // after those of the host itself
 
   void follow(const Json& entry);
 

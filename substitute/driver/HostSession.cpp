@@ -1,7 +1,6 @@
 #include "substitute/driver/HostSession.h"
 
 #include <iostream>
-#include <utility>
 
 #include "substitute/driver/AddIn.h"
 #include "substitute/driver/CommandLine.h"
@@ -10,11 +9,10 @@
 namespace substitute {
 
 HostSession::HostSession(const CommandLine& values, const std::string& program,
-                         const std::vector<std::string>& scenarios,
-                         std::vector<std::string> arguments)
+                         const std::vector<std::string>& scenarios)
     : values_(values),
       playsScenario_(!scenarios.empty()),
-      installation_(values, playsScenario_, std::move(arguments)),
+      installation_(values, playsScenario_),
       host_(installation_.settings()) {
   if (!values.trace.empty()) checkTrace(values, scenarios, host_);
   crashReport_.emplace(host_, program, values.timeout);
@@ -40,6 +38,7 @@ bool HostSession::conclude() {
   if (playsScenario_ || values_.strict || expected_ || runner_->expectsAnything()) {
     passed = runner_->conclude(values_.strict, expected_ ? &*expected_ : nullptr);
   }
+  if (recorder_) recorder_->checkRecorded();
   if (trace_ && !trace_->good()) {
     throw UsageError("the trace could not be written in full", "--trace");
   }

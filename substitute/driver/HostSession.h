@@ -21,11 +21,10 @@ class HostSession {
  public:
   // Sets up the host and its recorders by the options `values`, and prints where its data is.
   // `values` outlives the session. `program` begins the crash report. `scenarios` are the arguments
-  // SCENARIO; empty when a user types the commands or clicks. `arguments` are those of the process,
-  // with its name. Throws LoadError, UsageError or std::runtime_error, before the add-in's folder
-  // is created.
+  // SCENARIO; empty when a user types the commands or clicks. Throws LoadError, UsageError or
+  // std::runtime_error, before the add-in's folder is created.
   HostSession(const CommandLine& values, const std::string& program,
-              const std::vector<std::string>& scenarios, std::vector<std::string> arguments);
+              const std::vector<std::string>& scenarios);
 
   Host& host() { return host_; }
   ScenarioRunner& runner() { return *runner_; }

@@ -2,15 +2,12 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstdlib>
 #include <filesystem>
 #include <iostream>
 #include <stdexcept>
-#include <utility>
 
 #include "substitute/driver/CommandLine.h"
 #include "substitute/driver/Files.h"
-#include "substitute/driver/Program.h"
 #include "substitute/driver/Text.h"
 #include "substitute/driver/UsageError.h"
 #include "substitute/driver/Velorin.h"
@@ -20,8 +17,6 @@ namespace fs = std::filesystem;
 namespace substitute {
 
 namespace {
-
-constexpr const char* folderVariable = "SUBSTITUTE_HOST_FOLDER";
 
 // The folder in the user's data directory for a host without --data. Throws std::runtime_error when
 // neither XDG_DATA_HOME nor HOME is set.
@@ -46,33 +41,18 @@ std::string describeStartCount(const std::string& infoFile) {
 
 }  // namespace
 
-Installation::Installation(const CommandLine& values, bool forScenario,
-                           std::vector<std::string> arguments)
+Installation::Installation(const CommandLine& values, bool forScenario)
     : values_(values), forScenario_(forScenario) {
   if (values.executable) {
-    if (startsThroughLink) {
-      throw UsageError("--executable is refused: here the system alone says which executable runs");
-    }
     executable_ = *values.executable;
     return;
   }
   if (!values.data.empty()) {
     folder_ = values.data;
-  } else if (forScenario || values.fresh) {
-    // After a restart through the link, the process continues with the same folder.
-    const char* const former = startsThroughLink ? std::getenv(folderVariable) : nullptr;
-    folder_ = (former == nullptr ? temporary_.emplace() : temporary_.emplace(former)).path();
   } else {
-    folder_ = dataFolder();
+    folder_ = forScenario || values.fresh ? temporary_.emplace().path() : dataFolder();
   }
-  if (startsThroughLink) folder_ = fs::absolute(folder_).string();
   executable_ = settingsIn(folder_).executable;
-  if constexpr (startsThroughLink) {
-    if (temporary_) setenv(folderVariable, temporary_->handOver().c_str(), 1);
-    executable_ = restartThroughLink(executable_, std::move(arguments));
-    unsetenv(folderVariable);
-    if (temporary_) temporary_->keep();
-  }
 }
 
 Settings Installation::settings() const {
@@ -84,15 +64,16 @@ Settings Installation::settings() const {
   return settings;
 }
 
-void Installation::addFolder(const Host& host) const {
-  if (values_.noAddinFolder || values_.executable) return;
+void Installation::addFolder(const Host& host) {
+  if (values_.executable) return;
   const std::string folder = addinFolderIn(folder_);
   std::error_code error;
-  fs::create_directories(folder, error);
+  if (!values_.noAddinFolder) fs::create_directories(folder, error);
   if (error) {
     throw UsageError("the folder " + folder + " cannot be made: " + error.message(), "--data");
   }
-  if (fs::path(infoFileOf(host)).parent_path() != folder) {
+  if (!temporary_) lock_.emplace(folder_);
+  if (!values_.noAddinFolder && fs::path(infoFileOf(host)).parent_path() != folder) {
     std::cerr << "The add-in will not find its folder in " << printable(folder_) << ": "
               << whyFolderIsNotFound << ".\n";
   }
@@ -106,8 +87,10 @@ std::string Installation::description(const Host& host) const {
     return "The add-in will look in " + printable(folder.string()) + ", which is " +
            (fs::is_directory(folder, unreachable) ? "there." : "not there.");
   }
-  if (forScenario_) return "";
-  return "The host's data is in " + printable(folder_) + "; " + describeStartCount(infoFile) + ".";
+  const bool isShared = lock_ && !lock_->isHeld() && fs::exists(folder_);
+  if (forScenario_) return isShared ? "Another host is using " + printable(folder_) + "." : "";
+  return "The host's data is in " + printable(folder_) + "; " + describeStartCount(infoFile) +
+         (isShared ? ". Another host is using it." : ".");
 }
 
 }  // namespace substitute

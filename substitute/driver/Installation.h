@@ -3,7 +3,6 @@
 
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "substitute/api/Host.h"
 #include "substitute/driver/LockedFolder.h"
@@ -15,11 +14,9 @@ struct CommandLine;
 class Installation {
  public:
   // Chooses the folder by `values`. If they name none, a scenario gets a temporary folder, which
-  // the destructor removes, and a user a folder in the data directory. On a Mac this also creates a
-  // link to the program and restarts the process through it, with `arguments`. Throws
-  // std::runtime_error when there is no such folder, and UsageError where the host cannot report
-  // another executable.
-  Installation(const CommandLine& values, bool forScenario, std::vector<std::string> arguments);
+  // the destructor removes, and a user a folder in the data directory. Throws std::runtime_error
+  // when there is no such folder.
+  Installation(const CommandLine& values, bool forScenario);
 
   // The host's values at its start.
   Settings settings() const;
@@ -27,17 +24,18 @@ class Installation {
   // Creates the add-in's folder as an installer would, unless the options exclude it. Prints a
   // warning when the add-in in `host` will not find it. Throws UsageError when it cannot be
   // created.
-  void addFolder(const Host& host) const;
+  void addFolder(const Host& host);
 
-  // One sentence for the user on where the data of `host` is. Empty for a scenario, unless the
-  // options name the executable.
+  // For the user: where the data of `host` is, and whether another host uses it. Empty for a
+  // scenario, unless the options name the executable or there is another host.
   std::string description(const Host& host) const;
 
  private:
   const CommandLine& values_;
   bool forScenario_;
   std::optional<LockedFolder> temporary_;
-  std::string folder_;      // empty when the executable is named
+  std::string folder_;  // empty when the executable is named
+  std::optional<FolderLock> lock_;
   std::string executable_;  // what the host reports
 };
 

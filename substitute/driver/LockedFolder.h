@@ -1,39 +1,48 @@
-// A temporary folder. Its lock distinguishes it from the folder of a process that has crashed.
+// Folders that hosts lock, so that they know of each other.
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace substitute {
 
+// The lock of a folder. Only one process has it at a time; others are not kept from the folder.
+class FolderLock {
+ public:
+  // Locks the folder `path`, if no other process has.
+  explicit FolderLock(const std::string& path);
+  ~FolderLock();
+  FolderLock(const FolderLock&) = delete;
+  FolderLock& operator=(const FolderLock&) = delete;
+
+  // False when another process has locked the folder, or it cannot be opened.
+  bool isHeld() const { return isHeld_; }
+
+ private:
+  int folder_;
+  bool isHeld_;
+};
+
 // A new folder in the directory for temporary files. It is locked while this object exists; the
-// destructor removes it with its content. The constructor also removes such folders that nobody
-// locks: their process has crashed. A process id could not tell that, since ids are reused and
-// differ between name spaces.
+// destructor removes it with its content.
 class LockedFolder {
  public:
-  // Throws std::runtime_error, with one sentence, when it cannot be created.
+  // Also removes those of crashed processes. Throws std::runtime_error, with one sentence, when the
+  // folder cannot be created.
   LockedFolder();
-
-  // Takes over a folder after exec(). `word` is the result of handOver() in the program before, in
-  // the same process. Throws std::runtime_error when the folder is gone.
-  explicit LockedFolder(const std::string& word);
-
   ~LockedFolder();
   LockedFolder(const LockedFolder&) = delete;
   LockedFolder& operator=(const LockedFolder&) = delete;
 
   const std::string& path() const { return path_; }
 
-  // Keeps the folder locked across exec(): otherwise another host could remove it meanwhile. The
-  // result is the argument for the constructor there.
-  std::string handOver();
-
-  // Reverses handOver(): programs that this process starts do not inherit the lock.
-  void keep() const;
+  // Removes such folders that nobody locks: their process has crashed. A process id could not tell
+  // that, since ids are reused and differ between name spaces.
+  static void removeAbandoned();
 
  private:
   std::string path_;
-  int lock_ = -1;
+  std::optional<FolderLock> lock_;
 };
 
 }  // namespace substitute

@@ -24,8 +24,9 @@ namespace substitute {
 namespace {
 
 // Appends the number of arguments and each argument to a file. Each ends with a zero byte, which no
-// argument can contain.
-constexpr const char* script = "#!/bin/sh\nprintf '%s\\0' \"$#\" \"$@\" >>\"$0.runs\"\n";
+// argument can contain. An empty file, for which a full disk has room, says that this failed.
+constexpr const char* script =
+    "#!/bin/sh\nprintf '%s\\0' \"$#\" \"$@\" >>\"$0.runs\" || : >\"$0.failed\"\n";
 
 // The string that begins at `at` in `bytes`, up to its zero byte; `at` is advanced past it. Empty
 // when there is no zero byte.
@@ -117,7 +118,19 @@ void OpenRecorder::reportErrors() {
   }
 }
 
+bool OpenRecorder::hasFailed() const {
+  std::error_code unreachable;
+  return fs::exists(folder_.path() + "/open.failed", unreachable);
+}
+
+void OpenRecorder::checkRecorded() const {
+  if (!hasFailed()) return;
+  throw std::runtime_error("a run of open could not be recorded in " + folder_.path() +
+                           "; let TMPDIR name a folder on another disk");
+}
+
 std::vector<std::vector<std::string>> OpenRecorder::collect() {
+  if (hasFailed()) return {};
   std::size_t end = read_;
   const std::string bytes = readFrom(folder_.path() + "/open.runs", end);
   std::vector<std::vector<std::string>> runs;

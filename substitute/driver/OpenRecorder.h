@@ -23,12 +23,17 @@ class OpenRecorder {
   // error instead.
   Signal<std::string> shellFailed;
 
+  // Throws std::runtime_error when a run of the command could not be recorded.
+  void checkRecorded() const;
+
   // Restores PATH and removes the command.
   ~OpenRecorder();
   OpenRecorder(const OpenRecorder&) = delete;
   OpenRecorder& operator=(const OpenRecorder&) = delete;
 
  private:
+  bool hasFailed() const;
+
   // The arguments of each run since the last call, oldest first.
   std::vector<std::vector<std::string>> collect();
   void reportErrors();

@@ -40,6 +40,10 @@ std::vector<std::string> titlesOfGone(const Collection<T>& all, const Changes& c
 
 }  // namespace
 
+std::string heldResources(const ResourceCounts& counts) {
+  return plural(counts.references, "reference") + " and " + plural(counts.strings, "text");
+}
+
 Reporter::Reporter(Host& host, std::ostream& out)
     : host_(host),
       out_(out),
@@ -75,14 +79,20 @@ void Reporter::reportResult(const std::string& entryPoint, std::optional<bool> r
   if (result) report(entryPoint + " returned " + (*result ? "true." : "false."));
 }
 
-void Reporter::reportUnloaded(bool stillLoaded) {
-  report(stillLoaded ? diagnostic::stillLoaded : "The add-in is unloaded.");
+void Reporter::reportUnloaded(const AddIn::Remains& remains) {
+  report(remains.isLoaded ? diagnostic::stillLoaded : "The add-in is unloaded.");
+  if (!remains.uniqueSymbol.empty()) {
+    report("The cause is its unique symbol " + remains.uniqueSymbol +
+           "; -fno-gnu-unique makes g++ do without such symbols.");
+  }
+  for (const std::string& handler : remains.handlers) {
+    report("Its handler " + handler + " was still registered. The host has removed it.");
+  }
   const ResourceCounts& counts = resourceCounts();
   if (counts.references == 0 && counts.strings == 0) {
     report("It holds nothing of the host any more.");
   } else {
-    report("It left " + plural(counts.references, "reference") + " and " +
-           plural(counts.strings, "text") + " of the host's behind.");
+    report("It left " + heldResources(counts) + " of the host's behind.");
   }
 }
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "substitute/api/Host.h"
+#include "substitute/driver/AddIn.h"
 
 namespace substitute {
 
@@ -22,6 +23,9 @@ inline constexpr const char* invalidDeallocation =
 inline constexpr const char* stillLoaded =
     "The add-in was let go, yet the process keeps its library.";
 }  // namespace diagnostic
+
+// "1 reference and 0 texts".
+std::string heldResources(const ResourceCounts& counts);
 
 // Reports runs of `open`, and exceptions that leave the add-in, as they happen; all else when a
 // member function is called.
@@ -44,9 +48,9 @@ class Reporter {
   // Reports the result of an entry point. Does nothing when `result` is empty.
   void reportResult(const std::string& entryPoint, std::optional<bool> result);
 
-  // Reports that the add-in is unloaded, and which resources of the host it still holds.
-  // `stillLoaded`: the process has its library loaded nevertheless.
-  void reportUnloaded(bool stillLoaded);
+  // Reports that the add-in is unloaded, what remains of it, and which resources of the host it
+  // still holds.
+  void reportUnloaded(const AddIn::Remains& remains);
 
   // Reports what changed in the host since the last call of this or of forgetChanges(), what
   // changed in the info file since the last report, and new errors of reference counting. The cost

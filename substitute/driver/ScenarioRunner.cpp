@@ -31,11 +31,12 @@ void ScenarioRunner::play(const Command& command) {
 }
 
 bool ScenarioRunner::conclude(bool strict, const ExpectedTrace* trace) {
-  const std::vector<std::string> suspicious = suspicions();
-  if (!suspicious.empty()) reporter_.print("What is suspicious:");
-  for (const std::string& sentence : suspicious) {
-    reporter_.report(sentence + ".");
-    if (strict) noteFailure(sentence);
+  bool isFirst = true;
+  for (const Finding& finding : findings()) {
+    if (finding.kind == Finding::Kind::untested && !strict) continue;
+    if (std::exchange(isFirst, false)) reporter_.print("What is suspicious:");
+    reporter_.report(finding.sentence + ".");
+    if (strict) noteFailure(finding.sentence);
   }
   if (trace != nullptr) {
     ++expectations_;
@@ -45,33 +46,52 @@ bool ScenarioRunner::conclude(bool strict, const ExpectedTrace* trace) {
     }
   }
   if (strict || expectations_ > 0) {
-    reporter_.print(std::to_string(commands_) + " commands, " + std::to_string(expectations_) +
-                    " expectations, " + std::to_string(failures_) + " failed");
+    reporter_.print(plural(commands_, "command") + ", " + plural(expectations_, "expectation") +
+                    ", " + std::to_string(failures_) + " failed");
   }
   return failures_ == 0;
 }
 
 void ScenarioRunner::start() {
-  if (addin_) return reporter_.report("The add-in is loaded already.");
+  if (addin_) return reportNoEffect("The add-in is loaded already.");
   addin_ = std::make_unique<AddIn>(addinFile_);
   reporter_.report("The add-in is loaded.");
   reporter_.reportResult("run", addin_->run(host_));
 }
 
 void ScenarioRunner::stop() {
-  if (!addin_) return reporter_.report("The add-in is not loaded.");
+  if (!addin_) return reportNoEffect("The add-in is not loaded.");
   reporter_.reportResult("stop", addin_->stop(host_));
   reporter_.reportChanges();
   unload();
 }
 
 void ScenarioRunner::unload() {
-  if (!addin_) return reporter_.report("The add-in is not loaded.");
+  if (!addin_) return reportNoEffect("The add-in is not loaded.");
+  const AddIn::Remains remains = addin_->unload();
   addin_.reset();
-  left_ = resourceCounts();
-  const bool stays = AddIn::isLoaded(addinFile_);
-  staysLoaded_ = staysLoaded_ || stays;
-  reporter_.reportUnloaded(stays);
+  reporter_.reportUnloaded(remains);
+  remains_.clear();
+  const auto add = [this](const std::string& sentence) {
+    remains_.push_back({sentence, Finding::Kind::leftover});
+  };
+  // Global objects that were not destroyed hold what they held.
+  const ResourceCounts& left = resourceCounts();
+  if (remains.uniqueSymbol.empty() && (left.references != 0 || left.strings != 0)) {
+    add("The add-in left " + heldResources(left) + " of the host's behind");
+  }
+  for (const std::string& handler : remains.handlers) {
+    add("The add-in left its handler " + handler + " registered");
+  }
+  const std::vector<std::string> objects = host_.objectsOfAddIn();
+  if (!objects.empty()) add("The add-in left in the host: " + listed(objects));
+  staysLoaded_ = staysLoaded_ || (remains.isLoaded && remains.uniqueSymbol.empty());
+}
+
+void ScenarioRunner::reportNoEffect(const std::string& sentence) {
+  reporter_.report(sentence);
+  const std::string plain = sentence.substr(0, sentence.size() - 1);
+  withoutEffect_.push_back(place_.empty() ? plain : place_ + ": " + plain);
 }
 
 void ScenarioRunner::expect(const Expectation& expectation) {
@@ -89,12 +109,12 @@ void ScenarioRunner::noteFailure(const std::string& sentence) {
   ++failures_;
 }
 
-// A sentence, without its full stop, for each kind of thing that a correct add-in does not do.
-std::vector<std::string> ScenarioRunner::suspicions() const {
-  std::vector<std::string> sentences;
-  const auto add = [&sentences](const std::string& sentence, long times) {
+std::vector<Finding> ScenarioRunner::findings() const {
+  std::vector<Finding> all;
+  const auto add = [&all](const std::string& sentence, long times,
+                          Finding::Kind kind = Finding::Kind::other) {
     if (times == 0) return;
-    sentences.push_back(sentence + (times == 1 ? "" : ", " + std::to_string(times) + " times"));
+    all.push_back({sentence + (times == 1 ? "" : ", " + std::to_string(times) + " times"), kind});
   };
   std::map<std::string, long> thrown;
   for (const std::string& type : monitor_.thrown()) ++thrown[type];
@@ -106,13 +126,14 @@ std::vector<std::string> ScenarioRunner::suspicions() const {
   }
   add("The add-in is still loaded", loaded() ? 1 : 0);
   add("The process kept the library of the add-in that was unloaded", staysLoaded_ ? 1 : 0);
-  const std::string left =
-      plural(left_.references, "reference") + " and " + plural(left_.strings, "text");
-  add("The add-in left " + left + " of the host's behind",
-      left_.references != 0 || left_.strings != 0 ? 1 : 0);
-  add("A reference was dropped that the add-in did not hold", resourceCounts().invalidReleases);
-  add("A text was handed back that the add-in did not hold", resourceCounts().invalidDeallocations);
-  return sentences;
+  all.insert(all.end(), remains_.begin(), remains_.end());
+  add("A reference was dropped that the add-in did not hold", resourceCounts().invalidReleases,
+      Finding::Kind::leftover);
+  add("A text was handed back that the add-in did not hold", resourceCounts().invalidDeallocations,
+      Finding::Kind::leftover);
+  for (const std::string& sentence : withoutEffect_) add(sentence, 1, Finding::Kind::untested);
+  if (commands_ == 0) add("The scenario has no command", 1, Finding::Kind::untested);
+  return all;
 }
 
 }  // namespace substitute

@@ -16,6 +16,16 @@
 
 namespace substitute {
 
+// Something that --strict counts as a failure: what a correct add-in does not do, or a command that
+// tests nothing.
+struct Finding {
+  // The add-in holds or has released what it should not.
+  enum class Kind { leftover, other, untested };
+
+  std::string sentence;  // without its full stop
+  Kind kind = Kind::other;
+};
+
 // Plays commands on a host and reports the results.
 class ScenarioRunner {
  public:
@@ -26,9 +36,10 @@ class ScenarioRunner {
   // Plays one command. Throws LoadError when the library cannot be loaded.
   void play(const Command& command);
 
-  // Call it at the end of the scenario. Prints everything suspicious; with `strict` each such thing
-  // is a failure. Then prints the verdict, if something was expected or with `strict`. `trace` is
-  // null when no trace is expected. False when something failed.
+  // Call it at the end of the scenario. Prints the findings; with `strict` each one is a failure,
+  // and those that are untested are printed, too. Then prints the verdict, if something was
+  // expected or with `strict`. `trace` is null when no trace is expected. False when something
+  // failed.
   bool conclude(bool strict, const ExpectedTrace* trace);
 
   // True between `start` and `stop` or `unload`, whatever `run` returned.
@@ -43,6 +54,12 @@ class ScenarioRunner {
   // Set it when a user types the commands at a prompt. No line is echoed then, and the state is
   // printed indented.
   bool atPrompt = false;
+
+  // All findings so far.
+  std::vector<Finding> findings() const;
+
+  // Reports that the present command has no effect, since what it acts on is missing.
+  void reportNoEffect(const std::string& sentence);
 
   // For the actions of the commands.
   Host& host() { return host_; }
@@ -61,7 +78,6 @@ class ScenarioRunner {
 
  private:
   void noteFailure(const std::string& sentence);
-  std::vector<std::string> suspicions() const;
 
   Host& host_;
   std::string addinFile_;
@@ -73,7 +89,8 @@ class ScenarioRunner {
   std::size_t expectations_ = 0;
   std::size_t failures_ = 0;
   std::string firstFailure_;
-  ResourceCounts left_;  // what was held when the add-in was unloaded last
+  std::vector<std::string> withoutEffect_;
+  std::vector<Finding> remains_;  // of the add-in that was unloaded last
   bool staysLoaded_ = false;
 };
 

@@ -1,11 +1,10 @@
 // substitute-host: the substitute host in a terminal.
-#include <sys/wait.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <iostream>
 #include <optional>
 #include <sstream>
@@ -15,9 +14,10 @@
 #include "substitute/driver/Files.h"
 #include "substitute/driver/Help.h"
 #include "substitute/driver/HostSession.h"
-#include "substitute/driver/JUnit.h"
-#include "substitute/driver/ScenarioProcess.h"
+#include "substitute/driver/Supervisor.h"
+#include "substitute/driver/Text.h"
 #include "substitute/driver/UsageError.h"
+#include "substitute/headless/JUnit.h"
 #include "substitute/headless/Prompt.h"
 
 namespace {
@@ -29,13 +29,15 @@ using Commands = std::vector<Command>;
 struct HeadlessOptions : CommandLine {
   std::vector<std::string> scenarios;
   std::string junit;
-  std::vector<std::string> arguments;  // as typed, the program's name included
+  unsigned jobs = 1;
 };
 
 constexpr const char* program = "substitute-host";
 
-void flushOutput() {
-  if (!std::cout.flush()) throw std::runtime_error("the output could not be written in full");
+std::string checkJobs(const std::string& value) {
+  unsigned jobs = 0;
+  if (parseNumber(value, jobs) && jobs >= 1 && jobs <= 1000) return "";
+  return "'" + value + "' is not a number of scenarios from 1 to 1000";
 }
 
 // Plays each line of standard input as it arrives. Throws ScenarioError for a wrong line.
@@ -50,8 +52,7 @@ void playInput(ScenarioRunner& runner) {
 ScenarioEnd play(const HeadlessOptions& values, const std::string& scenario,
                  const Commands& commands) {
   HostSession session(values, program,
-                      scenario.empty() ? std::vector<std::string>() : std::vector{scenario},
-                      values.arguments);
+                      scenario.empty() ? std::vector<std::string>() : std::vector{scenario});
   if (scenario.empty()) {
     runPrompt(session.runner());
   } else if (scenario == "-") {
@@ -64,7 +65,7 @@ ScenarioEnd play(const HeadlessOptions& values, const std::string& scenario,
   return {passed ? EXIT_SUCCESS : exit_status::failed, session.runner().firstFailure()};
 }
 
-// As play(), but prints an exception and returns it as the outcome.
+// As play(), but prints an exception and returns it as the end.
 ScenarioEnd playAndReport(const HeadlessOptions& values, const std::string& scenario,
                           const Commands& commands) {
   try {
@@ -76,23 +77,6 @@ ScenarioEnd playAndReport(const HeadlessOptions& values, const std::string& scen
   }
 }
 
-void writeResults(const std::string& path, const std::vector<ScenarioResult>& results) {
-  std::ofstream file(path, std::ios::binary);
-  file << toJUnit(results);
-  if (!file.flush()) throw UsageError("the results cannot be written to " + path, "--junit");
-}
-
-// Ends this process by the signal that ended the process of `result`, or returns its exit status.
-int endAs(const ScenarioResult& result) {
-  if (WIFSIGNALED(result.status)) std::raise(WTERMSIG(result.status));
-  if (WIFEXITED(result.status) && WEXITSTATUS(result.status) != 0) {
-    return WEXITSTATUS(result.status);
-  }
-  if (result.passed()) return EXIT_SUCCESS;
-  printError(program, result.reason());
-  return exit_status::failed;
-}
-
 std::string indentedLines(const std::string& output) {
   std::string result;
   std::istringstream lines(output);
@@ -100,56 +84,59 @@ std::string indentedLines(const std::string& output) {
   return result;
 }
 
-// The arguments for a process that plays `scenario` alone with the same options.
-std::vector<std::string> argumentsFor(const CLI::App& parser, const std::string& scenario) {
-  std::vector<std::string> words = {program};
-  for (const CLI::Option* const option : parser.get_options()) {
-    if (option->get_name().rfind("--", 0) != 0 || option->get_name() == "--junit") continue;
-    for (const std::string& value : option->results()) {
-      const bool isFlag = option->get_expected_min() == 0;
-      words.push_back(isFlag ? option->get_name() : option->get_name() + "=" + value);
-    }
+// Prints the result of one of several scenarios.
+void printResult(const ScenarioResult& result) {
+  if (result.passed()) {
+    std::cout << "passed: " << result.name << std::endl;
+    return;
   }
-  words.push_back(scenario);
-  return words;
+  std::cout << "failed: " << result.name << ": " << printable(result.reason) << '\n'
+            << indentedLines(result.output) << indentedLines(result.errors) << std::flush;
 }
 
-// Plays one scenario, in a process of its own, and writes its result.
-int playForResult(const CLI::App& parser, HeadlessOptions& values, const Commands& commands) {
-  writeResults(values.junit, {});  // throws now when the file cannot be written
-  const std::string scenario = values.scenarios[0];
-  values.arguments = argumentsFor(parser, scenario);
-  const ScenarioResult result =
-      playInProcess(scenario, [&] { return playAndReport(values, scenario, commands); });
-  std::cout << result.output;
-  std::cerr << result.errors;
-  writeResults(values.junit, {result});
-  flushOutput();
-  return endAs(result);
+// Ends this process by the signal `number`. It leaves no memory dump; that of the child is enough.
+[[noreturn]] void endBySignal(int number) {
+  const rlimit none = {0, 0};
+  setrlimit(RLIMIT_CORE, &none);
+  std::signal(number, SIG_DFL);
+  std::raise(number);
+  std::abort();
 }
 
-// Plays several scenarios, each in a process of its own. Prints a line for each, then the totals.
-int playAll(const CLI::App& parser, HeadlessOptions& values, const std::vector<Commands>& all) {
-  if (!values.junit.empty()) writeResults(values.junit, {});
-  std::vector<ScenarioResult> results;
-  std::size_t passed = 0;
+// Plays the scenarios. The exit status of this process, unless a signal ends it.
+int playAll(const HeadlessOptions& values, const std::vector<Commands>& all) {
+  ResultsFile results(values.junit);
+  std::vector<ScenarioTask> tasks;
   for (std::size_t i = 0; i < all.size(); ++i) {
-    values.arguments = argumentsFor(parser, values.scenarios[i]);
-    results.push_back(playInProcess(
-        values.scenarios[i], [&] { return playAndReport(values, values.scenarios[i], all[i]); }));
-    const ScenarioResult& result = results.back();
-    if (result.passed()) {
-      ++passed;
-      std::cout << "passed: " << result.name << std::endl;
-    } else {
-      std::cout << "failed: " << result.name << ": " << result.reason() << '\n'
-                << indentedLines(result.output) << indentedLines(result.errors) << std::flush;
-    }
+    const std::string& name = values.scenarios[i];
+    tasks.push_back({name, [&, i] { return playAndReport(values, name, all[i]); }});
   }
-  std::cout << passed << " passed, " << results.size() - passed << " failed\n";
-  if (!values.junit.empty()) writeResults(values.junit, results);
+  const bool isAlone = tasks.size() == 1;
+  Supervision how{program, values.timeout, values.jobs};
+  how.captures = !isAlone || !values.junit.empty();
+  how.readsInput = values.scenarios[0] == "-";
+  std::size_t passed = 0;
+  ScenarioResult last;
+  const int cutOffBy = supervise(tasks, how, [&](const ScenarioResult& result) {
+    if (result.passed()) ++passed;
+    if (isAlone) {
+      std::cout << result.output << std::flush;
+      std::cerr << result.errors;
+    } else {
+      printResult(result);
+    }
+    results.add(result);
+    last = result;
+  });
+  if (cutOffBy != 0) endBySignal(cutOffBy);
+  if (isAlone) {
+    flushOutput();
+    if (last.signal != 0) endBySignal(last.signal);
+    return last.status;
+  }
+  std::cout << passed << " passed, " << tasks.size() - passed << " failed\n";
   flushOutput();
-  return passed == results.size() ? EXIT_SUCCESS : exit_status::failed;
+  return passed == tasks.size() ? EXIT_SUCCESS : exit_status::failed;
 }
 
 // Throws UsageError for an option that goes with one scenario only.
@@ -166,7 +153,7 @@ void checkOptionsForSeveral(const HeadlessOptions& values) {
   }
 }
 
-int playAsTyped(const CLI::App& parser, HeadlessOptions& values) {
+int playAsTyped(HeadlessOptions& values) {
   if (hasPrompt && values.scenarios.empty() && isatty(STDIN_FILENO) == 1) {
     if (!values.junit.empty()) throw UsageError("--junit goes with scenarios only");
     return playAndReport(values, "", {}).status;
@@ -174,7 +161,7 @@ int playAsTyped(const CLI::App& parser, HeadlessOptions& values) {
   if (values.scenarios.empty()) values.scenarios = {"-"};
   if (values.scenarios.size() > 1) checkOptionsForSeveral(values);
   std::vector<Commands> all;
-  std::vector<std::string> files = {values.addin};
+  std::vector<std::string> files = {values.addin, values.trace, values.expectedTrace};
   for (const std::string& scenario : values.scenarios) {
     if (scenario == "-") {
       checkStandardInput();
@@ -184,22 +171,14 @@ int playAsTyped(const CLI::App& parser, HeadlessOptions& values) {
       files.push_back(scenarioFile(scenario));
     }
   }
-  for (const std::string& file : {values.trace, values.expectedTrace}) {
-    if (!file.empty()) files.push_back(file);
-  }
   checkOutput("--junit", values.junit, files);
-  if (all.size() > 1) return playAll(parser, values, all);
-  if (!values.junit.empty()) return playForResult(parser, values, all[0]);
-  const ScenarioEnd end = playAndReport(values, values.scenarios[0], all[0]);
-  passOnEnd(end);
-  return end.status;
+  return playAll(values, all);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   HeadlessOptions values;
-  values.arguments.assign(argv, argv + argc);
   CLI::App parser(
       "Plays scenarios with the add-in in a host made for it. At a terminal without a scenario, "
       "plays the commands that you type.",
@@ -210,6 +189,9 @@ int main(int argc, char** argv) {
   parser.add_option("--junit", values.junit, "write the results of the scenarios there")
       ->type_name("FILE")
       ->check(checkNotEmpty);
+  parser.add_option("-j", values.jobs, "play up to N scenarios at a time; 1 if left out")
+      ->type_name("N")
+      ->check(checkJobs);
   parser
       .add_option("SCENARIO", values.scenarios,
                   "what to play: files, names (first-starts), or - for standard input")
@@ -218,7 +200,7 @@ int main(int argc, char** argv) {
       ->check(checkNotEmpty);
   if (const auto status = readCommandLine(parser, values, argc, argv)) return *status;
   try {
-    return playAsTyped(parser, values);
+    return playAsTyped(values);
   } catch (const std::exception&) {
     return printException(program);
   }

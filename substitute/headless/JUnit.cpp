@@ -1,9 +1,11 @@
-#include "substitute/driver/JUnit.h"
+#include "substitute/headless/JUnit.h"
 
-#include <algorithm>
 #include <cstdio>
+#include <fstream>
+#include <map>
+#include <utility>
 
-#include "substitute/api/Trace.h"
+#include "substitute/driver/UsageError.h"
 
 namespace substitute {
 
@@ -13,32 +15,16 @@ namespace {
 std::string escaped(const std::string& bytes) {
   // What is not UTF-8 is replaced as in the trace.
   const std::string string = Json::parse(line(Json(bytes)));
+  static const std::map<char, std::string> names = {
+      {'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}, {'"', "&quot;"}};
+  static const std::string replacement = "\xEF\xBF\xBD";
   std::string xml;
   for (const char byte : string) {
-    switch (byte) {
-      case '&':
-        xml += "&amp;";
-        break;
-      case '<':
-        xml += "&lt;";
-        break;
-      case '>':
-        xml += "&gt;";
-        break;
-      case '"':
-        xml += "&quot;";
-        break;
-      case '\n':
-      case '\t':
-        xml += byte;
-        break;
-      default:
-        if (static_cast<unsigned char>(byte) < ' ') {
-          xml += "\xEF\xBF\xBD";
-        } else {
-          xml += byte;
-        }
-    }
+    const auto name = names.find(byte);
+    const bool isControl = static_cast<unsigned char>(byte) < ' ' && byte != '\n' && byte != '\t';
+    xml += isControl ? replacement : name == names.end() ? std::string(1, byte) : name->second;
+    const bool ends = xml.size() >= 3 && xml.compare(xml.size() - 3, 2, "\xEF\xBF") == 0;
+    if (ends && (byte == '\xBE' || byte == '\xBF')) xml.back() = '\xBD';  // U+FFFE, U+FFFF
   }
   return xml;
 }
@@ -62,7 +48,7 @@ std::string testCase(const ScenarioResult& result) {
                     attribute("name", result.name) + attribute("time", seconds(result.seconds)) +
                     ">\n";
   if (!result.passed()) {
-    xml += "<failure" + attribute("message", result.reason()) + "/>\n";
+    xml += (result.isCutOff ? "<error" : "<failure") + attribute("message", result.reason) + "/>\n";
   }
   return xml + element("system-out", result.output) + element("system-err", result.errors) +
          "</testcase>\n";
@@ -71,18 +57,37 @@ std::string testCase(const ScenarioResult& result) {
 }  // namespace
 
 std::string toJUnit(const std::vector<ScenarioResult>& results) {
-  const auto failures = std::count_if(results.begin(), results.end(),
-                                      [](const ScenarioResult& one) { return !one.passed(); });
+  int failures = 0;
+  int errors = 0;
   double time = 0;
   std::string cases;
   for (const ScenarioResult& result : results) {
+    if (!result.passed()) ++(result.isCutOff ? errors : failures);
     time += result.seconds;
     cases += testCase(result);
   }
   return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites>\n<testsuite" +
          attribute("name", "substitute-host") + attribute("tests", std::to_string(results.size())) +
-         attribute("failures", std::to_string(failures)) + attribute("errors", "0") +
-         attribute("time", seconds(time)) + ">\n" + cases + "</testsuite>\n</testsuites>\n";
+         attribute("failures", std::to_string(failures)) +
+         attribute("errors", std::to_string(errors)) + attribute("time", seconds(time)) + ">\n" +
+         cases + "</testsuite>\n</testsuites>\n";
+}
+
+ResultsFile::ResultsFile(std::string path) : path_(std::move(path)) {
+  write();
+}
+
+void ResultsFile::add(const ScenarioResult& result) {
+  if (path_.empty()) return;
+  results_.push_back(result);
+  write();
+}
+
+void ResultsFile::write() const {
+  if (path_.empty()) return;
+  std::ofstream file(path_, std::ios::binary);
+  file << toJUnit(results_);
+  if (!file.flush()) throw UsageError("the results cannot be written to " + path_, "--junit");
 }
 
 }  // namespace substitute
