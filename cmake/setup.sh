@@ -87,13 +87,13 @@ fetch_packages() {
 }
 
 # build PRESET [OPTION...]: builds the preset. It is configured the first time, and again when there are
-# options of cmake, new packages or other presets. The variable `target` may name the one target to
-# build, `part` which build of how many it is.
+# options of cmake, new packages or other presets, or when VELORIN_WERROR decides on warnings. The
+# variable `target` may name the one target to build, `part` which build of how many it is.
 build() {
   echo "Building${part:+ $part}: $1"
   (
     cd "$root" &&
-      if (($# > 1)) || [[ -n ${installed:-} || CMakePresets.json -nt build/$1/build.ninja ]]; then
+      if (($# > 1)) || [[ -n ${installed:-}${VELORIN_WERROR:-} || CMakePresets.json -nt build/$1/build.ninja ]]; then
         cmake --preset "$@" --log-level=NOTICE >/dev/null
       fi &&
       cmake --build --preset "$1" ${target:+--target "$target"}

@@ -37,14 +37,15 @@ class Command(unittest.TestCase):
     def program(self, name):
         self.stand_in(self.folder / "build/release" / name)
 
-    def type(self, *words):
+    def type(self, *words, **variables):
         """Runs a script; what it started is in self.started then, a list of words each."""
         environment = {
             key: value for key, value in os.environ.items()
             if key not in ("DISPLAY", "WAYLAND_DISPLAY")
         }
         environment |= {
-            "PATH": f"{self.folder}/bin:{environment['PATH']}", "VELORIN_ASSUME_PACKAGES": "1"
+            "PATH": f"{self.folder}/bin:{environment['PATH']}", "VELORIN_ASSUME_PACKAGES": "1",
+            **variables,
         }
         self.log.write_text("")
         result = subprocess.run(
@@ -74,6 +75,8 @@ class TestCommand(Command):
         self.assertEqual(0, result.returncode)
         called = self.started[-1]
         self.assertEqual(["ctest", "--test-dir"], called[:2])
+        self.assertIn("--no-tests=error", called)
+        called.remove("--no-tests=error")
         return called[called.index("-j") + 2:]
 
     def HelpBuildsNothing(self):
@@ -94,10 +97,21 @@ class TestCommand(Command):
         builds = "Building 1 of 3: release\nBuilding 2 of 3: sanitize\nBuilding 3 of 3: macos\n"
         self.assertIn(builds, said)
 
+    def WarningsAreErrorsWhateverWasConfiguredBefore(self):
+        (self.folder / "build/release/build.ninja").touch()
+        self.type("test", "--quick")
+        self.assertEqual("--build", self.started[0][1])
+        self.type("test", "--quick", VELORIN_WERROR="ON")
+        self.assertEqual(["cmake", "--preset", "release"], self.started[0][:3])
+
     def QuickIsTheReleaseWithoutTheLongTests(self):
         for words in (["--quick", "-R", "Info"], ["-R", "Info", "--quick"]):
             self.assertEqual(["-R", "Info", "-LE", "long"], self.options(*words))
             self.assertEqual([["release"]], self.built())
+
+    def QuickLeavesOutFurtherLabels(self):
+        for words in (["--quick", "-LE", "a"], ["--quick", "--label-exclude=a"]):
+            self.assertEqual(["-LE", "a|long"], self.options(*words))
 
     def TheLinterRunsWhenItIsAskedFor(self):
         for words in (["--lint", "-R", "Info"], ["-R", "Info", "--lint"]):
@@ -106,10 +120,12 @@ class TestCommand(Command):
 
     def PassesOptionsOnInBothSpellings(self):
         for short, long in (("-R", "--tests-regex"), ("-E", "--exclude-regex"),
-                            ("-L", "--label-regex"), ("-LE", "--label-exclude")):
+                            ("-L", "--label-regex")):
             self.assertEqual([short, "a b"], self.options(short, "a b"))
             self.assertEqual([long, "a b"], self.options(long, "a b"))
             self.assertEqual([long, "a=b"], self.options(f"{long}=a=b"))
+        for words in (["-LE", "a"], ["--label-exclude", "a"], ["--label-exclude=a"]):
+            self.assertEqual(["-LE", "a"], self.options(*words))
         for words in (["-j", "3"], ["-j3"], ["--parallel", "3"], ["--parallel=3"]):
             self.assertIn(self.options(*words), (["-j", "3"], ["--parallel", "3"]))
         for word in ("-V", "--verbose"):
@@ -161,6 +177,7 @@ class RunCommand(Command):
                       ["--data", "x", "--headless"]):
             self.assertEqual(0, self.type("run", *words).returncode)
             self.assertEqual(["substitute-host", "--data", "x"], self.started[-1])
+            self.assertEqual([["release", "--target", "substitute-host"]], self.built())
         self.type("run", "--data", "x", "--desktop")
         self.assertEqual(["substitute-desktop", "--data", "x"], self.started[-1])
         self.assertEqual([["release", "--target", "hosts"]], self.built())
