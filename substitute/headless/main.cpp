@@ -19,6 +19,7 @@
 #include "substitute/driver/UsageError.h"
 #include "substitute/headless/JUnit.h"
 #include "substitute/headless/Prompt.h"
+#include "substitute/headless/Sweep.h"
 
 namespace {
 
@@ -30,14 +31,22 @@ struct HeadlessOptions : CommandLine {
   std::vector<std::string> scenarios;
   std::string junit;
   unsigned jobs = 1;
+  bool sweep = false;
+  std::vector<std::string> allowed;
 };
 
 constexpr const char* program = "substitute-host";
+constexpr unsigned sweepTimeout = 10;  // in seconds, where --timeout is left out
 
 std::string checkJobs(const std::string& value) {
   unsigned jobs = 0;
   if (parseNumber(value, jobs) && jobs >= 1 && jobs <= 1000) return "";
   return "'" + value + "' is not a number of scenarios from 1 to 1000";
+}
+
+std::string checkOutcome(const std::string& value) {
+  if (allowedOutcomes.count(value) != 0) return "";
+  return "'" + value + "' is not signal, timeout or leftover";
 }
 
 // Plays each line of standard input as it arrives. Throws ScenarioError for a wrong line.
@@ -53,6 +62,9 @@ ScenarioEnd play(const HeadlessOptions& values, const std::string& scenario,
                  const Commands& commands) {
   HostSession session(values, program,
                       scenario.empty() ? std::vector<std::string>() : std::vector{scenario});
+  std::vector<Operation> calls;
+  const auto callBegins = session.host().interceptor().callBegins.subscribe(
+      [&calls](const Operation& call) { calls.push_back(call); });
   if (scenario.empty()) {
     runPrompt(session.runner());
   } else if (scenario == "-") {
@@ -62,7 +74,8 @@ ScenarioEnd play(const HeadlessOptions& values, const std::string& scenario,
   }
   const bool passed = session.conclude();
   flushOutput();
-  return {passed ? EXIT_SUCCESS : exit_status::failed, session.runner().firstFailure()};
+  return {passed ? EXIT_SUCCESS : exit_status::failed, session.runner().firstFailure(),
+          values.sweep ? describeRun(calls, session.runner().findings()) : Json()};
 }
 
 // As play(), but prints an exception and returns it as the end.
@@ -139,27 +152,51 @@ int playAll(const HeadlessOptions& values, const std::vector<Commands>& all) {
   return passed == tasks.size() ? EXIT_SUCCESS : exit_status::failed;
 }
 
+// Sweeps each scenario. The exit status of this process, unless a signal ends it.
+int sweepAll(const HeadlessOptions& values, const std::vector<Commands>& all) {
+  ResultsFile results(values.junit);
+  bool passed = true;
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    const std::string& name = values.scenarios[i];
+    const auto play = [&](const PlannedFault* fault) {
+      Commands commands = all[i];
+      if (fault != nullptr)
+        commands.insert(commands.begin(), parseCommand("fail " + inWords(*fault)));
+      return playAndReport(values, name, commands);
+    };
+    Supervision how{program, values.timeout == 0 ? sweepTimeout : values.timeout, values.jobs};
+    const SweepEnd end = run({name, play, how, {values.allowed.begin(), values.allowed.end()}},
+                             [&](const ScenarioResult& result) { results.add(result); });
+    if (end.cutOffBy != 0) endBySignal(end.cutOffBy);
+    passed = passed && end.passed;
+  }
+  flushOutput();
+  return passed ? EXIT_SUCCESS : exit_status::failed;
+}
+
 // Throws UsageError for an option that goes with one scenario only.
 void checkOptionsForSeveral(const HeadlessOptions& values) {
   for (const auto& [option, value] :
        {std::pair("--data", &values.data), std::pair("--trace", &values.trace),
         std::pair("--expect-trace", &values.expectedTrace)}) {
     if (!value->empty()) {
-      throw UsageError(std::string(option) + " goes with one scenario only");
+      throw UsageError(std::string(option) + (values.sweep ? " does not go with --sweep"
+                                                           : " goes with one scenario only"));
     }
   }
   for (const std::string& scenario : values.scenarios) {
-    if (scenario == "-") throw UsageError("standard input is played alone");
+    if (scenario == "-") throw UsageError("standard input is played alone, and once");
   }
 }
 
 int playAsTyped(HeadlessOptions& values) {
-  if (hasPrompt && values.scenarios.empty() && isatty(STDIN_FILENO) == 1) {
+  if (hasPrompt && !values.sweep && values.scenarios.empty() && isatty(STDIN_FILENO) == 1) {
     if (!values.junit.empty()) throw UsageError("--junit goes with scenarios only");
     return playAndReport(values, "", {}).status;
   }
+  if (values.scenarios.empty() && values.sweep) throw UsageError("--sweep wants a scenario");
   if (values.scenarios.empty()) values.scenarios = {"-"};
-  if (values.scenarios.size() > 1) checkOptionsForSeveral(values);
+  if (values.sweep || values.scenarios.size() > 1) checkOptionsForSeveral(values);
   std::vector<Commands> all;
   std::vector<std::string> files = {values.addin, values.trace, values.expectedTrace};
   for (const std::string& scenario : values.scenarios) {
@@ -172,7 +209,7 @@ int playAsTyped(HeadlessOptions& values) {
     }
   }
   checkOutput("--junit", values.junit, files);
-  return playAll(values, all);
+  return values.sweep ? sweepAll(values, all) : playAll(values, all);
 }
 
 }  // namespace
@@ -192,6 +229,16 @@ int main(int argc, char** argv) {
   parser.add_option("-j", values.jobs, "play up to N scenarios at a time; 1 if left out")
       ->type_name("N")
       ->check(checkJobs);
+  parser.add_flag("--sweep", values.sweep,
+                  "play the scenario once for its calls, then once for each call and each way to "
+                  "fail; --timeout is 10 if left out");
+  parser
+      .add_option("--allow", values.allowed,
+                  "what --sweep accepts: signal, timeout, leftover, separated by commas")
+      ->type_name("OUTCOMES")
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->check(checkOutcome);
   parser
       .add_option("SCENARIO", values.scenarios,
                   "what to play: files, names (first-starts), or - for standard input")
