@@ -17,10 +17,11 @@ TEST_F(CommandLine, HelpNamesEveryOptionAndCommand) {
   const Result result = runAsTyped("--help");
   EXPECT_EQ(result.status, 0);
   for (const char* const option :
-       {"--addin", "--data", "--no-addin-folder", "--executable", "--language", "--entitlement",
-        "--offline", "--trace", "--expect-trace", "--strict", "--timeout", "--junit", "--fresh",
-        "--system-open", "--list-scenarios", "--list-operations", "--help", "--version",
-        "SCENARIO"}) {
+       {"--addin",           "--data",        "--no-addin-folder", "--executable",
+        "--language",        "--entitlement", "--offline",         "--trace",
+        "--expect-trace",    "--strict",      "--timeout",         "--calls",
+        "--junit",           "--fresh",       "--system-open",     "--list-scenarios",
+        "--list-operations", "--help",        "--version",         "SCENARIO"}) {
     EXPECT_NE(result.output.find(option), std::string::npos) << option;
   }
   for (const char* const command :

@@ -256,6 +256,17 @@ TEST_F(Prompt, HelpDescribesOneCommandOrAll) {
   quit(terminal);
 }
 
+TEST_F(Prompt, CallsOfACommandArePrintedAsCode) {
+  Terminal terminal = open();
+  terminal.answer("start", "The add-in is loaded.");
+  terminal.answer("offline", "The host is offline.");
+  terminal.answer("calls", "> offline\r\n  notify OnlineStatusChangedHandler\r\n    Application");
+  terminal.answer("calls 1", "> start\r\n  run\r\n    Application.get() = Application\r\n");
+  terminal.answer("calls 3", "there is no command \"3\"; the last one is 2.\r\n");
+  terminal.answer("help calls", "calls [N]");
+  quit(terminal);
+}
+
 TEST_F(Prompt, CompletesWhatCanStandThere) {
   Terminal terminal = open();
   terminal.answer(std::string("fail Palettes.a") + tab + "thr" + tab,

@@ -178,6 +178,13 @@ TEST_F(Supervisor, ASignalThatOthersSendIsReportedDuringACall) {
   EXPECT_NE(result.errors.find("ended by the signal SIGUSR1"), std::string::npos) << result.errors;
 }
 
+TEST_F(Supervisor, OutputThatNobodyReadsIsNoCrash) {
+  scenario("s", "start\nstop\n");
+  const int status = system((command("--calls s") + " 2>err | true").c_str());
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(readFile(folder.path() + "/err"), "");
+}
+
 TEST_F(Supervisor, ASignalThatIsIgnoredStaysIgnored) {
   signal(SIGHUP, SIG_IGN);
   const Result result = play("start\nmessage \"x; kill -HUP $PPID\"\nstop\n");

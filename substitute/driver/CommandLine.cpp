@@ -7,6 +7,7 @@
 
 #include "substitute/api/Operation.h"
 #include "substitute/driver/AddIn.h"
+#include "substitute/driver/Calls.h"
 #include "substitute/driver/Commands.h"
 #include "substitute/driver/ExitStatus.h"
 #include "substitute/driver/Files.h"
@@ -26,6 +27,12 @@ std::string checkTimeout(const std::string& value) {
   unsigned seconds = 0;
   if (parseNumber(value, seconds) && seconds >= 1 && seconds <= longest) return "";
   return "'" + value + "' is not a number of seconds from 1 to " + std::to_string(longest);
+}
+
+constexpr const char* shortenedCalls = "shortened";  // --calls without a value
+
+std::string checkCalls(const std::string& value) {
+  return value == "full" || value == shortenedCalls ? "" : "'" + value + "' is not full";
 }
 
 std::vector<std::string> optionNames(const CLI::App& parser) {
@@ -70,6 +77,10 @@ std::vector<std::string> readable(const CLI::App& parser,
       result.emplace_back();
     }
     if (!takesValue || name != *at) continue;
+    if (option->get_expected_min() == 0) {  // it can do without: the next word is none of it
+      result.back() += "=" + option->get_default_str();
+      continue;
+    }
     if (++at == arguments.end() || isOption(*at)) {
       throw UsageError(name + " wants a value, " + option->get_type_name());
     }
@@ -146,6 +157,18 @@ void addOptions(CLI::App& parser, CommandLine& values) {
                   "end when a call of the add-in takes longer than SECONDS")
       ->type_name("SECONDS")
       ->check(checkTimeout);
+  parser
+      .add_option_function<std::string>(
+          "--calls",
+          [&values](const std::string& word) {
+            values.calls = word == shortenedCalls ? CallForm::shortened : CallForm::full;
+          },
+          "below each command, print the calls that it led to, as code; without =full, long "
+          "strings and lists are shortened")
+      ->expected(0, 1)
+      ->default_str(shortenedCalls)
+      ->option_text("[=full]")
+      ->check(checkCalls);
   parser.add_flag("--system-open", values.systemOpen,
                   "let the system's own `open` run instead of recording its arguments");
   parser.add_flag("--list-scenarios", values.listScenarios,

@@ -11,6 +11,8 @@
 
 namespace substitute {
 
+enum class CallForm;
+
 // The values of the options, as typed.
 struct CommandLine {
   std::string addin;  // the built library if left out
@@ -24,7 +26,8 @@ struct CommandLine {
   std::string trace;
   std::string expectedTrace;
   bool strict = false;
-  unsigned timeout = 0;  // in seconds; 0: no limit
+  unsigned timeout = 0;           // in seconds; 0: no limit
+  std::optional<CallForm> calls;  // calls are printed so; not at all if left out
   bool systemOpen = false;
   bool listScenarios = false;
   bool listOperations = false;

@@ -4,6 +4,7 @@
 #include <execinfo.h>
 #include <sys/syscall.h>
 #endif
+#include <poll.h>
 #include <pthread.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -248,6 +249,8 @@ std::string signalName(int number) {
 
 bool isReported(int number, const CrashRecord& record) {
   const FatalSignal* const signal = fatalSignal(number);
+  pollfd output = {STDOUT_FILENO, 0, 0};
+  if (number == SIGPIPE && poll(&output, 1, 0) == 1) return false;  // nobody reads the output
   return signal == nullptr || !signal->isSentByOthers || !record.underWay.empty();
 }
 

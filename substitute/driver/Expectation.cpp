@@ -4,6 +4,7 @@
 #include <fstream>
 #include <utility>
 
+#include "substitute/driver/Calls.h"
 #include "substitute/driver/HostMonitor.h"
 #include "substitute/driver/Scenario.h"
 #include "substitute/driver/Text.h"
@@ -11,6 +12,12 @@
 namespace substitute {
 
 namespace {
+
+constexpr const char* noMore = "no more";  // in the place of a line, at the end of a trace
+
+std::string asCode(const std::string& line) {
+  return line == noMore ? line : callLine(Json::parse(line), CallForm::full);
+}
 
 Json::json_pointer parsePointer(const std::string& string) {
   Json::json_pointer pointer;
@@ -82,26 +89,30 @@ void ExpectedTrace::begin(Host& host) {
 }
 
 std::optional<std::string> ExpectedTrace::difference() const {
-  if (difference_ || next_ == lines_.size()) return difference_;
-  return describe(next_, "no more");
+  if (!found_ && next_ == lines_.size()) return {};
+  return path_ + ":" + std::to_string(next_ + 1) + ": expected " + expected() + ", found " +
+         found_.value_or(noMore);
+}
+
+std::vector<std::string> ExpectedTrace::differingCalls() const {
+  return {"expected " + asCode(expected()), "found    " + asCode(found_.value_or(noMore))};
 }
 
 void ExpectedTrace::compare(const Json& entry) {
-  if (difference_) return;
+  if (found_) return;
   const std::string found = line(entry);
   const bool same =
       next_ < lines_.size() &&
       (lines_[next_] == found || equal(Json::parse(lines_[next_]), Json::parse(found)));
-  if (!same) {
-    difference_ = describe(next_, found);
-    return;
+  if (same) {
+    ++next_;
+  } else {
+    found_ = found;
   }
-  ++next_;
 }
 
-std::string ExpectedTrace::describe(std::size_t index, const std::string& found) const {
-  const std::string expected = index < lines_.size() ? lines_[index] : "no more";
-  return path_ + ":" + std::to_string(index + 1) + ": expected " + expected + ", found " + found;
+std::string ExpectedTrace::expected() const {
+  return next_ < lines_.size() ? lines_[next_] : noMore;
 }
 
 }  // namespace substitute

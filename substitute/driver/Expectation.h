@@ -42,14 +42,17 @@ class ExpectedTrace {
   // A sentence about the first line that differs, with both lines; empty when none differs so far.
   std::optional<std::string> difference() const;
 
+  // The two lines of the difference as code.
+  std::vector<std::string> differingCalls() const;
+
  private:
   void compare(const Json& entry);
-  std::string describe(std::size_t index, const std::string& found) const;
+  std::string expected() const;
 
   std::string path_;
   std::vector<std::string> lines_;
-  std::size_t next_ = 0;
-  std::optional<std::string> difference_;
+  std::size_t next_ = 0;              // the line that is compared next, or the one that differs
+  std::optional<std::string> found_;  // what was found where a line differs
   Signal<Json>::Subscription trace_;
 };
 

@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "substitute/driver/AddIn.h"
+#include "substitute/driver/Calls.h"
 #include "substitute/driver/CommandLine.h"
 #include "substitute/driver/UsageError.h"
 
@@ -26,6 +27,7 @@ HostSession::HostSession(const CommandLine& values, const std::string& program,
   const std::string place = installation_.description(host_);
   if (!place.empty()) std::cout << place << std::endl;
   runner_.emplace(host_, values.addin, std::cout);
+  if (values.calls) calls_ = printCalls(*runner_, *values.calls);
   if (recorder_) {
     shellErrors_ = recorder_->shellFailed.subscribe([this](const std::string& error) {
       runner_->reporter().report("The shell complains: " + error + ".");

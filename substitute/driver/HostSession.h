@@ -44,6 +44,7 @@ class HostSession {
   std::optional<ExpectedTrace> expected_;
   std::optional<TraceFile> trace_;
   std::optional<ScenarioRunner> runner_;
+  Signal<Json>::Subscription calls_;
   Signal<std::string>::Subscription shellErrors_;
 };
 

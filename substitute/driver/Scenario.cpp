@@ -15,7 +15,9 @@ constexpr const char* spaces = " \t\r";
 
 // Why there is no command `name`.
 ScenarioError unknownCommand(const std::string& name) {
-  if (name == "help") return ScenarioError("'help' is understood at the prompt alone");
+  if (name == "help" || name == "calls") {
+    return ScenarioError("'" + name + "' is understood at the prompt alone");
+  }
   if (name == "quit" || name == "exit") {
     return ScenarioError("'" + name +
                          "' is understood at the prompt alone; a scenario ends with its last line");

@@ -42,6 +42,7 @@ bool ScenarioRunner::conclude(bool strict, const ExpectedTrace* trace) {
     ++expectations_;
     if (const auto difference = trace->difference()) {
       reporter_.print(*difference);
+      for (const std::string& line : trace->differingCalls()) reporter_.report(line);
       noteFailure(*difference);
     }
   }

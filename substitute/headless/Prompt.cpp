@@ -12,12 +12,14 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <iostream>
 #include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "substitute/driver/Calls.h"
 #include "substitute/driver/Files.h"
 #include "substitute/driver/Help.h"
 #include "substitute/driver/Text.h"
@@ -34,6 +36,7 @@ constexpr int keptLines = 1000;
 // What the prompt understands besides the commands of a scenario.
 const std::vector<PromptWord> promptWords = {
     helpWord,
+    callsWord,
     {"quit", "", "unload the add-in and leave; so do exit and Ctrl-D"},
     {"exit", "", "the same"},
 };
@@ -111,9 +114,10 @@ std::optional<std::string> readLine() {
   return line;
 }
 
-void printHelp(const std::string& name) {
+// Prints what `answer` returns, or the error that it throws.
+void print(const std::function<std::string()>& answer) {
   try {
-    std::cout << help(name, promptWords, *completedHost);
+    std::cout << answer();
   } catch (const ScenarioError& error) {
     std::cerr << printable(error.what()) << ".\n";
   }
@@ -137,6 +141,7 @@ void runPrompt(ScenarioRunner& runner) {
   if (!history.empty()) read_history(history.c_str());
   stifle_history(keptLines);
   std::cout << "'help' lists the commands, 'quit' ends.\n";
+  const CallLog calls(runner);
   while (const std::optional<std::string> line = readLine()) {
     std::string word;
     std::string argument;
@@ -146,8 +151,12 @@ void runPrompt(ScenarioRunner& runner) {
     add_history(line->c_str());
     // Written before the command is played, since the command may end the program.
     if (!history.empty()) write_history(history.c_str());
-    if (word == "help") {
-      printHelp(argument);
+    if (word == helpWord.name) {
+      print([&] { return help(argument, promptWords, runner.host()); });
+      continue;
+    }
+    if (word == callsWord.name) {
+      print([&] { return calls.linesOf(argument); });
       continue;
     }
     try {

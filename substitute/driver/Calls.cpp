@@ -1,0 +1,154 @@
+#include "substitute/driver/Calls.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <initializer_list>
+
+#include "substitute/driver/ScenarioRunner.h"
+#include "substitute/driver/Text.h"
+
+namespace substitute {
+
+namespace {
+
+constexpr const char* ellipsis = "…";
+
+bool isOneOf(const std::string& name, std::initializer_list<Operation> operations) {
+  return std::any_of(operations.begin(), operations.end(),
+                     [&](Operation operation) { return nameOf(operation) == name; });
+}
+
+// The trace spells a text and the name of an object alike, as a string. Here the two are told
+// apart.
+bool returnsText(const std::string& operation) {
+  return isOneOf(operation,
+                 {Operation::Application_executeTextCommand, Operation::HTMLEventArgs_data});
+}
+
+bool takesObjectFirst(const std::string& operation) {
+  return isOneOf(operation, {Operation::ApplicationEvent_add, Operation::CommandCreatedEvent_add,
+                             Operation::CommandEvent_add, Operation::HTMLEvent_add,
+                             Operation::ToolbarControls_addCommand});
+}
+
+std::string shortened(const std::string& text) {
+  constexpr std::size_t most = 34;
+  std::size_t characters = 0;  // of UTF-8
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if ((static_cast<unsigned char>(text[i]) & 0xc0) != 0x80) ++characters;
+    if (characters > most || i == 4 * most) return text.substr(0, i) + ellipsis;
+  }
+  return text;
+}
+
+std::string spelled(const Json& value, CallForm form) {
+  const bool cuts = form == CallForm::shortened && value.is_string();
+  return printable(line(cuts ? Json(shortened(value)) : value));
+}
+
+// As spelled(), but a string is a name, and has no quotes.
+std::string named(const Json& value, CallForm form) {
+  const std::string text = spelled(value, form);
+  return value.is_string() ? text.substr(1, text.size() - 2) : text;
+}
+
+std::string parenthesised(std::vector<std::string> arguments, CallForm form) {
+  constexpr std::size_t most = 4;
+  if (form == CallForm::shortened && arguments.size() > most) {
+    arguments.resize(most);
+    arguments.emplace_back(ellipsis);
+  }
+  if (form != CallForm::spread || arguments.size() < 2) return "(" + listed(arguments) + ")";
+  std::string lines;
+  for (const std::string& argument : arguments)
+    lines += (lines.empty() ? "\n  " : ",\n  ") + argument;
+  return "(" + lines + "\n)";
+}
+
+std::string operationLine(const Json& entry, CallForm form) {
+  const std::string operation = entry.at("op");
+  const auto dot = std::min(operation.find('.'), operation.size());
+  std::string text = entry.contains("on") ? named(entry.at("on"), form) : operation.substr(0, dot);
+  text += operation.substr(dot);
+  std::vector<std::string> arguments;
+  for (const Json& argument : entry.at("args")) {
+    const bool isObject = arguments.empty() && takesObjectFirst(operation);
+    arguments.push_back(isObject ? named(argument, form) : spelled(argument, form));
+  }
+  text += parenthesised(std::move(arguments), form);
+  const bool isPlanned = entry.contains("fault");
+  if (isPlanned && entry.at("fault") == "throw") {
+    text += " throws";
+  } else {
+    const Json& result = entry.at("result");
+    text += " = " + (returnsText(operation) ? spelled(result, form) : named(result, form));
+  }
+  return text + (isPlanned ? "  (planned)" : "");
+}
+
+std::string eventLine(const Json& entry, CallForm form) {
+  const std::string event = entry.at("event");
+  if (event == "notify") return "notify " + named(entry.at("handler"), CallForm::full);
+  if (event == "threw") {
+    return "threw " + named(entry.at("type"), CallForm::full) +
+           parenthesised({spelled(entry.at("what"), form)}, form);
+  }
+  if (event == "open") {
+    std::vector<std::string> arguments;
+    for (const Json& argument : entry.at("args")) arguments.push_back(spelled(argument, form));
+    return event + parenthesised(std::move(arguments), form);
+  }
+  if (!entry.contains("value")) return event;
+  return event.substr(0, event.find(' ')) + " = " + spelled(entry.at("value"), form);
+}
+
+std::string indentedLine(const Json& entry, CallForm form) {
+  return std::string(static_cast<std::size_t>(2 * callLevel(entry)), ' ') + callLine(entry, form);
+}
+
+}  // namespace
+
+std::string callLine(const Json& entry, CallForm form) {
+  try {
+    return entry.contains("op") ? operationLine(entry, form) : eventLine(entry, form);
+  } catch (const Json::exception&) {  // a line of an expected trace may be any JSON
+    return line(entry);
+  }
+}
+
+int callLevel(const Json& entry) {
+  if (entry.contains("op")) return 2;
+  const Json event = entry.value("event", Json());
+  return event == "threw" || event == "open" ? 2 : 1;
+}
+
+Signal<Json>::Subscription printCalls(ScenarioRunner& runner, CallForm form) {
+  return runner.host().interceptor().trace.subscribe(
+      [&runner, form](const Json& entry) { runner.reporter().print(indentedLine(entry, form)); });
+}
+
+CallLog::CallLog(ScenarioRunner& runner)
+    : playing_(runner.playing.subscribe([this](const Command& command) {
+        if (!command.name.empty()) played_.push_back({command.line, {}});
+      })),
+      trace_(runner.host().interceptor().trace.subscribe([this](const Json& entry) {
+        if (played_.empty()) return;
+        played_.back().calls.push_back(indentedLine(entry, CallForm::shortened));
+      })) {}
+
+std::string CallLog::linesOf(const std::string& number) const {
+  if (played_.empty()) throw ScenarioError("no command has been played");
+  std::size_t place = played_.size();
+  const bool isNumber = number.empty() || parseNumber(number, place);
+  if (!isNumber || place == 0 || place > played_.size()) {
+    throw ScenarioError("there is no command " + quoted(number) + "; the last one is " +
+                        std::to_string(played_.size()));
+  }
+  const Played& played = played_[place - 1];
+  std::string lines = "> " + printable(played.command) + '\n';
+  if (played.calls.empty()) lines += "  It led to no call.\n";
+  for (const std::string& call : played.calls) lines += call + '\n';
+  return lines;
+}
+
+}  // namespace substitute
