@@ -241,6 +241,14 @@ TEST_F(Options, AnUnknownScenarioNamesThoseThatThereAre) {
                "--list-scenarios");
 }
 
+TEST_F(Options, WhatBeginsAsTypedIsNearest) {
+  writeFile(folder.path() + "/s", "fail Pal\n");
+  expectMisuse(run("s"),
+               "s:1: 'Pal' is not an operation of the host; the nearest are Palettes.add, "
+               "Palette.deleteMe, Palette.isVisible",
+               "--list-operations");
+}
+
 TEST_F(Options, AWrongLineNamesWhatIsNearest) {
   writeFile(folder.path() + "/s", "fail Palettes.ad\n");
   expectMisuse(run("s"),

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <numeric>
+#include <utility>
 
 namespace substitute {
 
@@ -74,9 +75,11 @@ std::string listed(const std::vector<std::string>& words) {
 std::vector<std::string> nearest(const std::string& word, std::vector<std::string> words) {
   constexpr std::size_t enough = 3;
   const std::string typed = word.substr(0, 64);  // no name is as long
-  std::stable_sort(words.begin(), words.end(), [&](const auto& left, const auto& right) {
-    return distance(typed, left) < distance(typed, right);
-  });
+  const auto rank = [&](const std::string& name) {
+    return std::pair(name.rfind(typed, 0) != 0, distance(typed, name));
+  };
+  std::stable_sort(words.begin(), words.end(),
+                   [&](const auto& left, const auto& right) { return rank(left) < rank(right); });
   words.resize(std::min(words.size(), enough));
   return words;
 }
