@@ -20,16 +20,18 @@ namespace {
 
 constexpr const char* controlC = "\x03";
 constexpr const char* controlD = "\x04";
+constexpr const char* controlZ = "\x1a";
 constexpr const char* previousLine = "\x10";
 constexpr const char* tab = "\t";
 
-// One run of substitute-host at a terminal of its own, in the home folder `home`.
+// One run of a program at a terminal of its own, in the home folder `home`.
 class Terminal {
  public:
   using Environment = std::vector<std::pair<std::string, std::string>>;
 
-  Terminal(const std::string& home, std::vector<std::string> arguments, const Environment& more) {
-    arguments.insert(arguments.begin(), VELORIN_SUBSTITUTE_HOST);
+  Terminal(const std::string& home, std::vector<std::string> arguments, const Environment& more,
+           const std::string& program = VELORIN_SUBSTITUTE_HOST) {
+    arguments.insert(arguments.begin(), program);
     std::vector<char*> words;
     for (std::string& argument : arguments) words.push_back(argument.data());
     words.push_back(nullptr);
@@ -200,6 +202,23 @@ TEST_F(Prompt, ControlCTakesItsTurnAmongTheKeys) {
   terminal.expect("The host is offline.");
   EXPECT_EQ(terminal.seen().find("is not a command"), std::string::npos) << terminal.seen();
   quit(terminal);
+}
+
+TEST_F(Prompt, IsDrawnAgainAfterAStop) {
+  Terminal shell(home.path(), {"--norc", "-i"}, {}, "/bin/bash");
+  shell.type("'" VELORIN_SUBSTITUTE_HOST "'\n");
+  shell.expectPrompt();
+  shell.type("offl");
+  shell.expect("offl");
+  shell.type(controlZ);
+  shell.expect("Stopped");
+  shell.type("fg\n");
+  shell.expect("host> offl");
+  shell.type("ine\n");
+  shell.expect("The host is offline.");
+  shell.expectPrompt();
+  shell.type("quit\nexit\n");
+  EXPECT_EQ(shell.end(), 0);
 }
 
 TEST_F(Prompt, QuitExitAndControlDUnloadAndEnd) {

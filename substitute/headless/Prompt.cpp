@@ -134,7 +134,7 @@ void runPrompt(ScenarioRunner& runner) {
   useUtf8();
   rl_readline_name = const_cast<char*>("substitute-host");
   rl_attempted_completion_function = complete;
-  rl_catch_signals = 0;
+  rl_catch_signals = 1;
   makeControlCAKey();
   using_history();
   const std::string history = historyFile();
