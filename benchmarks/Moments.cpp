@@ -9,6 +9,7 @@
 #include <system_error>
 #include <utility>
 
+#include "substitute/driver/Installation.h"
 #include "substitute/driver/Velorin.h"
 
 namespace fs = std::filesystem;

@@ -109,8 +109,7 @@ TEST(Calls, JsonThatIsNoEntryStaysJson) {
         R"({"event":null})", R"({"event":"notify"})", R"({"event":"threw","type":"a"})"}) {
     EXPECT_EQ(callLine(Json::parse(json), CallForm::full), json);
   }
-  EXPECT_EQ(callLine(Json::parse(R"({"op":"a","args":[],"result":1})"), CallForm::full),
-            "a() = 1");
+  EXPECT_EQ(callLine(Json::parse(R"({"op":"a","args":[],"result":1})"), CallForm::full), "a() = 1");
 }
 
 TEST_F(PrintedCalls, StandBelowTheirCommand) {

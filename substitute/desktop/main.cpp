@@ -15,6 +15,7 @@
 #include "substitute/driver/ExitStatus.h"
 #include "substitute/driver/Files.h"
 #include "substitute/driver/HostSession.h"
+#include "substitute/driver/Profile.h"
 
 namespace {
 
@@ -40,7 +41,7 @@ std::string checkTheme(const std::string& value) {
 // The options that no command of a scenario stands for, as words; a recording names them.
 std::vector<std::string> optionsToRecord(const CommandLine& values) {
   std::vector<std::string> words;
-  if (values.addin != besideProgram(libraryName)) words = {"--addin", values.addin};
+  if (values.addin != besideProgram(profile().library)) words = {"--addin", values.addin};
   if (values.noAddinFolder) words.emplace_back("--no-addin-folder");
   if (values.executable) words.insert(words.end(), {"--executable", *values.executable});
   if (values.systemOpen) words.emplace_back("--system-open");

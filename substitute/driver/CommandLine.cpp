@@ -11,6 +11,7 @@
 #include "substitute/driver/Commands.h"
 #include "substitute/driver/ExitStatus.h"
 #include "substitute/driver/Files.h"
+#include "substitute/driver/Profile.h"
 #include "substitute/driver/Text.h"
 #include "substitute/driver/UsageError.h"
 
@@ -102,7 +103,7 @@ void parse(CLI::App& parser, CommandLine& values, int argc, char** argv) {
   if (values.fresh && !values.data.empty()) {
     throw UsageError("--fresh and --data do not go together");
   }
-  if (values.addin.empty()) values.addin = besideProgram(libraryName);
+  if (values.addin.empty()) values.addin = besideProgram(profile().library);
 }
 
 void printAll(const std::vector<std::string>& names) {
@@ -112,6 +113,7 @@ void printAll(const std::vector<std::string>& names) {
 }  // namespace
 
 void addOptions(CLI::App& parser, CommandLine& values) {
+  values.entitlement = profile().entitlement;
   parser.option_defaults()->take_last();
   parser.add_option("--addin", values.addin, "the library to load; the built one if left out")
       ->type_name("FILE")
@@ -217,8 +219,8 @@ void checkOutput(const std::string& option, const std::string& path,
 
 void checkTrace(const CommandLine& values, const std::vector<std::string>& scenarios,
                 const Host& host) {
-  std::vector<std::string> files = {values.addin, infoFileOf(host)};
-  if (!values.expectedTrace.empty()) files.push_back(values.expectedTrace);
+  std::vector<std::string> files = {values.addin, values.expectedTrace};
+  if (profile().file != nullptr) files.push_back(profile().file(host));
   for (const std::string& scenario : scenarios) {
     if (scenario != "-") files.push_back(scenarioFile(scenario));
   }

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "substitute/api/Host.h"
-#include "substitute/driver/Velorin.h"
 
 namespace substitute {
 
@@ -21,7 +20,7 @@ struct CommandLine {
   bool noAddinFolder = false;
   std::optional<std::string> executable;  // that of a host installed in `data` if left out
   int language = czechLanguage;
-  std::string entitlement = exampleEntitlement;
+  std::string entitlement;  // that of the profile if left out
   bool offline = false;
   std::string trace;
   std::string expectedTrace;
@@ -52,7 +51,7 @@ void checkOutput(const std::string& option, const std::string& path,
                  const std::vector<std::string>& files);
 
 // Throws UsageError when the trace would overwrite a file that the run of `host` reads or writes:
-// one of `scenarios`, the library, the info file or the expected trace.
+// one of `scenarios`, the library, the profile's file or the expected trace.
 void checkTrace(const CommandLine& values, const std::vector<std::string>& scenarios,
                 const Host& host);
 

@@ -2,20 +2,17 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
 #include <optional>
 #include <sstream>
-#include <system_error>
 #include <utility>
 
 #include "substitute/api/Host.h"
 #include "substitute/api/HostObjects.h"
 #include "substitute/driver/Expectation.h"
+#include "substitute/driver/Profile.h"
 #include "substitute/driver/Scenario.h"
 #include "substitute/driver/ScenarioRunner.h"
 #include "substitute/driver/Text.h"
-#include "substitute/driver/Velorin.h"
 
 namespace substitute {
 
@@ -40,7 +37,7 @@ ObjectKind parseKind(const std::string& name) {
 }
 
 void click(ScenarioRunner& runner, const Arguments& arguments) {
-  const std::string id = arguments.empty() ? learningButton : arguments[0];
+  const std::string id = arguments.empty() ? profile().button : arguments[0];
   switch (runner.host().click(id)) {
     case ClickResult::done:
       break;
@@ -76,7 +73,7 @@ void reportNoPalette(ScenarioRunner& runner, const std::string& id) {
 }
 
 void setVisible(ScenarioRunner& runner, const Arguments& arguments, bool visible) {
-  const std::string id = arguments.empty() ? learningPalette : arguments[0];
+  const std::string id = arguments.empty() ? profile().palette : arguments[0];
   if (!runner.host().setVisible(id, visible)) reportNoPalette(runner, id);
 }
 
@@ -174,35 +171,6 @@ void checkExpectation(const Arguments& arguments) {
   Expectation(arguments, false);
 }
 
-// Throws ScenarioError.
-std::vector<std::string> parseInfoLines(const std::string& string) {
-  const Json lines = Json::parse(string, nullptr, false);
-  const auto isLine = [](const Json& value) {
-    return value.is_string() && value.get<std::string>().find('\n') == std::string::npos;
-  };
-  if (!lines.is_array() || !std::all_of(lines.begin(), lines.end(), isLine)) {
-    throw ScenarioError("'" + string +
-                        "' is not a JSON array of strings, each without a line break, such as "
-                        "[\"1.1.2026\", \"3\"]");
-  }
-  return lines;
-}
-
-void writeInfoFile(ScenarioRunner& runner, const Arguments& arguments) {
-  const std::string path = infoFileOf(runner.host());
-  std::ofstream file(path, std::ios::binary);
-  for (const std::string& one : parseInfoLines(arguments[0])) file << one << '\n';
-  if (!file.flush()) runner.reporter().report(path + " cannot be written.");
-}
-
-void removeInfoFile(ScenarioRunner& runner, const Arguments& /*arguments*/) {
-  const std::string file = infoFileOf(runner.host());
-  std::error_code error;
-  const bool removed = std::filesystem::remove(file, error);
-  if (error) return runner.reporter().report(file + " cannot be removed: " + error.message() + ".");
-  if (!removed) runner.reporter().report("There is no info file.");
-}
-
 // Completion: the words for each command's arguments.
 
 using Words = std::vector<std::string>;
@@ -281,11 +249,22 @@ Words faultWords(const Host& /*host*/, const Arguments& before) {
   return {};
 }
 
+// " (ID)", for the help of a command that means the object `id` where none is named.
+std::string unlessNamed(const std::string& id) {
+  return id.empty() ? "" : " (" + id + ")";
+}
+
+// Those of the profile stand before the last one.
+std::vector<CommandEntry> withCommandsOfProfile(std::vector<CommandEntry> entries) {
+  const std::vector<CommandEntry>& further = profile().commands;
+  entries.insert(entries.end() - 1, further.begin(), further.end());
+  return entries;
+}
+
 constexpr ArgumentForm none = {0, 0};
 constexpr ArgumentForm atMostOne = {0, 1};
 constexpr ArgumentForm exactlyOne = {1, 1};
 constexpr ArgumentForm two = {2, 2};
-constexpr ArgumentForm lineNeeded = {1, 1, true};
 constexpr ArgumentForm restOfLine = {0, 1, true};
 constexpr ArgumentForm idAndRest = {1, 2, true, 1};
 constexpr ArgumentForm pointerAndRest = {2, 2, true, 1};
@@ -294,18 +273,20 @@ constexpr ArgumentForm pointerAndRest = {2, 2, true, 1};
 
 const std::vector<CommandEntry>& commands() {
   using Runner = ScenarioRunner;
-  static const std::vector<CommandEntry> all = {
+  static const std::vector<CommandEntry> all = withCommandsOfProfile({
       {"start", "", "load the library, call run, tell its result", none,
        [](Runner& runner, const Arguments&) { runner.start(); }},
       {"stop", "", "call stop, tell its result, unload the library", none,
        [](Runner& runner, const Arguments&) { runner.stop(); }},
       {"unload", "", "unload without stop", none,
        [](Runner& runner, const Arguments&) { runner.unload(); }},
-      {"click", "[ID]", clickHelp, atMostOne, click, nullptr, buttonWords},
+      {"click", "[ID]",
+       "press the button" + unlessNamed(profile().button) + ": create and execute its command",
+       atMostOne, click, nullptr, buttonWords},
       {"message", "[DATA]", "the learning page sends DATA, all bytes after the one space",
        restOfLine,
        [](Runner& runner, const Arguments& arguments) {
-         sendMessage(runner, learningPalette, arguments.empty() ? "" : arguments[0]);
+         sendMessage(runner, profile().palette, arguments.empty() ? "" : arguments[0]);
        }},
       {"message-to", "ID [DATA]", "the page of the palette ID sends DATA, likewise", idAndRest,
        [](Runner& runner, const Arguments& arguments) {
@@ -313,7 +294,7 @@ const std::vector<CommandEntry>& commands() {
        },
        nullptr, paletteWords},
       {"message-null", "", "the learning page sends a message without a string", none,
-       [](Runner& runner, const Arguments&) { sendMessage(runner, learningPalette, {}); }},
+       [](Runner& runner, const Arguments&) { sendMessage(runner, profile().palette, {}); }},
       {"online", "", "go online and raise the online-status event", none,
        [](Runner& runner, const Arguments&) { runner.host().setOffline(false); }},
       {"offline", "", "go offline and raise the online-status event", none,
@@ -322,8 +303,10 @@ const std::vector<CommandEntry>& commands() {
        checkLanguage},
       {"entitlement", "[TEXT]", "set the host's entitlement text; alone, the host has none",
        restOfLine, setEntitlement},
-      {"hide", "[ID]", hideHelp, atMostOne, hide, nullptr, paletteWords},
-      {"show", "[ID]", showHelp, atMostOne, show, nullptr, paletteWords},
+      {"hide", "[ID]", "the user hides the palette" + unlessNamed(profile().palette), atMostOne,
+       hide, nullptr, paletteWords},
+      {"show", "[ID]", "the user shows the palette" + unlessNamed(profile().palette), atMostOne,
+       show, nullptr, paletteWords},
       {"close", "[ID]", "the user closes the palette with its close button, which hides it",
        atMostOne, hide, nullptr, paletteWords},
       {"dock", "ID STATE", "the user drags the palette: 0 floats, 1 top, 2 bottom, 3 left, 4 right",
@@ -343,9 +326,6 @@ const std::vector<CommandEntry>& commands() {
        expect, checkExpectation, nullptr, true},
       {"expect-not", "POINTER JSON", "it does not, or there is nothing", pointerAndRest, expectNot,
        checkExpectation, nullptr, true},
-      {"info-lines", "JSON", "write the info file: a JSON array of its lines", lineNeeded,
-       writeInfoFile, [](const Arguments& arguments) { parseInfoLines(arguments[0]); }},
-      {"reset", "", "remove the info file", none, removeInfoFile},
       {"state", "", "print the host's state as one line of JSON", none,
        [](Runner& runner, const Arguments&) {
          std::istringstream lines(runner.atPrompt ? indented(runner.state())
@@ -353,7 +333,7 @@ const std::vector<CommandEntry>& commands() {
          for (std::string one; std::getline(lines, one);) runner.reporter().print(one);
        },
        nullptr, nullptr, true},
-  };
+  });
   return all;
 }
 

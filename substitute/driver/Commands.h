@@ -26,9 +26,9 @@ struct ArgumentForm {
 
 // One entry of the table.
 struct CommandEntry {
-  const char* name;
-  const char* usage;  // the arguments, for the help; those in brackets may be left out
-  const char* help;   // what the command does
+  std::string name;
+  std::string usage;  // the arguments, for the help; those in brackets may be left out
+  std::string help;   // what the command does
   ArgumentForm form;
 
   // Carries out the command. `arguments` have been checked.

@@ -1,8 +1,6 @@
 #include "substitute/driver/HostMonitor.h"
 
-#include <fstream>
-
-#include "substitute/driver/Velorin.h"
+#include "substitute/driver/Profile.h"
 
 namespace substitute {
 
@@ -10,14 +8,6 @@ namespace {
 
 Json toJson(const std::optional<bool>& value) {
   return value ? Json(*value) : Json();
-}
-
-// Empty when there is no file that can be read.
-std::vector<std::string> linesOf(const std::string& path) {
-  std::vector<std::string> lines;
-  std::ifstream file(path, std::ios::binary);
-  for (std::string line; std::getline(file, line);) lines.push_back(line);
-  return lines;
 }
 
 }  // namespace
@@ -28,9 +18,6 @@ HostMonitor::HostMonitor(Host& host)
 
 const std::vector<HostMonitor::StateEntry>& HostMonitor::stateEntries() {
   static const std::vector<StateEntry> all = {
-      {"infoFile", [](const HostMonitor& monitor) { return Json(infoFileOf(monitor.host_)); }},
-      {"infoLines",
-       [](const HostMonitor& monitor) { return Json(linesOf(infoFileOf(monitor.host_))); }},
       {"references", [](const HostMonitor&) { return Json(resourceCounts().references); }},
       {"text", [](const HostMonitor&) { return Json(resourceCounts().strings); }},
       {"opened", [](const HostMonitor& monitor) { return Json(monitor.opened_); }},
@@ -44,12 +31,14 @@ const std::vector<HostMonitor::StateEntry>& HostMonitor::stateEntries() {
 
 Json HostMonitor::state() const {
   Json state = host_.state();
+  for (const ProfileKey& key : profile().keys) state[key.name] = key.valueIn(host_);
   for (const StateEntry& entry : stateEntries()) state[entry.key] = entry.valueIn(*this);
   return state;
 }
 
 std::vector<std::string> HostMonitor::stateKeys() {
   std::vector<std::string> keys = Host::stateKeys();
+  for (const ProfileKey& key : profile().keys) keys.emplace_back(key.name);
   for (const StateEntry& entry : stateEntries()) keys.emplace_back(entry.key);
   return keys;
 }

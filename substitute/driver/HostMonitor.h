@@ -45,7 +45,7 @@ class HostMonitor {
     const char* key;
     Json (*valueIn)(const HostMonitor& monitor);
   };
-  static const std::vector<StateEntry>& stateEntries();  // after those of the host itself
+  static const std::vector<StateEntry>& stateEntries();  // after those of host and profile
 
   void follow(const Json& entry);
 

@@ -1,16 +1,14 @@
 #include "substitute/driver/Installation.h"
 
-#include <algorithm>
-#include <cctype>
 #include <filesystem>
 #include <iostream>
 #include <stdexcept>
 
 #include "substitute/driver/CommandLine.h"
 #include "substitute/driver/Files.h"
+#include "substitute/driver/Profile.h"
 #include "substitute/driver/Text.h"
 #include "substitute/driver/UsageError.h"
-#include "substitute/driver/Velorin.h"
 
 namespace fs = std::filesystem;
 
@@ -28,18 +26,14 @@ std::string dataFolder() {
       "temporary one with --fresh");
 }
 
-std::string describeStartCount(const std::string& infoFile) {
-  std::error_code unreachable;
-  if (!fs::exists(infoFile, unreachable)) return "there is no info file yet";
-  const std::string count = startCountIn(infoFile);
-  const bool isNumber = !count.empty() && std::all_of(count.begin(), count.end(), [](char digit) {
-    return std::isdigit(static_cast<unsigned char>(digit)) != 0;
-  });
-  if (!isNumber) return "its info file has no count of starts";
-  return "its info file counts " + count + (count == "1" ? " start" : " starts");
-}
-
 }  // namespace
+
+Settings settingsIn(const std::string& directory) {
+  Settings settings;
+  settings.executable = directory + "/Autodesk/webdeploy/production/Fusion";
+  settings.entitlement = profile().entitlement;
+  return settings;
+}
 
 Installation::Installation(const CommandLine& values, bool forScenario)
     : values_(values), forScenario_(forScenario) {
@@ -66,30 +60,35 @@ Settings Installation::settings() const {
 
 void Installation::addFolder(const Host& host) {
   if (values_.executable) return;
-  const std::string folder = addinFolderIn(folder_);
+  const std::string folder = folder_ + "/" + profile().folder;
   std::error_code error;
   if (!values_.noAddinFolder) fs::create_directories(folder, error);
   if (error) {
     throw UsageError("the folder " + folder + " cannot be made: " + error.message(), "--data");
   }
   if (!temporary_) lock_.emplace(folder_);
-  if (!values_.noAddinFolder && fs::path(infoFileOf(host)).parent_path() != folder) {
+  if (values_.noAddinFolder || profile().file == nullptr) return;
+  if (fs::path(profile().file(host)).parent_path() != folder) {
     std::cerr << "The add-in will not find its folder in " << printable(folder_) << ": "
-              << whyFolderIsNotFound << ".\n";
+              << profile().whyNotFound << ".\n";
   }
 }
 
 std::string Installation::description(const Host& host) const {
-  const std::string infoFile = infoFileOf(host);
+  const std::string file = profile().file == nullptr ? "" : profile().file(host);
+  std::error_code unreachable;
   if (values_.executable) {
-    const fs::path folder = fs::path(infoFile).parent_path();
-    std::error_code unreachable;
+    if (file.empty()) return "";
+    const fs::path folder = fs::path(file).parent_path();
     return "The add-in will look in " + printable(folder.string()) + ", which is " +
            (fs::is_directory(folder, unreachable) ? "there." : "not there.");
   }
-  const bool isShared = lock_ && !lock_->isHeld() && fs::exists(folder_);
+  const bool isShared = lock_ && !lock_->isHeld() && fs::exists(folder_, unreachable);
   if (forScenario_) return isShared ? "Another host is using " + printable(folder_) + "." : "";
-  return "The host's data is in " + printable(folder_) + "; " + describeStartCount(infoFile) +
+  const bool isKnown = values_.addin == besideProgram(profile().library);
+  const bool hasSummary = !file.empty() && (isKnown || fs::exists(file, unreachable));
+  return "The host's data is in " + printable(folder_) +
+         (hasSummary ? "; " + profile().summary(host) : "") +
          (isShared ? ". Another host is using it." : ".");
 }
 

@@ -11,6 +11,9 @@ namespace substitute {
 
 struct CommandLine;
 
+// The values at the start of a host that is installed in `directory`.
+Settings settingsIn(const std::string& directory);
+
 class Installation {
  public:
   // Chooses the folder by `values`. If they name none, a scenario gets a temporary folder, which

@@ -1,10 +1,10 @@
 #include "substitute/driver/Recording.h"
 
-#include <filesystem>
-#include <fstream>
+#include <algorithm>
 #include <optional>
 #include <ostream>
 
+#include "substitute/driver/Profile.h"
 #include "substitute/driver/Text.h"
 
 namespace substitute {
@@ -49,7 +49,14 @@ Recording::Recording(ScenarioRunner& runner) : runner_(runner) {
   }
   const std::string status = state["offline"] == true ? "offline" : "online";
   add({status, status, {}});
-  addInfoFile(state["infoLines"], state["infoFile"]);
+  if (profile().restoration != nullptr) {
+    const Restoration restoration = profile().restoration(runner.host());
+    if (restoration.omission.empty()) {
+      lines_.push_back(restoration.command);
+    } else {
+      addOmission(restoration.omission);
+    }
+  }
   playing_ = runner.playing.subscribe([this](const Command& command) { add(command); });
 }
 
@@ -62,17 +69,16 @@ void Recording::write(std::ostream& out, bool withExpectations) const {
   }
   for (const std::string& one : lines_) out << one << '\n';
   if (!withExpectations) return;
-  out << "# What came of it; the first line of the info file is a date.\n";
+  out << "# What came of it" << (profile().note == nullptr ? "" : "; ")
+      << (profile().note == nullptr ? "" : profile().note) << ".\n";
+  const std::vector<ProfileKey>& own = profile().keys;
   const Json state = runner_.state();
-  for (const auto& [key, value] : state.items()) {
-    if (key == "infoFile") continue;
-    if (key != "infoLines") {
-      out << "expect /" << key << ' ' << line(value) << '\n';
-      continue;
-    }
-    for (std::size_t i = 1; i < value.size(); ++i) {
-      out << "expect /" << key << '/' << i << ' ' << line(value[i]) << '\n';
-    }
+  for (const auto& [name, value] : state.items()) {
+    const auto key = std::find_if(own.begin(), own.end(),
+                                  [&](const ProfileKey& one) { return one.name == name; });
+    const std::vector<std::string> expectations =
+        key == own.end() ? std::vector{" " + line(value)} : key->expectations(value);
+    for (const std::string& one : expectations) out << "expect /" << name << one << '\n';
   }
 }
 
@@ -87,18 +93,6 @@ void Recording::add(const Command& command) {
 void Recording::addOmission(const std::string& what) {
   lines_.push_back("# Left out, since no line can hold it: " + printable(what));
   ++omissions_;
-}
-
-void Recording::addInfoFile(const Json& lines, const std::string& path) {
-  std::error_code error;
-  if (!std::filesystem::exists(path, error)) return add({"reset", "reset", {}});
-  const std::string json = line(lines);
-  const bool isReadable = std::ifstream(path).good();
-  if (!isReadable || Json::parse(json) != lines) {  // what is not UTF-8 is replaced in `json`
-    return addOmission(isReadable ? "the info file " + json
-                                  : "the info file, which cannot be read");
-  }
-  add({"info-lines " + json, "info-lines", {json}});
 }
 
 }  // namespace substitute

@@ -13,8 +13,8 @@ namespace substitute {
 
 class Recording {
  public:
-  // Records commands that restore the host's present settings and info file, then every command
-  // that `runner` plays. `runner` outlives the recording.
+  // Records commands that restore the host's present settings and the profile's file, then every
+  // command that `runner` plays. `runner` outlives the recording.
   explicit Recording(ScenarioRunner& runner);
   Recording(const Recording&) = delete;
   Recording& operator=(const Recording&) = delete;
@@ -34,7 +34,6 @@ class Recording {
  private:
   void add(const Command& command);
   void addOmission(const std::string& what);
-  void addInfoFile(const Json& lines, const std::string& path);
 
   const ScenarioRunner& runner_;
   std::vector<std::string> options_;

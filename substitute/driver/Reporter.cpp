@@ -1,12 +1,11 @@
 #include "substitute/driver/Reporter.h"
 
 #include <algorithm>
-#include <fstream>
 #include <ostream>
 
 #include "substitute/api/HostObjects.h"
+#include "substitute/driver/Profile.h"
 #include "substitute/driver/Text.h"
-#include "substitute/driver/Velorin.h"
 
 namespace substitute {
 
@@ -47,7 +46,7 @@ std::string heldResources(const ResourceCounts& counts) {
 Reporter::Reporter(Host& host, std::ostream& out)
     : host_(host),
       out_(out),
-      infoFile_(infoFile()),
+      fileOfAddIn_(fileOfAddIn()),
       trace_(
           host.interceptor().trace.subscribe([this](const Json& entry) { reportEvent(entry); })) {
   const UserInterfaceObject& ui = *host_.application().userInterface;
@@ -111,7 +110,7 @@ void Reporter::reportChanges() {
   reportPalettes();
   reportDefinitions();
   reportToolbars();
-  reportInfoFile();
+  reportFileOfAddIn();
   reportCountingErrors();
   forgetChanges();
 }
@@ -190,10 +189,10 @@ void Reporter::reportToolbars() {
   }
 }
 
-void Reporter::reportInfoFile() {
-  const std::string now = infoFile();
-  if (now != infoFile_) report("The info file reads: " + (now.empty() ? "nothing" : now));
-  infoFile_ = now;
+void Reporter::reportFileOfAddIn() {
+  const std::string now = fileOfAddIn();
+  if (now != fileOfAddIn_) report(now);
+  fileOfAddIn_ = now;
 }
 
 void Reporter::reportCountingErrors() {
@@ -236,14 +235,8 @@ Reporter::Controls Reporter::controlsOf(const std::string& toolbar) const {
   return controls;
 }
 
-// The first two lines of the info file; empty when it has none.
-std::string Reporter::infoFile() const {
-  std::ifstream file(infoFileOf(host_));
-  std::string date;
-  std::string count;
-  if (!std::getline(file, date)) return "";
-  std::getline(file, count);
-  return date.substr(0, 80) + " / " + count.substr(0, 80);
+std::string Reporter::fileOfAddIn() const {
+  return profile().content == nullptr ? "" : profile().content(host_);
 }
 
 }  // namespace substitute

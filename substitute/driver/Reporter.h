@@ -53,8 +53,8 @@ class Reporter {
   void reportUnloaded(const AddIn::Remains& remains);
 
   // Reports what changed in the host since the last call of this or of forgetChanges(), what
-  // changed in the info file since the last report, and new errors of reference counting. The cost
-  // depends on the number of changes, not on the number of objects in the host.
+  // changed in the file of the profile since the last report, and new errors of reference counting.
+  // The cost depends on the number of changes, not on the number of objects in the host.
   void reportChanges();
 
   // Ignores the changes in the host so far.
@@ -79,14 +79,14 @@ class Reporter {
   void reportPalettes();
   void reportDefinitions();
   void reportToolbars();
-  void reportInfoFile();
+  void reportFileOfAddIn();
   void reportCountingErrors();
 
   void rememberPalette(const std::string& id);
   void rememberDefinition(const std::string& id);
   void rememberControls(const std::string& toolbar);
   Controls controlsOf(const std::string& toolbar) const;
-  std::string infoFile() const;
+  std::string fileOfAddIn() const;
 
   Host& host_;
   std::ostream& out_;
@@ -96,7 +96,7 @@ class Reporter {
   Changes palettes_;
   Changes definitions_;
   std::map<std::string, Controls> toolbars_;  // by id; the changed ones
-  std::string infoFile_;
+  std::string fileOfAddIn_;
   long invalidReleases_ = 0;
   long invalidDeallocations_ = 0;
   Signal<Json>::Subscription trace_;

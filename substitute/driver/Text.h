@@ -29,8 +29,8 @@ bool parseNumber(const std::string& word, Number& number) {
 // "a, b, c".
 std::string listed(const std::vector<std::string>& words);
 
-// The three of `words` that are nearest to `word`, fewer when there are fewer: first those that begin
-// with it, then those with the least edit distance.
+// The three of `words` that are nearest to `word`, fewer when there are fewer: first those that
+// begin with it, then those with the least edit distance.
 std::vector<std::string> nearest(const std::string& word, std::vector<std::string> words);
 
 }  // namespace substitute

@@ -1,24 +1,139 @@
 #include "substitute/driver/Velorin.h"
 
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
 #include <fstream>
+
+#include "substitute/driver/Profile.h"
+#include "substitute/driver/Scenario.h"
+#include "substitute/driver/ScenarioRunner.h"
 
 namespace substitute {
 
 namespace {
 
-const std::string addinFolder = "Autodesk/Autodesk Fusion 360/API/AddIns/Velorin";
+const std::string folder = "Autodesk/Autodesk Fusion 360/API/AddIns/Velorin";
+
+// Empty when there is no file that can be read.
+std::vector<std::string> linesOf(const std::string& path) {
+  std::vector<std::string> lines;
+  std::ifstream file(path, std::ios::binary);
+  for (std::string line; std::getline(file, line);) lines.push_back(line);
+  return lines;
+}
+
+std::string content(const Host& host) {
+  constexpr std::size_t longest = 80;
+  const std::vector<std::string> lines = linesOf(infoFileOf(host));
+  const std::string count = lines.size() > 1 ? lines[1] : "";
+  return "The info file reads: " +
+         (lines.empty() ? "nothing"
+                        : lines[0].substr(0, longest) + " / " + count.substr(0, longest));
+}
+
+std::string summary(const Host& host) {
+  const std::string path = infoFileOf(host);
+  std::error_code unreachable;
+  if (!std::filesystem::exists(path, unreachable)) return "there is no info file yet";
+  const std::string count = startCountIn(path);
+  const bool isNumber = !count.empty() && std::all_of(count.begin(), count.end(), [](char digit) {
+    return std::isdigit(static_cast<unsigned char>(digit)) != 0;
+  });
+  if (!isNumber) return "its info file has no count of starts";
+  return "its info file counts " + count + (count == "1" ? " start" : " starts");
+}
+
+// Throws ScenarioError.
+std::vector<std::string> parseInfoLines(const std::string& string) {
+  const Json lines = Json::parse(string, nullptr, false);
+  const auto isLine = [](const Json& value) {
+    return value.is_string() && value.get<std::string>().find('\n') == std::string::npos;
+  };
+  if (!lines.is_array() || !std::all_of(lines.begin(), lines.end(), isLine)) {
+    throw ScenarioError("'" + string +
+                        "' is not a JSON array of strings, each without a line break, such as "
+                        "[\"1.1.2026\", \"3\"]");
+  }
+  return lines;
+}
+
+void writeInfoFile(ScenarioRunner& runner, const Arguments& arguments) {
+  const std::string path = infoFileOf(runner.host());
+  std::ofstream file(path, std::ios::binary);
+  for (const std::string& one : parseInfoLines(arguments[0])) file << one << '\n';
+  if (!file.flush()) runner.reporter().report(path + " cannot be written.");
+}
+
+void removeInfoFile(ScenarioRunner& runner, const Arguments& /*arguments*/) {
+  const std::string file = infoFileOf(runner.host());
+  std::error_code error;
+  const bool removed = std::filesystem::remove(file, error);
+  if (error) return runner.reporter().report(file + " cannot be removed: " + error.message() + ".");
+  if (!removed) runner.reporter().report("There is no info file.");
+}
+
+Restoration restoration(const Host& host) {
+  const std::string path = infoFileOf(host);
+  std::error_code error;
+  if (!std::filesystem::exists(path, error)) return {"reset", ""};
+  if (!std::ifstream(path)) return {"", "the info file, which cannot be read"};
+  const Json lines = linesOf(path);
+  const std::string json = line(lines);
+  // What is not UTF-8 is replaced in `json`.
+  if (Json::parse(json) != lines) return {"", "the info file " + json};
+  return {"info-lines " + json, ""};
+}
+
+// Without the first line, the date of the first start.
+std::vector<std::string> expectationsOfLines(const Json& lines) {
+  std::vector<std::string> expectations;
+  for (std::size_t i = 1; i < lines.size(); ++i) {
+    expectations.push_back("/" + std::to_string(i) + " " + line(lines[i]));
+  }
+  return expectations;
+}
 
 }  // namespace
 
-Settings settingsIn(const std::string& directory) {
-  Settings settings;
-  settings.executable = directory + "/Autodesk/webdeploy/production/Fusion";
-  settings.entitlement = exampleEntitlement;
-  return settings;
+const Profile& profile() {
+  static const Profile velorin = [] {
+    Profile known;
+    known.library = VELORIN_LIBRARY_NAME;
+    known.folder = folder;
+    known.button = learningButton;
+    known.palette = learningPalette;
+    known.entitlement = "VELORIN-EXAMPLE 2026";
+    known.commands = {
+        {"info-lines",
+         "JSON",
+         "write the info file: a JSON array of its lines",
+         {1, 1, true},
+         writeInfoFile,
+         [](const Arguments& arguments) { parseInfoLines(arguments[0]); }},
+        {"reset", "", "remove the info file", {0, 0}, removeInfoFile},
+    };
+    known.keys = {
+        {"infoFile", [](const Host& host) { return Json(infoFileOf(host)); },
+         [](const Json& /*path*/) { return std::vector<std::string>(); }},
+        {"infoLines", [](const Host& host) { return Json(linesOf(infoFileOf(host))); },
+         expectationsOfLines},
+    };
+    known.file = infoFileOf;
+    known.content = content;
+    known.summary = summary;
+    // The add-in has a buffer of fixed size for the path, and cuts the path at the first
+    // "Autodesk".
+    known.whyNotFound = "the path is too long, or holds the word Autodesk";
+    known.note = "the first line of the info file is a date";
+    known.restoration = restoration;
+    return known;
+  }();
+  return velorin;
 }
 
 std::string addinFolderIn(const std::string& directory) {
-  return directory + "/" + addinFolder;
+  return directory + "/" + folder;
 }
 
 std::string infoFileOf(const Host& host) {
@@ -28,15 +143,12 @@ std::string infoFileOf(const Host& host) {
   path.erase(separator == std::string::npos ? 0 : separator);
   const auto anchor = path.find("Autodesk");
   if (anchor != std::string::npos) path.erase(anchor);
-  return path + addinFolder + "/Velorin_Info.txt";
+  return path + folder + "/Velorin_Info.txt";
 }
 
 std::string startCountIn(const std::string& infoFile) {
-  std::ifstream file(infoFile);
-  std::string date;
-  std::string count;
-  std::getline(file, date);
-  std::getline(file, count);
+  const std::vector<std::string> lines = linesOf(infoFile);
+  std::string count = lines.size() > 1 ? lines[1] : "";
   if (!count.empty() && count.back() == '\r') count.pop_back();
   return count.substr(0, 12);
 }

@@ -36,6 +36,7 @@
 #include "substitute/desktop/WebPage.h"
 #include "substitute/driver/Files.h"
 #include "substitute/driver/HostMonitor.h"
+#include "substitute/driver/Installation.h"
 #include "substitute/driver/OpenRecorder.h"
 #include "substitute/driver/ScenarioRunner.h"
 #include "substitute/driver/Velorin.h"
