@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "substitute/desktop/Playback.h"
-#include "substitute/driver/Files.h"
+#include "substitute/driver/Scenario.h"
 #include "substitute/driver/Text.h"
 
 namespace substitute {

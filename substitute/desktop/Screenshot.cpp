@@ -13,9 +13,9 @@
 
 #include "substitute/desktop/MainWindow.h"
 #include "substitute/driver/CommandLine.h"
+#include "substitute/driver/Errors.h"
 #include "substitute/driver/ExitStatus.h"
 #include "substitute/driver/Text.h"
-#include "substitute/driver/UsageError.h"
 
 namespace substitute {
 

@@ -1,4 +1,5 @@
 // substitute-desktop: the substitute host with a window.
+#include <CLI/CLI.hpp>
 #include <QApplication>
 #include <cstdlib>
 #include <functional>
@@ -12,10 +13,12 @@
 #include "substitute/desktop/Theme.h"
 #include "substitute/desktop/WebPage.h"
 #include "substitute/driver/CommandLine.h"
+#include "substitute/driver/Errors.h"
 #include "substitute/driver/ExitStatus.h"
-#include "substitute/driver/Files.h"
 #include "substitute/driver/HostSession.h"
 #include "substitute/driver/Profile.h"
+#include "substitute/driver/Program.h"
+#include "substitute/driver/Scenario.h"
 
 namespace {
 
@@ -74,7 +77,6 @@ void startPlayback(MainWindow& window, const std::vector<Command>& commands, boo
 std::vector<Command> initialCommands(const std::string& scenario) {
   if (scenario.empty()) return {parseCommand("start")};
   if (scenario != "-") return readScenario(scenario);
-  checkStandardInput();
   return {};
 }
 

@@ -1,19 +1,23 @@
 #include "substitute/driver/CommandLine.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <iostream>
 
 #include "substitute/api/Operation.h"
-#include "substitute/driver/AddIn.h"
 #include "substitute/driver/Calls.h"
 #include "substitute/driver/Commands.h"
+#include "substitute/driver/Errors.h"
 #include "substitute/driver/ExitStatus.h"
-#include "substitute/driver/Files.h"
 #include "substitute/driver/Profile.h"
+#include "substitute/driver/Program.h"
+#include "substitute/driver/Scenario.h"
 #include "substitute/driver/Text.h"
-#include "substitute/driver/UsageError.h"
+
+namespace fs = std::filesystem;
 
 namespace substitute {
 
@@ -106,6 +110,15 @@ void parse(CLI::App& parser, CommandLine& values, int argc, char** argv) {
   if (values.addin.empty()) values.addin = besideProgram(profile().library);
 }
 
+// Whether two paths name the same file, which need not exist.
+bool isSameFile(const std::string& one, const std::string& other) {
+  std::error_code missing;
+  if (fs::equivalent(one, other, missing)) return true;
+  std::error_code error;
+  const fs::path first = fs::weakly_canonical(fs::absolute(one, error), error);
+  return !error && first == fs::weakly_canonical(fs::absolute(other, error), error) && !error;
+}
+
 void printAll(const std::vector<std::string>& names) {
   for (const std::string& name : names) std::cout << name << '\n';
 }
@@ -183,10 +196,6 @@ std::string checkNotEmpty(const std::string& value) {
   return value.empty() ? "the value is empty" : "";
 }
 
-void flushOutput() {
-  if (!std::cout.flush()) throw std::runtime_error("the output could not be written in full");
-}
-
 std::optional<int> readCommandLine(CLI::App& parser, CommandLine& values, int argc, char** argv) {
   try {
     try {
@@ -225,28 +234,6 @@ void checkTrace(const CommandLine& values, const std::vector<std::string>& scena
     if (scenario != "-") files.push_back(scenarioFile(scenario));
   }
   checkOutput("--trace", values.trace, files);
-}
-
-void printError(const std::string& program, const std::string& sentence) {
-  std::cerr << program << ": " << printable(sentence) << (sentence.back() == '.' ? "\n" : ".\n");
-}
-
-FatalError currentError() {
-  try {
-    throw;
-  } catch (const LoadError& error) {
-    return {exit_status::cannotLoad, error.what() + std::string("; see --addin")};
-  } catch (const UsageError& error) {
-    return {exit_status::wrongInput, error.what() + ("; see " + error.option())};
-  } catch (const std::exception& error) {
-    return {exit_status::wrongInput, error.what()};
-  }
-}
-
-int printException(const std::string& program) {
-  const FatalError error = currentError();
-  printError(program, error.sentence);
-  return error.status;
 }
 
 }  // namespace substitute

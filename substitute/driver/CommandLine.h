@@ -1,12 +1,15 @@
-// The options that both programs share, and how their main functions report errors.
+// The options that both programs share.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "substitute/api/Host.h"
+
+namespace CLI {
+class App;
+}
 
 namespace substitute {
 
@@ -43,9 +46,6 @@ std::string checkNotEmpty(const std::string& value);
 // asked for, or an error.
 std::optional<int> readCommandLine(CLI::App& parser, CommandLine& values, int argc, char** argv);
 
-// Throws std::runtime_error when standard output could not be written.
-void flushOutput();
-
 // Throws UsageError when `path`, the value of `option`, is "-" or names one of `files`.
 void checkOutput(const std::string& option, const std::string& path,
                  const std::vector<std::string>& files);
@@ -54,20 +54,5 @@ void checkOutput(const std::string& option, const std::string& path,
 // one of `scenarios`, the library, the profile's file or the expected trace.
 void checkTrace(const CommandLine& values, const std::vector<std::string>& scenarios,
                 const Host& host);
-
-// Prints a sentence on standard error, after the program's name. Adds the full stop if missing.
-void printError(const std::string& program, const std::string& sentence);
-
-// An error that ends the program.
-struct FatalError {
-  int status;            // the exit status
-  std::string sentence;  // without its full stop; names the option that helps
-};
-
-// Describes the exception that is being handled.
-FatalError currentError();
-
-// Prints the exception that is being handled to standard error. Returns the exit status.
-int printException(const std::string& program);
 
 }  // namespace substitute

@@ -5,7 +5,7 @@
 #include "substitute/driver/AddIn.h"
 #include "substitute/driver/Calls.h"
 #include "substitute/driver/CommandLine.h"
-#include "substitute/driver/UsageError.h"
+#include "substitute/driver/Errors.h"
 
 namespace substitute {
 

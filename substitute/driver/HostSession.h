@@ -8,10 +8,10 @@
 #include "substitute/api/Host.h"
 #include "substitute/driver/CrashReport.h"
 #include "substitute/driver/Expectation.h"
-#include "substitute/driver/Files.h"
 #include "substitute/driver/Installation.h"
 #include "substitute/driver/OpenRecorder.h"
 #include "substitute/driver/ScenarioRunner.h"
+#include "substitute/driver/TraceFiles.h"
 
 namespace substitute {
 

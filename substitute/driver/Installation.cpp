@@ -5,10 +5,10 @@
 #include <stdexcept>
 
 #include "substitute/driver/CommandLine.h"
-#include "substitute/driver/Files.h"
+#include "substitute/driver/Errors.h"
 #include "substitute/driver/Profile.h"
+#include "substitute/driver/Program.h"
 #include "substitute/driver/Text.h"
-#include "substitute/driver/UsageError.h"
 
 namespace fs = std::filesystem;
 

@@ -1,11 +1,15 @@
 #include "substitute/driver/Scenario.h"
 
 #include <algorithm>
-#include <istream>
+#include <filesystem>
+#include <fstream>
 #include <sstream>
 #include <stdexcept>
 
+#include "substitute/driver/Program.h"
 #include "substitute/driver/Text.h"
+
+namespace fs = std::filesystem;
 
 namespace substitute {
 
@@ -92,6 +96,33 @@ std::vector<Command> parseScenario(std::istream& input, const std::string& sourc
   }
   if (input.bad()) throw std::runtime_error(source + " cannot be read");
   return commands;
+}
+
+std::vector<std::string> scenarioNames() {
+  std::vector<std::string> names;
+  std::error_code none;
+  for (const auto& entry : fs::directory_iterator(besideProgram("scenarios"), none)) {
+    if (entry.path().extension() == ".txt") names.push_back(entry.path().stem().string());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+std::string scenarioFile(const std::string& word) {
+  std::error_code unreachable;
+  if (fs::is_regular_file(word, unreachable)) return word;
+  std::string known = besideProgram("scenarios/" + word + ".txt");
+  if (word.find('/') == std::string::npos && fs::is_regular_file(known, unreachable)) return known;
+  if (fs::exists(word, unreachable) && !fs::is_directory(word, unreachable)) return word;
+  throw UsageError("there is no scenario " + word + "; there are " + listed(scenarioNames()),
+                   "--list-scenarios");
+}
+
+std::vector<Command> readScenario(const std::string& word) {
+  const std::string file = scenarioFile(word);
+  std::ifstream input(file);
+  if (!input) throw std::runtime_error("the scenario " + file + " cannot be read");
+  return parseScenario(input, file);
 }
 
 }  // namespace substitute

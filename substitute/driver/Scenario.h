@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "substitute/driver/Commands.h"
-#include "substitute/driver/UsageError.h"
+#include "substitute/driver/Errors.h"
 
 namespace substitute {
 
@@ -47,5 +47,16 @@ class ScenarioReader {
 // Parses all lines of `input`, without empty lines but with comments. Throws ScenarioError, which
 // begins with `source` and the number of the line, and std::runtime_error when reading fails.
 std::vector<Command> parseScenario(std::istream& input, const std::string& source);
+
+// The names of the scenarios that come with the host, in alphabetical order.
+std::vector<std::string> scenarioNames();
+
+// The file for the argument SCENARIO: the file of that name, or one of the scenarios that come with
+// the host. Throws UsageError when there is neither.
+std::string scenarioFile(const std::string& word);
+
+// The commands of that scenario. Throws ScenarioError, what scenarioFile throws, and
+// std::runtime_error when the file cannot be read.
+std::vector<Command> readScenario(const std::string& word);
 
 }  // namespace substitute

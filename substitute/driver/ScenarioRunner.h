@@ -13,6 +13,7 @@
 #include "substitute/driver/HostMonitor.h"
 #include "substitute/driver/Reporter.h"
 #include "substitute/driver/Scenario.h"
+#include "substitute/driver/TraceFiles.h"
 
 namespace substitute {
 

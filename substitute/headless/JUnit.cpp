@@ -5,7 +5,7 @@
 #include <map>
 #include <utility>
 
-#include "substitute/driver/UsageError.h"
+#include "substitute/driver/Errors.h"
 
 namespace substitute {
 

@@ -2,6 +2,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -10,13 +11,13 @@
 #include <sstream>
 
 #include "substitute/driver/CommandLine.h"
+#include "substitute/driver/Errors.h"
 #include "substitute/driver/ExitStatus.h"
-#include "substitute/driver/Files.h"
 #include "substitute/driver/Help.h"
 #include "substitute/driver/HostSession.h"
+#include "substitute/driver/Scenario.h"
 #include "substitute/driver/Supervisor.h"
 #include "substitute/driver/Text.h"
-#include "substitute/driver/UsageError.h"
 #include "substitute/headless/JUnit.h"
 #include "substitute/headless/Prompt.h"
 #include "substitute/headless/Sweep.h"
@@ -47,6 +48,12 @@ std::string checkJobs(const std::string& value) {
 std::string checkOutcome(const std::string& value) {
   if (allowedOutcomes.count(value) != 0) return "";
   return "'" + value + "' is not signal, timeout or leftover";
+}
+
+// Throws std::runtime_error when standard input cannot be read.
+void checkStandardInput() {
+  char none = 0;
+  if (read(STDIN_FILENO, &none, 0) < 0) throw std::runtime_error("standard input cannot be read");
 }
 
 // Plays each line of standard input as it arrives. Throws ScenarioError for a wrong line.

@@ -19,7 +19,6 @@
 #include "substitute/api/HostObjects.h"
 #include "substitute/desktop/TraceModel.h"
 #include "substitute/desktop/TracePanel.h"
-#include "substitute/driver/Files.h"
 #include "substitute/driver/HostMonitor.h"
 #include "substitute/driver/OpenRecorder.h"
 #include "substitute/driver/ScenarioRunner.h"

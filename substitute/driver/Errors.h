@@ -1,0 +1,41 @@
+// The errors that end a program or refuse a line, and how they are reported.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace substitute {
+
+// Wrong use of a program: wrong options or a wrong scenario. what() says in one sentence, without
+// its full stop, what is wrong.
+class UsageError : public std::runtime_error {
+ public:
+  // `option` is the one that helps, such as --list-scenarios.
+  explicit UsageError(const std::string& sentence, std::string option = "--help")
+      : std::runtime_error(sentence), option_(std::move(option)) {}
+
+  const std::string& option() const { return option_; }
+
+ private:
+  std::string option_;
+};
+
+// Prints a sentence on standard error, after the program's name. Adds the full stop if missing.
+void printError(const std::string& program, const std::string& sentence);
+
+// An error that ends the program.
+struct FatalError {
+  int status;            // the exit status
+  std::string sentence;  // without its full stop; names the option that helps
+};
+
+// Describes the exception that is being handled.
+FatalError currentError();
+
+// Prints the exception that is being handled to standard error. Returns the exit status.
+int printException(const std::string& program);
+
+// Throws std::runtime_error when standard output could not be written.
+void flushOutput();
+
+}  // namespace substitute

@@ -1,0 +1,83 @@
+#include "substitute/driver/TraceFiles.h"
+
+#include <filesystem>
+#include <utility>
+
+#include "substitute/driver/Calls.h"
+#include "substitute/driver/Errors.h"
+
+namespace substitute {
+
+namespace {
+
+constexpr const char* noMore = "no more";  // in the place of a line, at the end of a trace
+
+std::string asCode(const std::string& line) {
+  return line == noMore ? line : callLine(Json::parse(line), CallForm::full);
+}
+
+// Ignores the order of an object's keys.
+bool equal(const Json& one, const Json& other) {
+  return nlohmann::json(one) == nlohmann::json(other);
+}
+
+}  // namespace
+
+TraceFile::TraceFile(const std::string& path) : path_(path), file_(path, std::ios::app) {
+  if (!file_) throw UsageError("the trace cannot be written to " + path, "--trace");
+}
+
+void TraceFile::begin(Host& host) {
+  std::error_code notAFileOfBytes;
+  std::filesystem::resize_file(path_, 0, notAFileOfBytes);
+  trace_ = host.interceptor().trace.subscribe(
+      [this](const Json& entry) { file_ << line(entry) << std::endl; });
+}
+
+ExpectedTrace::ExpectedTrace(std::string path) : path_(std::move(path)) {
+  std::ifstream file(path_, std::ios::binary);
+  for (std::string entry; std::getline(file, entry);) {
+    if (!entry.empty() && entry.back() == '\r') entry.pop_back();
+    lines_.push_back(entry);
+    if (!Json::accept(entry)) {
+      throw UsageError(path_ + ":" + std::to_string(lines_.size()) + ": this is no line of a trace",
+                       "--expect-trace");
+    }
+  }
+  if (!file.is_open() || file.bad()) {
+    throw UsageError("the expected trace " + path_ + " cannot be read", "--expect-trace");
+  }
+}
+
+void ExpectedTrace::begin(Host& host) {
+  trace_ = host.interceptor().trace.subscribe([this](const Json& entry) { compare(entry); });
+}
+
+std::optional<std::string> ExpectedTrace::difference() const {
+  if (!found_ && next_ == lines_.size()) return {};
+  return path_ + ":" + std::to_string(next_ + 1) + ": expected " + expected() + ", found " +
+         found_.value_or(noMore);
+}
+
+std::vector<std::string> ExpectedTrace::differingCalls() const {
+  return {"expected " + asCode(expected()), "found    " + asCode(found_.value_or(noMore))};
+}
+
+void ExpectedTrace::compare(const Json& entry) {
+  if (found_) return;
+  const std::string found = line(entry);
+  const bool same =
+      next_ < lines_.size() &&
+      (lines_[next_] == found || equal(Json::parse(lines_[next_]), Json::parse(found)));
+  if (same) {
+    ++next_;
+  } else {
+    found_ = found;
+  }
+}
+
+std::string ExpectedTrace::expected() const {
+  return next_ < lines_.size() ? lines_[next_] : noMore;
+}
+
+}  // namespace substitute

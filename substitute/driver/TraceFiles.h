@@ -1,0 +1,63 @@
+// The files of --trace and --expect-trace.
+#pragma once
+
+#include <cstddef>
+#include <fstream>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "substitute/api/Host.h"
+
+namespace substitute {
+
+// The file of --trace.
+class TraceFile {
+ public:
+  // Opens `path` without changing its content. Throws UsageError when it cannot be opened.
+  explicit TraceFile(const std::string& path);
+
+  TraceFile(const TraceFile&) = delete;
+  TraceFile& operator=(const TraceFile&) = delete;
+
+  // Empties the file, then writes each line of the trace of `host` to it at once.
+  void begin(Host& host);
+
+  // False when something could not be written.
+  bool good() const { return file_.good(); }
+
+ private:
+  std::string path_;
+  std::ofstream file_;
+  Signal<Json>::Subscription trace_;
+};
+
+// The trace that a scenario must produce.
+class ExpectedTrace {
+ public:
+  // Reads the trace from `path`. Throws UsageError when it cannot be read or a line is not JSON.
+  explicit ExpectedTrace(std::string path);
+  ExpectedTrace(const ExpectedTrace&) = delete;
+  ExpectedTrace& operator=(const ExpectedTrace&) = delete;
+
+  // Begins to compare the trace of `host`.
+  void begin(Host& host);
+
+  // A sentence about the first line that differs, with both lines; empty when none differs so far.
+  std::optional<std::string> difference() const;
+
+  // The two lines of the difference as code.
+  std::vector<std::string> differingCalls() const;
+
+ private:
+  void compare(const Json& entry);
+  std::string expected() const;
+
+  std::string path_;
+  std::vector<std::string> lines_;
+  std::size_t next_ = 0;              // the line that is compared next, or the one that differs
+  std::optional<std::string> found_;  // what was found where a line differs
+  Signal<Json>::Subscription trace_;
+};
+
+}  // namespace substitute
