@@ -1,20 +1,27 @@
-#include "benchmarks/Moments.h"
+#include <dlfcn.h>
 
-#include <unistd.h>
-
-#include <cstdlib>
+#include <cstddef>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <stdexcept>
-#include <system_error>
-#include <utility>
+#include <string>
 
+#include "benchmarks/Benchmarks.h"
+#include "substitute/api/Host.h"
+#include "substitute/driver/AddIn.h"
+#include "substitute/driver/Program.h"
 #include "substitute/driver/Installation.h"
 #include "substitute/driver/Velorin.h"
 
 namespace fs = std::filesystem;
 
-namespace benchmarks {
+// Outside of all namespaces and never inlined: valgrind is told to count while it runs.
+[[gnu::noinline]] void loadAndUnload(const std::string& library) {
+  void* const loaded = dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (loaded == nullptr) throw std::runtime_error(dlerror());
+  dlclose(loaded);
+}
 
 namespace {
 
@@ -27,10 +34,18 @@ substitute::Settings settings(bool offline) {
   return settings;
 }
 
+// A host with an add-in in it, which is unloaded first.
+struct Session {
+  Session(const std::string& library, bool offline) : host(settings(offline)), addin(library) {}
+
+  substitute::Host host;
+  substitute::AddIn addin;
+};
+
 void doNothing(Session& /*session*/) {}
 
 void start(Session& session) {
-  session.addin->run(session.host);
+  session.addin.run(session.host);
 }
 
 void click(Session& session) {
@@ -47,66 +62,63 @@ void followLink(Session& session) {
 }
 
 void stop(Session& session) {
-  session.addin->stop(session.host);
+  session.addin.stop(session.host);
+}
+
+struct Moment {
+  const char* name;
+  int starts;         // before this one
+  std::size_t lines;  // that the info file has more than its two
+  bool offline;       // the host at this start
+  void (*prepare)(Session& session);
+  void (*call)(Session& session);
+};
+
+// From the fifth start on nothing opens by itself; with the host offline, not before either.
+const Moment moments[] = {
+    {"run, first start", 0, 0, false, doNothing, start},
+    {"run, fifth start", 4, 0, false, doNothing, start},
+    {"run, info file of 1 MB", 4, 10'000, false, doNothing, start},
+    {"click, opening", 4, 0, false, start, click},
+    {"click, showing again", 2, 0, false, start, click},
+    {"going online", 2, 0, true, start, goOnline},
+    {"message, without the shell", 2, 0, false, start, followLink},
+    {"stop", 2, 0, false, start, stop},
+};
+
+// Installs a host in which the add-in was started as often as `moment` says.
+void install(const Moment& moment) {
+  const fs::path folder = substitute::addinFolderIn(installed);
+  fs::remove_all(folder);
+  fs::create_directories(folder);
+  if (moment.starts == 0) return;
+  std::ofstream file(folder / "Velorin_Info.txt");
+  file << "16.11.2026\n" << moment.starts << '\n';
+  for (std::size_t line = 0; line < moment.lines; ++line) file << std::string(99, 'x') << '\n';
 }
 
 }  // namespace
 
-Installation::Installation() {
-  const fs::path memory = "/dev/shm";
-  const fs::path parent = access(memory.c_str(), W_OK) == 0 ? memory : fs::temp_directory_path();
-  folder_ = parent / "velorin-benchmark-XXXXXX";
-  if (mkdtemp(folder_.data()) == nullptr)
-    throw std::runtime_error("no folder in " + parent.string());
-  fs::current_path(folder_);
-  fs::create_directories(substitute::addinFolderIn(installed));
-}
-
-Installation::~Installation() {
-  std::error_code ignored;
-  fs::current_path("/", ignored);
-  fs::remove_all(folder_, ignored);
-}
-
-std::string Installation::infoFile() {
-  return substitute::addinFolderIn(installed) + "/Velorin_Info.txt";
-}
-
-void Installation::writeInfoFile(int starts, std::size_t lines, std::size_t width) {
-  fs::remove(infoFile());
-  if (starts == 0) return;
-  std::ofstream file(infoFile());
-  file << "16.11.2026\n" << starts << '\n';
-  const std::string further(width, 'x');
-  for (std::size_t line = 2; line < lines; ++line) file << further << '\n';
-}
-
-Session::Session(std::unique_ptr<substitute::AddIn> loaded, bool offline)
-    : host(settings(offline)), addin(std::move(loaded)) {}
-
-const std::vector<Moment>& moments() {
-  // From the fifth start on nothing opens by itself; with the host offline, not before either.
-  static const std::vector<Moment> all = {
-      {"run, first start", 0, false, doNothing, start},
-      {"run, fifth start", 4, false, doNothing, start},
-      {"click, opening", 4, false, start, click},
-      {"click, showing again", 2, false, start, click},
-      {"going online", 2, true, start, goOnline},
-      {"message, until the shell", 2, false, start, followLink},
-      {"stop", 2, false, start, stop},
+void benchmarks::addMoments() {
+  const fs::path built = fs::path(substitute::programFile()).parent_path();
+  const std::string addin = built / "Velorin.so";
+  const std::string byHand = built / "ByHand.so";
+  const std::string empty = built / "Empty.so";
+  const auto load = [](const std::string& library) {
+    return [library] { return [library] { loadAndUnload(library); }; };
   };
-  return all;
+  add("load and unload", "the add-in", load(addin));
+  add("load and unload", "an empty library", load(empty));
+  const auto prepare = [](const Moment& moment, const std::string& library) {
+    return [moment, library] {
+      install(moment);
+      const auto session = std::make_shared<Session>(library, moment.offline);
+      moment.prepare(*session);
+      return [session, call = moment.call] { call(*session); };
+    };
+  };
+  for (const Moment& moment : moments) {
+    add(moment.name, "the add-in", prepare(moment, addin));
+    add(moment.name, "by hand", prepare(moment, byHand));
+  }
 }
-
-std::unique_ptr<Session> prepare(const Moment& moment, std::unique_ptr<substitute::AddIn> addin) {
-  Installation::writeInfoFile(moment.starts);
-  auto session = std::make_unique<Session>(std::move(addin), moment.offline);
-  moment.prepare(*session);
-  return session;
-}
-
-std::string builtLibrary(const std::string& name) {
-  return (fs::read_symlink("/proc/self/exe").parent_path() / name).string();
-}
-
-}  // namespace benchmarks
