@@ -19,33 +19,7 @@
 
 using namespace adsk::core;
 
-extern "C" {
-int _NSGetExecutablePath(char* path, std::uint32_t* size);
-bool run(const char* context);
-bool stop(const char* context);
-}
-
-// The names of the add-in's own handlers: the host's trace tells handlers by their class.
-class RovaHTMLEventHandler final : public HTMLEventHandler {
- public:
-  void notify(const Ptr<HTMLEventArgs>& eventArgs) override;
-};
-class CadFirst3sHTMLEventHandler final : public HTMLEventHandler {
- public:
-  void notify(const Ptr<HTMLEventArgs>& eventArgs) override;
-};
-class OnlineStatusChangedHandler final : public ApplicationEventHandler {
- public:
-  void notify(const Ptr<ApplicationEventArgs>& eventArgs) override;
-};
-class CmdCreatedEventHandler final : public CommandCreatedEventHandler {
- public:
-  void notify(const Ptr<CommandCreatedEventArgs>& eventArgs) override;
-};
-class CmdExecuteEventHandler final : public CommandEventHandler {
- public:
-  void notify(const Ptr<CommandEventArgs>& eventArgs) override;
-};
+extern "C" int _NSGetExecutablePath(char* path, std::uint32_t* size);
 
 namespace {
 
@@ -59,11 +33,6 @@ HostPtr<Application> app;
 HostPtr<UserInterface> ui;
 HostPtr<Palette> palette;
 std::int32_t count = 0;
-RovaHTMLEventHandler onMessage;
-CadFirst3sHTMLEventHandler onMessageFirst3;
-CmdExecuteEventHandler onExecute;
-CmdCreatedEventHandler onCreated;
-OnlineStatusChangedHandler onOnline;
 
 std::string infoFile() {
   char executable[512] = "";
@@ -163,16 +132,6 @@ bool show(Palettes& palettes, const std::string& address, HTMLEventHandler& hand
   return true;
 }
 
-void openPalette() {
-  const std::string address = learningPageAddress();
-  const HostPtr<Application> application(Application::get_raw());
-  if (!application) return;
-  const HostPtr<UserInterface> userInterface(application->userInterface_raw());
-  if (!userInterface) return;
-  const HostPtr<Palettes> palettes(userInterface->palettes_raw());
-  if (palettes) show(*palettes, address, onMessage);
-}
-
 void openTarget(const HTMLEventArgs& eventArgs) {
   char* const data = eventArgs.data_raw();
   const std::size_t length = data == nullptr ? 0 : std::strlen(data);
@@ -198,7 +157,55 @@ void removeCommand(const Toolbar& toolbar, const char* id) {
 
 }  // namespace
 
-bool run(const char* /*context*/) {
+// The names of the add-in's own handlers: the host's trace tells handlers by their class.
+class MessageHandler : public HTMLEventHandler {
+  void notify(const Ptr<HTMLEventArgs>& eventArgs) override { openTarget(*eventArgs.get()); }
+};
+class RovaHTMLEventHandler final : public MessageHandler {};
+class CadFirst3sHTMLEventHandler final : public MessageHandler {};
+
+static RovaHTMLEventHandler onMessage;
+static CadFirst3sHTMLEventHandler onMessageFirst3;
+
+static void openPalette() {
+  const std::string address = learningPageAddress();
+  const HostPtr<Application> application(Application::get_raw());
+  if (!application) return;
+  const HostPtr<UserInterface> userInterface(application->userInterface_raw());
+  if (!userInterface) return;
+  const HostPtr<Palettes> palettes(userInterface->palettes_raw());
+  if (palettes) show(*palettes, address, onMessage);
+}
+
+class CmdExecuteEventHandler final : public CommandEventHandler {
+  void notify(const Ptr<CommandEventArgs>& /*eventArgs*/) override { openPalette(); }
+};
+
+static CmdExecuteEventHandler onExecute;
+
+class CmdCreatedEventHandler final : public CommandCreatedEventHandler {
+  void notify(const Ptr<CommandCreatedEventArgs>& eventArgs) override {
+    const HostPtr<Command> command(eventArgs->command_raw());
+    const HostPtr<CommandInputs> inputs(command->commandInputs_raw());
+    if (!inputs) return;
+    const HostPtr<CommandEvent> execute(command->execute_raw());
+    if (execute) execute->add_raw(&onExecute);
+  }
+};
+
+class OnlineStatusChangedHandler final : public ApplicationEventHandler {
+  void notify(const Ptr<ApplicationEventArgs>& eventArgs) override {
+    if (!eventArgs || eventArgs->isOffLine_raw() || count < 0 || count > 3) return;
+    const std::string address = learningPageAddress();
+    const HostPtr<Palettes> palettes(ui->palettes_raw());
+    if (palettes) show(*palettes, address, onMessageFirst3);
+  }
+};
+
+static CmdCreatedEventHandler onCreated;
+static OnlineStatusChangedHandler onOnline;
+
+extern "C" bool run(const char* /*context*/) {
   app.reset(Application::get_raw());
   if (!app) return false;
   ui.reset(app->userInterface_raw());
@@ -230,7 +237,7 @@ bool run(const char* /*context*/) {
   return created && created->add_raw(&onCreated);
 }
 
-bool stop(const char* /*context*/) {
+extern "C" bool stop(const char* /*context*/) {
   if (!ui) return true;
   const HostPtr<Palettes> palettes(ui->palettes_raw());
   if (!palettes) return false;
@@ -247,31 +254,4 @@ bool stop(const char* /*context*/) {
   removeCommand(*toolbar, "runTeachPalette");
   ui.reset();
   return true;
-}
-
-void CmdCreatedEventHandler::notify(const Ptr<CommandCreatedEventArgs>& eventArgs) {
-  const HostPtr<Command> command(eventArgs->command_raw());
-  const HostPtr<CommandInputs> inputs(command->commandInputs_raw());
-  if (!inputs) return;
-  const HostPtr<CommandEvent> execute(command->execute_raw());
-  if (execute) execute->add_raw(&onExecute);
-}
-
-void CmdExecuteEventHandler::notify(const Ptr<CommandEventArgs>& /*eventArgs*/) {
-  openPalette();
-}
-
-void OnlineStatusChangedHandler::notify(const Ptr<ApplicationEventArgs>& eventArgs) {
-  if (!eventArgs || eventArgs->isOffLine_raw() || count < 0 || count > 3) return;
-  const std::string address = learningPageAddress();
-  const HostPtr<Palettes> palettes(ui->palettes_raw());
-  if (palettes) show(*palettes, address, onMessageFirst3);
-}
-
-void RovaHTMLEventHandler::notify(const Ptr<HTMLEventArgs>& eventArgs) {
-  openTarget(*eventArgs.get());
-}
-
-void CadFirst3sHTMLEventHandler::notify(const Ptr<HTMLEventArgs>& eventArgs) {
-  openTarget(*eventArgs.get());
 }
