@@ -10,8 +10,8 @@
 #include "benchmarks/Benchmarks.h"
 #include "substitute/api/Host.h"
 #include "substitute/driver/AddIn.h"
-#include "substitute/driver/Program.h"
 #include "substitute/driver/Installation.h"
+#include "substitute/driver/Program.h"
 #include "substitute/driver/Velorin.h"
 
 namespace fs = std::filesystem;
@@ -100,10 +100,9 @@ void install(const Moment& moment) {
 }  // namespace
 
 void benchmarks::addMoments() {
-  const fs::path built = fs::path(substitute::programFile()).parent_path();
-  const std::string addin = built / "Velorin.so";
-  const std::string byHand = built / "ByHand.so";
-  const std::string empty = built / "Empty.so";
+  const std::string addin = substitute::besideProgram("Velorin.so");
+  const std::string byHand = substitute::besideProgram("ByHand.so");
+  const std::string empty = substitute::besideProgram("Empty.so");
   const auto load = [](const std::string& library) {
     return [library] { return [library] { loadAndUnload(library); }; };
   };
