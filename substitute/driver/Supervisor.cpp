@@ -1,7 +1,7 @@
 #include "substitute/driver/Supervisor.h"
 
 #include <fcntl.h>
-#include <poll.h>
+#include <sys/select.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #ifdef __linux__
@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <climits>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
@@ -32,50 +31,17 @@ namespace substitute {
 
 namespace {
 
-constexpr std::int64_t millisecond = 1'000'000;  // in nanoseconds
-constexpr std::int64_t second = 1000 * millisecond;
+constexpr std::int64_t second = 1'000'000'000;  // in nanoseconds
 
-// Asks a child for its stack, which ends it. The function system() ignores others meanwhile.
+// Asks a child for its stack, which ends it. The function system() ignores other signals meanwhile.
 constexpr int stackSignal = SIGXCPU;
 
 [[noreturn]] void throwError(const std::string& what) {
   throw std::runtime_error(what + ": " + std::generic_category().message(errno));
 }
 
-class Pipe {
- public:
-  Pipe() {
-    if (pipe(ends_.data()) != 0) throwError("no pipe can be made");
-    for (const int end : ends_) fcntl(end, F_SETFD, FD_CLOEXEC);
-  }
-  Pipe(const Pipe&) = delete;
-  Pipe& operator=(const Pipe&) = delete;
-  ~Pipe() {
-    close(out());
-    closeIn();
-  }
-
-  int out() const { return ends_[0]; }
-  int in() const { return ends_[1]; }
-  void closeIn() { close(std::exchange(ends_[1], -1)); }
-
-  // Appends to `bytes` what can be read without waiting. False at the end.
-  bool read(std::string& bytes) const {
-    fcntl(out(), F_SETFL, O_NONBLOCK);
-    std::array<char, 4096> buffer = {};
-    ssize_t got = 0;
-    while ((got = ::read(out(), buffer.data(), buffer.size())) > 0) {
-      bytes.append(buffer.data(), static_cast<std::size_t>(got));
-    }
-    return got != 0;
-  }
-
- private:
-  std::array<int, 2> ends_ = {-1, -1};
-};
-
-// Captured output in a temporary file. A pipe would stay open as long as a program runs that the
-// add-in has started.
+// What a child writes, in a temporary file. A pipe would have to be read meanwhile, and would stay
+// open as long as a program runs that the add-in has started.
 class Output {
  public:
   Output() : file_(std::tmpfile(), &std::fclose) {
@@ -97,106 +63,99 @@ class Output {
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_;
 };
 
-void handle(int number, void (*handler)(int)) {
-  struct sigaction action = {};
-  action.sa_handler = handler;
-  action.sa_flags = SA_RESTART;
-  sigemptyset(&action.sa_mask);
-  sigaction(number, &action, nullptr);
-}
-
-// The signals of this process as bytes of a pipe, so that poll() waits for them, too. A signal that
-// is ignored stays so.
-class SignalPipe {
+// The signals of this process, which arrive during wait() alone. One that is ignored stays so.
+class Signals {
  public:
-  SignalPipe() {
-    fcntl(pipe_.in(), F_SETFL, O_NONBLOCK);
-    writeEnd = pipe_.in();
+  Signals() {
+    sigset_t waited;
+    sigemptyset(&waited);
     for (const int number : {SIGCHLD, SIGINT, SIGTERM, SIGHUP, SIGTSTP}) {
       struct sigaction action = {};
       sigaction(number, nullptr, &action);
       if (action.sa_handler == SIG_IGN && number != SIGCHLD) continue;
-      handle(number, write);
+      sigaddset(&waited, number);
+      std::signal(number, [](int arrived) { last = arrived; });
       handled_.push_back(number);
     }
+    sigprocmask(SIG_BLOCK, &waited, &before_);
   }
-  ~SignalPipe() { restore(); }
-  SignalPipe(const SignalPipe&) = delete;
-  SignalPipe& operator=(const SignalPipe&) = delete;
+  ~Signals() { restore(); }
+  Signals(const Signals&) = delete;
+  Signals& operator=(const Signals&) = delete;
 
-  void restore() {
-    for (const int number : std::exchange(handled_, {})) handle(number, SIG_DFL);
+  void restore() const {
+    for (const int number : handled_) std::signal(number, SIG_DFL);
+    sigprocmask(SIG_SETMASK, &before_, nullptr);
   }
 
-  int descriptor() const { return pipe_.out(); }
-
-  // The numbers of those that have arrived, a byte each.
-  std::string take() const {
-    std::string numbers;
-    pipe_.read(numbers);
-    return numbers;
+  // Waits for a signal, for `duration` nanoseconds at most. Returns its number; 0: none came.
+  int wait(std::int64_t duration) const {
+    const timespec time = {static_cast<std::time_t>(duration / second), duration % second};
+    last = 0;
+    pselect(0, nullptr, nullptr, nullptr, &time, &before_);
+    return last;
   }
 
  private:
-  static void write(int number) {
-    const int error = errno;
-    const char byte = static_cast<char>(number);
-    static_cast<void>(!::write(writeEnd, &byte, 1));
-    errno = error;
-  }
-
-  inline static int writeEnd = -1;
-  Pipe pipe_;
+  inline static volatile std::sig_atomic_t last = 0;
   std::vector<int> handled_;
+  sigset_t before_ = {};
 };
 
-// Passes on what is typed at a terminal. A child may not read there, since its process group is
-// another one.
+// A child process, which the system ends with this one where it can. Throws std::runtime_error.
+pid_t forkChild() {
+  const pid_t child = fork();
+  if (child < 0) throwError("no process can be made");
+#ifdef __linux__
+  if (child == 0) prctl(PR_SET_PDEATHSIG, SIGKILL);
+#endif
+  return child;
+}
+
+// A process that passes on what is typed at a terminal: a child that leads a process group of its
+// own may not read there.
 class TerminalInput {
  public:
-  // Makes it the standard input of this process, the child.
-  void takeInChild() {
-    dup2(pipe_.out(), STDIN_FILENO);
-    pipe_.closeIn();
+  TerminalInput() {
+    if (pipe(ends_.data()) != 0) throwError("no pipe can be made");
+    process_ = forkChild();
+    if (process_ == 0) passOn();
+    close(ends_[1]);
   }
+  ~TerminalInput() {
+    kill(process_, SIGKILL);
+    waitpid(process_, nullptr, 0);
+  }
+  TerminalInput(const TerminalInput&) = delete;
+  TerminalInput& operator=(const TerminalInput&) = delete;
 
-  // What poll() is to wait for: room in the pipe, then a line.
-  pollfd awaited() const {
-    const pollfd room = {pipe_.in(), POLLOUT, 0};
-    pollfd asked = room;
-    return poll(&asked, 1, 0) == 0 ? room : pollfd{isAtEnd_ ? -1 : STDIN_FILENO, POLLIN, 0};
-  }
-
-  // Passes a line on when `found`, which awaited() has returned, says that there is one.
-  void pass(const pollfd& found) {
-    if (found.fd != STDIN_FILENO || found.revents == 0) return;
-    std::array<char, 512> line = {};
-    const ssize_t got = read(STDIN_FILENO, line.data(), line.size());
-    // The other end stays open in this process, so that writing does not raise SIGPIPE.
-    isAtEnd_ = got <= 0 || write(pipe_.in(), line.data(), static_cast<std::size_t>(got)) != got;
-    if (isAtEnd_) pipe_.closeIn();
-  }
+  int descriptor() const { return ends_[0]; }
 
  private:
-  Pipe pipe_;
-  bool isAtEnd_ = false;
+  [[noreturn]] void passOn() const {
+    std::array<char, 512> line = {};
+    for (ssize_t got = 0; (got = read(STDIN_FILENO, line.data(), line.size())) > 0;) {
+      if (write(ends_[1], line.data(), static_cast<std::size_t>(got)) < 0) break;
+    }
+    _exit(EXIT_SUCCESS);
+  }
+
+  std::array<int, 2> ends_ = {};
+  pid_t process_ = 0;
 };
 
 // A task in its process.
 class Child {
  public:
-  // `input` is what it reads instead of standard input; null: that itself, if it reads it.
-  Child(const ScenarioTask& task, const Supervision& how, SignalPipe& signals, TerminalInput* input)
+  Child(const ScenarioTask& task, const Supervision& how, const Signals& signals,
+        const std::optional<TerminalInput>& terminal)
       : how_(how), beganAt_(monotonicTime()), record_(newCrashRecord()) {
     result_.name = task.name;
     record_->program.set(how.program);
-    if (how.captures) captured_.emplace();
     std::cout.flush();
-    process_ = fork();
-    if (process_ < 0) throwError("no process can be made");
-    if (process_ == 0) play(task, signals, input);
+    process_ = forkChild();
+    if (process_ == 0) play(task, signals, terminal);
     setpgid(process_, process_);
-    pipe_.closeIn();
   }
   ~Child() {
     if (isOver_) return;
@@ -206,32 +165,26 @@ class Child {
   Child(const Child&) = delete;
   Child& operator=(const Child&) = delete;
 
-  // Where the process says how the scenario ended; -1 when it says no more.
-  int descriptor() const { return saysMore_ ? pipe_.out() : -1; }
-
   // True when the process has ended; then result() is complete.
   bool isOver() {
-    saysMore_ = pipe_.read(message_);
     int status = 0;
     if (waitpid(process_, &status, WNOHANG) != process_) return false;
     isOver_ = true;
-    pipe_.read(message_);
     judge(status);
     return true;
   }
   const ScenarioResult& result() const { return result_; }
 
-  // When keepTime() has something to do, on the monotonic clock; nothing: never.
-  std::optional<std::int64_t> deadline() const {
+  // When keepTime() has something to do, on the monotonic clock; the largest number: never.
+  std::int64_t deadline() const {
     if (askedAt_ != 0) return askedAt_ + second;  // it keeps its stack, or does not listen
-    if (how_.timeout == 0) return {};
+    if (how_.timeout == 0) return INT64_MAX;
     const std::int64_t begun = record_->begun;
     return (begun == 0 ? monotonicTime() : begun) + how_.timeout * second;
   }
 
   void keepTime() {
-    const auto next = deadline();
-    if (!next || monotonicTime() < *next) return;
+    if (monotonicTime() < deadline()) return;
     if (askedAt_ != 0) return kill();
     isTimedOut_ = true;
     askForStack();
@@ -239,10 +192,9 @@ class Child {
 
   // Ends the process, since the supervisor got the signal `number`.
   void cutOff(int number) {
-    const bool hasStack = record_->begun != 0 && askedAt_ == 0;
     result_.isCutOff = true;
     result_.signal = number;
-    hasStack ? askForStack() : kill();
+    record_->begun != 0 && askedAt_ == 0 ? askForStack() : kill();
   }
 
   void pause() const { ::kill(-process_, SIGSTOP); }
@@ -254,31 +206,26 @@ class Child {
   }
 
  private:
-  [[noreturn]] void play(const ScenarioTask& task, SignalPipe& signals, TerminalInput* input) {
+  [[noreturn]] void play(const ScenarioTask& task, const Signals& signals,
+                         const std::optional<TerminalInput>& terminal) {
     setpgid(0, 0);
-#ifdef __linux__
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-#endif
     signals.restore();
     std::signal(SIGTTOU, SIG_IGN);  // it may write to the terminal
-    if (captured_) {
-      dup2(captured_->first.descriptor(), STDOUT_FILENO);
-      dup2(captured_->second.descriptor(), STDERR_FILENO);
+    if (how_.captures) {
+      dup2(output_.descriptor(), STDOUT_FILENO);
+      dup2(errors_.descriptor(), STDERR_FILENO);
     }
-    if (input != nullptr) input->takeInChild();
+    if (terminal) dup2(terminal->descriptor(), STDIN_FILENO);
     if (!how_.readsInput) dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
     CrashReport::keepFor(*record_);
     const ScenarioEnd end = task.play();
     CrashReport::noteExit();
-    std::string message = line({{"process", getpid()},
-                                {"status", end.status},
-                                {"reason", end.reason},
-                                {"details", end.details}});
-    while (!message.empty()) {
-      const ssize_t written = write(pipe_.in(), message.data(), message.size());
-      if (written < 0 && errno != EINTR) break;
-      message.erase(0, static_cast<std::size_t>(std::max<ssize_t>(written, 0)));
-    }
+    const std::string said = line({{"process", getpid()},
+                                   {"status", end.status},
+                                   {"reason", end.reason},
+                                   {"details", end.details}});
+    // Where it cannot be written, it looks as if the add-in had ended the process.
+    static_cast<void>(!write(end_.descriptor(), said.data(), said.size()));
     std::exit(end.status);
   }
 
@@ -295,9 +242,9 @@ class Child {
 
   void judge(int status) {
     result_.seconds = static_cast<double>(monotonicTime() - beganAt_) / second;
-    const Json message = Json::parse(message_, nullptr, false);
+    const Json said = Json::parse(end_.read(), nullptr, false);
     // A process that the add-in has forked may also say that it ended the scenario.
-    const bool isComplete = message.is_object() && message["process"] == process_;
+    const bool isComplete = said.is_object() && said["process"] == process_;
     if (result_.isCutOff) {
       judgeSignal("cut off by ", !record_->underWay.empty());
     } else if (isTimedOut_) {
@@ -307,16 +254,14 @@ class Child {
       result_.signal = WTERMSIG(status);
       judgeSignal("ended by ", isReported(result_.signal, *record_));
     } else if (isComplete) {
-      fail(message["status"], message["reason"]);
-      result_.details = message["details"];
+      fail(said["status"], said["reason"]);
+      result_.details = said["details"];
     } else {
       fail(exit_status::failed, "the add-in ended the process");
       report(ReportCause::exit, "");
     }
-    if (captured_) {
-      result_.output = captured_->first.read();
-      result_.errors = captured_->second.read();
-    }
+    result_.output = output_.read();
+    result_.errors = errors_.read();
   }
 
   void judgeSignal(const std::string& what, bool reports) {
@@ -334,17 +279,16 @@ class Child {
   void report(ReportCause cause, const std::string& detail) {
     ::kill(-process_, SIGKILL);  // what it has left running
     LockedFolder::removeAbandoned();
-    writeReport(captured_ ? captured_->second.descriptor() : STDERR_FILENO, *record_, cause,
+    writeReport(how_.captures ? errors_.descriptor() : STDERR_FILENO, *record_, cause,
                 detail.c_str(), describe(record_->stack).c_str());
   }
 
   const Supervision& how_;
   std::int64_t beganAt_;
   SharedCrashRecord record_;
-  std::optional<std::pair<Output, Output>> captured_;
-  Pipe pipe_;
-  std::string message_;
-  bool saysMore_ = true;
+  Output output_;
+  Output errors_;
+  Output end_;
   pid_t process_ = 0;
   std::int64_t askedAt_ = 0;  // for its stack; 0: it was not
   bool isTimedOut_ = false;
@@ -362,33 +306,13 @@ void pause(const Playing& playing) {
   for (const auto& [number, child] : playing) child->proceed(monotonicTime() - begin);
 }
 
-// Waits for a signal, for what a child says, for a line of `terminal`, or for a deadline.
-void waitForNews(const Playing& playing, const SignalPipe& signals,
-                 std::optional<TerminalInput>& terminal) {
-  std::vector<pollfd> awaited = {{signals.descriptor(), POLLIN, 0},
-                                 terminal ? terminal->awaited() : pollfd{-1, 0, 0}};
-  std::optional<std::int64_t> first;
-  for (const auto& [number, child] : playing) {
-    awaited.push_back({child->descriptor(), POLLIN, 0});
-    const auto next = child->deadline();
-    if (next && (!first || *next < *first)) first = next;
-  }
-  int milliseconds = -1;
-  if (first) {
-    const std::int64_t left = std::max<std::int64_t>(*first - monotonicTime(), 0);
-    milliseconds = static_cast<int>(std::min<std::int64_t>(left / millisecond + 1, INT_MAX));
-  }
-  if (poll(awaited.data(), static_cast<nfds_t>(awaited.size()), milliseconds) < 0) return;
-  if (terminal) terminal->pass(awaited[1]);
-}
-
 }  // namespace
 
 int supervise(const std::vector<ScenarioTask>& tasks, const Supervision& how,
               const std::function<void(const ScenarioResult&)>& finished) {
-  SignalPipe signals;
   std::optional<TerminalInput> terminal;
   if (how.readsInput && isatty(STDIN_FILENO) == 1) terminal.emplace();
+  const Signals signals;
   Playing playing;
   std::map<std::size_t, ScenarioResult> done;
   std::size_t begun = 0;
@@ -396,17 +320,21 @@ int supervise(const std::vector<ScenarioTask>& tasks, const Supervision& how,
   int cutOffBy = 0;
   while (true) {
     while (cutOffBy == 0 && begun < tasks.size() && playing.size() < how.jobs) {
-      playing[begun] =
-          std::make_unique<Child>(tasks[begun], how, signals, terminal ? &*terminal : nullptr);
+      playing[begun] = std::make_unique<Child>(tasks[begun], how, signals, terminal);
       ++begun;
     }
     if (playing.empty()) return cutOffBy;
-    waitForNews(playing, signals, terminal);
-    for (const char number : signals.take()) {
-      if (number == SIGTSTP) pause(playing);
-      if (number == SIGTSTP || number == SIGCHLD) continue;
-      cutOffBy = number;
-      for (const auto& [index, child] : playing) child->cutOff(number);
+    constexpr std::int64_t longest = 3600 * second;  // a limit of pselect()
+    std::int64_t left = longest;
+    for (const auto& [number, child] : playing) {
+      left = std::clamp<std::int64_t>(child->deadline() - monotonicTime(), 0, left);
+    }
+    const int signal = signals.wait(left);
+    if (signal == SIGTSTP) {
+      pause(playing);
+    } else if (signal != 0 && signal != SIGCHLD) {
+      cutOffBy = signal;
+      for (const auto& [number, child] : playing) child->cutOff(signal);
     }
     for (auto child = playing.begin(); child != playing.end();) {
       child->second->keepTime();
