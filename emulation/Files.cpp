@@ -1,55 +1,33 @@
-// Files and folders. Flags, the records of a file and of a folder's entry, and the word for the
-// current folder differ.
+// Files, folders and pipes.
+//
+// macOS opens, describes and lists files as POSIX has it. Its flags have BSD's numbers, the records
+// of a file and of a folder's entry a layout of their own, and the current folder another number
+// than Linux's. Here they are converted on the way in or out.
 #include <dirent.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <unordered_map>
 
-#include "System.h"
+#include "Numbers.h"
+
+using emulation::flagsToLinux;
+using emulation::flagsToMac;
+using emulation::Pair;
 
 namespace {
 
-struct Flag {
-  int mac;
-  int linux;
-};
+constexpr Pair openFlags[] = {{0x1, O_WRONLY},     {0x2, O_RDWR},           {0x4, O_NONBLOCK},
+                              {0x8, O_APPEND},     {0x80, O_SYNC},          {0x200, O_CREAT},
+                              {0x400, O_TRUNC},    {0x800, O_EXCL},         {0x100, O_NOFOLLOW},
+                              {0x20000, O_NOCTTY}, {0x100000, O_DIRECTORY}, {0x1000000, O_CLOEXEC}};
 
-// Access modes have the same values.
-constexpr Flag openFlags[] = {{0x4, O_NONBLOCK},     {0x8, O_APPEND},     {0x80, O_SYNC},
-                              {0x100, O_NOFOLLOW},   {0x200, O_CREAT},    {0x400, O_TRUNC},
-                              {0x800, O_EXCL},       {0x20000, O_NOCTTY}, {0x100000, O_DIRECTORY},
-                              {0x1000000, O_CLOEXEC}};
-
-constexpr Flag atFlags[] = {{0x10, AT_EACCESS},
-                            {0x20, AT_SYMLINK_NOFOLLOW},
-                            {0x40, AT_SYMLINK_FOLLOW},
-                            {0x80, AT_REMOVEDIR}};
-
-template <std::size_t Size>
-int toLinux(int macFlags, const Flag (&flags)[Size]) {
-  int converted = 0;
-  for (const Flag& flag : flags) {
-    if ((macFlags & flag.mac) != 0) converted |= flag.linux;
-  }
-  return converted;
-}
-
-int openFlagsToLinux(int flags) {
-  return (flags & O_ACCMODE) | toLinux(flags, openFlags);
-}
-
-int openFlagsToMac(int flags) {
-  int converted = flags & O_ACCMODE;
-  for (const Flag& flag : openFlags) {
-    if ((flags & flag.linux) == flag.linux) converted |= flag.mac;
-  }
-  return converted;
-}
+constexpr Pair atFlags[] = {{0x20, AT_SYMLINK_NOFOLLOW}, {0x80, AT_REMOVEDIR}};
 
 int folderToLinux(int folder) {
   constexpr int currentFolder = -2;
@@ -96,21 +74,6 @@ int fill(MacStat* to, int result, const struct stat& from) {
   return 0;
 }
 
-int macStat(const char* path, MacStat* to) {
-  struct stat from {};
-  return fill(to, stat(path, &from), from);
-}
-
-int macLstat(const char* path, MacStat* to) {
-  struct stat from {};
-  return fill(to, lstat(path, &from), from);
-}
-
-int macFstat(int file, MacStat* to) {
-  struct stat from {};
-  return fill(to, fstat(file, &from), from);
-}
-
 struct MacDirent {
   std::uint64_t inode;
   std::uint64_t position;
@@ -123,7 +86,62 @@ struct MacDirent {
 // The last entry read of each open folder, whose record is the folder's until the next is read.
 std::unordered_map<DIR*, MacDirent> entries;
 
-MacDirent* macReaddir(DIR* folder) {
+}  // namespace
+
+extern "C" {
+
+int mac_vopenat(int folder, const char* path, int flags, const unsigned* stack) {
+  const int converted = flagsToLinux(openFlags, flags, "openat");
+  return openat(folderToLinux(folder), path, converted, (converted & O_CREAT) != 0 ? *stack : 0);
+}
+
+int mac_vopen(const char* path, int flags, const unsigned* stack) {
+  return mac_vopenat(AT_FDCWD, path, flags, stack);
+}
+
+// The commands have the same numbers.
+int mac_vfcntl(int file, int command, const int* stack) {
+  switch (command) {
+    case F_GETFL: {
+      const int flags = fcntl(file, F_GETFL);
+      return flags < 0 ? flags : flagsToMac(openFlags, flags);
+    }
+    case F_SETFL:
+      return fcntl(file, F_SETFL, flagsToLinux(openFlags, *stack, "fcntl"));
+    case F_GETFD:
+      return fcntl(file, F_GETFD);
+    case F_SETFD:
+      return fcntl(file, F_SETFD, *stack);
+    default:
+      emulation::endProcess("the command " + std::to_string(command) +
+                            " of fcntl is not supported");
+  }
+}
+
+int mac_unlinkat(int folder, const char* path, int flags) {
+  return unlinkat(folderToLinux(folder), path, flagsToLinux(atFlags, flags, "unlinkat"));
+}
+
+int mac_fchmodat(int folder, const char* path, mode_t mode, int flags) {
+  return fchmodat(folderToLinux(folder), path, mode, flagsToLinux(atFlags, flags, "fchmodat"));
+}
+
+int mac_stat(const char* path, MacStat* to) {
+  struct stat from {};
+  return fill(to, stat(path, &from), from);
+}
+
+int mac_lstat(const char* path, MacStat* to) {
+  struct stat from {};
+  return fill(to, lstat(path, &from), from);
+}
+
+int mac_fstat(int file, MacStat* to) {
+  struct stat from {};
+  return fill(to, fstat(file, &from), from);
+}
+
+MacDirent* mac_readdir(DIR* folder) {
   const dirent* const from = readdir(folder);
   if (from == nullptr) return nullptr;
   MacDirent& to = entries[folder];
@@ -131,96 +149,31 @@ MacDirent* macReaddir(DIR* folder) {
   to.position = static_cast<std::uint64_t>(from->d_off);
   to.recordSize = sizeof(to);
   to.nameLength = static_cast<std::uint16_t>(std::strlen(from->d_name));
+  std::memcpy(to.name, from->d_name, to.nameLength + 1U);
   to.type = from->d_type;
-  std::strcpy(to.name, from->d_name);
   return &to;
 }
 
-int macClosedir(DIR* folder) {
+int mac_closedir(DIR* folder) {
   entries.erase(folder);
   return closedir(folder);
 }
 
-int macUnlinkat(int folder, const char* path, int flags) {
-  return unlinkat(folderToLinux(folder), path, toLinux(flags, atFlags));
-}
-
-int macFchmodat(int folder, const char* path, mode_t mode, int flags) {
-  return fchmodat(folderToLinux(folder), path, mode, toLinux(flags, atFlags));
-}
-
-int macSysconf(int name) {
-  switch (name) {
-    case 5:
-      return static_cast<int>(sysconf(_SC_OPEN_MAX));
-    case 29:
-      return static_cast<int>(sysconf(_SC_PAGESIZE));
-    case 57:
-    case 58:
-      return 1;  // processors
-    default:
-      errno = EINVAL;
-      return -1;
-  }
-}
-
-}  // namespace
-
-extern "C" {
-
-int mac_open(const char* path, int flags, const unsigned* stack) {
-  const int converted = openFlagsToLinux(flags);
-  return open(path, converted, (converted & O_CREAT) != 0 ? *stack : 0);
-}
-
-int mac_openat(int folder, const char* path, int flags, const unsigned* stack) {
-  const int converted = openFlagsToLinux(flags);
-  return openat(folderToLinux(folder), path, converted, (converted & O_CREAT) != 0 ? *stack : 0);
-}
-
-int mac_fcntl(int file, int command, const int* stack) {
-  constexpr int duplicateCloseOnExec = 67;
-  switch (command) {
-    case F_GETFL: {
-      const int flags = fcntl(file, F_GETFL);
-      return flags < 0 ? flags : openFlagsToMac(flags);
-    }
-    case F_SETFL:
-      return fcntl(file, F_SETFL, openFlagsToLinux(*stack));
-    case F_GETFD:
-      return fcntl(file, F_GETFD);
-    case F_DUPFD:
-    case F_SETFD:
-      return fcntl(file, command, *stack);
-    case duplicateCloseOnExec:
-      return fcntl(file, F_DUPFD_CLOEXEC, *stack);
-    default:
-      errno = EINVAL;
-      return -1;
-  }
+// The events have the same bits, but for that of writing out of band. The count is narrower.
+int mac_poll(pollfd* files, unsigned count, int timeout) {
+  return poll(files, count, timeout);
 }
 
 }  // extern "C"
 
-EMULATION_VARIADIC(entry_open, 2, mac_open)
-EMULATION_VARIADIC(entry_openat, 3, mac_openat)
-EMULATION_VARIADIC(entry_fcntl, 2, mac_fcntl)
+EMULATION_VARIADIC(mac_open, 2, mac_vopen);
+EMULATION_VARIADIC(mac_openat, 3, mac_vopenat);
+EMULATION_VARIADIC(mac_fcntl, 2, mac_vfcntl);
 
-namespace emulation {
-
-SystemNames fileFunctions() {
-  return {{"_open", entry_open},
-          {"_openat", entry_openat},
-          {"_fcntl", entry_fcntl},
-          supply("_realpath$DARWIN_EXTSN", realpath),
-          supply("_stat", macStat),
-          supply("_lstat", macLstat),
-          supply("_fstat", macFstat),
-          supply("_readdir", macReaddir),
-          supply("_closedir", macClosedir),
-          supply("_unlinkat", macUnlinkat),
-          supply("_fchmodat", macFchmodat),
-          supply("_sysconf", macSysconf)};
-}
-
-}  // namespace emulation
+EMULATION_CONVERTED(
+    "closedir, fchmodat, fcntl, fstat, lstat, open, openat, poll, readdir, stat, unlinkat");
+EMULATION_SUPPLY("realpath$DARWIN_EXTSN", "realpath");
+EMULATION_SAME(
+    "access, chdir, chmod, close, dup, dup2, fchmod, fdopendir, flock, ftruncate, getcwd, isatty, "
+    "link, mkdir, mkdtemp, mkstemp, opendir, pipe, read, readlink, remove, rename, rmdir, symlink, "
+    "truncate, write");

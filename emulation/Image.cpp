@@ -28,11 +28,6 @@ std::vector<std::uint8_t> readFile(const std::string& path) {
   return bytes;
 }
 
-// What a segment may be, as mmap says it; the file format uses the same bits.
-int memoryProtection(std::uint32_t protection) {
-  return static_cast<int>(protection & (PROT_READ | PROT_WRITE | PROT_EXEC));
-}
-
 }  // namespace
 
 std::uint8_t Bytes::byte() {
@@ -45,20 +40,17 @@ std::uint64_t Bytes::uleb() {
   for (unsigned shift = 0;; shift += 7) {
     const std::uint8_t next = byte();
     if (shift < 64) value |= std::uint64_t{next & 0x7fU} << shift;
-    if ((next & 0x80) == 0) return value;
+    if ((next & 0x80U) == 0) return value;
   }
 }
 
 std::int64_t Bytes::sleb() {
-  std::uint64_t value = 0;
-  for (unsigned shift = 0;;) {
-    const std::uint8_t next = byte();
-    if (shift < 64) value |= std::uint64_t{next & 0x7fU} << shift;
-    shift += 7;
-    if ((next & 0x80) != 0) continue;
-    if ((next & 0x40) != 0 && shift < 64) value |= ~std::uint64_t{0} << shift;
-    return static_cast<std::int64_t>(value);
-  }
+  const std::uint8_t* const begin = at_;
+  std::uint64_t value = uleb();
+  const auto bits = static_cast<unsigned>(7 * (at_ - begin));
+  const bool negative = (at_[-1] & 0x40U) != 0;
+  if (negative && bits < 64) value |= ~std::uint64_t{0} << bits;
+  return static_cast<std::int64_t>(value);
 }
 
 const char* Bytes::string() {
@@ -69,14 +61,18 @@ const char* Bytes::string() {
 }
 
 Bytes Bytes::from(std::uint64_t offset) const {
-  const auto size = static_cast<std::uint64_t>(end_ - at_);
-  if (offset > size) throw LoadError("is cut off");
-  return {at_ + offset, size - offset};
+  return part(offset, static_cast<std::uint64_t>(end_ - at_) - offset);
+}
+
+Bytes Bytes::part(std::uint64_t offset, std::uint64_t size) const {
+  const auto all = static_cast<std::uint64_t>(end_ - at_);
+  if (offset > all || size > all - offset) throw LoadError("is cut off");
+  return {at_ + offset, size};
 }
 
 Image::Image(std::string path) : path_(std::move(path)), file_(readFile(path_)) {
   try {
-    readCommands();
+    readCommands({file_.data(), file_.size()});
   } catch (const LoadError& error) {
     throw LoadError(path_ + " " + error.what());
   }
@@ -86,36 +82,21 @@ Image::~Image() {
   munmap(memory_, memorySize_);
 }
 
-const macho::Header& Image::fileHeader() const {
-  return at<macho::Header>(0);
-}
-
 bool Image::contains(const void* address) const {
-  return std::any_of(segments_.begin(), segments_.end(), [address](const Segment& segment) {
-    return address >= segment.begin && address < segment.begin + segment.size;
-  });
+  return address >= memory_ && address < memory_ + memorySize_;
 }
 
-bool Image::findExport(const std::string& name, Export& found) const {
+std::optional<Export> Image::findExport(const std::string& name) const {
   // A trie: each node may end a name, and leads on by edges that bear the next characters.
-  if (exports_.empty()) return false;
+  if (exports_.empty()) return {};
   Bytes node = exports_;
-  const char* rest = name.c_str();
-  for (;;) {
+  for (const char* rest = name.c_str();;) {
     const std::uint64_t size = node.uleb();
     if (*rest == '\0') {
-      if (size == 0) return false;
+      if (size == 0) return {};
       const std::uint64_t flags = node.uleb();
-      if ((flags & 0x08) != 0) {
-        found.ordinal = node.uleb();
-        found.otherName = node.string();
-        if (found.otherName.empty()) found.otherName = name;
-        return true;
-      }
-      const bool absolute = (flags & 0x03) == 2;
-      found.address = (absolute ? nullptr : memory_) + node.uleb();
-      found.weak = (flags & 0x04) != 0;
-      return true;
+      if ((flags & ~macho::EXPORT_SYMBOL_FLAGS_WEAK_DEFINITION) != 0) return {};  // no address
+      return Export{memory_ + node.uleb(), flags != 0};
     }
     Bytes edges = node.from(size);
     bool followed = false;
@@ -128,131 +109,84 @@ bool Image::findExport(const std::string& name, Export& found) const {
       node = exports_.from(child);
       followed = true;
     }
-    if (!followed) return false;
+    if (!followed) return {};
   }
 }
 
-macho::Symbol Image::symbolBelow(const void* address, const char*& name) const {
-  constexpr std::uint8_t debugging = 0xe0;
-  constexpr std::uint8_t kind = 0x0e;
-  constexpr std::uint8_t inSection = 0x0e;
-  macho::Symbol best{};
-  name = nullptr;
-  const std::uint64_t wanted = reinterpret_cast<std::uint64_t>(address) - slide_;
-  for (std::uint32_t i = 0; i < symbols_.symbolCount; ++i) {
-    const auto& symbol =
-        at<macho::Symbol>(symbols_.symbolOffset + std::uint64_t{i} * sizeof(macho::Symbol));
-    if ((symbol.type & debugging) != 0 || (symbol.type & kind) != inSection) continue;
-    if (symbol.address > wanted || (name != nullptr && symbol.address <= best.address)) continue;
-    best = symbol;
-    name = part(symbols_.stringOffset, symbols_.stringSize).from(symbol.name).string();
-  }
-  return best;
-}
-
-void Image::protect() {
+void Image::protect() const {
   for (const Segment& segment : segments_) {
-    const int protection =
-        segment.readOnlyAfterBinding ? PROT_READ : memoryProtection(segment.protection);
-    mprotect(segment.begin, segment.size, protection);
+    if (segment.size == 0) continue;
+    if (mprotect(segment.begin, segment.size, segment.protection) != 0) {
+      throw LoadError(std::string("cannot be protected in memory: ") + std::strerror(errno));
+    }
     __builtin___clear_cache(reinterpret_cast<char*>(segment.begin),
                             reinterpret_cast<char*>(segment.begin + segment.size));
   }
 }
 
-template <typename T>
-const T& Image::at(std::uint64_t offset) const {
-  if (offset > file_.size() || file_.size() - offset < sizeof(T)) throw LoadError("is cut off");
-  return *reinterpret_cast<const T*>(file_.data() + offset);
-}
-
-Bytes Image::part(std::uint32_t offset, std::uint32_t size) const {
-  if (std::uint64_t{offset} + size > file_.size()) throw LoadError("is cut off");
-  return {file_.data() + offset, size};
-}
-
-void Image::readCommands() {
-  if (file_.size() < sizeof(std::uint32_t) || at<std::uint32_t>(0) != macho::magic64) {
+void Image::readCommands(Bytes file) {
+  if (file_.size() < sizeof(std::uint32_t) || file.at<std::uint32_t>(0) != macho::MH_MAGIC_64) {
     throw LoadError("is no 64-bit Mach-O file");
   }
-  const macho::Header& header = fileHeader();
-  if (header.processor != macho::arm64) throw LoadError("is for another processor than arm64");
-  if (header.fileType != macho::executable && header.fileType != macho::dynamicLibrary &&
-      header.fileType != macho::bundle) {
+  const auto& header = file.at<macho::Header>(0);
+  if (header.processor != macho::CPU_TYPE_ARM64) {
+    throw LoadError("is for another processor than arm64");
+  }
+  if (header.fileType != macho::MH_EXECUTE && header.fileType != macho::MH_DYLIB) {
     throw LoadError("is neither a program nor a library");
   }
   std::vector<const macho::SegmentCommand*> segments;
   std::uint64_t entryOffset = 0;
-  std::uint64_t offset = sizeof(macho::Header);
+  Bytes commands = file.from(sizeof(macho::Header));
   for (std::uint32_t i = 0; i < header.commandCount; ++i) {
-    const auto& command = at<macho::LoadCommand>(offset);
-    if (command.size < sizeof(command)) throw LoadError("has an empty load command");
-    part(static_cast<std::uint32_t>(offset), command.size);
-    switch (command.kind) {
-      case macho::commandSegment:
-        segments.push_back(&at<macho::SegmentCommand>(offset));
-        at<std::uint8_t>(offset + sizeof(macho::SegmentCommand) - 1 +
-                         std::uint64_t{segments.back()->sectionCount} * sizeof(macho::Section));
+    const auto [kind, size] = commands.at<macho::LoadCommand>(0);
+    if (size < sizeof(macho::LoadCommand)) throw LoadError("has an empty load command");
+    const Bytes command = commands.part(0, size);
+    switch (kind) {
+      case macho::LC_SEGMENT_64:
+        segments.push_back(&command.at<macho::SegmentCommand>(0));
+        command.part(sizeof(macho::SegmentCommand),
+                     segments.back()->sectionCount * sizeof(macho::Section));
         break;
-      case macho::commandLoadLibrary:
-      case macho::commandLoadWeakLibrary:
-      case macho::commandReexportLibrary:
-      case macho::commandLibraryId: {
-        const auto& library = at<macho::LibraryCommand>(offset);
-        const std::string name =
-            Bytes(file_.data() + offset, command.size).from(library.nameOffset).string();
-        if (command.kind == macho::commandLibraryId) {
-          installName_ = name;
-        } else {
-          libraries_.push_back(name);
-        }
+      case macho::LC_LOAD_DYLIB:
+        libraries_.emplace_back(
+            command.from(command.at<macho::LibraryCommand>(0).nameOffset).string());
         break;
-      }
-      case macho::commandDyldInfo:
-      case macho::commandDyldInfoOnly: {
-        const auto& info = at<macho::DyldInfoCommand>(offset);
-        rebase_ = part(info.rebaseOffset, info.rebaseSize);
-        bind_ = part(info.bindOffset, info.bindSize);
-        weakBind_ = part(info.weakBindOffset, info.weakBindSize);
-        lazyBind_ = part(info.lazyBindOffset, info.lazyBindSize);
-        exports_ = part(info.exportOffset, info.exportSize);
+      case macho::LC_ID_DYLIB:
+        installName_ = command.from(command.at<macho::LibraryCommand>(0).nameOffset).string();
+        break;
+      case macho::LC_DYLD_INFO_ONLY: {
+        const auto& info = command.at<macho::DyldInfoCommand>(0);
+        rebase_ = file.part(info.rebaseOffset, info.rebaseSize);
+        bind_ = file.part(info.bindOffset, info.bindSize);
+        weakBind_ = file.part(info.weakBindOffset, info.weakBindSize);
+        lazyBind_ = file.part(info.lazyBindOffset, info.lazyBindSize);
+        exports_ = file.part(info.exportOffset, info.exportSize);
         break;
       }
-      case macho::commandChainedFixups:
-      case macho::commandExportsTrie:
-        throw LoadError("has chained fixups, which are not supported");
-      case macho::commandMain:
-        entryOffset = at<macho::MainCommand>(offset).entryOffset;
+      case macho::LC_MAIN:
+        entryOffset = command.at<macho::MainCommand>(0).entryOffset;
         break;
-      case macho::commandSymbolTable: {
-        symbols_ = at<macho::SymbolTableCommand>(offset);
-        part(symbols_.stringOffset, symbols_.stringSize);
-        const std::uint64_t size = std::uint64_t{symbols_.symbolCount} * sizeof(macho::Symbol);
-        if (symbols_.symbolOffset + size > file_.size()) throw LoadError("is cut off");
-        break;
-      }
       default:
-        break;
+        if ((kind & macho::LC_REQ_DYLD) == 0) break;
+        throw LoadError("has the load command " + std::to_string(kind & ~macho::LC_REQ_DYLD) +
+                        ", which is not supported");
     }
-    offset += command.size;
+    commands = commands.from(size);
   }
-  mapSegments(segments);
-  if (header.fileType == macho::executable) {
+  mapSegments(file, segments);
+  if (header.fileType == macho::MH_EXECUTE) {
     if (entryOffset == 0) throw LoadError("does not say where it begins");
     entry_ = memory_ + entryOffset;
   }
 }
 
-void Image::mapSegments(const std::vector<const macho::SegmentCommand*>& segments) {
+void Image::mapSegments(Bytes file, const std::vector<const macho::SegmentCommand*>& segments) {
   // The segment that only keeps low addresses unused is left out.
   std::uint64_t first = UINT64_MAX;
   std::uint64_t last = 0;
   for (const macho::SegmentCommand* const segment : segments) {
     if (segment->protection == 0) continue;
-    if (segment->fileOffset > file_.size() ||
-        segment->fileSize > file_.size() - segment->fileOffset) {
-      throw LoadError("is cut off");
-    }
     if (segment->fileSize > segment->size || segment->address + segment->size < segment->address) {
       throw LoadError("has a segment of an impossible size");
     }
@@ -269,21 +203,24 @@ void Image::mapSegments(const std::vector<const macho::SegmentCommand*>& segment
   slide_ = reinterpret_cast<std::uint64_t>(memory_) - first;
   for (const macho::SegmentCommand* const segment : segments) {
     if (segment->protection == 0) {
-      segments_.push_back({memory_, 0, 0, false});  // others are numbered as in the file
+      segments_.push_back({memory_, 0, PROT_READ});  // others are numbered as in the file
       continue;
     }
     std::uint8_t* const begin = memory_ + (segment->address - first);
-    std::memcpy(begin, file_.data() + segment->fileOffset, segment->fileSize);
-    segments_.push_back({begin, segment->size, segment->protection,
-                         (segment->flags & macho::readOnlyAfterBinding) != 0});
+    std::memcpy(begin, file.part(segment->fileOffset, segment->fileSize).data(), segment->fileSize);
+    // The file format has mmap's bits.
+    const bool readOnly = (segment->flags & macho::SG_READ_ONLY) != 0;
+    const auto wanted = static_cast<int>(segment->protection);
+    segments_.push_back({begin, segment->size,
+                         readOnly ? PROT_READ : wanted & (PROT_READ | PROT_WRITE | PROT_EXEC)});
     const auto* const section = reinterpret_cast<const macho::Section*>(segment + 1);
     for (std::uint32_t i = 0; i < segment->sectionCount; ++i) {
       const std::uint64_t offset = section[i].address - segment->address;
       if (offset > segment->size || section[i].size > segment->size - offset) {
         throw LoadError("has a section outside of its segment");
       }
-      sections_.push_back({fixedString(section[i].segment), fixedString(section[i].name),
-                           begin + offset, section[i].size, section[i].flags & 0xff});
+      sections_.push_back({fixedString(section[i].name), begin + offset, section[i].size,
+                           section[i].flags & 0xffU});
     }
   }
 }

@@ -1,6 +1,13 @@
+// A program or library for macOS in memory.
+//
+// On a Mac the kernel maps the segments of a program, and the loader dyld those of each library:
+// the text with the code, the data, and the lists that describe both. They keep their distances,
+// since the code reaches its data by them, but lie anywhere. Here the whole file is read, and its
+// segments are copied into one block of memory. The lists stay in the bytes of the file.
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -19,15 +26,22 @@ struct LoadError : std::runtime_error {
 class Bytes {
  public:
   Bytes() = default;
-  Bytes(const std::uint8_t* begin, std::size_t size) : at_(begin), end_(begin + size) {}
+  Bytes(const std::uint8_t* begin, std::uint64_t size) : at_(begin), end_(begin + size) {}
 
   bool empty() const { return at_ == end_; }
+  const std::uint8_t* data() const { return at_; }
   std::uint8_t byte();
+  // Numbers in bytes of seven bits, the lowest first: without and with a sign.
   std::uint64_t uleb();
   std::int64_t sleb();
   const char* string();
-  // What follows behind `offset` bytes.
+  // What follows behind `offset` bytes: all, or `size` bytes.
   Bytes from(std::uint64_t offset) const;
+  Bytes part(std::uint64_t offset, std::uint64_t size) const;
+  template <typename T>
+  const T& at(std::uint64_t offset) const {
+    return *reinterpret_cast<const T*>(part(offset, sizeof(T)).data());
+  }
 
  private:
   const std::uint8_t* at_ = nullptr;
@@ -36,14 +50,12 @@ class Bytes {
 
 // What a file exports under a name.
 struct Export {
-  void* address = nullptr;    // null: another library's name is passed on
-  bool weak = false;          // another definition of the name may take its place
-  std::uint64_t ordinal = 0;  // of the other library, counted from one
-  std::string otherName;
+  void* address;
+  bool weak;  // another definition of the name may take its place
 };
 
-// A program or library in memory: its segments lie where its code expects them relative to each
-// other. Nothing is bound and nothing of it has run.
+// Its segments lie where its code expects them relative to each other. Nothing is bound and nothing
+// of it has run.
 class Image {
  public:
   // Throws LoadError for what is no Mach-O file for arm64, is cut off, or needs what the loader
@@ -56,22 +68,20 @@ class Image {
   struct Segment {
     std::uint8_t* begin;
     std::uint64_t size;
-    std::uint32_t protection;
-    bool readOnlyAfterBinding;
+    int protection;  // as mmap says it
   };
   struct Section {
-    std::string_view segment, name;
+    std::string_view name;
     std::uint8_t* begin;
     std::uint64_t size;
     std::uint32_t type;
   };
 
   const std::string& path() const { return path_; }
-  std::uint8_t* header() const { return memory_; }
+  const void* header() const { return memory_; }
   // What is added to an address in the file to get the one in memory.
   std::uint64_t slide() const { return slide_; }
   bool contains(const void* address) const;
-  const macho::Header& fileHeader() const;
   const std::vector<std::string>& libraries() const { return libraries_; }
   const std::vector<Segment>& segments() const { return segments_; }
   const std::vector<Section>& sections() const { return sections_; }
@@ -85,19 +95,15 @@ class Image {
   Bytes weakBindOpcodes() const { return weakBind_; }
   Bytes lazyBindOpcodes() const { return lazyBind_; }
 
-  // False when the file does not export `name`, which begins with the underscore of C.
-  bool findExport(const std::string& name, Export& found) const;
-  // The symbol at or next below `address`; its name is null when there is none.
-  macho::Symbol symbolBelow(const void* address, const char*& name) const;
-  // Gives the segments the protection that the file wants, once everything is bound.
-  void protect();
+  // The name begins with the underscore of C. Empty when the file does not export it.
+  std::optional<Export> findExport(const std::string& name) const;
+  // Gives the segments the protection that the file wants, once everything is bound. Throws
+  // LoadError when the system refuses.
+  void protect() const;
 
  private:
-  void readCommands();
-  void mapSegments(const std::vector<const macho::SegmentCommand*>& segments);
-  template <typename T>
-  const T& at(std::uint64_t offset) const;
-  Bytes part(std::uint32_t offset, std::uint32_t size) const;
+  void readCommands(Bytes file);
+  void mapSegments(Bytes file, const std::vector<const macho::SegmentCommand*>& segments);
 
   std::string path_;
   std::vector<std::uint8_t> file_;
@@ -110,7 +116,6 @@ class Image {
   std::string installName_;
   void* entry_ = nullptr;
   Bytes rebase_, bind_, weakBind_, lazyBind_, exports_;
-  macho::SymbolTableCommand symbols_{};
 };
 
 }  // namespace emulation

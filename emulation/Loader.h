@@ -1,8 +1,14 @@
+// Loads programs and libraries, and unloads them.
+//
+// On a Mac dyld loads a program with all the libraries that it lists, and those that these list. It
+// binds them, runs the initialisers of each after those of the libraries that it needs, and calls
+// main. A name belongs to the library that its user lists for it; weak definitions alone are shared
+// by all. Later dlopen does the same for a library, and dlclose unloads it when nobody uses it any
+// more. Here that is done alike, with two differences. A library is looked for by the last part of
+// its name, wherever it lies on a Mac: in the folders that DYLD_LIBRARY_PATH lists, then beside the
+// program. And libSystem is no file: System.h supplies its names.
 #pragma once
 
-#include <sys/types.h>
-
-#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -14,31 +20,25 @@ namespace emulation {
 // A program or library that is loaded.
 struct Library {
   // Throws as Image does.
-  explicit Library(const std::string& path);
+  explicit Library(const std::string& path) : image(path) {}
 
   Image image;
-  // Which file it is, under whatever path.
-  dev_t device;
-  ino_t inode;
-  // Those that the file lists, in its order, then the unwinder. Null stands for the system library.
+  // Those that the file lists, in its order. Null stands for libSystem.
   std::vector<Library*> libraries;
-  // Those that supply a name that all files share.
-  std::vector<Library*> sharedFrom;
   // How often it was opened, and how many others use it.
   int users = 0;
-  std::unique_ptr<std::uint64_t[]> threadLocals;
+  bool initialized = false;
 };
 
 // What the program was started with.
 struct Arguments {
   int count;
   char** values;
-  char** environment;
 };
 
 // Loads the program and what it needs, and runs it. Returns what its main returns; throws LoadError
 // before anything of it has run.
-int runProgram(const std::string& path, const Arguments& arguments);
+int runProgram(const std::string& path, const Arguments& given);
 
 Arguments& programArguments();
 
@@ -56,26 +56,11 @@ Library* load(const std::string& path);
 // Counts one user less; the last one's release unloads the library.
 void release(Library& library);
 
-// Finds a name, with the underscore of C, in everything that is loaded, or in one library and those
-// that it uses; null when it is in none.
-void* findInAll(const std::string& name);
-void* findFrom(const Library& library, const std::string& name);
+// Finds a name, with the underscore of C, in a library; null when it does not export it.
+void* findIn(const Library& library, const std::string& name);
 
-// What is called when the library with this header is unloaded or the process ends, the last first.
-struct AtExit {
-  void (*function)(void*);
-  void* argument;
-  const void* header;
-};
-void addAtExit(const AtExit& entry);
-// Calls those of one library, or all of them when `header` is null.
+// Calls what is to be called at the end of the library with this header, or at the end of all when
+// it is null; the last that was registered first.
 void runAtExit(const void* header);
-
-// Calls that function with the header and the slide of each library that is unloaded.
-using UnloadCallback = void (*)(const void* header, std::intptr_t slide);
-void addUnloadCallback(UnloadCallback callback);
-
-// The code that the address of a variable of the thread is asked of.
-extern "C" void* thread_local_address(macho::ThreadLocalVariable* variable);
 
 }  // namespace emulation

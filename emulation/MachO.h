@@ -1,20 +1,19 @@
+// The file format of macOS, Mach-O, as far as the loader reads it.
+//
+// A file begins with a header and a list of load commands. They say which parts of the file lie
+// where in memory, which libraries are needed, and where the lists are by which addresses are
+// corrected and names are bound. All numbers are little-endian. Commands, types and opcodes have
+// the names that the format's documents give them; records are given as far as they are read.
 #pragma once
 
 #include <cstdint>
 
-// The parts of the Mach-O file format that the loader reads. All numbers are little-endian.
 namespace emulation::macho {
 
-constexpr std::uint32_t magic64 = 0xfeedfacf;
-constexpr std::uint32_t arm64 = 0x0100000c;
-
-constexpr std::uint32_t executable = 2;
-constexpr std::uint32_t dynamicLibrary = 6;
-constexpr std::uint32_t bundle = 8;
-
-// Flags of the header: weak names of this file are shared with those of other files.
-constexpr std::uint32_t definesWeak = 0x8000;
-constexpr std::uint32_t bindsToWeak = 0x10000;
+constexpr std::uint32_t MH_MAGIC_64 = 0xfeedfacf;
+constexpr std::uint32_t CPU_TYPE_ARM64 = 0x0100000c;
+constexpr std::uint32_t MH_EXECUTE = 2;
+constexpr std::uint32_t MH_DYLIB = 6;
 
 struct Header {
   std::uint32_t magic;
@@ -32,17 +31,13 @@ struct LoadCommand {
   std::uint32_t size;
 };
 
-constexpr std::uint32_t commandSymbolTable = 0x2;
-constexpr std::uint32_t commandLoadLibrary = 0xc;
-constexpr std::uint32_t commandLibraryId = 0xd;
-constexpr std::uint32_t commandSegment = 0x19;
-constexpr std::uint32_t commandLoadWeakLibrary = 0x80000018;
-constexpr std::uint32_t commandReexportLibrary = 0x8000001f;
-constexpr std::uint32_t commandDyldInfo = 0x22;
-constexpr std::uint32_t commandDyldInfoOnly = 0x80000022;
-constexpr std::uint32_t commandMain = 0x80000028;
-constexpr std::uint32_t commandExportsTrie = 0x80000033;
-constexpr std::uint32_t commandChainedFixups = 0x80000034;
+// A loader must refuse a file with a command of this bit that it does not know.
+constexpr std::uint32_t LC_REQ_DYLD = 0x80000000;
+constexpr std::uint32_t LC_LOAD_DYLIB = 0xc;
+constexpr std::uint32_t LC_ID_DYLIB = 0xd;
+constexpr std::uint32_t LC_SEGMENT_64 = 0x19;
+constexpr std::uint32_t LC_DYLD_INFO_ONLY = 0x22 | LC_REQ_DYLD;
+constexpr std::uint32_t LC_MAIN = 0x28 | LC_REQ_DYLD;
 
 struct SegmentCommand {
   LoadCommand command;
@@ -57,7 +52,7 @@ struct SegmentCommand {
   std::uint32_t flags;
 };
 
-constexpr std::uint32_t readOnlyAfterBinding = 0x10;
+constexpr std::uint32_t SG_READ_ONLY = 0x10;  // after binding
 
 struct Section {
   char name[16];
@@ -73,19 +68,14 @@ struct Section {
 };
 
 // The lowest byte of a section's flags.
-constexpr std::uint32_t initializerPointers = 0x9;
-constexpr std::uint32_t terminatorPointers = 0xa;
-constexpr std::uint32_t threadLocalRegular = 0x11;
-constexpr std::uint32_t threadLocalZeroFilled = 0x12;
-constexpr std::uint32_t threadLocalVariables = 0x13;
-constexpr std::uint32_t initializerOffsets = 0x16;
+constexpr std::uint32_t S_MOD_INIT_FUNC_POINTERS = 0x9;
+constexpr std::uint32_t S_THREAD_LOCAL_REGULAR = 0x11;
+constexpr std::uint32_t S_THREAD_LOCAL_ZEROFILL = 0x12;
+constexpr std::uint32_t S_THREAD_LOCAL_VARIABLES = 0x13;
 
 struct LibraryCommand {
   LoadCommand command;
   std::uint32_t nameOffset;
-  std::uint32_t timestamp;
-  std::uint32_t currentVersion;
-  std::uint32_t compatibilityVersion;
 };
 
 struct DyldInfoCommand {
@@ -100,22 +90,28 @@ struct DyldInfoCommand {
 struct MainCommand {
   LoadCommand command;
   std::uint64_t entryOffset;
-  std::uint64_t stackSize;
 };
 
-struct SymbolTableCommand {
-  LoadCommand command;
-  std::uint32_t symbolOffset, symbolCount;
-  std::uint32_t stringOffset, stringSize;
-};
+// A list of rebasing or binding is a program: the upper half of a byte is the opcode, the lower
+// half a number of its own; longer numbers and names stand behind it. These are all that ld64.lld
+// writes.
+constexpr std::uint8_t REBASE_OPCODE_DONE = 0x00;
+constexpr std::uint8_t REBASE_OPCODE_SET_TYPE_IMM = 0x10;  // there are only pointers
+constexpr std::uint8_t REBASE_OPCODE_SET_SEGMENT_AND_OFFSET_ULEB = 0x20;
+constexpr std::uint8_t REBASE_OPCODE_ADD_ADDR_ULEB = 0x30;
+constexpr std::uint8_t REBASE_OPCODE_DO_REBASE_IMM_TIMES = 0x50;
+constexpr std::uint8_t REBASE_OPCODE_DO_REBASE_ULEB_TIMES = 0x60;
 
-struct Symbol {
-  std::uint32_t name;
-  std::uint8_t type;
-  std::uint8_t section;
-  std::uint16_t description;
-  std::uint64_t address;
-};
+constexpr std::uint8_t BIND_OPCODE_DONE = 0x00;
+constexpr std::uint8_t BIND_OPCODE_SET_DYLIB_ORDINAL_IMM = 0x10;
+constexpr std::uint8_t BIND_OPCODE_SET_SYMBOL_TRAILING_FLAGS_IMM = 0x40;
+constexpr std::uint8_t BIND_OPCODE_SET_TYPE_IMM = 0x50;
+constexpr std::uint8_t BIND_OPCODE_SET_ADDEND_SLEB = 0x60;
+constexpr std::uint8_t BIND_OPCODE_SET_SEGMENT_AND_OFFSET_ULEB = 0x70;
+constexpr std::uint8_t BIND_OPCODE_ADD_ADDR_ULEB = 0x80;
+constexpr std::uint8_t BIND_OPCODE_DO_BIND = 0x90;
+
+constexpr std::uint64_t EXPORT_SYMBOL_FLAGS_WEAK_DEFINITION = 0x4;
 
 // A variable of a thread. The compiler calls `address` with this descriptor.
 struct ThreadLocalVariable {

@@ -1,22 +1,19 @@
-// Memory and random numbers.
+// Memory.
+//
+// macOS maps memory as POSIX has it, with flags of its own, and keeps the memory of malloc in zones
+// that tell how much of them is used. Here there is one zone, Linux's.
 #include <malloc.h>
-#include <sys/random.h>
+#include <sys/mman.h>
 
-#include <algorithm>
-#include <cstring>
+#include <cstdint>
 
+#include "Numbers.h"
 #include "System.h"
 
-namespace {
+using emulation::Pair;
 
-// memset with a value of 4, 8 or 16 bytes, which the compiler calls of itself.
-template <std::size_t PatternSize>
-void memsetPattern(void* memory, const void* pattern, std::size_t size) {
-  auto* const bytes = static_cast<char*>(memory);
-  for (std::size_t at = 0; at < size; at += PatternSize) {
-    std::memcpy(bytes + at, pattern, std::min(PatternSize, size - at));
-  }
-}
+constexpr Pair mapFlags[] = {
+    {0x1, MAP_SHARED}, {0x2, MAP_PRIVATE}, {0x10, MAP_FIXED}, {0x1000, MAP_ANONYMOUS}};
 
 struct MallocStatistics {
   std::uint32_t blocks;
@@ -25,28 +22,21 @@ struct MallocStatistics {
   std::size_t allocated;
 };
 
-// Of the bytes alone, and for all zones.
-void mallocZoneStatistics(void* /*zone*/, MallocStatistics* statistics) {
+extern "C" {
+
+// The protection has the same numbers, and so has the answer to a failure.
+void* mac_mmap(void* address, std::size_t size, int protection, int flags, int file, off_t offset) {
+  const int own = emulation::flagsToLinux(mapFlags, flags, "mmap");
+  return mmap(address, size, protection, own, file, offset);
+}
+
+// Of the bytes alone.
+void mac_malloc_zone_statistics(void* /*zone*/, MallocStatistics* statistics) {
   const struct mallinfo2 own = mallinfo2();
   *statistics = {0, own.uordblks, 0, own.arena};
 }
 
-std::uint32_t macArc4random() {
-  std::uint32_t number = 0;
-  while (getrandom(&number, sizeof(number), 0) != sizeof(number)) {
-  }
-  return number;
-}
+}  // extern "C"
 
-}  // namespace
-
-namespace emulation {
-
-SystemNames memoryFunctions() {
-  return {supply("_malloc_zone_statistics", mallocZoneStatistics),
-          supply("_memset_pattern4", memsetPattern<4>),
-          supply("_memset_pattern8", memsetPattern<8>),
-          supply("_memset_pattern16", memsetPattern<16>), supply("_arc4random", macArc4random)};
-}
-
-}  // namespace emulation
+EMULATION_CONVERTED("malloc_zone_statistics, mmap");
+EMULATION_SAME("aligned_alloc, calloc, free, malloc, munmap, realloc");

@@ -1,86 +1,76 @@
-// The process, its environment and its children.
+// The process, its children, its limits and its clocks.
+//
+// macOS makes, groups and awaits processes as POSIX has it. The status of a child holds macOS's
+// number of a signal, and has another value for a child that goes on; limits and clocks have other
+// numbers. Here those are converted. The processes are Linux's own, and so is the shell that they
+// start.
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 
+#include "Numbers.h"
 #include "System.h"
 
-namespace {
+using emulation::Pair;
+using emulation::signalToMac;
 
-// The number of the signal that ended or stopped a child is converted.
-int statusToMac(int status) {
-  if (WIFSIGNALED(status)) {
-    return (status & ~0x7f) | emulation::signalToMac(WTERMSIG(status));
-  }
-  if (WIFSTOPPED(status)) return emulation::signalToMac(WSTOPSIG(status)) << 8 | 0x7f;
+constexpr Pair waitFlags[] = {{0x1, WNOHANG}, {0x2, WUNTRACED}, {0x10, WCONTINUED}};
+constexpr Pair limits[] = {{29, _SC_PAGESIZE}, {58, _SC_NPROCESSORS_ONLN}};
+constexpr Pair clocks[] = {{0, CLOCK_REALTIME}, {4, CLOCK_MONOTONIC_RAW}, {6, CLOCK_MONOTONIC}};
+
+static int statusToMac(int status) {
+  constexpr int stopped = 0x7f;
+  const auto stoppedBy = [](int number) { return signalToMac(number) << 8 | stopped; };
+  if (WIFCONTINUED(status)) return stoppedBy(SIGCONT);
+  if (WIFSTOPPED(status)) return stoppedBy(WSTOPSIG(status));
+  if (WIFSIGNALED(status)) return (status & ~0x7f) | signalToMac(WTERMSIG(status));
   return status;
 }
 
-pid_t macWaitpid(pid_t child, int* status, int options) {
+extern "C" {
+
+pid_t mac_waitpid(pid_t child, int* status, int options) {
   int own = 0;
-  const pid_t ended = waitpid(child, &own, options);
+  const pid_t ended = waitpid(child, &own, emulation::flagsToLinux(waitFlags, options, "waitpid"));
   if (ended > 0 && status != nullptr) *status = statusToMac(own);
   return ended;
 }
 
-// The shell is Linux's own.
-int macSystem(const char* command) {
+int mac_system(const char* command) {
   const int status = std::system(command);
   return command == nullptr || status == -1 ? status : statusToMac(status);
 }
 
-int macPclose(FILE* stream) {
+int mac_pclose(FILE* stream) {
   const int status = pclose(stream);
   return status == -1 ? status : statusToMac(status);
 }
 
-// What a failed assertion prints on macOS.
-[[noreturn]] void assertionFailed(const char* function, const char* file, int line,
-                                  const char* expression) {
+// An unknown number is one to Linux, too.
+long mac_sysconf(int name) {
+  return sysconf(emulation::numberToLinux(limits, name, -1));
+}
+
+int mac_clock_gettime(int clock, timespec* time) {
+  constexpr int unknown = 0x7fffffff;
+  return clock_gettime(emulation::numberToLinux(clocks, clock, unknown), time);
+}
+
+// Prints what a failed assertion prints on macOS.
+[[noreturn]] void mac___assert_rtn(const char* function, const char* file, int line,
+                                   const char* expression) {
   std::fprintf(stderr, "Assertion failed: (%s), function %s, file %s, line %d.\n", expression,
                function, file, line);
   std::abort();
 }
 
-[[noreturn]] void stackOverwritten() {
-  std::fputs("The stack was overwritten.\n", stderr);
-  std::abort();
-}
+}  // extern "C"
 
-// Any value will do.
-std::uint64_t stackGuard = 0x0d0a00ff5bd1e995;
-
-// --- The kernel's view of the threads, which GoogleTest counts before it forks: there is one.
-
-std::uint32_t taskSelf = 1;
-std::uint32_t oneThread = 1;
-
-int taskThreads(std::uint32_t /*task*/, std::uint32_t** threads, std::uint32_t* count) {
-  *threads = &oneThread;
-  *count = 1;
-  return 0;
-}
-
-int vmDeallocate(std::uint32_t /*task*/, std::uint64_t /*address*/, std::uint64_t /*size*/) {
-  return 0;
-}
-
-}  // namespace
-
-namespace emulation {
-
-SystemNames processFunctions() {
-  return {supply("_waitpid", macWaitpid),
-          supply("_system", macSystem),
-          supply("_pclose", macPclose),
-          supply("___assert_rtn", assertionFailed),
-          supply("___stack_chk_fail", stackOverwritten),
-          supply("___stack_chk_guard", &stackGuard),
-          supply("_mach_task_self_", &taskSelf),
-          supply("_task_threads", taskThreads),
-          supply("_vm_deallocate", vmDeallocate)};
-}
-
-}  // namespace emulation
+EMULATION_CONVERTED("__assert_rtn, clock_gettime, pclose, sysconf, system, waitpid");
+EMULATION_SAME(
+    "_exit, abort, alarm, execv, exit, fork, getenv, geteuid, getpgid, getpgrp, getpid, getppid, "
+    "localtime, localtime_r, nanosleep, popen, setenv, setgid, setgroups, setpgid, setuid, "
+    "strftime, time");

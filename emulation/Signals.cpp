@@ -1,22 +1,18 @@
-// Signals, of which many have other numbers.
-#include <unistd.h>
-
+// Signals.
+//
+// macOS sends and handles signals as POSIX has it. Many have other numbers, a set of them is a word
+// of 32 bits, and the record of an action has another layout. Here Linux keeps the actions and the
+// mask. In place of each handler of the program it gets one that calls the former with macOS's
+// number.
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 
-#include "System.h"
+#include "Numbers.h"
 
-namespace {
-
-struct Pair {
-  int linux;
-  int mac;
-};
-
-constexpr Pair differing[] = {{SIGBUS, 10},  {SIGSYS, 12},  {SIGURG, 16},  {SIGSTOP, 17},
-                              {SIGTSTP, 18}, {SIGCONT, 19}, {SIGCHLD, 20}, {SIGIO, 23},
-                              {SIGUSR1, 30}, {SIGUSR2, 31}};
-constexpr int signals = 32;
+using emulation::Pair;
+using emulation::signalToLinux;
+using emulation::signalToMac;
 
 using Handler = void (*)(int number);
 
@@ -26,91 +22,106 @@ struct MacSigaction {
   std::int32_t flags;
 };
 
-// The program's actions, by macOS's numbers; handlers get such a number.
-MacSigaction actions[signals];
+namespace {
 
-constexpr std::uint32_t bitOf(int macSignal) {
-  return 1U << (macSignal - 1);
-}
+// The others have the same numbers. Each system lacks two that the other has.
+constexpr Pair signals[] = {{7, SIGSTKFLT}, {10, SIGBUS},  {12, SIGSYS},  {16, SIGURG},
+                            {17, SIGSTOP},  {18, SIGTSTP}, {19, SIGCONT}, {20, SIGCHLD},
+                            {23, SIGIO},    {29, SIGPWR},  {30, SIGUSR1}, {31, SIGUSR2}};
+constexpr int signalsEnd = 32;
 
-sigset_t maskToLinux(std::uint32_t mask) {
+constexpr Pair maskChanges[] = {{1, SIG_BLOCK}, {2, SIG_UNBLOCK}, {3, SIG_SETMASK}};
+
+constexpr int restart = 0x2;
+constexpr Pair actionFlags[] = {
+    {0x1, SA_ONSTACK},   {restart, SA_RESTART}, {0x4, static_cast<int>(SA_RESETHAND)},
+    {0x8, SA_NOCLDSTOP}, {0x10, SA_NODEFER},    {0x20, SA_NOCLDWAIT}};
+
+sigset_t setToLinux(std::uint32_t set) {
   sigset_t converted;
   sigemptyset(&converted);
-  for (int number = 1; number < signals; ++number) {
-    if ((mask & bitOf(number)) != 0) sigaddset(&converted, emulation::signalToLinux(number));
+  for (int number = 1; number < signalsEnd; ++number) {
+    if ((set >> (number - 1) & 1U) != 0) sigaddset(&converted, signalToLinux(number));
   }
   return converted;
 }
 
+std::uint32_t setToMac(const sigset_t& set) {
+  std::uint32_t converted = 0;
+  for (int number = 1; number < signalsEnd; ++number) {
+    if (sigismember(&set, signalToLinux(number)) == 1) converted |= 1U << (number - 1);
+  }
+  return converted;
+}
+
+// The program's, by macOS's numbers.
+Handler handlers[signalsEnd];
+
 void onSignal(int number) {
-  const int macNumber = emulation::signalToMac(number);
-  actions[macNumber].handler(macNumber);
-}
-
-constexpr Pair actionFlags[] = {{SA_ONSTACK, 0x1},
-                                {SA_RESTART, 0x2},
-                                {static_cast<int>(SA_RESETHAND), 0x4},
-                                {SA_NOCLDSTOP, 0x8},
-                                {SA_NODEFER, 0x10}};
-
-int macSigaction(int number, const MacSigaction* action, MacSigaction* before) {
-  constexpr int detailed = 0x40;  // a handler that is told more than the number is not supported
-  if (number <= 0 || number >= signals || (action != nullptr && (action->flags & detailed) != 0)) {
-    errno = EINVAL;
-    return -1;
-  }
-  if (before != nullptr) *before = actions[number];
-  if (action == nullptr) return 0;
-  struct sigaction own {};
-  const bool handled = action->handler != SIG_DFL && action->handler != SIG_IGN;
-  own.sa_handler = handled ? onSignal : action->handler;
-  for (const Pair& flag : actionFlags) {
-    if ((action->flags & flag.mac) != 0) own.sa_flags |= flag.linux;
-  }
-  own.sa_mask = maskToLinux(action->mask);
-  const MacSigaction previous = actions[number];
-  actions[number] = *action;
-  const int result = sigaction(emulation::signalToLinux(number), &own, nullptr);
-  if (result != 0) actions[number] = previous;
-  return result;
-}
-
-Handler macSignal(int number, Handler handler) {
-  constexpr int restart = 0x2;
-  const MacSigaction action{handler, 0, restart};
-  MacSigaction before{};
-  return macSigaction(number, &action, &before) == 0 ? before.handler : SIG_ERR;
-}
-
-int macKill(pid_t process, int number) {
-  return kill(process, emulation::signalToLinux(number));
-}
-
-int macRaise(int number) {
-  return raise(emulation::signalToLinux(number));
+  const int macNumber = signalToMac(number);
+  handlers[macNumber](macNumber);
 }
 
 }  // namespace
 
-namespace emulation {
+int emulation::signalToMac(int number) {
+  return numberToMac(signals, number, number);
+}
 
-int signalToMac(int number) {
-  for (const Pair& pair : differing) {
-    if (pair.linux == number) return pair.mac;
+int emulation::signalToLinux(int number) {
+  return numberToLinux(signals, number, number);
+}
+
+extern "C" {
+
+int mac_sigprocmask(int change, const std::uint32_t* set, std::uint32_t* before) {
+  const sigset_t own = setToLinux(set == nullptr ? 0 : *set);
+  sigset_t previous;
+  const int ownChange = emulation::numberToLinux(maskChanges, change, -1);
+  const int result = sigprocmask(ownChange, set == nullptr ? nullptr : &own, &previous);
+  if (result == 0 && before != nullptr) *before = setToMac(previous);
+  return result;
+}
+
+int mac_sigaction(int number, const MacSigaction* action, MacSigaction* before) {
+  if (number <= 0 || number >= signalsEnd) {
+    errno = EINVAL;
+    return -1;
   }
-  return number;
-}
-
-int signalToLinux(int number) {
-  for (const Pair& pair : differing) {
-    if (pair.mac == number) return pair.linux;
+  const Handler previousHandler = handlers[number];
+  struct sigaction own {};
+  if (action != nullptr) {
+    const bool handled = action->handler != SIG_DFL && action->handler != SIG_IGN;
+    if (handled) handlers[number] = action->handler;
+    own.sa_handler = handled ? onSignal : action->handler;
+    own.sa_mask = setToLinux(action->mask);
+    own.sa_flags = emulation::flagsToLinux(actionFlags, action->flags, "sigaction");
   }
-  return number;
+  struct sigaction previous {};
+  const int result =
+      sigaction(signalToLinux(number), action == nullptr ? nullptr : &own, &previous);
+  if (result == 0 && before != nullptr) {
+    const bool handled = previous.sa_handler == onSignal;
+    *before = {handled ? previousHandler : previous.sa_handler, setToMac(previous.sa_mask),
+               emulation::flagsToMac(actionFlags, previous.sa_flags)};
+  }
+  return result;
 }
 
-SystemNames signalFunctions() {
-  return {supply("_sigaction", macSigaction), supply("_signal", macSignal),
-          supply("_kill", macKill), supply("_raise", macRaise)};
+Handler mac_signal(int number, Handler handler) {
+  const MacSigaction action{handler, 0, restart};
+  MacSigaction before{};
+  return mac_sigaction(number, &action, &before) == 0 ? before.handler : SIG_ERR;
 }
 
-}  // namespace emulation
+int mac_kill(pid_t process, int number) {
+  return kill(process, signalToLinux(number));
+}
+
+int mac_raise(int number) {
+  return raise(signalToLinux(number));
+}
+
+}  // extern "C"
+
+EMULATION_CONVERTED("kill, raise, sigaction, signal, sigprocmask");

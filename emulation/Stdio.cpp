@@ -1,4 +1,9 @@
-// Streams, and printf and scanf. The program passes a FILE on and never looks inside.
+// Streams, and printf and scanf.
+//
+// A program for macOS passes a FILE on and never looks inside, so that Linux's own serves. On arm64
+// its long double is a double, and the arguments behind the named ones lie on the stack: printf and
+// its kin are entered there, and the letter L of their formats is replaced by l, which printf
+// ignores and scanf wants for a double.
 #include <cstdio>
 #include <cstdlib>
 #include <cwchar>
@@ -6,17 +11,12 @@
 
 #include "System.h"
 
-// long double is double there: L is replaced by l, which printf ignores and scanf wants for a
-// double.
-template <typename Char>
-static std::basic_string<Char> withoutLongDouble(const Char* format) {
-  std::basic_string<Char> converted = format;
-  for (std::size_t at = converted.find('%'); at != converted.npos;
+static std::string withoutLongDouble(const char* format) {
+  std::string converted = format;
+  for (std::size_t at = converted.find('%'); at != std::string::npos;
        at = converted.find('%', at + 1)) {
-    const Char between[] = {'-', '+', ' ', '#', '0', '1', '2',  '3', '4', '5',
-                            '6', '7', '8', '9', '.', '*', '\'', '$', '\0'};
-    at = converted.find_first_not_of(between, at + 1);
-    if (at == converted.npos) break;
+    at = converted.find_first_not_of("-+ #0123456789.*'$", at + 1);
+    if (at == std::string::npos) break;
     if (converted[at] == 'L') converted[at] = 'l';
   }
   return converted;
@@ -40,14 +40,9 @@ int mac_vsnprintf(char* buffer, std::size_t size, const char* format, void* stac
   return std::vsnprintf(buffer, size, withoutLongDouble(format).c_str(), toVaList(stack, list));
 }
 
-int mac_vasprintf(char** string, const char* format, void* stack) {
-  std::va_list list;
-  return vasprintf(string, withoutLongDouble(format).c_str(), toVaList(stack, list));
-}
-
-int mac_vswprintf(wchar_t* buffer, std::size_t size, const wchar_t* format, void* stack) {
-  std::va_list list;
-  return std::vswprintf(buffer, size, withoutLongDouble(format).c_str(), toVaList(stack, list));
+int mac_vsnprintf_l(char* buffer, std::size_t size, void* /*locale*/, const char* format,
+                    void* stack) {
+  return mac_vsnprintf(buffer, size, format, stack);
 }
 
 int mac_vsscanf(const char* string, const char* format, void* stack) {
@@ -57,21 +52,16 @@ int mac_vsscanf(const char* string, const char* format, void* stack) {
 
 }  // extern "C"
 
-EMULATION_VARIADIC(entry_printf, 1, mac_vprintf)
-EMULATION_VARIADIC(entry_fprintf, 2, mac_vfprintf)
-EMULATION_VARIADIC(entry_snprintf, 3, mac_vsnprintf)
-EMULATION_VARIADIC(entry_swprintf, 3, mac_vswprintf)
-EMULATION_VARIADIC(entry_sscanf, 2, mac_vsscanf)
+EMULATION_VARIADIC(mac_printf, 1, mac_vprintf);
+EMULATION_VARIADIC(mac_fprintf, 2, mac_vfprintf);
+EMULATION_VARIADIC(mac_snprintf, 3, mac_vsnprintf);
+EMULATION_VARIADIC(mac_snprintf_l, 4, mac_vsnprintf_l);
+EMULATION_VARIADIC(mac_sscanf, 2, mac_vsscanf);
 
-namespace emulation {
-
-SystemNames stdioFunctions() {
-  return {supply("___stdinp", &stdin),       supply("___stdoutp", &stdout),
-          supply("___stderrp", &stderr),     supply("_vprintf", mac_vprintf),
-          supply("_vfprintf", mac_vfprintf), supply("_vsnprintf", mac_vsnprintf),
-          {"_printf", entry_printf},         {"_fprintf", entry_fprintf},
-          {"_snprintf", entry_snprintf},     {"_swprintf", entry_swprintf},
-          {"_sscanf", entry_sscanf}};
-}
-
-}  // namespace emulation
+EMULATION_CONVERTED("fprintf, printf, snprintf, snprintf_l, sscanf, vfprintf, vprintf, vsnprintf");
+EMULATION_SUPPLY("__stdinp", "stdin");
+EMULATION_SUPPLY("__stdoutp", "stdout");
+EMULATION_SUPPLY("__stderrp", "stderr");
+EMULATION_SAME(
+    "fclose, fdopen, ferror, fflush, fgetc, fileno, fopen, fputc, fputs, fread, fseek, fseeko, "
+    "ftell, ftello, fwrite, getc, putchar, puts, rewind, setbuf, tmpfile, ungetc");

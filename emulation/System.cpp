@@ -1,120 +1,119 @@
 #include "System.h"
 
-#include <sys/mman.h>
-
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <unordered_map>
+#include <vector>
 
-extern "C" const emulation::SystemName same_functions[];
+#include "Numbers.h"
 
-namespace emulation {
+// Functions that are not supplied, each of two instructions: it calls end_for_missing with its own
+// address, which tells its number.
+__asm__(
+    ".text\n"
+    ".p2align 2\n"
+    ".globl missing_functions, missing_functions_end\n"
+    "missing_functions:\n"
+    ".rept 256\n"
+    "  adr x0, .\n"
+    "  b end_for_missing\n"
+    ".endr\n"
+    "missing_functions_end:\n");
+extern "C" char missing_functions[], missing_functions_end[];
+constexpr std::ptrdiff_t missingFunctionSize = 8;
+
+// The section of all names.
+struct SystemName {
+  const char* name;
+  void* address;
+};
+extern "C" const SystemName __start_system_names[], __stop_system_names[];
+
+using emulation::Pair;
 
 namespace {
 
-struct Pair {
-  int linux;
-  int mac;
-};
-
 // Up to 34 the numbers are the same, but for one. Above, those that files and processes meet.
 constexpr int lastSameError = 34;
-constexpr Pair errors[] = {{EDEADLK, 11},   {EAGAIN, 35}, {ENOTSUP, 45}, {ETIMEDOUT, 60},
-                           {ELOOP, 62},     {EDQUOT, 69}, {ESTALE, 70},  {ENAMETOOLONG, 63},
-                           {ENOTEMPTY, 66}, {ENOLCK, 77}, {ENOSYS, 78},  {EOVERFLOW, 84},
-                           {EILSEQ, 92},    {ENODATA, 96}};
+constexpr Pair errors[] = {{11, EDEADLK}, {35, EAGAIN},       {45, ENOTSUP},   {60, ETIMEDOUT},
+                           {62, ELOOP},   {63, ENAMETOOLONG}, {66, ENOTEMPTY}, {69, EDQUOT},
+                           {70, ESTALE},  {77, ENOLCK},       {78, ENOSYS},    {84, EOVERFLOW},
+                           {92, EILSEQ},  {96, ENODATA}};
+
+int errorToMac(int number) {
+  return numberToMac(errors, number, number <= lastSameError ? number : 45);
+}
+
+int errorToLinux(int number) {
+  constexpr int unknown = -1;  // for strerror, too
+  return numberToLinux(errors, number, number <= lastSameError ? number : unknown);
+}
 
 int macErrno = 0;
 
+std::vector<std::string> missingNames;
+
+}  // namespace
+
+extern "C" {
+
 // Programs reach errno through a pointer. What a function of Linux has left in its own errno since
 // the last time is converted now; what the program stores stays.
-int* errnoPointer() {
-  if (errno != 0) macErrno = errnoToMac(errno);
+int* mac___error() {
+  if (errno != 0) macErrno = errorToMac(errno);
   errno = 0;
   return &macErrno;
 }
 
-char* macStrerror(int number) {
-  return strerror(errnoToLinux(number));
+char* mac_strerror(int number) {
+  return strerror(errorToLinux(number));
 }
 
-// The form of POSIX: returns a number of an error.
-int macStrerrorR(int number, char* buffer, std::size_t size) {
-  if (size == 0) return ERANGE;
-  const char* const sentence = macStrerror(number);
-  std::strncpy(buffer, sentence, size - 1);
-  buffer[size - 1] = '\0';
-  return std::strlen(sentence) < size ? 0 : ERANGE;
+int mac_strerror_r(int number, char* buffer, std::size_t size) {
+  const int length = std::snprintf(buffer, size, "%s", mac_strerror(number));
+  return static_cast<std::size_t>(length) < size ? 0 : ERANGE;
 }
 
-[[noreturn]] void endForMissing(const char* name) {
-  std::fflush(nullptr);
-  std::fprintf(stderr, "macos-loader: the system function %s is called and not supplied.\n", name);
-  std::_Exit(EXIT_FAILURE);
+[[noreturn]] void end_for_missing(const char* function) {
+  const auto number =
+      static_cast<std::size_t>((function - missing_functions) / missingFunctionSize);
+  emulation::endProcess("the system function " + missingNames[number] +
+                        " is called and not supplied");
 }
 
-}  // namespace
+}  // extern "C"
 
-int errnoToMac(int number) {
-  for (const Pair& pair : errors) {
-    if (pair.linux == number) return pair.mac;
-  }
-  return number <= lastSameError ? number : errnoToMac(ENOTSUP);
-}
+EMULATION_CONVERTED("__error, strerror, strerror_r");
 
-int errnoToLinux(int number) {
-  for (const Pair& pair : errors) {
-    if (pair.mac == number) return pair.linux;
-  }
-  return number <= lastSameError ? number : -1;  // glibc calls it unknown
-}
+namespace emulation {
 
 void* findSystemName(const std::string& name) {
   static const auto names = [] {
-    std::unordered_map<std::string, const void*> all;
-    const SystemNames own = {supply("___error", errnoPointer), supply("_strerror", macStrerror),
-                             supply("_strerror_r", macStrerrorR)};
-    for (const SystemNames& part : {own, fileFunctions(), loaderFunctions(), localeFunctions(),
-                                    memoryFunctions(), processFunctions(), signalFunctions(),
-                                    stdioFunctions(), threadFunctions(), timeFunctions()}) {
-      for (const SystemName& entry : part) all.emplace(entry.name, entry.address);
-    }
-    for (const SystemName* entry = same_functions; entry->name != nullptr; ++entry) {
-      all.emplace(entry->name, entry->address);
-    }
+    std::unordered_map<std::string, void*> all;
+    std::for_each(__start_system_names, __stop_system_names,
+                  [&](const SystemName& entry) { all.emplace(entry.name, entry.address); });
     return all;
   }();
   const auto found = names.find(name);
-  return found == names.end() ? nullptr : const_cast<void*>(found->second);
+  return found == names.end() ? nullptr : found->second;
 }
 
 void* missingFunction(const std::string& name) {
-  static std::unordered_map<std::string, void*> made;
-  void*& code = made[name];
-  if (code != nullptr) return code;
-  // ldr x0, name; ldr x16, function; br x16; then the two addresses.
-  struct Stub {
-    std::uint32_t instructions[4] = {0x58000080, 0x580000b0, 0xd61f0200, 0xd503201f};
-    const char* name;
-    void (*function)(const char*);
-  } stub;
-  stub.name = strdup(name.c_str() + 1);
-  stub.function = endForMissing;
-  constexpr std::size_t pageSize = 4096;
-  static std::size_t used = pageSize;
-  static char* page = nullptr;
-  if (used + sizeof(stub) > pageSize) {
-    page = static_cast<char*>(mmap(nullptr, pageSize, PROT_READ | PROT_WRITE | PROT_EXEC,
-                                   MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-    used = 0;
-  }
-  code = page + used;
-  used += sizeof(stub);
-  std::memcpy(code, &stub, sizeof(stub));
-  __builtin___clear_cache(static_cast<char*>(code), static_cast<char*>(code) + sizeof(stub));
-  return code;
+  const std::string itsName = name.substr(1);
+  const auto known = std::find(missingNames.begin(), missingNames.end(), itsName);
+  void* const function = missing_functions + (known - missingNames.begin()) * missingFunctionSize;
+  if (function == missing_functions_end) endProcess("too many system functions are not supplied");
+  if (known == missingNames.end()) missingNames.push_back(itsName);
+  return function;
+}
+
+void endProcess(const std::string& sentence) {
+  std::fflush(nullptr);
+  std::fprintf(stderr, "macos-loader: %s.\n", sentence.c_str());
+  std::_Exit(EXIT_FAILURE);
 }
 
 }  // namespace emulation

@@ -1,50 +1,52 @@
+// macOS's system library, libSystem, in terms of Linux's C library.
+//
+// On a Mac a program reaches the system through the C functions of libSystem alone; their names
+// begin with an underscore. Most are those of POSIX, which Linux has, too. But errors, signals and
+// flags have other numbers, some records another layout, a few types another size, and arguments
+// behind the named ones are passed in another way. Here each name stands for an address in the
+// loader, which is linked with Linux's C library: that library's own function where all terms are
+// the same, or one that converts. A name that is not supplied ends the process, which says it, when
+// it is called.
 #pragma once
 
 #include <cstdarg>
-#include <cstdint>
 #include <cstring>
 #include <string>
-#include <vector>
 
-// The names of macOS's system library, libSystem, in terms of Linux's C library.
 namespace emulation {
 
-struct SystemName {
-  const char* name;  // with the underscore of C
-  const void* address;
-};
-using SystemNames = std::vector<SystemName>;
-
-// Null for a name that is not supplied.
+// The address of a function or variable; null for a name that is not supplied. Names have the
+// underscore of C.
 void* findSystemName(const std::string& name);
 
 // Code in place of a function that is not supplied: called, it ends the process with its name.
 void* missingFunction(const std::string& name);
 
-// Each subject's part of them.
-SystemNames fileFunctions();
-SystemNames localeFunctions();
-SystemNames memoryFunctions();
-SystemNames processFunctions();
-SystemNames signalFunctions();
-SystemNames stdioFunctions();
-SystemNames threadFunctions();
-SystemNames timeFunctions();
-// The loader's own: dlopen and its kin.
-SystemNames loaderFunctions();
+// Ends the process because of something that is not supplied, which the sentence tells. It has no
+// full stop.
+[[noreturn]] void endProcess(const std::string& sentence);
 
-template <typename Function>
-SystemName supply(const char* name, Function* function) {
-  return {name, reinterpret_cast<const void*>(function)};
-}
+// Supplies names: a string with commas between them, and the symbol of each, in which \\name is the
+// name. They become records of a section, each with the addresses of the name and of the symbol.
+// The assembler makes them, so that no declaration is needed.
+#define EMULATION_SUPPLY(names, symbol)                                    \
+  __asm__(".irp name, " names                                              \
+          "\n"                                                             \
+          ".pushsection .rodata\n1: .asciz \"_\\name\"\n.popsection\n"     \
+          ".pushsection system_names, \"a\"\n.balign 8\n.quad 1b, " symbol \
+          "\n.popsection\n"                                                \
+          ".endr\n")
+// Linux's own functions.
+#define EMULATION_SAME(names) EMULATION_SUPPLY(names, "\\name")
+// Functions and variables that are defined beside the list, with the linkage of C, as mac_NAME.
+#define EMULATION_CONVERTED(names) EMULATION_SUPPLY(names, "mac_\\name")
 
 // An entry point for a function with `fixed` named arguments and others after them. macOS passes
 // the latter on the stack, 8 bytes each; `implementation`, with the linkage of C, gets their
 // address as its next argument.
 #define EMULATION_VARIADIC(entry, fixed, implementation)                      \
   __asm__(".text\n.p2align 2\n.globl " #entry "\n" #entry ":\n  mov x" #fixed \
-          ", sp\n  b " #implementation "\n");                                 \
-  extern "C" const char entry[];
+          ", sp\n  b " #implementation "\n")
 
 // Such arguments as Linux's functions take them: none is in a register.
 inline std::va_list& toVaList(void* stack, std::va_list& list) {
@@ -57,13 +59,5 @@ inline std::va_list& toVaList(void* stack, std::va_list& list) {
   std::memcpy(&list, &arguments, sizeof(list));
   return list;
 }
-
-// errno has other numbers.
-int errnoToMac(int number);
-int errnoToLinux(int number);
-
-// The functions that take a signal and those that tell a status convert its number.
-int signalToMac(int number);
-int signalToLinux(int number);
 
 }  // namespace emulation

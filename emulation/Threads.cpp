@@ -1,76 +1,29 @@
-// The functions of threads for a process of one thread: nothing is locked, nobody is woken, and no
-// thread can be made.
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <vector>
-
+// Threads, of which there is one.
+//
+// A program for macOS locks, and stores values per thread, even where it makes no other thread.
+// Here nothing is locked and nobody is woken: those functions succeed by doing nothing, whatever
+// they are given. Linux stores the values; a key is wider on macOS, and its lower half serves.
+// Making a thread is not supplied.
 #include "System.h"
 
-namespace {
-
-// For what succeeds by doing nothing, whatever it is given.
-int nothingToDo() {
+extern "C" int nothing_to_do() {
   return 0;
 }
 
-[[noreturn]] void waitsForever() {
-  std::fputs("macos-loader: the only thread waits for another one.\n", stderr);
-  std::_Exit(EXIT_FAILURE);
-}
-
-std::vector<const void*> values;
-
-int keyCreate(unsigned long* key, void (*)(void*)) {
-  *key = values.size();
-  values.push_back(nullptr);
+// GoogleTest counts them before it forks.
+extern "C" int mac_task_threads(unsigned /*task*/, unsigned** threads, unsigned* count) {
+  static unsigned oneThread = 1;
+  *threads = &oneThread;
+  *count = 1;
   return 0;
 }
 
-int keyDelete(unsigned long key) {
-  values[key] = nullptr;
-  return 0;
-}
-
-const void* getSpecific(unsigned long key) {
-  return values[key];
-}
-
-int setSpecific(unsigned long key, const void* value) {
-  values[key] = value;
-  return 0;
-}
-
-const void* self() {
-  static const char thread = 0;
-  return &thread;
-}
-
-std::uint32_t machThread() {
-  return 1;
-}
-
-}  // namespace
-
-namespace emulation {
-
-SystemNames threadFunctions() {
-  SystemNames names = {supply("_pthread_key_create", keyCreate),
-                       supply("_pthread_key_delete", keyDelete),
-                       supply("_pthread_getspecific", getSpecific),
-                       supply("_pthread_setspecific", setSpecific),
-                       supply("_pthread_self", self),
-                       supply("_pthread_mach_thread_np", machThread),
-                       supply("_pthread_cond_wait", waitsForever)};
-  for (const char* const name :
-       {"_pthread_mutex_init", "_pthread_mutex_destroy", "_pthread_mutex_lock",
-        "_pthread_mutex_trylock", "_pthread_mutex_unlock", "_pthread_mutexattr_init",
-        "_pthread_mutexattr_destroy", "_pthread_mutexattr_settype", "_pthread_cond_destroy",
-        "_pthread_cond_signal", "_pthread_cond_broadcast", "_pthread_rwlock_rdlock",
-        "_pthread_rwlock_wrlock", "_pthread_rwlock_unlock"}) {
-    names.push_back(supply(name, nothingToDo));
-  }
-  return names;
-}
-
-}  // namespace emulation
+EMULATION_SUPPLY(
+    "pthread_cond_broadcast, pthread_mutex_destroy, pthread_mutex_init, pthread_mutex_lock, "
+    "pthread_mutex_unlock, vm_deallocate",
+    "nothing_to_do");
+EMULATION_SUPPLY("pthread_mach_thread_np", "pthread_self");  // any number
+EMULATION_CONVERTED("task_threads");
+EMULATION_SAME(
+    "pthread_getspecific, pthread_key_create, pthread_key_delete, pthread_self, "
+    "pthread_setspecific");

@@ -1,10 +1,7 @@
 // macos-loader PROGRAM [ARGUMENTS]: runs a program for macOS arm64 on Linux arm64.
 #include <cstdio>
 
-#include "Image.h"
 #include "Loader.h"
-
-extern char** environ;
 
 int main(int argc, char** argv) {
   if (argc < 2) {
@@ -12,7 +9,7 @@ int main(int argc, char** argv) {
     return 1;
   }
   try {
-    return emulation::runProgram(argv[1], {argc - 1, argv + 1, environ});
+    return emulation::runProgram(argv[1], {argc - 1, argv + 1});
   } catch (const emulation::LoadError& error) {
     std::fprintf(stderr, "macos-loader: %s.\n", error.what());
     return 1;
