@@ -87,3 +87,30 @@ TEST_F(Handlers, EndBeforeTheHandlesDoInTheReverseOrder) {
   unload();
   EXPECT_EQ(ended(), expected);
 }
+
+// libc++ on Linux tells types apart by their addresses, and the add-in keeps its own copies to
+// itself.
+#if defined(__APPLE__) || defined(__GLIBCXX__)
+template <class Handler>
+bool isA(const core::EventHandler* handler) {
+  const auto* const cast = dynamic_cast<const Handler*>(handler);
+  return cast != nullptr && dynamic_cast<const core::EventHandler*>(cast) == handler;
+}
+
+// A host may keep them by their base.
+TEST_F(Handlers, CanBeCastFromTheirBaseToTheirOwnClassAndBack) {
+  using Kinds = std::vector<bool>;
+  const Kinds page = {true, false, false, false};
+  const Kinds command = {false, true, false, false};
+  const Kinds created = {false, false, true, false};
+  const Kinds online = {false, false, false, true};
+  std::vector<Kinds> found;
+  for (const void* const address : made()) {
+    const auto* const handler = static_cast<const core::EventHandler*>(address);
+    found.push_back({isA<core::HTMLEventHandler>(handler), isA<core::CommandEventHandler>(handler),
+                     isA<core::CommandCreatedEventHandler>(handler),
+                     isA<core::ApplicationEventHandler>(handler)});
+  }
+  EXPECT_EQ(found, (std::vector<Kinds>{page, page, command, command, created, created, online}));
+}
+#endif
