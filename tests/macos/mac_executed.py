@@ -10,6 +10,7 @@ import zipfile
 from pathlib import Path
 from unittest import mock
 
+from macho import run
 from mac_library import BUILD, CMAKE, HOST_LIBRARIES, SOURCE, Workplace, build, configure
 
 LINUX = Path(os.environ["VELORIN_LINUX_BUILD"])
@@ -78,6 +79,16 @@ class MacExecuted(Workplace):
         self.assertEqual(
             (0, "passed: first-starts\npassed: page-messages\n2 passed, 0 failed\n"),
             (result.returncode, result.stdout), result.stderr)
+
+    def ALibraryLinkedWithTheHostAsksTheHostForItsPath(self):
+        # Elsewhere the loader lets the host answer in the system's place; here the name is the host's.
+        library = BUILD / "Velorin-linked.dylib"
+        bound = run("llvm-objdump", "--macho", "--lazy-bind", library)
+        self.assertRegex(bound, r"\bXInterface10 +__NSGetExecutablePath\b")
+        host = [*EMULATOR, BUILD / "substitute-host"]
+        linked = play(host, library, "first-starts")
+        self.assertEqual(play(host, BUILD / "Velorin.dylib", "first-starts"), linked)
+        self.assertIsNotNone(linked[-1], "there is no info file in the host's folder")
 
     def FindsExceptionsThatDoNotArrive(self):
         with mock.patch.dict(os.environ, CXXFLAGS="-fasynchronous-unwind-tables"):
