@@ -108,9 +108,13 @@ bool mac__dyld_find_unwind_sections(const void* address, UnwindSections* found) 
   if (library == nullptr) return false;
   *found = {library->image.header(), nullptr, 0, nullptr, 0};
   for (const Image::Section& section : library->image.sections()) {
-    if (section.name != "__unwind_info") continue;
-    found->compact = section.begin;
-    found->compactSize = section.size;
+    if (section.name == "__eh_frame") {
+      found->dwarf = section.begin;
+      found->dwarfSize = section.size;
+    } else if (section.name == "__unwind_info") {
+      found->compact = section.begin;
+      found->compactSize = section.size;
+    }
   }
   return true;
 }

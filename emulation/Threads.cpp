@@ -20,7 +20,8 @@ extern "C" int mac_task_threads(unsigned /*task*/, unsigned** threads, unsigned*
 
 EMULATION_SUPPLY(
     "pthread_cond_broadcast, pthread_mutex_destroy, pthread_mutex_init, pthread_mutex_lock, "
-    "pthread_mutex_unlock, vm_deallocate",
+    "pthread_mutex_unlock, pthread_rwlock_rdlock, pthread_rwlock_unlock, pthread_rwlock_wrlock, "
+    "vm_deallocate",
     "nothing_to_do");
 EMULATION_SUPPLY("pthread_mach_thread_np", "pthread_self");  // any number
 EMULATION_CONVERTED("task_threads");

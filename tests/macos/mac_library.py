@@ -5,14 +5,13 @@ import os
 import re
 import shutil
 import struct
-import subprocess
 import sys
 import tempfile
 import unittest
 import zipfile
 from pathlib import Path
 
-from macho import Library
+from macho import Library, attempt, run
 
 SOURCE = Path(os.environ["VELORIN_SOURCE"])
 sys.path.insert(0, str(SOURCE / "packaging"))
@@ -197,16 +196,12 @@ class MacLibrary(unittest.TestCase):
 
 
 def configure(folder, *options):
-    """Configures a build for macOS in `folder`; what it said, and whether it went well."""
-    result = subprocess.run(
-        [CMAKE, "--preset", "macos", "-B", folder, *options],
-        cwd=SOURCE, capture_output=True, text=True, check=False,
-    )
-    return result.stdout + result.stderr, result.returncode == 0
+    """Configures a build for macOS in `folder`: whether it went well, and what was said."""
+    return attempt(CMAKE, "--preset", "macos", "-B", folder, *options, cwd=SOURCE)
 
 
 def build(folder, target="all"):
-    subprocess.run([CMAKE, "--build", folder, "--target", target], check=True)
+    run(CMAKE, "--build", folder, "--target", target)
 
 
 class MacProbe(unittest.TestCase):
@@ -238,9 +233,27 @@ class Workplace(unittest.TestCase):
         self.assertEqual([], result.errors)
         return "\n".join(text for _, text in result.failures) or None
 
+    def build_again(self, sources=(), compile=str, link=str):
+        """Builds the library in another place, by the build's own commands as these two change them,
+        with the build's objects of all but these sources: the library, whether its build went well,
+        and what was said."""
+        commands = run("ninja", "-C", BUILD, "-t", "commands", "Velorin.dylib").splitlines()
+        library = self.folder / "Velorin.dylib"
+        places = {f"{BUILD}/Velorin.dylib": str(library), "-o Velorin.dylib": f"-o {library}"}
+        for source in sources:
+            (command,) = [c for c in commands if c.endswith(f"{SOURCE}/{source}")]
+            place = f"CMakeFiles/velorin.dir/{source}.o"
+            places[place] = str(self.folder / place)
+            Path(places[place]).parent.mkdir(parents=True, exist_ok=True)
+            run("sh", "-c", compile(command.replace(place, places[place])), cwd=BUILD)
+        command = commands[-1]
+        for place, other in places.items():
+            command = command.replace(place, other)
+        return library, *attempt("sh", "-c", link(command), cwd=BUILD)
+
     def copy_kit(self, names=("core", "fusion", "cam")):
         """A folder laid out as the host's kit: its headers, and its libraries by these names."""
-        kit = self.folder / "kit"
+        kit = self.folder / f"kit of {names[0]}"
         shutil.copytree(SOURCE / "host", kit / "include")
         (kit / "lib").mkdir()
         for library, name in zip(HOST_LIBRARIES, names):
@@ -250,30 +263,6 @@ class Workplace(unittest.TestCase):
 
 class MacLibraryRefused(Workplace):
     """The checks above can fail, and the link does where it must."""
-
-    def link(self, change):
-        """Links the library's objects with the changed command; the result and what was said."""
-        commands = subprocess.run(
-            ["ninja", "-C", BUILD, "-t", "commands", "Velorin.dylib"],
-            capture_output=True, text=True, check=True,
-        ).stdout.splitlines()
-        library = self.folder / "Velorin.dylib"
-        command = commands[-1].replace("-o Velorin.dylib", f"-o {library}")
-        command = command.replace(f"{BUILD}/Velorin.dylib", str(library))
-        changed = change(command)
-        self.assertNotEqual(command, changed)
-        result = subprocess.run(
-            changed, shell=True, cwd=BUILD, capture_output=True, text=True, check=False
-        )
-        return (library if result.returncode == 0 else None), result.stdout + result.stderr
-
-    def changed(self, place, content):
-        """A copy of the library with other bytes at a place of the file."""
-        data = bytearray((BUILD / "Velorin.dylib").read_bytes())
-        data[place : place + len(content)] = content
-        library = self.folder / "Velorin.dylib"
-        library.write_bytes(data)
-        return library
 
     def AWrongLink(self):
         names = self.folder / "names"
@@ -290,55 +279,38 @@ class MacLibraryRefused(Workplace):
             ("IsSmall", " -dylib ", " -dylib -headerpad 0x8000 ", "not less than or equal to 98304"),
         ):
             with self.subTest(check, new=new):
-                library, said = self.link(lambda command: re.sub(old, new, command))
-                self.assertIsNotNone(library, said)
+                library, done, said = self.build_again(link=lambda command: re.sub(old, new, command))
+                self.assertTrue(done, said)
                 found = self.failure(library, check)
                 self.assertIsNone(found) if expected is None else self.assertIn(expected, found)
 
-    def AHostLibraryLoadedInAnotherWay(self):
-        # The number of the command stands 24 bytes before the library's name.
-        name = b"@rpath/Neutron/CAMXInterface10.dylib"
-        place = (BUILD / "Velorin.dylib").read_bytes().index(name) - 24
-        library = self.changed(place, struct.pack("<I", 0x80000018))
-        said = self.failure(library, "LoadsTheHostsLibrariesThenTheSystems")
-        self.assertIn(f"{name.decode()} by LC_LOAD_WEAK_DYLIB", said)
-
-    def AChangedByte(self):
-        middle = (BUILD / "Velorin.dylib").stat().st_size // 2
-        byte = (BUILD / "Velorin.dylib").read_bytes()[middle]
-        library = self.changed(middle, bytes([byte ^ 1]))
-        self.assertIn("differs from its hash", self.failure(library, "IsSignedAdHoc"))
-
-    def AFunctionThatCannotBeUnwound(self):
+    def AChangedFile(self):
         path = BUILD / "Velorin.dylib"
-        section = check_exceptions.MachO(path).sections["__unwind_info"][2]
+        data = path.read_bytes()
+        name = b"@rpath/Neutron/CAMXInterface10.dylib"
+        middle = len(data) // 2
         # The encoding that most functions share stands first in the table of the common ones.
-        (common,) = struct.unpack_from("<I", path.read_bytes(), section + 4)
-        library = self.changed(section + common, bytes(4))
-        self.assertIn("and cannot be unwound", self.failure(library, "ExceptionsCanBeCaught"))
+        unwinding = check_exceptions.MachO(path).sections["__unwind_info"][2]
+        (common,) = struct.unpack_from("<I", data, unwinding + 4)
+        for check, place, content, expected in (
+            # The number of the command stands 24 bytes before the library's name.
+            ("LoadsTheHostsLibrariesThenTheSystems", data.index(name) - 24,
+             struct.pack("<I", 0x80000018), f"{name.decode()} by LC_LOAD_WEAK_DYLIB"),
+            ("IsSignedAdHoc", middle, bytes([data[middle] ^ 1]), "differs from its hash"),
+            ("ExceptionsCanBeCaught", unwinding + common, bytes(4), "and cannot be unwound"),
+        ):
+            with self.subTest(check):
+                library = self.folder / "Velorin.dylib"
+                library.write_bytes(data[:place] + content + data[place + len(content) :])
+                self.assertIn(expected, self.failure(library, check))
 
     def ASymbolThatNoStubNames(self):
         stub = self.folder / "libSystem.tbd"
         stub.write_text((STUBS / "libSystem.tbd").read_text().replace("- _system\n", "- _other\n"))
-        library, said = self.link(
-            lambda command: command.replace(str(STUBS / "libSystem.tbd"), str(stub))
-        )
-        self.assertIsNone(library)
+        _, done, said = self.build_again(
+            link=lambda command: command.replace(str(STUBS / "libSystem.tbd"), str(stub)))
+        self.assertFalse(done)
         self.assertIn("undefined symbol: _system", said)
-
-
-class MacWithoutAssertions(Workplace):
-    def ImportsWhatThrowingNeeds(self):
-        said, done = configure(self.folder / "build", "-DHOST_API_DIR=", "-DVELORIN_ASSERTIONS=OFF")
-        self.assertTrue(done, said)
-        self.assertIn("the library is for inspection only", said)
-        for target in "velorin", "velorin_probe":
-            build(self.folder / "build", target)
-        imports = Library(self.folder / "build/Velorin.dylib").imports()
-        self.assertEqual(set(), WITHOUT_ASSERTIONS - imports)
-        self.assertNotIn(("libSystem", "___assert_rtn"), imports)
-        unused = stub_names() - imports - probe_imports(self.folder / "build")
-        self.assertEqual(set(), unused)
 
 
 class MacKit(Workplace):
@@ -346,53 +318,66 @@ class MacKit(Workplace):
 
     def MakesAPackageThatPassesEveryCheckOnceTheAddressesAreSet(self):
         folder, prefix = self.folder / "build", self.folder / "installed"
-        said, done = configure(folder, f"-DHOST_API_DIR={self.copy_kit()}")
+        done, said = configure(folder, f"-DHOST_API_DIR={self.copy_kit()}", "-DVELORIN_ASSERTIONS=OFF")
         self.assertTrue(done, said)
         self.assertNotIn("inspection", said)
         build(folder)
-        subprocess.run([CMAKE, "--install", folder, "--prefix", prefix], check=True)
+        self.expect_what_throwing_needs(folder)
+        run(CMAKE, "--install", folder, "--prefix", prefix)
         self.assertTrue((prefix / "Velorin/Velorin.dylib").exists())
         names = "VELORIN_LEARNING_HOST and VELORIN_ESHOP_ADDRESS"
         self.assertRegex(self.refusal_to_package(folder), names.replace(" ", r"\s+") + r"\.")
         for given, missing in zip(ADDRESSES, reversed(names.split(" and "))):
             defaults = [option.split("=")[0].replace("-D", "-U") for option in ADDRESSES]
-            said, done = configure(folder, *defaults, given)
+            done, said = configure(folder, *defaults, given)
             self.assertTrue(done, said)
             self.assertRegex(self.refusal_to_package(folder), rf":\s+set\s+{missing}\.")
 
-        said, done = configure(folder, "-DVELORIN_HOST_PRODUCT=Fusion360", *ADDRESSES)
+        done, said = configure(
+            folder, "-DVELORIN_HOST_PRODUCT=Fusion360", "-DVELORIN_ASSERTIONS=ON", *ADDRESSES)
         self.assertTrue(done, said)
         build(folder, "package")
         self.assertEqual([], list(folder.glob("*-inspection.zip")))
         (path,) = folder.glob("*.zip")
         with zipfile.ZipFile(path) as package:
             manifest = json.loads(package.read("Velorin/Velorin.manifest"))
+            library = package.read("Velorin/Velorin.dylib")
         self.assertEqual("Fusion360", manifest["autodeskProduct"])
+        for text in (b"https://learning.test.example/fusion360/learning.asp?lang=",
+                     b"open https://eshop.test.example"):
+            self.assertIn(text, library)
         for check in named_checks():
             self.assertIsNone(self.failure(folder / "Velorin.dylib", check), check)
 
+    def expect_what_throwing_needs(self, folder):
+        imports = Library(folder / "Velorin.dylib").imports()
+        self.assertEqual(set(), WITHOUT_ASSERTIONS - imports)
+        self.assertNotIn(("libSystem", "___assert_rtn"), imports)
+        self.assertEqual(set(), stub_names() - imports - probe_imports(folder))
+
     def refusal_to_package(self, folder):
         # Without the target "package", which would compile the addresses into the library first.
-        result = subprocess.run(
-            [Path(CMAKE).with_name("cpack")], cwd=folder, capture_output=True, text=True, check=False
-        )
-        self.assertNotEqual(0, result.returncode)
+        done, said = attempt(Path(CMAKE).with_name("cpack"), cwd=folder)
+        self.assertFalse(done)
         self.assertEqual([], list(folder.glob("*.zip")))
-        return result.stdout + result.stderr
+        return said
 
-    def AMissingLibraryIsNamed(self):
-        kit = self.copy_kit()
-        (kit / "lib/cam.tbd").unlink()
-        said, done = configure(self.folder / "build", f"-DHOST_API_DIR={kit}")
-        self.assertFalse(done)
-        self.assertRegex(said, r"the library\s+CAMXInterface10\s+\(or\s+cam\)\s+is\s+missing")
-
-    def AMissingHeaderIsNamed(self):
-        kit = self.copy_kit()
-        (kit / "include/Core/CoreAll.h").unlink()
-        said, done = configure(self.folder / "build", f"-DHOST_API_DIR={kit}")
-        self.assertFalse(done)
-        self.assertRegex(said, r"include/Core/CoreAll\.h\s+is\s+missing")
+    def IsRefusedWhereAFileIsMissing(self):
+        for names, missing, expected in (
+            (HOST_LIBRARIES, None, ""),  # their long names are taken, too
+            (("core", "fusion", "cam"), "lib/cam.tbd",
+             r"the library\s+CAMXInterface10\s+\(or\s+cam\)\s+is\s+missing"),
+            (("xcore", "fusion", "cam"), "include/Core/CoreAll.h",
+             r"include/Core/CoreAll\.h\s+is\s+missing"),
+        ):
+            with self.subTest(missing):
+                kit = self.copy_kit(names)
+                if missing:
+                    (kit / missing).unlink()
+                done, said = configure(self.folder / "build", f"-DHOST_API_DIR={kit}")
+                self.assertEqual(missing is None, done, said)
+                if missing:
+                    self.assertRegex(said, expected)
 
 
 class MacCompiler(Workplace):
@@ -404,13 +389,10 @@ class MacCompiler(Workplace):
             "npm_config_cache": self.folder / "cache",
             "npm_config_fetch_retries": "0",
         }
-        result = subprocess.run(
-            [CMAKE, "-P", "macos-toolchain.cmake"],
-            cwd=self.folder, env={**os.environ, **nowhere}, capture_output=True, text=True,
-            check=False,
-        )
-        self.assertNotEqual(0, result.returncode)
-        self.assertRegex(result.stderr, r"the npm\s+registry\s+cannot\s+be\s+reached")
+        done, said = attempt(
+            CMAKE, "-P", "macos-toolchain.cmake", cwd=self.folder, env={**os.environ, **nowhere})
+        self.assertFalse(done)
+        self.assertRegex(said, r"the npm\s+registry\s+cannot\s+be\s+reached")
 
 
 def named_checks():

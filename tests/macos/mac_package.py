@@ -3,7 +3,6 @@
 import json
 import os
 import re
-import subprocess
 import tempfile
 import unittest
 import uuid
@@ -11,7 +10,7 @@ import zipfile
 from pathlib import Path
 
 from icons import ICONS
-from macho import Library
+from macho import Library, attempt, run
 
 SOURCE = Path(os.environ["VELORIN_SOURCE"])
 BUILD = Path(os.environ["VELORIN_MACOS_BUILD"])
@@ -37,24 +36,22 @@ class MacPackage(unittest.TestCase):
         files = [info.filename for info in self.zip.infolist() if not info.is_dir()]
         self.assertEqual(sorted(f"Velorin/{name}" for name in wanted), sorted(files))
 
+    def HoldsTheLibraryThatIsExecuted(self):
+        self.assertEqual(
+            (BUILD / "Velorin.dylib").read_bytes(), self.zip.read("Velorin/Velorin.dylib"))
+
     def InstallsNothingThatTheHostCannotLoad(self):
         add_in_folder = b"Autodesk/Autodesk Fusion 360/API/AddIns/Velorin"
         self.assertIn(b"\0" + add_in_folder + b"\0", self.zip.read("Velorin/Velorin.dylib"))
         with tempfile.TemporaryDirectory() as home:
             # As on a Mac, where it goes beneath the home folder, as that was when configuring.
-            subprocess.run(
-                [CMAKE, "--preset", "macos", "-B", f"{home}/build", "-DHOST_API_DIR=",
-                 "-DCMAKE_HOST_APPLE=ON"],
-                cwd=SOURCE, env={**os.environ, "HOME": home}, check=True,
-            )
+            run(CMAKE, "--preset", "macos", "-B", f"{home}/build", "-DHOST_API_DIR=",
+                "-DCMAKE_HOST_APPLE=ON", cwd=SOURCE, env={**os.environ, "HOME": home})
             prefix = Path(home, "Library/Application Support", add_in_folder.decode()).parent
             for which in ((), ("--component", "probe")):
-                result = subprocess.run(
-                    [CMAKE, "--install", f"{home}/build", *which],
-                    capture_output=True, text=True, check=False,
-                )
-                self.assertNotEqual(0, result.returncode)
-                self.assertRegex(result.stderr, r"built\s+without\s+the\s+host's\s+kit")
+                done, said = attempt(CMAKE, "--install", f"{home}/build", *which)
+                self.assertFalse(done)
+                self.assertRegex(said, r"built\s+without\s+the\s+host's\s+kit")
                 self.assertFalse(prefix.exists())
             for build, is_there in ((Path(home, "build"), True), (BUILD, False)):
                 cache = (build / "CMakeCache.txt").read_text()
@@ -64,9 +61,7 @@ class MacPackage(unittest.TestCase):
 
     def InstallsTheProbeOnlyWhenAsked(self):
         with tempfile.TemporaryDirectory() as prefix:
-            subprocess.run(
-                [CMAKE, "--install", BUILD, "--prefix", prefix, "--component", "probe"], check=True
-            )
+            run(CMAKE, "--install", BUILD, "--prefix", prefix, "--component", "probe")
             installed = {str(p.relative_to(prefix)) for p in Path(prefix).rglob("*") if p.is_file()}
             names = ("VelorinProbe.dylib", "VelorinProbe.html", "VelorinProbe.manifest")
             self.assertEqual({f"VelorinProbe/{name}" for name in names}, installed)
@@ -84,7 +79,7 @@ class MacPackage(unittest.TestCase):
 
     def InstallsWhereItIsTold(self):
         with tempfile.TemporaryDirectory() as prefix:
-            subprocess.run([CMAKE, "--install", BUILD, "--prefix", prefix], check=True)
+            run(CMAKE, "--install", BUILD, "--prefix", prefix)
             installed = [p for p in Path(prefix).rglob("*") if p.is_file()]
             self.assertEqual(
                 sorted(info.filename for info in self.zip.infolist() if not info.is_dir()),

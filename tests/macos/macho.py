@@ -7,13 +7,18 @@ import subprocess
 from pathlib import Path
 
 
-def run(*command):
-    """What a command prints; its failure, with what it said, is the test's."""
-    result = subprocess.run(command, capture_output=True, text=True, check=False)
-    if result.returncode != 0:
-        said = result.stdout + result.stderr
+def attempt(*command, **how):
+    """Whether a command went well, and what it said."""
+    result = subprocess.run(command, capture_output=True, text=True, check=False, **how)
+    return result.returncode == 0, result.stdout + result.stderr
+
+
+def run(*command, **how):
+    """What a command says; its failure is the test's."""
+    done, said = attempt(*command, **how)
+    if not done:
         raise AssertionError(f"{' '.join(map(str, command))} failed:\n{said}")
-    return result.stdout
+    return said
 
 
 class Library:
