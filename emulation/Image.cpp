@@ -74,6 +74,7 @@ Image::Image(std::string path) : path_(std::move(path)), file_(readFile(path_)) 
   try {
     readCommands({file_.data(), file_.size()});
   } catch (const LoadError& error) {
+    munmap(memory_, memorySize_);
     throw LoadError(path_ + " " + error.what());
   }
 }

@@ -1,8 +1,8 @@
 // A program or library for macOS in memory.
 //
 // On a Mac the kernel maps the segments of a program, and the loader dyld those of each library:
-// the text with the code, the data, and the lists that describe both. They keep their distances,
-// since the code reaches its data by them, but lie anywhere. Here the whole file is read, and its
+// the text with the code, the data, and the lists that describe both. They lie anywhere in memory,
+// but at fixed distances, by which the code reaches its data. Here the whole file is read, and its
 // segments are copied into one block of memory. The lists stay in the bytes of the file.
 #pragma once
 

@@ -2,8 +2,7 @@
 //
 // macOS sends and handles signals as POSIX has it. Many have other numbers, a set of them is a word
 // of 32 bits, and the record of an action has another layout. Here Linux keeps the actions and the
-// mask. In place of each handler of the program it gets one that calls the former with macOS's
-// number.
+// mask. It calls one handler for all signals, which calls the program's with macOS's number.
 #include <cerrno>
 #include <csignal>
 #include <cstdint>

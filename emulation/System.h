@@ -5,8 +5,8 @@
 // flags have other numbers, some records another layout, a few types another size, and arguments
 // behind the named ones are passed in another way. Here each name stands for an address in the
 // loader, which is linked with Linux's C library: that library's own function where all terms are
-// the same, or one that converts. A name that is not supplied ends the process, which says it, when
-// it is called.
+// the same, or one that converts. A call of a name that is not supplied ends the process with that
+// name.
 #pragma once
 
 #include <cstdarg>
