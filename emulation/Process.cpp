@@ -1,9 +1,8 @@
 // The process, its children, its limits and its clocks.
 //
 // macOS makes, groups and awaits processes as POSIX has it. The status of a child holds macOS's
-// number of a signal, and has another value for a child that goes on; limits and clocks have other
-// numbers. Here those are converted. The processes are Linux's own, and so is the shell that they
-// start.
+// number of a signal; limits and clocks have other numbers. Here those are converted. The processes
+// are Linux's own, and so is the shell that they start.
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,15 +16,13 @@
 using emulation::Pair;
 using emulation::signalToMac;
 
-constexpr Pair waitFlags[] = {{0x1, WNOHANG}, {0x2, WUNTRACED}, {0x10, WCONTINUED}};
+constexpr Pair waitFlags[] = {{0x1, WNOHANG}, {0x2, WUNTRACED}};
 constexpr Pair limits[] = {{29, _SC_PAGESIZE}, {58, _SC_NPROCESSORS_ONLN}};
 constexpr Pair clocks[] = {{0, CLOCK_REALTIME}, {4, CLOCK_MONOTONIC_RAW}, {6, CLOCK_MONOTONIC}};
 
 static int statusToMac(int status) {
   constexpr int stopped = 0x7f;
-  const auto stoppedBy = [](int number) { return signalToMac(number) << 8 | stopped; };
-  if (WIFCONTINUED(status)) return stoppedBy(SIGCONT);
-  if (WIFSTOPPED(status)) return stoppedBy(WSTOPSIG(status));
+  if (WIFSTOPPED(status)) return signalToMac(WSTOPSIG(status)) << 8 | stopped;
   if (WIFSIGNALED(status)) return (status & ~0x7f) | signalToMac(WTERMSIG(status));
   return status;
 }
@@ -72,5 +69,5 @@ int mac_clock_gettime(int clock, timespec* time) {
 EMULATION_CONVERTED("__assert_rtn, clock_gettime, pclose, sysconf, system, waitpid");
 EMULATION_SAME(
     "_exit, abort, alarm, execv, exit, fork, getenv, geteuid, getpgid, getpgrp, getpid, getppid, "
-    "localtime, localtime_r, nanosleep, popen, setenv, setgid, setgroups, setpgid, setuid, "
-    "strftime, time");
+    "localtime, localtime_r, nanosleep, popen, setenv, setgid, setgroups, setpgid, setrlimit, "
+    "setuid, strftime, time");

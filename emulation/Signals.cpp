@@ -3,6 +3,8 @@
 // macOS sends and handles signals as POSIX has it. Many have other numbers, a set of them is a word
 // of 32 bits, and the record of an action has another layout. Here Linux keeps the actions and the
 // mask. It calls one handler for all signals, which calls the program's with macOS's number.
+#include <sys/select.h>
+
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
@@ -113,6 +115,13 @@ Handler mac_signal(int number, Handler handler) {
   return mac_sigaction(number, &action, &before) == 0 ? before.handler : SIG_ERR;
 }
 
+// Sets of file descriptors have one layout: a bit each, the lowest first.
+int mac_pselect(int count, fd_set* toRead, fd_set* toWrite, fd_set* exceptional,
+                const timespec* timeout, const std::uint32_t* mask) {
+  const sigset_t own = setToLinux(mask == nullptr ? 0 : *mask);
+  return pselect(count, toRead, toWrite, exceptional, timeout, mask == nullptr ? nullptr : &own);
+}
+
 int mac_kill(pid_t process, int number) {
   return kill(process, signalToLinux(number));
 }
@@ -123,4 +132,4 @@ int mac_raise(int number) {
 
 }  // extern "C"
 
-EMULATION_CONVERTED("kill, raise, sigaction, signal, sigprocmask");
+EMULATION_CONVERTED("kill, pselect, raise, sigaction, signal, sigprocmask");

@@ -26,9 +26,8 @@ namespace substitute {
 
 namespace {
 
-CrashRecord* record = nullptr;
+CrashRecord* kept = nullptr;  // what this process keeps; null until there is a host
 bool isSupervised = false;
-
 pid_t process = 0;     // of the host; its child processes inherit the handlers
 unsigned seconds = 0;  // that a call of the add-in may take; 0: no limit
 FixedString<16> secondsInWords;
@@ -37,29 +36,16 @@ bool exits = false;
 struct FatalSignal {
   const char* name;
   int number;
-  bool isSentByOthers = false;
+  bool isSentByOthers;
 };
 constexpr FatalSignal fatalSignals[] = {
-    {"SIGABRT", SIGABRT},
-    {"SIGBUS", SIGBUS},
-    {"SIGFPE", SIGFPE},
-    {"SIGILL", SIGILL},
-    {"SIGSEGV", SIGSEGV},
-    {"SIGSYS", SIGSYS},
-    {"SIGTRAP", SIGTRAP},
-    {"SIGALRM", SIGALRM, true},
-    {"SIGHUP", SIGHUP, true},
-    {"SIGINT", SIGINT, true},
-    {"SIGPIPE", SIGPIPE, true},
-    {"SIGPROF", SIGPROF, true},
-    {"SIGQUIT", SIGQUIT, true},
-    {"SIGTERM", SIGTERM, true},
-    {"SIGUSR1", SIGUSR1, true},
-    {"SIGUSR2", SIGUSR2, true},
-    {"SIGVTALRM", SIGVTALRM, true},
-    {"SIGXCPU", SIGXCPU, true},
-    {"SIGXFSZ", SIGXFSZ, true},
-};
+    {"SIGABRT", SIGABRT, false}, {"SIGBUS", SIGBUS, false},   {"SIGFPE", SIGFPE, false},
+    {"SIGILL", SIGILL, false},   {"SIGSEGV", SIGSEGV, false}, {"SIGSYS", SIGSYS, false},
+    {"SIGTRAP", SIGTRAP, false}, {"SIGALRM", SIGALRM, true},  {"SIGHUP", SIGHUP, true},
+    {"SIGINT", SIGINT, true},    {"SIGPIPE", SIGPIPE, true},  {"SIGPROF", SIGPROF, true},
+    {"SIGQUIT", SIGQUIT, true},  {"SIGTERM", SIGTERM, true},  {"SIGUSR1", SIGUSR1, true},
+    {"SIGUSR2", SIGUSR2, true},  {"SIGXCPU", SIGXCPU, true},  {"SIGVTALRM", SIGVTALRM, true},
+    {"SIGXFSZ", SIGXFSZ, true},  {"SIGKILL", SIGKILL, true}};
 
 // Null for a signal of another kind.
 const FatalSignal* fatalSignal(int number) {
@@ -78,46 +64,36 @@ void write(int file, const char* string) {
   }
 }
 
-// Calls `work` in a child process, for a few seconds at most. False when it did not come to its
-// end. Safe in a signal handler: nothing here takes a lock.
-template <class Work>
-bool inChild(Work work) {
+// To be called by a handler. Neither is inlined: they are left out of the stack by their number.
+// To describe the stack takes memory, and a process that crashed may have corrupt memory. So
+// another process does that: the supervisor, or a child, which may fail. Nothing else here takes a
+// lock.
+__attribute__((noinline)) void keepStackAndReport(ReportCause cause, const char* detail) {
+  constexpr std::size_t callers = 3;  // this function, the handler, and what called it
+  keepStack(kept->stack, callers);
+  if (isSupervised) return;
+  int status = -1;
 #ifdef __linux__
-  constexpr unsigned longest = 5;  // in seconds
   const pid_t child = _Fork();
   if (child == 0) {
-    for (int number = 1; number < NSIG; ++number) std::signal(number, SIG_DFL);
+    constexpr unsigned longest = 5;  // in seconds
+    std::signal(SIGALRM, SIG_DFL);
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
     alarm(longest);
-    work();
+    writeReport(STDERR_FILENO, *kept, cause, detail, describe(kept->stack).c_str());
     _exit(EXIT_SUCCESS);
   }
-  int status = -1;
   while (child > 0 && waitpid(child, &status, 0) < 0 && errno == EINTR) {
   }
-  return status == 0;
-#else
-  return false;
 #endif
-}
-
-// To be called by a handler. Neither is inlined: they are left out of the stack by their number.
-// To describe the stack takes memory, and a process that crashed may have corrupt memory. So
-// another process does that: the supervisor, or a child, which may fail.
-__attribute__((noinline)) void keepStackAndReport(ReportCause cause, const char* detail) {
-  constexpr std::size_t callers = 3;  // this function, the handler, and what called it
-  keepStack(record->stack, callers);
-  if (isSupervised) return;
-  const bool isWritten = inChild(
-      [&] { writeReport(STDERR_FILENO, *record, cause, detail, describe(record->stack).c_str()); });
-  if (!isWritten) writeReport(STDERR_FILENO, *record, cause, detail, nullptr);
+  if (status != 0) writeReport(STDERR_FILENO, *kept, cause, detail, nullptr);
 }
 
 // SA_RESETHAND has restored the default action: the raised signal ends the process on return.
 void onFatalSignal(int number) {
-  if (isReported(number, *record)) {
+  if (isReported(number, *kept)) {
     keepStackAndReport(ReportCause::signal, fatalSignal(number)->name);
   }
   std::raise(number);
@@ -137,7 +113,7 @@ void onTimeout(int /*signal*/) {
 // A scenario must not pass when the add-in ends the process before the scenario's end. A child
 // process of the add-in may exit.
 __attribute__((noinline)) void onExit() {
-  if (exits || process != getpid() || record->underWay.empty()) return;
+  if (exits || process != getpid() || kept->underWay.empty()) return;
   exits = true;
   keepStackAndReport(ReportCause::exit, "");
   if (!isSupervised) endProcess(exit_status::failed);
@@ -158,25 +134,25 @@ void handle(int signal, void (*handler)(int), int flags) {
 }
 
 void begin(const std::string& what) {
-  if (record == nullptr) return;
-  record->underWay.set(what);
-  record->begun = monotonicTime();
+  if (kept == nullptr) return;
+  kept->underWay.set(what);
+  kept->begun = monotonicTime();
   if (seconds > 0) alarm(seconds);
 }
 
 void end() {
-  if (record == nullptr) return;
-  record->underWay.set("");
-  record->begun = 0;
+  if (kept == nullptr) return;
+  kept->underWay.set("");
+  kept->begun = 0;
   if (seconds > 0) alarm(0);
 }
 
 void follow(const Json& entry) {
-  record->trace[record->traceLines % record->trace.size()].set(printable(line(entry)));
-  ++record->traceLines;
+  kept->trace[kept->traceLines % kept->trace.size()].set(printable(line(entry)));
+  ++kept->traceLines;
   const auto event = entry.find("event");
   if (event == entry.end()) {
-    record->lastCallReturned = true;
+    kept->lastCallReturned = true;
   } else if (*event == "run" || *event == "stop") {
     begin(event->get<std::string>());
   } else if (*event == "notify") {
@@ -229,10 +205,10 @@ void writeReport(int file, const CrashRecord& record, ReportCause cause, const c
       {"\n  under way: ", record.underWay.empty() ? "nothing of the add-in" : record.underWay.get(),
        "\n  command: ", record.command.empty() ? "none" : record.command.get(),
        "\n  end of the trace:\n"});
-  const std::size_t kept = record.trace.size();
-  for (std::size_t i = record.traceLines - std::min(record.traceLines, kept); i < record.traceLines;
-       ++i) {
-    writeAll({"    ", record.trace[i % kept].get(), "\n"});
+  const std::size_t lines = record.trace.size();
+  for (std::size_t i = record.traceLines - std::min(record.traceLines, lines);
+       i < record.traceLines; ++i) {
+    writeAll({"    ", record.trace[i % lines].get(), "\n"});
   }
   if (record.stack.count == 0) return;
   writeAll({"  stack:\n", stack == nullptr ? "" : stack});
@@ -243,8 +219,8 @@ void writeReport(int file, const CrashRecord& record, ReportCause cause, const c
 }
 
 std::string signalName(int number) {
-  if (const FatalSignal* const signal = fatalSignal(number)) return signal->name;
-  return number == SIGKILL ? "SIGKILL" : "signal " + std::to_string(number);
+  const FatalSignal* const signal = fatalSignal(number);
+  return signal != nullptr ? signal->name : "signal " + std::to_string(number);
 }
 
 bool isReported(int number, const CrashRecord& record) {
@@ -264,25 +240,25 @@ SharedCrashRecord newCrashRecord() {
 }
 
 void CrashReport::keepFor(CrashRecord& shared) {
-  record = &shared;
+  kept = &shared;
   isSupervised = true;
 }
 
 CrashReport::CrashReport(Host& host, const std::string& program, unsigned timeout)
     : callBegins_(host.interceptor().callBegins.subscribe([](const Operation& operation) {
-        record->lastCall.set(nameOf(operation));
-        record->lastCallMadeBy = record->underWay;
-        record->lastCallReturned = false;
+        kept->lastCall.set(nameOf(operation));
+        kept->lastCallMadeBy = kept->underWay;
+        kept->lastCallReturned = false;
       })),
       trace_(host.interceptor().trace.subscribe(follow)),
       callReturned_(host.callReturned.subscribe(end)) {
-  if (record == nullptr) record = newCrashRecord().release();
-  record->program.set(program);
+  if (kept == nullptr) kept = newCrashRecord().release();
+  kept->program.set(program);
   seconds = isSupervised ? 0 : timeout;
   secondsInWords.set(std::to_string(timeout));
   process = getpid();
   // A process that the add-in forks is not the one that is reported on.
-  pthread_atfork(nullptr, nullptr, [] { record = newCrashRecord().release(); });
+  pthread_atfork(nullptr, nullptr, [] { kept = newCrashRecord().release(); });
   prepareStack();
   for (const FatalSignal& signal : fatalSignals) {
     if (isIgnored(signal.number)) continue;
@@ -296,8 +272,8 @@ CrashReport::CrashReport(Host& host, const std::string& program, unsigned timeou
 }
 
 void CrashReport::noteCommand(const Command& command) {
-  if (record == nullptr) return;
-  record->command.set(
+  if (kept == nullptr) return;
+  kept->command.set(
       printable(command.place.empty() ? command.line : command.place + ": " + command.line));
 }
 

@@ -73,7 +73,9 @@ void Recording::write(std::ostream& out, bool withExpectations) const {
       << (profile().note == nullptr ? "" : profile().note) << ".\n";
   const std::vector<ProfileKey>& own = profile().keys;
   const Json state = runner_.state();
-  for (const auto& [name, value] : state.items()) {
+  for (const auto& entry : state.items()) {
+    const std::string& name = entry.key();
+    const Json& value = entry.value();
     const auto key = std::find_if(own.begin(), own.end(),
                                   [&](const ProfileKey& one) { return one.name == name; });
     const std::vector<std::string> expectations =
