@@ -86,9 +86,9 @@ class ScenarioRunner {
   HostMonitor monitor_;
   Reporter reporter_;
   std::string place_;  // of the command that is being played
-  std::size_t commands_ = 0;
-  std::size_t expectations_ = 0;
-  std::size_t failures_ = 0;
+  long commands_ = 0;
+  long expectations_ = 0;
+  long failures_ = 0;
   std::string firstFailure_;
   std::vector<std::string> withoutEffect_;
   std::vector<Finding> remains_;  // of the add-in that was unloaded last

@@ -62,9 +62,10 @@ void prepareStack() {
 
 __attribute__((noinline)) void keepStack(StackTrace& stack, std::size_t callers) {
   auto& addresses = stack.addresses;
-  const int found = backtrace(addresses.data(), static_cast<int>(addresses.size()));
-  stack.count = static_cast<std::size_t>(found) - std::min<std::size_t>(found, callers + 1);
-  std::move(addresses.begin() + found - stack.count, addresses.begin() + found, addresses.begin());
+  const std::ptrdiff_t found = backtrace(addresses.data(), static_cast<int>(addresses.size()));
+  const std::ptrdiff_t own = std::min(found, static_cast<std::ptrdiff_t>(callers) + 1);
+  const auto end = std::move(addresses.begin() + own, addresses.begin() + found, addresses.begin());
+  stack.count = static_cast<std::size_t>(end - addresses.begin());
   const int file = open("/proc/self/maps", O_RDONLY | O_CLOEXEC);
   std::size_t length = 0;
   for (ssize_t got = 1; got > 0 && length < stack.mappings.size() - 1;) {
