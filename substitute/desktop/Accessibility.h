@@ -4,7 +4,6 @@
 #include <QFocusFrame>
 #include <QObject>
 #include <QPointer>
-#include <vector>
 
 class QMainWindow;
 class QMenu;
@@ -14,31 +13,32 @@ namespace substitute {
 // Has a screen reader read out the accessible name of `part`, wherever the focus is.
 void announce(QWidget& part);
 
-// For one main window: gives Qt's own buttons accessible names, draws a frame around the widget
-// with the focus, lets Enter press a button, and moves the focus between panes. The panes are the
-// toolbars and dock widgets, ordered from top to bottom and from left to right, and then the status
-// bar.
+// The property of a dock widget that names the part of it that is used most, a QWidget*.
+inline constexpr const char* usedPart = "usedPart";
+
+// For one main window: draws a frame around the widget with the focus while the keyboard is used,
+// lets Enter press a button, and moves the focus between panes: the toolbars and dock widgets in
+// the order of their creation.
 class Accessibility : public QObject {
   Q_OBJECT
 
  public:
-  // `window` becomes the parent. Its menu bar and line edits exist already.
+  // `window` becomes the parent.
   explicit Accessibility(QMainWindow& window);
 
-  // Adds the entries for the next and the previous pane, and for the tooltip of what has the focus.
+  // Adds the entries for the next and the previous pane.
   void addActions(QMenu& menu);
 
  protected:
   bool eventFilter(QObject* object, QEvent* event) override;
 
  private:
-  void orderFocus();
-  std::vector<QWidget*> panes() const;
   void goToPane(int step);
-  void moveFrameTo(QWidget* focused);
+  void placeFrame();
 
   QMainWindow& window_;
   QPointer<QFocusFrame> frame_;
+  bool keyboardIsUsed_ = false;
 };
 
 }  // namespace substitute

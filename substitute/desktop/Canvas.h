@@ -1,14 +1,14 @@
-// The centre of the window, where a real host shows its model.
+// The picture in the middle of the window, where a real host shows its model.
 #pragma once
 
 #include <QWidget>
 
 namespace substitute {
 
-// Draws a ground grid with one simple body on it. Takes no input.
+// A ground grid with one simple body on it. Takes no input.
 class Canvas : public QWidget {
  public:
-  explicit Canvas(QWidget* parent = nullptr);
+  Canvas();
 
  protected:
   void paintEvent(QPaintEvent* event) override;

@@ -49,6 +49,7 @@ void CommandEdit::updateCompletions(const QString& typed) {
   }
   if (typed.trimmed().isEmpty()) lines.clear();
   completions_->setStringList(lines);
+  completer()->popup()->setFont(font());
 }
 
 void CommandEdit::recall(int step) {

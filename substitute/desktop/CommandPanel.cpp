@@ -1,21 +1,16 @@
 #include "substitute/desktop/CommandPanel.h"
 
-#include <QFontDatabase>
-#include <QHBoxLayout>
-#include <QHeaderView>
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QSplitter>
 #include <QStandardItemModel>
-#include <QToolButton>
-#include <QTreeView>
+#include <QVBoxLayout>
 #include <algorithm>
 #include <sstream>
 
 #include "substitute/desktop/Accessibility.h"
 #include "substitute/desktop/CommandEdit.h"
-#include "substitute/desktop/ElidedLabel.h"
-#include "substitute/desktop/Theme.h"
+#include "substitute/desktop/Widgets.h"
 #include "substitute/driver/Text.h"
 
 namespace substitute {
@@ -34,27 +29,30 @@ QString text(const std::string& bytes) {
 
 }  // namespace
 
-CommandPanel::CommandPanel(ScenarioRunner& runner, QWidget* parent)
-    : QDockWidget(tr("Commands"), parent),
+CommandPanel::CommandPanel(ScenarioRunner& runner)
+    : QDockWidget(tr("Commands")),
       runner_(runner),
+      calls_(runner),
       rows_(new QStandardItemModel(0, 2, this)),
-      list_(new QTreeView),
+      list_(new LineList("commandList", windowTitle(), rows_)),
       output_(new QPlainTextEdit),
-      line_(new CommandEdit(runner.host(), {helpWord})),
-      message_(new QLabel) {
+      line_(new CommandEdit(runner.host(), {helpWord, callsWord})),
+      message_(new QLabel),
+      count_(new QLabel) {
   setObjectName("commands");
   setFeatures(DockWidgetClosable);
-  setTitleBarWidget(makeTitleBar());
-  makeList();
+  setProperty(usedPart, QVariant::fromValue<QWidget*>(line_));
+  count_->setObjectName("expectations");
+  (new TitleBar(*this, tr("Hide the commands")))->addPart(count_);
   setWidget(makeBody());
   connect(line_, &QLineEdit::returnPressed, this, &CommandPanel::submit);
   connect(line_, &QLineEdit::textChanged, message_, &QWidget::hide);
   connect(list_->selectionModel(), &QItemSelectionModel::currentChanged, this,
           &CommandPanel::showOutput);
   playing_ = runner.playing.subscribe([this](const Command& command) { addPlayed(command); });
-  printed_ = runner.reporter().printed.subscribe(
-      [this](const std::string& line) { appendOutput(QString::fromStdString(line)); });
-  failed_ = runner.failed.subscribe([this](const std::string& /*sentence*/) { markFailed(); });
+  printed_ =
+      runner.reporter().printed.subscribe([this](const std::string& line) { appendOutput(line); });
+  failure_ = runner.failed.subscribe([this](const std::string& /*sentence*/) { markFailed(); });
 }
 
 void CommandPanel::addPending(const Command& command) {
@@ -67,47 +65,39 @@ void CommandPanel::removeFirstPending() {
   markFirstPending();
 }
 
+void CommandPanel::markFault() {
+  mark("×", tr("a planned failure happened"), QPalette::BrightText);
+}
+
+void CommandPanel::follow() {
+  if (!follows_ || playedRows_ == 0) return;
+  list_->setCurrentIndex(rows_->index(playedRows_ - 1, lineColumn));
+  // The next command is visible, too.
+  list_->scrollTo(rows_->index(std::min(playedRows_, rows_->rowCount() - 1), lineColumn));
+}
+
 void CommandPanel::select(int number) {
   if (number < 1 || number > current()) return;
   const int row = commandRows_[static_cast<std::size_t>(number - 1)];
-  const QModelIndex index = rows_->index(row, lineColumn);
   show();
-  list_->setCurrentIndex(index);
-  list_->scrollTo(index);
+  raise();
+  list_->setCurrentIndex(rows_->index(row, lineColumn));
+  list_->scrollTo(list_->currentIndex());
 }
 
 void CommandPanel::showMessage(const QString& sentence) {
-  message_->setText(shortenedForLabel(sentence));
-  message_->setToolTip(toTooltip(sentence));
-  message_->setAccessibleName(sentence);
-  message_->show();
   show();
-  announce(*message_);
+  raise();
+  showSentence(*message_, sentence);
+  message_->show();
 }
 
 void CommandPanel::focusCommandLine() {
   show();
+  raise();
   window()->activateWindow();  // a floating palette may have the keyboard
   line_->setFocus(Qt::ShortcutFocusReason);
   line_->selectAll();
-}
-
-QWidget* CommandPanel::makeTitleBar() {
-  auto* const bar = new QWidget;
-  bar->setObjectName("titleBar");
-  bar->setAttribute(Qt::WA_StyledBackground);
-  auto* const row = new QHBoxLayout(bar);
-  row->setContentsMargins(12, 4, 6, 4);
-  row->addWidget(new QLabel(windowTitle()));
-  row->addStretch(1);
-  auto* const close = new QToolButton;
-  close->setObjectName("close");
-  close->setToolTip(tr("Hide the commands"));
-  close->setAccessibleName(close->toolTip());
-  close->setIcon(drawnIcon(Drawing::cross, palette().color(QPalette::WindowText)));
-  connect(close, &QToolButton::clicked, this, &QWidget::close);
-  row->addWidget(close);
-  return bar;
 }
 
 QWidget* CommandPanel::makeBody() {
@@ -119,25 +109,17 @@ QWidget* CommandPanel::makeBody() {
   output_->setFont(list_->font());
   output_->document()->setDocumentMargin(12);
   output_->setPlaceholderText(tr("The output of a command is shown here."));
-
   auto* const parts = new QSplitter(Qt::Vertical);
   parts->setChildrenCollapsible(false);
   parts->addWidget(list_);
   parts->addWidget(output_);
-  parts->setStretchFactor(0, 3);
-  parts->setStretchFactor(1, 2);
-
   line_->setObjectName("commandLine");
   line_->setAccessibleName(tr("Command"));
   line_->setPlaceholderText(tr("Command, such as help"));
   line_->setFont(list_->font());
   message_->setObjectName("commandMessage");
-  message_->setTextFormat(Qt::PlainText);
-  message_->setWordWrap(true);
-  // A long word does not widen the panel.
-  message_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+  setUpSentence(*message_);
   message_->hide();
-
   auto* const body = new QWidget;
   auto* const column = new QVBoxLayout(body);
   column->setContentsMargins(0, 0, 0, 0);
@@ -145,27 +127,10 @@ QWidget* CommandPanel::makeBody() {
   column->addWidget(parts, 1);
   auto* const typing = new QVBoxLayout;
   typing->setContentsMargins(8, 8, 8, 8);
-  typing->setSpacing(6);
   typing->addWidget(line_);
   typing->addWidget(message_);
   column->addLayout(typing);
   return body;
-}
-
-void CommandPanel::makeList() {
-  list_->setObjectName("commandList");
-  list_->setAccessibleName(windowTitle());
-  list_->setModel(rows_);
-  list_->setRootIsDecorated(false);
-  list_->setUniformRowHeights(true);
-  list_->setEditTriggers(QAbstractItemView::NoEditTriggers);
-  list_->setHeaderHidden(true);
-  list_->header()->setStretchLastSection(true);
-  list_->header()->resizeSection(markColumn, 52);
-  list_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-  QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
-  font.setPointSizeF(font.pointSizeF() - 1);  // as the trace
-  list_->setFont(font);
 }
 
 // Has the typed command played. A wrong line stays in the field, to be corrected.
@@ -177,25 +142,25 @@ void CommandPanel::submit() {
   if (word.empty()) return;
   try {
     if (word == helpWord.name) {
-      const std::string lines = help(argument, {helpWord}, runner_.host(), HelpLayout::narrow);
-      line_->finishLine();
-      list_->setCurrentIndex({});
-      output_->setPlainText(QString::fromStdString(lines));
-      return;
+      return showAnswer(help(argument, {helpWord, callsWord}, runner_.host(), HelpLayout::narrow));
     }
+    if (word == callsWord.name) return showAnswer(calls_.linesOf(argument));
     const Command command = parseCommand(typed);
     line_->finishLine();
-    list_->setCurrentIndex({});  // so the selection follows the played commands again
+    follows_ = true;
     Q_EMIT commandTyped(command);
   } catch (const ScenarioError& error) {
     showMessage(text(error.what()) + '.');
   }
 }
 
-// The selection follows the played commands, unless the user has selected an earlier one.
+void CommandPanel::showAnswer(const std::string& lines) {
+  line_->finishLine();
+  list_->setCurrentIndex({});
+  output_->setPlainText(QString::fromStdString(lines));
+}
+
 void CommandPanel::addPlayed(const Command& command) {
-  const QModelIndex before = list_->currentIndex();
-  const bool follows = !before.isValid() || before.row() == playedRows_ - 1;
   const int row = playedRows_++;
   insertRow(row, command);
   rows_->item(row, lineColumn)->setForeground(palette().color(QPalette::Text));
@@ -204,24 +169,48 @@ void CommandPanel::addPlayed(const Command& command) {
     rows_->item(row, markColumn)->setText(QString::number(current()));
   }
   markFirstPending();
-  if (!follows) return;
-  list_->setCurrentIndex(rows_->index(row, lineColumn));
-  // The next command is visible, too.
-  list_->scrollTo(rows_->index(std::min(row + 1, rows_->rowCount() - 1), lineColumn));
+  printsState_ = command.name == "state";
+  if (command.name != "expect" && command.name != "expect-not") return;
+  ++held_;  // until it fails
+  mark("✓", tr("held"), QPalette::PlaceholderText);
+  refreshCount();
 }
 
-void CommandPanel::appendOutput(const QString& line) {
+void CommandPanel::appendOutput(const std::string& line) {
   if (playedRows_ == 0) return;
+  QString shown = QString::fromStdString(line);
+  if (printsState_) {
+    const Json state = Json::parse(line, nullptr, false);
+    if (state.is_object()) shown = QString::fromStdString(indented(state));
+  }
   QStandardItem* const last = rows_->item(playedRows_ - 1, lineColumn);
-  last->setData(QString(last->data(outputRole).toString() + '\n' + line), outputRole);
-  if (selected() == last) output_->appendPlainText(line);
+  last->setData(QString(last->data(outputRole).toString() + '\n' + shown), outputRole);
+  if (selected() == last) output_->appendPlainText(shown);
 }
 
 void CommandPanel::markFailed() {
-  QStandardItem* const mark = rows_->item(playedRows_ - 1, markColumn);
-  mark->setText(QStringLiteral("✗ %1").arg(current()));
-  mark->setData(tr("%1, failed").arg(current()), Qt::AccessibleTextRole);
-  mark->setForeground(palette().color(QPalette::BrightText));
+  --held_;
+  ++failed_;
+  mark("✗", tr("failed"), QPalette::BrightText);
+  refreshCount();
+}
+
+void CommandPanel::mark(const QString& sign, const QString& spoken, QPalette::ColorRole colour) {
+  if (current() == 0) return;
+  QStandardItem* const mark = rows_->item(commandRows_.back(), markColumn);
+  mark->setText(QStringLiteral("%1 %2").arg(sign).arg(current()));
+  mark->setData(QStringLiteral("%1, %2").arg(current()).arg(spoken), Qt::AccessibleTextRole);
+  mark->setForeground(palette().color(colour));
+}
+
+void CommandPanel::refreshCount() {
+  const QString failure = palette().color(QPalette::BrightText).name();
+  QString shown = QStringLiteral("✓ %1").arg(held_);
+  if (failed_ > 0) {
+    shown += QStringLiteral(" &nbsp;<span style='color:%1'>✗ %2</span>").arg(failure).arg(failed_);
+  }
+  count_->setText(shown);
+  count_->setAccessibleName(tr("%1 expectations held, %2 failed").arg(held_).arg(failed_));
 }
 
 void CommandPanel::insertRow(int row, const Command& command) {
@@ -251,6 +240,7 @@ void CommandPanel::markFirstPending() {
 
 void CommandPanel::showOutput() {
   const QStandardItem* const item = selected();
+  follows_ = item == nullptr || item->row() == playedRows_ - 1;
   output_->setPlainText(item == nullptr ? QString() : item->data(outputRole).toString());
 }
 

@@ -5,24 +5,25 @@
 #include <QDockWidget>
 #include <vector>
 
+#include "substitute/driver/Calls.h"
 #include "substitute/driver/ScenarioRunner.h"
 
 class QLabel;
 class QPlainTextEdit;
 class QStandardItem;
 class QStandardItemModel;
-class QTreeView;
 
 namespace substitute {
 
 class CommandEdit;
+class LineList;
 
 class CommandPanel : public QDockWidget {
   Q_OBJECT
 
  public:
   // Lists what `runner` plays from now on. `runner` outlives the panel.
-  CommandPanel(ScenarioRunner& runner, QWidget* parent);
+  explicit CommandPanel(ScenarioRunner& runner);
 
   // Lists a command, or a comment, as the last one pending.
   void addPending(const Command& command);
@@ -32,6 +33,12 @@ class CommandPanel : public QDockWidget {
 
   // The number of the command that is being played or was played last; 0 before the first one.
   int current() const { return static_cast<int>(commandRows_.size()); }
+
+  // Marks the current command as one in which a planned failure happened.
+  void markFault();
+
+  // Selects what was played last, unless the user has selected an earlier line.
+  void follow();
 
   // Shows the panel, selects the command of that number and scrolls to it. Does nothing when there
   // is none.
@@ -48,29 +55,36 @@ class CommandPanel : public QDockWidget {
   void commandTyped(const Command& command);
 
  private:
-  QWidget* makeTitleBar();
   QWidget* makeBody();
-  void makeList();
   void submit();
+  void showAnswer(const std::string& lines);
   void addPlayed(const Command& command);
-  void appendOutput(const QString& line);
+  void appendOutput(const std::string& line);
   void markFailed();
+  void mark(const QString& sign, const QString& spoken, QPalette::ColorRole colour);
+  void refreshCount();
   void insertRow(int row, const Command& command);
   void markFirstPending();
   void showOutput();
   QStandardItem* selected() const;
 
   ScenarioRunner& runner_;
+  CallLog calls_;
   QStandardItemModel* rows_;  // what was played, then what is pending
-  QTreeView* list_;
+  LineList* list_;
   QPlainTextEdit* output_;
   CommandEdit* line_;
   QLabel* message_;
+  QLabel* count_;
   int playedRows_ = 0;            // the number of rows of what was played
   std::vector<int> commandRows_;  // the row of each played command
+  bool follows_ = true;           // the selection follows what is played
+  bool printsState_ = false;      // the current command is `state`
+  int held_ = 0;                  // expectations
+  int failed_ = 0;
   Signal<Command>::Subscription playing_;
   Signal<std::string>::Subscription printed_;
-  Signal<std::string>::Subscription failed_;
+  Signal<std::string>::Subscription failure_;
 };
 
 }  // namespace substitute

@@ -1,7 +1,6 @@
 #include "substitute/desktop/ErrorPage.h"
 
 #include <QApplication>
-#include <QFontMetrics>
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPushButton>
@@ -12,21 +11,23 @@ namespace substitute {
 
 namespace {
 
-constexpr int addressLines = 4;
-
-// The web engine's numbers for its errors.
-enum EngineError {
-  timedOut = -7,
-  networkChanged = -21,
-  connectionRefused = -102,
-  nameNotResolved = -105,
-  internetDisconnected = -106,
-  addressUnreachable = -109,
-  connectionTimedOut = -118,
-  nameResolutionFailed = -137,
-  lastCertificateError = -299,
-  firstCertificateError = -200,
+// The web engine's numbers for the errors after which another load can succeed; %1 is the host.
+struct EngineError {
+  int code;
+  const char* reason;
 };
+constexpr EngineError engineErrors[] = {
+    {-7, "%1 does not answer in time."},              // timed out
+    {-21, "There is no network that leads to %1."},   // network changed
+    {-102, "%1 refuses the connection."},             // connection refused
+    {-105, "The name %1 was not found."},             // name not resolved
+    {-106, "There is no network that leads to %1."},  // internet disconnected
+    {-109, "There is no network that leads to %1."},  // address unreachable
+    {-118, "%1 does not answer in time."},            // connection timed out
+    {-137, "The name %1 was not found."},             // name resolution failed
+};
+constexpr int lastCertificateError = -299;
+constexpr int firstCertificateError = -200;
 
 }  // namespace
 
@@ -41,31 +42,20 @@ PageFailure pageFailure(int code, const QString& errorName, const QUrl& url,
   if (code >= lastCertificateError && code <= firstCertificateError) {
     return {QWidget::tr("The certificate of %1 is not trusted. %2").arg(host, certificate), false};
   }
-  switch (code) {
-    case nameNotResolved:
-    case nameResolutionFailed:
-      // The engine also looks up names that are not valid, such as one with a space.
-      if (host.isEmpty()) return {QWidget::tr("The address is not well formed."), false};
-      return {QWidget::tr("The name %1 was not found.").arg(host), true};
-    case internetDisconnected:
-    case addressUnreachable:
-    case networkChanged:
-      return {QWidget::tr("There is no network that leads to %1.").arg(host), true};
-    case connectionRefused:
-      return {QWidget::tr("%1 refuses the connection.").arg(host), true};
-    case timedOut:
-    case connectionTimedOut:
-      return {QWidget::tr("%1 does not answer in time.").arg(host), true};
-    default:
-      return {QWidget::tr("The web engine reports %1.").arg(errorName), true};
+  // The engine also looks up names that are not valid, such as one with a space.
+  if (host.isEmpty()) return {QWidget::tr("The address is not well formed."), false};
+  for (const EngineError& error : engineErrors) {
+    if (error.code == code) return {QWidget::tr(error.reason).arg(host), true};
   }
+  return {QWidget::tr("The web engine reports %1.").arg(errorName), true};
 }
 
 ErrorPage::ErrorPage(QWidget* parent)
     : QScrollArea(parent),
       reason_(new QLabel),
       address_(new QPlainTextEdit),
-      retry_(new QPushButton(tr("&Try again"))) {
+      retry_(new QPushButton(tr("&Try again"))),
+      back_(new QPushButton(tr("&Back to the page before"))) {
   auto* const body = new QWidget;
   body->setObjectName("errorPage");
   body->setAttribute(Qt::WA_StyledBackground);
@@ -98,19 +88,22 @@ ErrorPage::ErrorPage(QWidget* parent)
   address_->setTabChangesFocus(true);
   address_->setWordWrapMode(QTextOption::WrapAnywhere);
   address_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-  const int margins = 2 * static_cast<int>(address_->document()->documentMargin()) + 2;
-  address_->setFixedHeight(addressLines * QFontMetrics(address_->font()).lineSpacing() + margins);
+  address_->setFixedHeight(5 * address_->fontMetrics().lineSpacing());  // some four lines
   column->addWidget(address_);
   retry_->setObjectName("retry");
   connect(retry_, &QPushButton::clicked, this, &ErrorPage::retryRequested);
   column->addWidget(retry_, 0, Qt::AlignHCenter);
+  back_->setObjectName("back");
+  connect(back_, &QPushButton::clicked, this, &ErrorPage::backRequested);
+  column->addWidget(back_, 0, Qt::AlignHCenter);
   column->addStretch(3);
 }
 
-void ErrorPage::setFailure(const QString& address, const PageFailure& failure) {
+void ErrorPage::setFailure(const QString& address, const PageFailure& failure, bool hasWayBack) {
   reason_->setText(failure.reason);
   address_->setPlainText(address);
   retry_->setVisible(failure.canRetry);
+  back_->setVisible(hasWayBack);
 }
 
 }  // namespace substitute

@@ -30,15 +30,18 @@ class ErrorPage : public QScrollArea {
   explicit ErrorPage(QWidget* parent = nullptr);
 
   // `address` may be of any length; it is shown in a few lines and can be scrolled and copied.
-  void setFailure(const QString& address, const PageFailure& failure);
+  // `hasWayBack`: a page was shown before this one.
+  void setFailure(const QString& address, const PageFailure& failure, bool hasWayBack);
 
  Q_SIGNALS:
   void retryRequested();
+  void backRequested();
 
  private:
   QLabel* reason_;
   QPlainTextEdit* address_;
   QPushButton* retry_;
+  QPushButton* back_;
 };
 
 }  // namespace substitute

@@ -5,18 +5,15 @@
 #include <QToolButton>
 
 #include "substitute/api/HostObjects.h"
-#include "substitute/desktop/ElidedLabel.h"
-#include "substitute/desktop/Theme.h"
+#include "substitute/desktop/Widgets.h"
 
 namespace substitute {
 
 namespace {
 
-// The host's own control. It has no definition that the add-in could find.
-constexpr const char* helpControl = "HelpGroupCommand";
 constexpr int toolbarIconSize = 32;
 // Pixels; a longer name is shortened.
-constexpr int maxNameWidth = 240;
+constexpr int maxButtonWidth = 300;
 
 }  // namespace
 
@@ -30,79 +27,67 @@ QIcon resourceIcon(const QString& folder) {
   return {};
 }
 
+void completeToolbar(QToolBar& toolbar) {
+  auto* const more = toolbar.findChild<QToolButton*>("qt_toolbar_ext_button");
+  more->setAccessibleName(QToolBar::tr("More controls"));
+  more->setToolTip(more->accessibleName());
+  const QList<QToolButton*> buttons = toolbar.findChildren<QToolButton*>();
+  for (QToolButton* const button : buttons) button->setFocusPolicy(Qt::StrongFocus);
+  if (buttons.last() != more) QWidget::setTabOrder(buttons.last(), more);
+}
+
 HostToolbar::HostToolbar(const ToolbarObject& toolbar, const DefinitionsObject& definitions,
-                         const QString& addinFolder, QWidget* parent)
-    : QToolBar(QString::fromStdString(toolbar.id()), parent) {
+                         const QString& addinFolder, Pressed pressed, QWidget* parent)
+    : QToolBar(QString::fromStdString(toolbar.id()), parent), pressed_(std::move(pressed)) {
   setObjectName("toolbar:" + QString::fromStdString(toolbar.id()));
   setMovable(false);
   setIconSize({toolbarIconSize, toolbarIconSize});
   auto* const spacer = new QWidget;
   spacer->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
   addWidget(spacer);
-  // Actions, so that the menu for controls that do not fit can show them, too.
   for (const auto& control : toolbar.controls->all.items()) {
-    const QString id = QString::fromStdString(control->id());
-    const QString name = "control:" + id;
-    if (!control->showsCommand()) {
-      auto* const label = new ElidedLabel;
-      label->setObjectName(name);
-      label->setFullText(id);
-      label->setMaximumWidth(maxNameWidth);
-      addWidget(label)->setText(elidedForButton(id, font(), maxNameWidth));
-    } else if (id == helpControl) {
-      QAction* const help =
-          addAction(drawnIcon(Drawing::help, palette().color(QPalette::WindowText)), tr("Help"),
-                    this, &HostToolbar::helpRequested);
-      buttonOf(help)->setObjectName(name);
-    } else {
-      addButton(id, definitions.all.find(control->id()), addinFolder);
-    }
+    addControl(*control, definitions.all.find(control->id()), addinFolder);
   }
-  for (QToolButton* const button : findChildren<QToolButton*>()) {
-    button->setFocusPolicy(Qt::StrongFocus);
-  }
-  auto* const more = findChild<QToolButton*>("qt_toolbar_ext_button");
-  more->setIcon(drawnIcon(Drawing::more, palette().color(QPalette::WindowText)));
-  more->setAccessibleName(tr("More controls"));
-  more->setToolTip(more->accessibleName());
-  const QList<QToolButton*> buttons = findChildren<QToolButton*>();
-  if (buttons.last() != more) setTabOrder(buttons.last(), more);
+  completeToolbar(*this);
 }
 
 void HostToolbar::focusControl(const QString& name) {
   QToolButton* chosen = nullptr;
   for (QAction* const action : actions()) {
-    QToolButton* const button = buttonOf(action);
+    auto* const button = qobject_cast<QToolButton*>(widgetForAction(action));
     if (button == nullptr) continue;
     if (chosen == nullptr || button->objectName() == name) chosen = button;
   }
   if (chosen != nullptr) chosen->setFocus();
 }
 
-void HostToolbar::addButton(const QString& id, const DefinitionObject* definition,
-                            const QString& addinFolder) {
+// `definition` is null for a control without a command.
+void HostToolbar::addControl(const ControlObject& control, const DefinitionObject* definition,
+                             const QString& addinFolder) {
+  const QString id = QString::fromStdString(control.id());
+  const bool isHelp = id == helpControl && control.showsCommand();
   const QString whole = definition == nullptr ? id : QString::fromStdString(definition->name);
-  const QString shown = elidedForButton(whole, font(), maxNameWidth);
-  QAction* const action = addAction(shown, this, [this, id] { Q_EMIT pressed(id); });
-  QToolButton* const button = buttonOf(action);
-  if (definition == nullptr) {
+  const QString name = isHelp ? tr("Help") : whole;
+  QAction* const action =
+      addAction(name.simplified().replace('&', "&&"), this, [this, id] { pressed_(id); });
+  action->setEnabled(control.showsCommand());
+  auto* const button = qobject_cast<QToolButton*>(widgetForAction(action));
+  button->setObjectName("control:" + id);
+  button->setAccessibleName(name);
+  button->setMaximumWidth(maxButtonWidth);
+  if (isHelp) {
+    action->setToolTip(tr("Tells what this window is"));
+  } else if (definition == nullptr) {
     action->setToolTip(toTooltip(id) + tr("<p>A control without a command</p>"));
   } else {
     // The style sets the name close by the icon; a thin space keeps them apart.
-    action->setIconText(QChar(0x2009) + shown);
+    action->setIconText(QChar(0x2009) + action->text());
     action->setIcon(
         resourceIcon(addinFolder + '/' + QString::fromStdString(definition->resourceFolder)));
-    action->setToolTip("<b>" + toTooltip(whole) + "</b>" +
+    action->setToolTip("<b>" + toTooltip(name) + "</b>" +
                        toTooltip(QString::fromStdString(definition->tooltip)));
+    if (!action->icon().isNull()) button->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
   }
-  button->setObjectName("control:" + id);
-  button->setAccessibleName(whole);
-  button->setToolButtonStyle(action->icon().isNull() ? Qt::ToolButtonTextOnly
-                                                     : Qt::ToolButtonTextBesideIcon);
-}
-
-QToolButton* HostToolbar::buttonOf(QAction* action) const {
-  return qobject_cast<QToolButton*>(widgetForAction(action));
 }
 
 }  // namespace substitute

@@ -3,13 +3,13 @@
 
 #include <QIcon>
 #include <QToolBar>
+#include <functional>
 
 #include "substitute/api/Host.h"
 
-class QToolButton;
-
 namespace substitute {
 
+class ControlObject;
 class DefinitionObject;
 class DefinitionsObject;
 
@@ -17,28 +17,31 @@ class DefinitionsObject;
 // they are missing, the icon of another size; empty when there is none.
 QIcon resourceIcon(const QString& folder);
 
-// Shows the controls of one toolbar at the right end, in the toolbar's order. A button at the end
-// shows those that do not fit.
-class HostToolbar : public QToolBar {
-  Q_OBJECT
+// Lets Tab reach the buttons of `toolbar`, and names the one that shows the controls that do not
+// fit.
+void completeToolbar(QToolBar& toolbar);
 
+// Shows the controls of one toolbar at the right end, in the toolbar's order.
+class HostToolbar : public QToolBar {
  public:
-  // `addinFolder` holds the icon folders. `toolbar` and `definitions` are read by the constructor
-  // alone.
+  using Pressed = std::function<void(const QString& controlId)>;
+
+  // `addinFolder` holds the icon folders. `pressed` is called when a control is pressed. `toolbar`
+  // and `definitions` are read by the constructor alone.
   HostToolbar(const ToolbarObject& toolbar, const DefinitionsObject& definitions,
-              const QString& addinFolder, QWidget* parent);
+              const QString& addinFolder, Pressed pressed, QWidget* parent);
 
   // Gives the focus to the control whose widget has this object name, else to the first control.
   void focusControl(const QString& name);
 
- Q_SIGNALS:
-  void pressed(const QString& controlId);
-  void helpRequested();
-
  private:
-  // `definition` is null for a control without a command.
-  void addButton(const QString& id, const DefinitionObject* definition, const QString& addinFolder);
-  QToolButton* buttonOf(QAction* action) const;
+  void addControl(const ControlObject& control, const DefinitionObject* definition,
+                  const QString& addinFolder);
+
+  Pressed pressed_;
 };
+
+// The host's own control. It has no definition that the add-in could find.
+inline constexpr const char* helpControl = "HelpGroupCommand";
 
 }  // namespace substitute

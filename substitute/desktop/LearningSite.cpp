@@ -4,6 +4,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QMimeDatabase>
+#include <QSslCertificate>
 #include <QSslConfiguration>
 #include <QSslKey>
 #include <QTcpSocket>
@@ -43,17 +44,18 @@ QString requestedFile(const QString& folder, const QByteArray& requestLine) {
 }  // namespace
 
 LearningSite::LearningSite(const QString& folder, const QString& certificate, const QString& key)
-    : folder_(QFileInfo(folder).canonicalFilePath()), certificate_(contentOf(certificate)) {
+    : folder_(QFileInfo(folder).canonicalFilePath()) {
   if (folder_.isEmpty() || !QFileInfo(folder_ + '/' + pageFile).isFile()) {
     throw std::runtime_error("the folder " + folder.toStdString() + " holds no " + pageFile);
   }
+  const QSslCertificate ownCertificate(contentOf(certificate));
   const QSslKey privateKey(contentOf(key), QSsl::Ec);
-  if (certificate_.isNull() || privateKey.isNull()) {
+  if (ownCertificate.isNull() || privateKey.isNull()) {
     throw std::runtime_error("the learning site's certificate " + certificate.toStdString() +
                              " cannot be used");
   }
   QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
-  configuration.setLocalCertificate(certificate_);
+  configuration.setLocalCertificate(ownCertificate);
   configuration.setPrivateKey(privateKey);
   configuration.setPeerVerifyMode(QSslSocket::VerifyNone);
   server_.setSslConfiguration(configuration);
@@ -74,10 +76,6 @@ LearningSite::LearningSite(const QString& folder, const QString& certificate, co
 QByteArray LearningSite::engineSwitch() const {
   return QByteArray("--host-resolver-rules=\"MAP ") + host +
          ":443 127.0.0.1:" + QByteArray::number(server_.serverPort()) + '"';
-}
-
-bool LearningSite::isOwnCertificate(const QSslCertificate& certificate) const {
-  return certificate == certificate_;
 }
 
 // One request for each connection. Called whenever bytes have arrived.

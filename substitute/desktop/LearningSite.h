@@ -3,7 +3,6 @@
 #pragma once
 
 #include <QByteArray>
-#include <QSslCertificate>
 #include <QSslServer>
 #include <QString>
 
@@ -24,14 +23,10 @@ class LearningSite {
   // The command line switch by which the web engine resolves the placeholder host to this server.
   QByteArray engineSwitch() const;
 
-  // True for the certificate of this server, which is self-signed.
-  bool isOwnCertificate(const QSslCertificate& certificate) const;
-
  private:
   void respond(QTcpSocket& connection) const;
 
   QString folder_;
-  QSslCertificate certificate_;
   QSslServer server_;
 };
 

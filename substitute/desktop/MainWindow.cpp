@@ -3,32 +3,37 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QFileInfo>
-#include <QMenuBar>
 #include <QMessageBox>
+#include <QPainter>
+#include <QPushButton>
+#include <QScreen>
+#include <QSettings>
+#include <QTimer>
+#include <QToolButton>
 #include <algorithm>
-#include <initializer_list>
+#include <utility>
 
 #include "substitute/api/HostObjects.h"
-#include "substitute/desktop/Accessibility.h"
-#include "substitute/desktop/AddInMenu.h"
 #include "substitute/desktop/Canvas.h"
 #include "substitute/desktop/CommandPanel.h"
-#include "substitute/desktop/HostMenu.h"
 #include "substitute/desktop/HostToolbar.h"
+#include "substitute/desktop/Menus.h"
 #include "substitute/desktop/PaletteDock.h"
 #include "substitute/desktop/Playback.h"
-#include "substitute/desktop/ScenarioMenu.h"
 #include "substitute/desktop/StatusBar.h"
 #include "substitute/desktop/TracePanel.h"
-#include "substitute/desktop/ViewMenu.h"
 #include "substitute/desktop/WebPage.h"
 #include "substitute/driver/AddIn.h"
+#include "substitute/driver/Scenario.h"
 #include "substitute/driver/Text.h"
 #include "substitute/driver/Velorin.h"
 
 namespace substitute {
 
 namespace {
+
+constexpr const char* sizeKey = "size";
+constexpr const char* stateKey = "state";
 
 QString text(const std::string& bytes) {
   return QString::fromStdString(bytes);
@@ -53,39 +58,79 @@ MainWindow::MainWindow(Host& host, ScenarioRunner& runner, WebEngine& engine,
       wasOffline_(host.application().offline),
       recording_(runner),
       playback_(new Playback([this](const Command& command) { return play(command); }, this)),
-      commands_(new CommandPanel(runner, this)),
-      trace_(new TracePanel(this)),
-      status_(new StatusBar) {
+      commands_(new CommandPanel(runner)),
+      trace_(new TracePanel),
+      status_(new StatusBar),
+      menus_(new Menus(*this, runner, *commands_, *trace_)) {
   setWindowTitle(tr("The substitute host"));
   setContextMenuPolicy(Qt::NoContextMenu);
+  setAnimated(false);  // a palette has its new place when the mouse button is released
   setCorner(Qt::BottomRightCorner, Qt::RightDockWidgetArea);
   setCorner(Qt::BottomLeftCorner, Qt::LeftDockWidgetArea);
-  resize(1280, 800);
   setCentralWidget(new Canvas);
+  centralWidget()->installEventFilter(this);
+  // Tab goes through the parts in the order in which they are added.
+  addControls();
+  refreshToolbars();
+  addDockWidget(Qt::LeftDockWidgetArea, commands_);
   addDockWidget(Qt::BottomDockWidgetArea, trace_);
-  resizeDocks({trace_}, {190}, Qt::Vertical);
-  makeCommandPanel();
-  makeMenus();
   setStatusBar(status_);
-  traceSubscription_ =
-      host_.interceptor().trace.subscribe([this](const Json& entry) { onTraceEntry(entry); });
-  failureSubscription_ = runner_.failed.subscribe([this](const std::string& sentence) {
-    status_->showImportant(tr("An expectation failed: %1").arg(text(printable(sentence))));
-  });
+  connectParts();
+  resize(1280, 800);
+  layOut();
   setFocus();
   refresh();
 }
 
+void MainWindow::useLayout(const QString& file) {
+  layoutFile_ = file;
+  const QSettings settings(file, QSettings::IniFormat);
+  const QSize room = screen()->availableSize();
+  const QSize wanted = settings.value(sizeKey, size()).toSize();
+  const bool fits = wanted.width() < room.width() && wanted.height() < room.height();
+  if (!fits) setWindowState(Qt::WindowMaximized);
+  resize(wanted.boundedTo(room));
+  if (!restoreState(settings.value(stateKey).toByteArray())) layOut();
+}
+
 bool MainWindow::play(const Command& command) {
+  recordMove();
   bool played = true;
   try {
     runner_.play(command);
   } catch (const LoadError& error) {
-    status_->showImportant(text(error.what()));
+    status_->tell(text(error.what()), StatusBar::failure);
     played = false;
   }
-  refresh();
+  isStale_ = playback_->isPlaying() && playback_->speed() == Playback::Speed::atOnce;
+  if (!isStale_) refresh();
   return played;
+}
+
+void MainWindow::open(const QString& scenario) {
+  std::vector<Command> commands;
+  try {
+    commands = readScenario(scenario.toStdString());
+  } catch (const std::exception& error) {
+    return commands_->showMessage(text(printable(error.what())) + '.');
+  }
+  if (commands_->current() > 0 || playback_->hasNext()) {
+    QMessageBox question(QMessageBox::NoIcon, tr("Open scenario"),
+                         tr("Which host is to play the scenario? A new one replaces this one."),
+                         QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel, this);
+    question.button(QMessageBox::Yes)->setText(tr("&New host"));
+    question.button(QMessageBox::No)->setText(tr("&This host"));
+    const int answer = question.exec();
+    if (answer == QMessageBox::Cancel) return;
+    if (answer == QMessageBox::Yes) {
+      nextScenario_ = scenario.toStdString();
+      close();
+      return;
+    }
+  }
+  playback_->add(commands);
+  commands_->showMessage(tr("%1 is open: F10 plays its next command, F8 plays on.")
+                             .arg(QFileInfo(scenario).fileName()));
 }
 
 const QString& MainWindow::message() const {
@@ -104,62 +149,110 @@ bool MainWindow::settled() const {
                      [](const PaletteDock* dock) { return dock->isHidden() || dock->settled(); });
 }
 
+QPixmap MainWindow::picture() {
+  std::vector<QWidget*> parts = {this};
+  for (PaletteDock* const dock : docks_) {
+    if (dock->isFloating() && dock->isVisible()) parts.push_back(dock);
+  }
+  const auto placeOf = [](QWidget* part) {
+    return QRect(part->mapToGlobal(QPoint()), part->size());
+  };
+  QRect all;
+  for (QWidget* const part : parts) all |= placeOf(part);
+  QPixmap picture(all.size() * devicePixelRatio());
+  picture.setDevicePixelRatio(devicePixelRatio());
+  picture.fill(palette().color(QPalette::Mid));
+  QPainter painter(&picture);
+  painter.setPen(palette().color(QPalette::Mid));
+  for (QWidget* const part : parts) {
+    const QRect place = placeOf(part).translated(-all.topLeft());
+    painter.drawPixmap(place.topLeft(), part->grab());
+    painter.drawRect(place.adjusted(0, 0, -1, -1));  // in place of the frame that a desktop draws
+  }
+  return picture;
+}
+
 void MainWindow::closeEvent(QCloseEvent* event) {
   if (stopsAtEnd_ && runner_.loaded()) play("stop");
+  if (!layoutFile_.isEmpty()) {
+    QSettings settings(layoutFile_, QSettings::IniFormat);
+    settings.setValue(sizeKey, size());
+    settings.setValue(stateKey, saveState());
+  }
   QMainWindow::closeEvent(event);
 }
 
-void MainWindow::makeCommandPanel() {
-  addDockWidget(Qt::LeftDockWidgetArea, commands_);
-  resizeDocks({commands_}, {300}, Qt::Horizontal);
+bool MainWindow::eventFilter(QObject* object, QEvent* event) {
+  if (event->type() == QEvent::MouseButtonRelease) recordMoveLater();
+  if (event->type() == QEvent::Paint && std::exchange(playsWhenPainted_, false)) {
+    QTimer::singleShot(0, playback_, &Playback::playOn);
+  }
+  return QMainWindow::eventFilter(object, event);
+}
+
+// The picture in the middle keeps a quarter of the height.
+void MainWindow::resizeEvent(QResizeEvent* event) {
+  centralWidget()->setMinimumHeight(height() / 4);
+  QMainWindow::resizeEvent(event);
+}
+
+void MainWindow::addControls() {
+  QToolBar* const toolbar = addToolBar(tr("Controls"));
+  toolbar->setObjectName("controls");
+  toolbar->setMovable(false);
+  toolbar->addActions(menus_->toolbarActions());
+  for (QAction* const action : toolbar->actions()) {
+    auto* const button = qobject_cast<QToolButton*>(toolbar->widgetForAction(action));
+    button->setObjectName("control:" + action->objectName());
+    button->setPopupMode(QToolButton::InstantPopup);
+  }
+  completeToolbar(*toolbar);
+}
+
+void MainWindow::connectParts() {
   connect(playback_, &Playback::added, commands_, &CommandPanel::addPending);
   connect(playback_, &Playback::dequeued, commands_, &CommandPanel::removeFirstPending);
+  connect(playback_, &Playback::changed, this,
+          [this] { isStale_ ? refresh() : menus_->refresh(); });
   connect(commands_, &CommandPanel::commandTyped, this,
           [this](const Command& command) { play(command); });
   connect(trace_, &TracePanel::commandRequested, commands_, &CommandPanel::select);
+  connect(trace_, &TracePanel::reported, commands_, &CommandPanel::showMessage);
+  auto& palettes = host_.application().userInterface->palettes->all;
+  subscriptions_ = {
+      host_.interceptor().trace.subscribe([this](const Json& entry) { onTraceEntry(entry); }),
+      palettes.changing.subscribe([this](const std::string& id) { changedPalettes_.insert(id); }),
+      runner_.playing.subscribe([this](const Command& /*command*/) { status_->clear(); }),
+      runner_.failed.subscribe([this](const std::string& sentence) {
+        status_->tell(tr("An expectation failed: %1").arg(text(printable(sentence))),
+                      StatusBar::failure);
+      })};
 }
 
-void MainWindow::makeMenus() {
-  QMenuBar* const bar = menuBar();
-  const auto playChosen = [this](const Command& command) { play(command); };
-  addinMenu_ = new AddInMenu(runner_, bar);
-  connect(addinMenu_, &AddInMenu::commandChosen, this, playChosen);
-  connect(addinMenu_, &AddInMenu::quitRequested, this, &QWidget::close);
-  auto* const scenarioMenu = new ScenarioMenu(*playback_, recording_, bar);
-  connect(scenarioMenu, &ScenarioMenu::reported, commands_, &CommandPanel::showMessage);
-  hostMenu_ = new HostMenu(host_, bar);
-  connect(hostMenu_, &HostMenu::commandChosen, this, playChosen);
-  viewMenu_ = new ViewMenu(
-      *this, *commands_, *trace_, [this] { return currentDock(); }, bar);
-  connect(viewMenu_, &ViewMenu::commandChosen, this, playChosen);
-  (new Accessibility(*this))->addActions(*viewMenu_);
-  for (QMenu* const menu :
-       std::initializer_list<QMenu*>{addinMenu_, scenarioMenu, hostMenu_, viewMenu_}) {
-    bar->addMenu(menu);
-  }
-  bar->addMenu(tr("&Trace"))->addActions(trace_->actions());
+// The trace takes two fifths of the height.
+void MainWindow::layOut() {
+  resizeDocks({trace_}, {height() * 2 / 5}, Qt::Vertical);
+  resizeDocks({commands_}, {std::min(300, width() / 4)}, Qt::Horizontal);
 }
 
 // Runs during a call of the add-in, so it must not call the host.
 void MainWindow::onTraceEntry(const Json& entry) {
   trace_->append(entry, commands_->current());
-  if (entry.contains("op")) {
-    // By the end of the call, another palette may have the address of the deleted one.
-    if (entry["op"] == "Palette.deleteMe") removeStaleDocks();
-    return;
-  }
-  status_->onTraceEntry(entry);
+  status_->tellOf(entry);
+  if (entry.contains("fault")) commands_->markFault();
+  // By the end of the call, another palette may have the address of the deleted one.
+  if (entry.value("op", "") == "Palette.deleteMe") removeStaleDocks();
 }
 
 void MainWindow::refresh() {
   refreshing_ = true;
+  isStale_ = false;
   removeStaleDocks();
   refreshDocks();
   refreshToolbars();
-  addinMenu_->refresh();
-  hostMenu_->refresh();
-  viewMenu_->refresh(dock(learningPalette));
-  status_->showValues(host_, runner_.loaded());
+  menus_->refresh();
+  commands_->follow();
+  status_->showValues(host_);
   const bool offline = host_.application().offline;
   if (wasOffline_ && !offline) {
     for (PaletteDock* const dock : docks_) dock->retry();
@@ -175,6 +268,7 @@ void MainWindow::removeStaleDocks() {
       return palette.get() == &dock->object();
     });
     if (alive) return false;
+    if (moved_ == dock) moved_.clear();
     dock->disconnect(this);
     removeDockWidget(dock);
     // Not deleted here: its own page may be the caller.
@@ -188,9 +282,12 @@ void MainWindow::refreshDocks() {
   for (const auto& palette : host_.application().userInterface->palettes->all.items()) {
     PaletteDock* shown = dock(palette->id());
     if (shown == nullptr) shown = addDock(*palette);
-    placeDock(*shown);
+    if (shown != moved_) placeDock(*shown);
     shown->refresh();
+    // Another one may be in front of it, as a tab.
+    if (changedPalettes_.count(palette->id()) > 0 && palette->values().visible) shown->raise();
   }
+  changedPalettes_.clear();
 }
 
 PaletteDock* MainWindow::addDock(const PaletteObject& object) {
@@ -214,43 +311,70 @@ PaletteDock* MainWindow::addDock(const PaletteObject& object) {
     }
   });
   connect(dock, &PaletteDock::pageFailed, this, [this, id](const QString& reason) {
-    status_->showImportant(tr("The page of %1 could not be shown. %2").arg(text(id), reason));
+    status_->tell(tr("The page of %1 could not be shown. %2").arg(text(id), reason),
+                  StatusBar::failure);
   });
-  connect(dock, &QDockWidget::topLevelChanged, this, [this, dock] { onUserMoved(*dock); });
-  connect(dock, &QDockWidget::dockLocationChanged, this, [this, dock] { onUserMoved(*dock); });
+  connect(dock, &QDockWidget::topLevelChanged, this, [this, dock] { onMoved(*dock); });
+  connect(dock, &QDockWidget::dockLocationChanged, this, [this, dock] { onMoved(*dock); });
+  dock->installEventFilter(this);
   return dock;
 }
 
 void MainWindow::placeDock(PaletteDock& dock) {
-  const PaletteValues& values = dock.object().values();
   const Qt::DockWidgetArea area = dockArea(dock.object().dockingState);
   const bool added = dockWidgetArea(&dock) != Qt::NoDockWidgetArea;
   if (area == Qt::NoDockWidgetArea) {
     if (!added) addDockWidget(Qt::RightDockWidgetArea, &dock);
     if (!dock.isFloating()) dock.floatOverCanvas();
-    return;
+  } else if (!added || dock.isFloating() || dockWidgetArea(&dock) != area) {
+    dock.setFloating(false);
+    dockAt(area, dock);
   }
-  if (added && !dock.isFloating() && dockWidgetArea(&dock) == area) return;
-  dock.setFloating(false);
-  addDockWidget(area, &dock);
-  dock.show();
+}
+
+// Palettes on one side share it evenly. Those that do not fit are tabs.
+void MainWindow::dockAt(Qt::DockWidgetArea area, PaletteDock& dock) {
+  constexpr int leastExtent = 200;
   const bool atSide = area == Qt::LeftDockWidgetArea || area == Qt::RightDockWidgetArea;
-  const int size = atSide ? values.width : values.height;
+  QList<QDockWidget*> there;
+  for (PaletteDock* const other : docks_) {
+    const bool isThere = other != &dock && !other->isFloating() && !other->isHidden();
+    if (isThere && dockWidgetArea(other) == area) there << other;
+  }
+  addDockWidget(area, &dock);
+  if ((there.size() + 1) * leastExtent > (atSide ? height() : width())) {
+    tabifyDockWidget(there.last(), &dock);
+  }
+  dock.show();
+  there << &dock;
+  resizeDocks(there, QList<int>(there.size(), leastExtent), atSide ? Qt::Vertical : Qt::Horizontal);
+  const PaletteValues& values = dock.object().values();
+  const int size =
+      std::min(atSide ? values.width : values.height, (atSide ? width() : height()) / 2);
   // A planted palette has no size.
   if (size > 0) resizeDocks({&dock}, {size}, atSide ? Qt::Horizontal : Qt::Vertical);
 }
 
-// The user has dragged the palette elsewhere: its docking state in the host follows.
-void MainWindow::onUserMoved(PaletteDock& moved) {
+// The user has dragged the palette elsewhere, or is dragging it.
+void MainWindow::onMoved(PaletteDock& dock) {
   if (refreshing_) return;
-  for (const auto& palette : host_.application().userInterface->palettes->all.items()) {
-    const int state = moved.isFloating() ? 0 : dockingState(dockWidgetArea(&moved));
-    if (palette.get() != &moved.object() || palette->dockingState == state) continue;
-    const std::string number = std::to_string(state);
-    // Not play(): it would refresh the window while the dock is still being moved.
-    runner_.play({"dock " + palette->id() + " " + number, "dock", {palette->id(), number}});
-    return;
-  }
+  moved_ = &dock;
+  recordMoveLater();
+}
+
+void MainWindow::recordMoveLater() {
+  QTimer::singleShot(0, this, &MainWindow::recordMove);
+}
+
+// The docking state in the host follows. A drag is one move, which ends with the mouse button.
+void MainWindow::recordMove() {
+  if (!moved_ || QGuiApplication::mouseButtons() != Qt::NoButton) return;
+  PaletteDock& dock = *std::exchange(moved_, nullptr);
+  const std::string id = dock.object().id();
+  const int state = dock.isFloating() ? 0 : dockingState(dockWidgetArea(&dock));
+  if (dock.object().dockingState == state) return;
+  if (state == 0) dock.floatAtPointer();
+  play(Command{"dock " + id + " " + std::to_string(state), "dock", {id, std::to_string(state)}});
 }
 
 void MainWindow::refreshToolbars() {
@@ -270,11 +394,11 @@ void MainWindow::refreshToolbars() {
   toolbars_.clear();
   const UserInterfaceObject& ui = *host_.application().userInterface;
   for (const auto& toolbar : ui.toolbars->all.items()) {
-    auto* const shown = new HostToolbar(*toolbar, *ui.definitions, addinFolder_, this);
-    connect(shown, &HostToolbar::pressed, this, [this](const QString& id) {
+    const auto press = [this](const QString& id) {
+      if (id == helpControl) return showHelp();
       play(Command{"click " + id.toStdString(), "click", {id.toStdString()}});
-    });
-    connect(shown, &HostToolbar::helpRequested, this, &MainWindow::showHelp);
+    };
+    auto* const shown = new HostToolbar(*toolbar, *ui.definitions, addinFolder_, press, this);
     addToolBar(Qt::TopToolBarArea, shown);
     shown->show();
     toolbars_.push_back(shown);
@@ -282,7 +406,6 @@ void MainWindow::refreshToolbars() {
   }
 }
 
-// The visible palette that has the focus, else the first visible one.
 PaletteDock* MainWindow::currentDock() const {
   PaletteDock* first = nullptr;
   for (PaletteDock* const dock : docks_) {
@@ -294,16 +417,13 @@ PaletteDock* MainWindow::currentDock() const {
 }
 
 void MainWindow::showHelp() {
-  auto* const box = new QMessageBox(
-      QMessageBox::NoIcon, tr("The substitute host"),
+  QMessageBox::about(
+      this, windowTitle(),
       tr("<p>This window stands in for the host that the add-in is made for. It loads the add-in's "
          "library, gives it the host's objects and shows them: the toolbar, the palettes and their "
-         "pages.</p><p><b>Add-in</b> starts and stops it, also as on another day. <b>Host</b> "
-         "changes what the host tells it. <b>View</b> brings the palette and the trace of all "
-         "calls.</p>"),
-      QMessageBox::Close, this);
-  box->setAttribute(Qt::WA_DeleteOnClose);
-  box->open();
+         "pages.</p><p><b>Add-in</b> starts and stops it, also as on another day. <b>Scenario</b> "
+         "plays commands from a file, and saves what was done as one. <b>Host</b> changes what the "
+         "host reports. <b>Trace</b> lists every call.</p>"));
 }
 
 }  // namespace substitute

@@ -3,6 +3,9 @@
 #pragma once
 
 #include <QMainWindow>
+#include <QPixmap>
+#include <QPointer>
+#include <set>
 #include <vector>
 
 #include "substitute/driver/Recording.h"
@@ -10,15 +13,13 @@
 
 namespace substitute {
 
-class AddInMenu;
 class CommandPanel;
-class HostMenu;
 class HostToolbar;
+class Menus;
 class PaletteDock;
 class Playback;
 class StatusBar;
 class TracePanel;
-class ViewMenu;
 class WebEngine;
 
 class MainWindow : public QMainWindow {
@@ -29,10 +30,25 @@ class MainWindow : public QMainWindow {
   // references outlive the window.
   MainWindow(Host& host, ScenarioRunner& runner, WebEngine& engine, const std::string& addin);
 
+  // Takes size and layout from `file`, if it holds them, and writes them there when the window is
+  // closed. Then fits the window to the screen. Call it before the window is shown.
+  void useLayout(const QString& file);
+
+  // Plays the pending commands as soon as the window has been painted.
+  void playWhenPainted() { playsWhenPainted_ = true; }
+
   // Plays one command and refreshes the window. False when the library cannot be loaded, which the
   // status bar then shows.
   bool play(const Command& command);
   bool play(const std::string& line) { return play(parseCommand(line)); }
+
+  // Appends the commands of a scenario to the pending ones. When something was played or is
+  // pending, the user chooses: a new host can play it instead, for which the window is closed.
+  // Nothing is appended when one of its lines is wrong.
+  void open(const QString& scenario);
+
+  // The scenario that a new host is to play; empty when the user wants none.
+  const std::string& nextScenario() const { return nextScenario_; }
 
   // Whether closing the window calls the add-in's `stop` first, as a host does when it quits. True
   // unless set.
@@ -50,46 +66,60 @@ class MainWindow : public QMainWindow {
   // The dock of the palette; null when there is no palette of that id.
   PaletteDock* dock(const std::string& id) const;
 
+  // The visible palette that has the focus, else the first visible one; null when none is visible.
+  PaletteDock* currentDock() const;
+
+  // The window and the floating palettes, each at its position on the screen.
+  QPixmap picture();
+
   // True when every visible page is loaded or has failed to load.
   bool settled() const;
 
  protected:
   void closeEvent(QCloseEvent* event) override;
+  bool eventFilter(QObject* object, QEvent* event) override;
+  void resizeEvent(QResizeEvent* event) override;
 
  private:
-  void makeCommandPanel();
-  void makeMenus();
+  void addControls();
+  void connectParts();
+  void layOut();
   void onTraceEntry(const Json& entry);
   void refresh();
   void removeStaleDocks();
   void refreshDocks();
   void placeDock(PaletteDock& dock);
+  void dockAt(Qt::DockWidgetArea area, PaletteDock& dock);
   PaletteDock* addDock(const PaletteObject& object);
-  void onUserMoved(PaletteDock& moved);
+  void onMoved(PaletteDock& dock);
+  void recordMoveLater();
+  void recordMove();
   void refreshToolbars();
-  PaletteDock* currentDock() const;
   void showHelp();
 
   Host& host_;
   ScenarioRunner& runner_;
   WebEngine& engine_;
   QString addinFolder_;
+  QString layoutFile_;
+  std::string nextScenario_;
   bool stopsAtEnd_ = true;
+  bool playsWhenPainted_ = false;
   bool refreshing_ = false;
+  bool isStale_ = false;  // to be refreshed when the commands that are played at once have been
   bool wasOffline_;
   Json toolbarsShown_;
   std::vector<PaletteDock*> docks_;
+  std::set<std::string> changedPalettes_;  // those that were shown, hidden or made: their ids
+  QPointer<PaletteDock> moved_;            // by the user, and not recorded yet
   std::vector<HostToolbar*> toolbars_;
   Recording recording_;
   Playback* playback_;
   CommandPanel* commands_;
   TracePanel* trace_;
   StatusBar* status_;
-  AddInMenu* addinMenu_ = nullptr;
-  HostMenu* hostMenu_ = nullptr;
-  ViewMenu* viewMenu_ = nullptr;
-  Signal<Json>::Subscription traceSubscription_;
-  Signal<std::string>::Subscription failureSubscription_;
+  Menus* menus_;
+  std::vector<std::shared_ptr<const void>> subscriptions_;
 };
 
 }  // namespace substitute

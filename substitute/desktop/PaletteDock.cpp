@@ -2,8 +2,10 @@
 
 #include <QCloseEvent>
 #include <QHBoxLayout>
+#include <QLabel>
 #include <QMainWindow>
 #include <QPointer>
+#include <QScreen>
 #include <QStackedWidget>
 #include <QTimer>
 #include <QToolButton>
@@ -14,11 +16,9 @@
 #include <chrono>
 
 #include "substitute/api/HostObjects.h"
-#include "substitute/desktop/ElidedLabel.h"
 #include "substitute/desktop/ErrorPage.h"
-#include "substitute/desktop/Theme.h"
-#include "substitute/desktop/WarningBar.h"
 #include "substitute/desktop/WebPage.h"
+#include "substitute/desktop/Widgets.h"
 
 namespace substitute {
 
@@ -29,18 +29,10 @@ constexpr const char* blankPage = "about:blank";
 }  // namespace
 
 Qt::DockWidgetArea dockArea(int dockingState) {
-  switch (dockingState) {
-    case 1:
-      return Qt::TopDockWidgetArea;
-    case 2:
-      return Qt::BottomDockWidgetArea;
-    case 3:
-      return Qt::LeftDockWidgetArea;
-    case 4:
-      return Qt::RightDockWidgetArea;
-    default:
-      return Qt::NoDockWidgetArea;
-  }
+  constexpr Qt::DockWidgetArea areas[] = {Qt::NoDockWidgetArea, Qt::TopDockWidgetArea,
+                                          Qt::BottomDockWidgetArea, Qt::LeftDockWidgetArea,
+                                          Qt::RightDockWidgetArea};
+  return dockingState < 0 || dockingState > 4 ? Qt::NoDockWidgetArea : areas[dockingState];
 }
 
 PaletteDock::PaletteDock(const PaletteObject& object, WebEngine& engine, QWidget* parent)
@@ -52,11 +44,12 @@ PaletteDock::PaletteDock(const PaletteObject& object, WebEngine& engine, QWidget
       view_(new QWebEngineView),
       page_(new WebPage(engine, view_)),
       errorPage_(new ErrorPage),
-      warnings_(new WarningBar) {
+      warningBar_(new QWidget),
+      warning_(new QLabel) {
   setObjectName("palette:" + QString::fromStdString(object.id()));
   // A palette that the add-in opens floating must not take the focus.
   setAttribute(Qt::WA_ShowWithoutActivating);
-  setTitleBarWidget(makeTitleBar());
+  makeTitleBar();
   pages_->addWidget(view_);
   pages_->addWidget(errorPage_);
   auto* const content = new QWidget;
@@ -64,7 +57,8 @@ PaletteDock::PaletteDock(const PaletteObject& object, WebEngine& engine, QWidget
   column->setContentsMargins(0, 0, 0, 0);
   column->setSpacing(0);
   column->addWidget(pages_, 1);
-  column->addWidget(warnings_);
+  makeWarningBar();
+  column->addWidget(warningBar_);
   setWidget(content);
   connectPage();
   resize(object.values().width, object.values().height);
@@ -75,24 +69,28 @@ void PaletteDock::refresh() {
   const PaletteValues& values = object_.values();
   const QString title = QString::fromStdString(values.title);
   if (title != windowTitle()) setWindowTitle(title);
-  title_->setFullText(title);
   view_->setAccessibleName(tr("Page of %1").arg(title));
   floatButton_->setAccessibleName(tr("Detach or dock %1").arg(title));
-  closeButton_->setAccessibleName(tr("Close %1").arg(title));
-  closeButton_->setVisible(values.closeButton);
+  title_->closeButton().setAccessibleName(tr("Close %1").arg(title));
+  title_->closeButton().setVisible(values.closeButton);
   DockWidgetFeatures wanted = DockWidgetMovable | DockWidgetFloatable;
   if (values.closeButton) wanted |= DockWidgetClosable;
   if (wanted != features()) setFeatures(wanted);
-  if (!values.resizable) {
-    const Qt::DockWidgetArea area = dockArea(object_.dockingState);
-    const bool atTopOrBottom = area == Qt::TopDockWidgetArea || area == Qt::BottomDockWidgetArea;
-    const bool atSide = area == Qt::LeftDockWidgetArea || area == Qt::RightDockWidgetArea;
-    // When docked, the window sets the other dimension.
-    setMinimumSize(atTopOrBottom ? 0 : values.width, atSide ? 0 : values.height);
-    setMaximumSize(atTopOrBottom ? QWIDGETSIZE_MAX : values.width,
-                   atSide ? QWIDGETSIZE_MAX : values.height);
-  }
+  if (!values.resizable) limitSize();
   if (values.visible == isHidden()) setVisible(values.visible);
+}
+
+// A palette of one size. While it is docked, the window sets one dimension, and the other is at
+// most half of the screen.
+void PaletteDock::limitSize() {
+  const Qt::DockWidgetArea area = dockArea(object_.dockingState);
+  const bool isDocked = area != Qt::NoDockWidgetArea;
+  const bool atSide = area == Qt::LeftDockWidgetArea || area == Qt::RightDockWidgetArea;
+  const QSize size = QSize(object_.values().width, object_.values().height)
+                         .boundedTo(screen()->availableSize() / (isDocked ? 2 : 1));
+  setMinimumSize(isDocked && !atSide ? 0 : size.width(), atSide ? 0 : size.height());
+  setMaximumSize(isDocked && !atSide ? QWIDGETSIZE_MAX : size.width(),
+                 atSide ? QWIDGETSIZE_MAX : size.height());
 }
 
 void PaletteDock::floatOverCanvas() {
@@ -102,14 +100,31 @@ void PaletteDock::floatOverCanvas() {
   for (const PaletteDock* const other : window->findChildren<PaletteDock*>()) {
     if (other != this && other->isFloating() && other->isVisible()) beside += margin;
   }
+  setFloating(true);
+  window->layout()->activate();  // the canvas takes the place that the palette has left
+  takeOwnSize();
   const QWidget& canvas = *window->centralWidget();
   const QRect place(canvas.mapToGlobal(QPoint()), canvas.size());
-  setFloating(true);
-  const QSize wanted(object_.values().width, object_.values().height);
-  resize(wanted.expandedTo(minimumSizeHint()));
   // The title bar stays visible when the palette is larger than the canvas.
-  move(std::max(place.left(), place.right() - beside - width()),
-       std::max(place.top(), std::min(place.top() + beside, place.bottom() - height())));
+  moveOnScreen({std::max(place.left(), place.right() - beside - width()),
+                std::max(place.top(), std::min(place.top() + beside, place.bottom() - height()))});
+}
+
+void PaletteDock::floatAtPointer() {
+  const bool wasWider = width() > object_.values().width;
+  takeOwnSize();
+  moveOnScreen({wasWider ? QCursor::pos().x() - width() / 2 : x(), y()});
+}
+
+void PaletteDock::takeOwnSize() {
+  const QSize own(object_.values().width, object_.values().height);
+  resize(own.expandedTo(minimumSizeHint()).boundedTo(parentWidget()->screen()->availableSize()));
+}
+
+void PaletteDock::moveOnScreen(const QPoint& place) {
+  const QRect all = parentWidget()->screen()->availableGeometry();
+  move(std::max(all.left(), std::min(place.x(), all.right() + 1 - width())),
+       std::max(all.top(), std::min(place.y(), all.bottom() + 1 - height())));
 }
 
 void PaletteDock::retry() {
@@ -149,23 +164,9 @@ void PaletteDock::closeEvent(QCloseEvent* event) {
   Q_EMIT closeRequested();
 }
 
-// The style's own title bar has dark icons, which a dark theme would hide.
-QWidget* PaletteDock::makeTitleBar() {
-  auto* const bar = new QWidget;
-  bar->setObjectName("titleBar");
-  bar->setAttribute(Qt::WA_StyledBackground);
-  auto* const row = new QHBoxLayout(bar);
-  row->setContentsMargins(12, 4, 6, 4);
-  row->setSpacing(2);
-  const QColor colour = palette().color(QPalette::WindowText);
-  title_ = new ElidedLabel;
-  title_->setObjectName("title");
-  row->addWidget(title_, 1);
-  floatButton_ = new QToolButton;
-  floatButton_->setObjectName("float");
-  floatButton_->setIcon(drawnIcon(Drawing::window, colour));
-  floatButton_->setAutoRaise(true);
-  floatButton_->setToolTip(tr("Detach or dock"));
+void PaletteDock::makeTitleBar() {
+  title_ = new TitleBar(*this, tr("Close"));
+  floatButton_ = glyphButton("❐", "float", tr("Detach or dock"));
   connect(floatButton_, &QToolButton::clicked, this, [this] {
     if (isFloating()) {
       setFloating(false);
@@ -174,20 +175,31 @@ QWidget* PaletteDock::makeTitleBar() {
       floatOverCanvas();
     }
   });
-  row->addWidget(floatButton_);
-  closeButton_ = new QToolButton;
-  closeButton_->setObjectName("close");
-  closeButton_->setIcon(drawnIcon(Drawing::cross, colour));
-  closeButton_->setAutoRaise(true);
-  closeButton_->setToolTip(tr("Close"));
-  connect(closeButton_, &QToolButton::clicked, this, &QWidget::close);
-  row->addWidget(closeButton_);
-  return bar;
+  title_->addButton(floatButton_);
+}
+
+// A bar beneath the page, hidden while there is no warning.
+void PaletteDock::makeWarningBar() {
+  warningBar_->setObjectName("warningBar");
+  warningBar_->setAttribute(Qt::WA_StyledBackground);
+  warningBar_->hide();
+  auto* const row = new QHBoxLayout(warningBar_);
+  row->setContentsMargins(12, 6, 6, 6);
+  warning_->setObjectName("warningText");
+  setUpSentence(*warning_);
+  warning_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+  warning_->setFocusPolicy(Qt::StrongFocus);
+  row->addWidget(warning_, 1);
+  QToolButton* const dismiss =
+      glyphButton("✕", "dismissWarning", tr("Dismiss the warning about the page"));
+  connect(dismiss, &QToolButton::clicked, warningBar_, &QWidget::hide);
+  row->addWidget(dismiss, 0, Qt::AlignTop);
 }
 
 void PaletteDock::connectPage() {
   view_->setPage(page_);
   view_->setFocusPolicy(Qt::StrongFocus);
+  pages_->setDisabled(address_.isEmpty());  // it takes no focus
   view_->setContextMenuPolicy(Qt::NoContextMenu);
   page_->setBackgroundColor(palette().color(QPalette::Base));
   connect(page_, &WebPage::messageSent, this, &PaletteDock::messageSent);
@@ -201,14 +213,14 @@ void PaletteDock::connectPage() {
   connect(page_, &WebPage::scriptFailed, this,
           [this](const QString& message, int line, const QString& source) {
             const QString file = QUrl(source).fileName();
-            warnings_->warn(
-                tr("%1, line %2: %3").arg(file.isEmpty() ? source : file).arg(line).arg(message));
+            warn(tr("%1, line %2: %3").arg(file.isEmpty() ? source : file).arg(line).arg(message));
           });
   connect(page_, &WebPage::windowRefused, this, [this](const QUrl& address) {
-    warnings_->warn(tr("The page asked for a new window, which does not open here: %1")
-                        .arg(address.toDisplayString()));
+    warn(tr("The page asked for a new window, which does not open here: %1")
+             .arg(address.toDisplayString()));
   });
   connect(errorPage_, &ErrorPage::retryRequested, this, &PaletteDock::retry);
+  connect(errorPage_, &ErrorPage::backRequested, this, [this] { view_->load(loadedUrl_); });
 }
 
 // The add-in's address is not always well formed. QUrl would correct it, so a script in a blank
@@ -239,12 +251,14 @@ void PaletteDock::onLoadingChanged(const QWebEngineLoadingInfo& info) {
   switch (info.status()) {
     case QWebEngineLoadingInfo::LoadStartedStatus:
       state_ = State::loading;
-      warnings_->clear();
+      warnings_ = 0;
+      warningBar_->hide();
       break;
     case QWebEngineLoadingInfo::LoadSucceededStatus:
       if (start) return openAddress();
       state_ = State::loaded;
       initialPagePending_ = false;
+      loadedUrl_ = info.url();
       pages_->setCurrentWidget(view_);
       break;
     case QWebEngineLoadingInfo::LoadFailedStatus:
@@ -270,9 +284,15 @@ void PaletteDock::showFailure(const PageFailure& failure) {
   const PageFailure& shown = engine_.offline() ? offline : failure;
   errorPage_->setFailure(initialPagePending_ ? QString::fromStdString(object_.values().address)
                                              : failedUrl_.toDisplayString(),
-                         shown);
+                         shown, !loadedUrl_.isEmpty() && loadedUrl_ != failedUrl_);
   pages_->setCurrentWidget(errorPage_);
   Q_EMIT pageFailed(shown.reason);
+}
+
+void PaletteDock::warn(const QString& text) {
+  ++warnings_;
+  showSentence(*warning_, warnings_ == 1 ? text : tr("%1 (warning %2)").arg(text).arg(warnings_));
+  warningBar_->show();
 }
 
 }  // namespace substitute

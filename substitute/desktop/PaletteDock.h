@@ -5,6 +5,7 @@
 #include <QPointer>
 #include <QUrl>
 
+class QLabel;
 class QStackedWidget;
 class QToolButton;
 class QWebEngineLoadingInfo;
@@ -13,10 +14,9 @@ class QWebEngineView;
 namespace substitute {
 
 struct PageFailure;
-class ElidedLabel;
 class ErrorPage;
-class WarningBar;
 class PaletteObject;
+class TitleBar;
 class WebEngine;
 class WebPage;
 
@@ -39,9 +39,13 @@ class PaletteDock : public QDockWidget {
   // Reads title, buttons and visibility from the palette. The owner sets the position.
   void refresh();
 
-  // Floats in the palette's own size over the canvas, with an offset for each palette that floats
-  // there already.
+  // Floats over the canvas in the palette's own size, at most that of the screen, with an offset
+  // for each palette that floats there already.
   void floatOverCanvas();
+
+  // Takes that size, after the user has dragged the palette out of the window. It stays under the
+  // pointer, and on the screen.
+  void floatAtPointer();
 
   // Loads the page again if it has failed to load.
   void retry();
@@ -68,12 +72,17 @@ class PaletteDock : public QDockWidget {
  private:
   enum class State { loading, loaded, failed };
 
-  QWidget* makeTitleBar();
+  void makeTitleBar();
+  void makeWarningBar();
+  void limitSize();
+  void takeOwnSize();
+  void moveOnScreen(const QPoint& place);
   void connectPage();
   void load();
   void openAddress();
   void onLoadingChanged(const QWebEngineLoadingInfo& info);
   void showFailure(const PageFailure& failure);
+  void warn(const QString& text);
 
   const PaletteObject& object_;
   WebEngine& engine_;
@@ -81,14 +90,16 @@ class PaletteDock : public QDockWidget {
   QUrl address_;
   bool initialPagePending_ = true;  // no page of the palette's address has loaded yet
   QUrl failedUrl_;                  // the address that failed after the first page had loaded
+  QUrl loadedUrl_;                  // the address of the page that was loaded last
   QStackedWidget* pages_;
   QWebEngineView* view_;
   WebPage* page_;
   ErrorPage* errorPage_;
-  WarningBar* warnings_;
+  QWidget* warningBar_;
+  QLabel* warning_;
+  int warnings_ = 0;  // since the page was loaded
   QPointer<QWebEngineView> tools_;
-  ElidedLabel* title_;
-  QToolButton* closeButton_;
+  TitleBar* title_;
   QToolButton* floatButton_;
 };
 

@@ -1,15 +1,15 @@
-// Qt's platform plugin: which one the program uses, and which of its messages are shown.
+// Qt's platform plugin, which opens the windows.
 #pragma once
+
+#include <QApplication>
+#include <memory>
 
 namespace substitute {
 
-// Chooses the plugin: the display's where a window can be opened on it, else "offscreen" when
-// `forPictureOnly`. Call it before there is a QApplication, with the arguments for it. Throws
-// std::runtime_error when no plugin can be used.
-void choosePlatformPlugin(bool forPictureOnly, int argc, char** argv);
-
-// Drops the messages of the plugin "offscreen" and of the web engine about what a display would
-// offer. All other messages are shown.
-void filterPlatformMessages();
+// Starts Qt. Unless `onDisplay`, it draws where nobody sees it, on the platform "offscreen", if
+// QT_QPA_PLATFORM names no other. Messages of Qt about what a display would offer are dropped. When
+// no window can be opened, throws std::runtime_error, or prints a sentence that begins with
+// `program` and ends the process with the status for wrong input.
+std::unique_ptr<QApplication> startQt(bool onDisplay, const char* program, int& argc, char** argv);
 
 }  // namespace substitute

@@ -2,11 +2,9 @@
 #pragma once
 
 #include <QObject>
-#include <QSocketNotifier>
 #include <QTimer>
 #include <deque>
 #include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -18,19 +16,23 @@ class Playback : public QObject {
   Q_OBJECT
 
  public:
+  enum class Speed {
+    second,   // a second between two commands
+    noPause,  // the window is refreshed after each command
+    atOnce,   // the window is refreshed now and then
+  };
+
   // `play` carries out a command or a comment. When it returns false, playback stops.
   Playback(std::function<bool(const Command&)> play, QObject* parent);
 
-  // The time between two commands in milliseconds; 0 unless set.
-  void setInterval(int milliseconds) { timer_.setInterval(milliseconds); }
+  // A second a command unless set.
+  void setSpeed(Speed speed) { speed_ = speed; }
+  Speed speed() const { return speed_; }
 
   // Appends to the queue.
   void add(const std::vector<Command>& commands);
 
-  // Appends the lines of standard input to the queue as they arrive. To be called once.
-  void readInput();
-
-  // Plays until `pause` is called or the queue is empty and standard input has ended.
+  // Plays until `pause` is called or the queue is empty.
   void playOn();
   void pause();
 
@@ -42,6 +44,9 @@ class Playback : public QObject {
   // True when the queue is not empty.
   bool hasNext() const { return !queue_.empty(); }
 
+  // A sentence on how many commands are queued, without its full stop; empty when none is.
+  std::string notPlayed() const;
+
  Q_SIGNALS:
   // `command` was appended to the queue.
   void added(const Command& command);
@@ -52,9 +57,8 @@ class Playback : public QObject {
   // isPlaying() or hasNext() may have changed.
   void changed();
 
-  // The queue is empty and standard input has ended. `error` is empty, or says in a sentence
-  // without its full stop why standard input could not be read to its end.
-  void finished(const std::string& error);
+  // The queue is empty.
+  void finished();
 
   // A command could not be carried out; playback has stopped.
   void failed();
@@ -62,15 +66,10 @@ class Playback : public QObject {
  private:
   void step();
   bool playCommand();
-  bool playFront();
-  void readBytes();
 
   std::function<bool(const Command&)> play_;
   std::deque<Command> queue_;
-  std::unique_ptr<QSocketNotifier> inputNotifier_;  // while standard input is read
-  ScenarioReader reader_{"standard input"};
-  std::string input_;  // what has been read and is no whole line yet
-  std::string inputError_;
+  Speed speed_ = Speed::second;
   bool playing_ = false;
   QTimer timer_;
 };

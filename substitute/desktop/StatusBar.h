@@ -12,35 +12,32 @@ namespace substitute {
 class ElidedLabel;
 class Host;
 
-// Shows one message and the host's values, each with its name. An important message stays until the
-// next important one.
+// Shows what came of the last command, the weightiest message of it, and the host's values.
 class StatusBar : public QStatusBar {
-  Q_OBJECT
-
  public:
+  // The weights of a message. All but plain ones are read out by a screen reader.
+  enum Weight { none, plain, notable, failure };
+
   explicit StatusBar(QWidget* parent = nullptr);
 
+  // Forgets the message, since another command begins.
+  void clear();
+
+  // Shows a message, unless a weightier one is shown.
+  void tell(const QString& message, Weight weight);
+
   // Shows a message about an entry of the trace, if it deserves one.
-  void onTraceEntry(const Json& entry);
+  void tellOf(const Json& entry);
 
-  // Shows an important message. A screen reader reads it out.
-  void showImportant(const QString& message);
-
-  // The full text of the message; empty when there has been none.
+  // The full text of the message; empty when there is none.
   const QString& message() const;
 
-  void showValues(const Host& host, bool addinRuns);
+  void showValues(const Host& host);
 
  private:
-  void showMinor(const QString& message);
-
-  bool showsImportant_ = false;
+  Weight weight_ = none;
   ElidedLabel* message_;
-  ElidedLabel* addin_;
-  ElidedLabel* starts_;
-  QLabel* network_;
-  ElidedLabel* language_;
-  ElidedLabel* entitlement_;
+  QLabel* values_;
 };
 
 }  // namespace substitute

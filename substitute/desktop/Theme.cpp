@@ -3,114 +3,95 @@
 #include <QAbstractItemView>
 #include <QApplication>
 #include <QFontDatabase>
-#include <QIconEngine>
 #include <QPainter>
-#include <QPainterPath>
 #include <QPalette>
 #include <QProxyStyle>
 #include <QStyleOption>
-#include <utility>
 
 namespace substitute {
 
 namespace {
 
-struct Colours {
-  QColor window;   // around everything
-  QColor surface;  // of fields, pages and lists
-  QColor text;
-  QColor faint;     // less important text
-  QColor line;      // borders
-  QColor hover;     // under the pointer
-  QColor accent;    // what is selected
-  QColor onAccent;  // text on it
-  QColor failure;   // text about failures
+struct Colour {
+  QPalette::ColorRole role;
+  const char* light;
+  const char* dark;
+};
+constexpr Colour colours[] = {
+    {QPalette::Window, "#f2f4f6", "#2a2e34"},  // around everything
+    {QPalette::Button, "#f2f4f6", "#2a2e34"},
+    {QPalette::Base, "#ffffff", "#1f2327"},  // of fields, pages and lists
+    {QPalette::ToolTipBase, "#ffffff", "#1f2327"},
+    {QPalette::WindowText, "#1f2a35", "#e7eaee"},
+    {QPalette::Text, "#1f2a35", "#e7eaee"},
+    {QPalette::ButtonText, "#1f2a35", "#e7eaee"},
+    {QPalette::ToolTipText, "#1f2a35", "#e7eaee"},
+    {QPalette::PlaceholderText, "#5d6b79", "#9aa4b0"},  // less important text
+    {QPalette::Shadow, "#5d6b79", "#9aa4b0"},           // the same, for the style sheet
+    {QPalette::Mid, "#d3d9df", "#3d434b"},              // borders
+    {QPalette::Dark, "#d3d9df", "#3d434b"},
+    {QPalette::Light, "#e3e8ed", "#3a4048"},
+    {QPalette::Midlight, "#e3e8ed", "#3a4048"},   // under the pointer
+    {QPalette::Highlight, "#1268b8", "#4c9be8"},  // what is selected
+    {QPalette::HighlightedText, "#ffffff", "#0d1620"},
+    {QPalette::Link, "#1268b8", "#4c9be8"},
+    {QPalette::LinkVisited, "#e3e8ed", "#9aa4b0"},  // behind an icon of Qt's, which is dark
+    {QPalette::BrightText, "#b3261e", "#ff8f80"},   // failures
 };
 
-Colours coloursOf(Theme theme) {
-  if (theme == Theme::dark) {
-    return {"#2a2e34", "#1f2327", "#e7eaee", "#9aa4b0", "#3d434b",
-            "#3a4048", "#4c9be8", "#0d1620", "#ff8f80"};
-  }
-  return {"#f2f4f6", "#ffffff", "#1f2a35", "#5d6b79", "#d3d9df",
-          "#e3e8ed", "#1268b8", "#ffffff", "#b3261e"};
-}
-
-QPalette paletteOf(const Colours& colours) {
+QPalette paletteOf(Theme theme) {
   QPalette palette;
-  palette.setColor(QPalette::Window, colours.window);
-  palette.setColor(QPalette::WindowText, colours.text);
-  palette.setColor(QPalette::Base, colours.surface);
-  palette.setColor(QPalette::AlternateBase, colours.window);
-  palette.setColor(QPalette::Text, colours.text);
-  palette.setColor(QPalette::PlaceholderText, colours.faint);
-  palette.setColor(QPalette::Button, colours.window);
-  palette.setColor(QPalette::ButtonText, colours.text);
-  palette.setColor(QPalette::ToolTipBase, colours.surface);
-  palette.setColor(QPalette::ToolTipText, colours.text);
-  palette.setColor(QPalette::Highlight, colours.accent);
-  palette.setColor(QPalette::HighlightedText, colours.onAccent);
-  palette.setColor(QPalette::Link, colours.accent);
-  palette.setColor(QPalette::BrightText, colours.failure);
-  palette.setColor(QPalette::Light, colours.hover);
-  palette.setColor(QPalette::Midlight, colours.hover);
-  palette.setColor(QPalette::Mid, colours.line);
-  palette.setColor(QPalette::Dark, colours.line);
+  for (const Colour& colour : colours) {
+    palette.setColor(colour.role, theme == Theme::dark ? colour.dark : colour.light);
+  }
   for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
-    palette.setColor(QPalette::Disabled, role, colours.faint);
+    palette.setColor(QPalette::Disabled, role, palette.color(QPalette::PlaceholderText));
   }
   return palette;
 }
 
 constexpr const char* styleSheet = R"(
-QMainWindow::separator { background: LINE; width: 1px; height: 1px; }
-QMenuBar { background: WINDOW; padding: 2px 6px; border-bottom: 1px solid LINE; }
+QMainWindow::separator { background: palette(mid); width: 1px; height: 1px; }
+QMenuBar { background: palette(window); padding: 2px 6px; border-bottom: 1px solid palette(mid); }
 QMenuBar::item { padding: 3px 8px; border: 2px solid transparent; border-radius: 4px; }
-QMenuBar::item:selected { background: HOVER; border-color: ACCENT; }
-QMenu { background: SURFACE; border: 1px solid LINE; padding: 4px; }
+QMenuBar::item:selected { background: palette(midlight); border-color: palette(highlight); }
+QMenu { background: palette(base); border: 1px solid palette(mid); padding: 4px; }
 QMenu::item { padding: 4px 24px 4px 22px; border: 2px solid transparent; border-radius: 4px; }
-QMenu::item:selected { background: HOVER; color: TEXT; border-color: ACCENT; }
-QMenu::item:disabled { color: FAINT; }
-QMenu::separator { height: 1px; background: LINE; margin: 4px 6px; }
+QMenu::item:selected { background: palette(midlight); color: palette(text);
+                       border-color: palette(highlight); }
+QMenu::item:disabled { color: palette(shadow); }
+QMenu::separator { height: 1px; background: palette(mid); margin: 4px 6px; }
 QMenu::indicator { width: 14px; height: 14px; left: 5px; }
-QToolBar { background: WINDOW; border: none; border-bottom: 1px solid LINE; padding: 4px 8px;
-           spacing: 4px; }
-QToolButton { border: none; border-radius: 5px; padding: 4px; color: TEXT; }
-QToolButton:hover { background: HOVER; }
-QToolButton:pressed { background: LINE; }
+QToolBar { background: palette(window); border: none; border-bottom: 1px solid palette(mid);
+           padding: 4px 8px; spacing: 4px; }
+QToolButton { border: none; border-radius: 5px; padding: 4px; color: palette(text); }
+QToolButton:disabled { color: palette(shadow); }
+QToolButton:hover { background: palette(midlight); }
+QToolButton:pressed, QToolBar QToolButton:checked { background: palette(mid); }
 QToolBar QToolButton { padding: 4px 10px; }
-QToolBar QToolButton#qt_toolbar_ext_button { padding: 0; }
-QToolBar QToolButton:checked { background: LINE; }
-QToolTip { background: SURFACE; color: TEXT; border: 1px solid LINE; padding: 6px; }
-QWidget#titleBar { background: WINDOW; border-bottom: 1px solid LINE; }
-QWidget#titleBar QLabel { font-weight: 600; }
-QWidget#errorPage { background: SURFACE; }
-QLabel#heading { font-weight: 600; }
-QLabel#reason { color: FAINT; }
-QPlainTextEdit#address { background: SURFACE; border: 1px solid LINE; border-radius: 5px; }
-QPlainTextEdit#traceDetail { background: SURFACE; border: none; }
-QSplitter#traceSplitter::handle { background: LINE; }
-QPlainTextEdit#address:focus { border-color: ACCENT; }
-QWidget#warningBar { background: WINDOW; border-top: 1px solid LINE; }
-QWidget#titleBar QLabel#count { color: FAINT; font-weight: 400; }
-QAbstractScrollArea::corner { background: SURFACE; }
-QPushButton { background: SURFACE; border: 1px solid LINE; border-radius: 5px; padding: 6px 14px; }
-QPushButton:hover { background: HOVER; }
-QLineEdit { background: SURFACE; border: 1px solid LINE; border-radius: 5px; padding: 4px 8px; }
-QLineEdit:focus { border-color: ACCENT; }
-QTreeView { background: SURFACE; alternate-background-color: SURFACE; border: none; }
+QToolBar QToolButton#qt_toolbar_ext_button { padding: 0; background: palette(link-visited); }
+QWidget#titleBar { background: palette(window); border-bottom: 1px solid palette(mid); }
+QLabel#title, QLabel#heading { font-weight: 600; }
+QLabel#count, QLabel#expectations, QLabel#reason, QLabel#values { color: palette(shadow); }
+QWidget#errorPage { background: palette(base); }
+QWidget#warningBar { background: palette(window); border-top: 1px solid palette(mid); }
+QPushButton, QLineEdit, QPlainTextEdit#address { background: palette(base);
+                                    border: 1px solid palette(mid); border-radius: 5px; }
+QPushButton { padding: 6px 14px; }
+QPushButton:hover { background: palette(midlight); }
+QLineEdit { padding: 4px 8px; }
+QTreeView, QPlainTextEdit#traceDetail { background: palette(base); border: none; }
 QTreeView::item { padding: 2px 4px; }
-QHeaderView::section { background: WINDOW; color: FAINT; border: none;
-                       border-bottom: 1px solid LINE; padding: 4px 3px; }
+QPlainTextEdit#traceDetail { border-top: 1px solid palette(mid); }
 QScrollBar { background: transparent; border: none; }
 QScrollBar:vertical { width: 10px; }
 QScrollBar:horizontal { height: 10px; }
-QScrollBar::handle { background: LINE; border-radius: 5px; min-height: 24px; min-width: 24px; }
+QScrollBar::handle { background: palette(mid); border-radius: 5px; min-height: 24px; }
 QScrollBar::add-line, QScrollBar::sub-line { width: 0; height: 0; }
 QScrollBar::add-page, QScrollBar::sub-page { background: transparent; }
-QStatusBar { background: WINDOW; border-top: 1px solid LINE; }
+QStatusBar { background: palette(window); border-top: 1px solid palette(mid); }
 QStatusBar::item { border: none; }
-QStatusBar QLabel { padding: 3px 10px; color: FAINT; }
+QStatusBar QLabel { padding: 3px 10px; }
 )";
 
 // Draws the focus frame inside the widget, since many parents leave no room around it.
@@ -136,8 +117,16 @@ class HostStyle : public QProxyStyle {
   int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
                 QStyleHintReturn* result) const override {
     if (hint == SH_FocusFrame_AboveWidget) return 1;
-    if (hint == SH_FocusFrame_Mask) return 0;
+    if (hint == SH_FocusFrame_Mask || hint == SH_DialogButtonBox_ButtonsHaveIcons) return 0;
     return QProxyStyle::styleHint(hint, option, widget, result);
+  }
+
+  // The frame alone shows the focus; in a list, the rectangle shows the current line.
+  void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
+                     const QWidget* widget) const override {
+    const bool isList = qobject_cast<const QAbstractItemView*>(widget) != nullptr;
+    if (element == PE_FrameFocusRect && !isList) return;
+    QProxyStyle::drawPrimitive(element, option, painter, widget);
   }
 
   void drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
@@ -155,68 +144,6 @@ class HostStyle : public QProxyStyle {
   }
 };
 
-class DrawnIcon : public QIconEngine {
- public:
-  DrawnIcon(Drawing drawing, QColor colour) : drawing_(drawing), colour_(colour) {}
-
-  QIconEngine* clone() const override { return new DrawnIcon(drawing_, colour_); }
-
-  QPixmap pixmap(const QSize& size, QIcon::Mode mode, QIcon::State state) override {
-    QPixmap picture(size);
-    picture.fill(Qt::transparent);
-    QPainter painter(&picture);
-    paint(&painter, QRect(QPoint(), size), mode, state);
-    return picture;
-  }
-
-  // Draws on a square of 16 by 16 units.
-  void paint(QPainter* painter, const QRect& place, QIcon::Mode mode,
-             QIcon::State /*state*/) override {
-    painter->save();
-    painter->setRenderHint(QPainter::Antialiasing);
-    painter->translate(place.topLeft());
-    painter->scale(place.width() / 16.0, place.height() / 16.0);
-    QColor colour = colour_;
-    if (mode == QIcon::Disabled) colour.setAlphaF(0.4F);
-    painter->setPen(QPen(colour, 1.4, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
-    switch (drawing_) {
-      case Drawing::cross:
-        painter->drawLine(QPointF(4, 4), QPointF(12, 12));
-        painter->drawLine(QPointF(12, 4), QPointF(4, 12));
-        break;
-      case Drawing::window:
-        painter->drawRoundedRect(QRectF(3, 5.5, 7.5, 7.5), 1, 1);
-        painter->drawPolyline(QPolygonF({{6, 3}, {13, 3}, {13, 10}}));
-        break;
-      case Drawing::more:
-        for (const double x : {3.5, 8.5}) {
-          painter->drawPolyline(QPolygonF({{x, 4}, {x + 4, 8}, {x, 12}}));
-        }
-        break;
-      case Drawing::help: {
-        // Smaller than the icons beside it.
-        painter->translate(8, 8);
-        painter->scale(0.7, 0.7);
-        painter->translate(-8, -8);
-        painter->drawEllipse(QPointF(8, 8), 6.5, 6.5);
-        QPainterPath mark(QPointF(6, 6.3));
-        mark.cubicTo(6, 3.9, 10, 3.9, 10, 6.3);
-        mark.cubicTo(10, 7.9, 8, 7.8, 8, 9.4);
-        painter->drawPath(mark);
-        painter->setBrush(colour);
-        painter->setPen(Qt::NoPen);
-        painter->drawEllipse(QPointF(8, 11.6), 0.9, 0.9);
-        break;
-      }
-    }
-    painter->restore();
-  }
-
- private:
-  Drawing drawing_;
-  QColor colour_;
-};
-
 }  // namespace
 
 Theme systemTheme() {
@@ -228,26 +155,13 @@ Theme systemTheme() {
 }
 
 void apply(Theme theme) {
-  const Colours colours = coloursOf(theme);
-  if (QFontDatabase::hasFamily("Inter")) {
-    QFont font = QApplication::font();
-    font.setFamily("Inter");
-    QApplication::setFont(font);
-  }
+  QFont font = QApplication::font();
+  if (QFontDatabase::hasFamily("Inter")) font.setFamily("Inter");
+  font.setStyleStrategy(QFont::PreferNoShaping);  // it would draw "->" as an arrow
+  QApplication::setFont(font);
   QApplication::setStyle(new HostStyle);
-  QApplication::setPalette(paletteOf(colours));
-  QString text = styleSheet;
-  const std::pair<const char*, QColor> names[] = {
-      {"WINDOW", colours.window}, {"SURFACE", colours.surface}, {"FAINT", colours.faint},
-      {"LINE", colours.line},     {"HOVER", colours.hover},     {"ONACCENT", colours.onAccent},
-      {"ACCENT", colours.accent}, {"TEXT", colours.text},
-  };
-  for (const auto& [name, colour] : names) text.replace(name, colour.name());
-  qApp->setStyleSheet(text);
-}
-
-QIcon drawnIcon(Drawing drawing, const QColor& colour) {
-  return QIcon(new DrawnIcon(drawing, colour));
+  QApplication::setPalette(paletteOf(theme));
+  qApp->setStyleSheet(styleSheet);
 }
 
 }  // namespace substitute

@@ -1,8 +1,5 @@
-// The light and the dark theme of the window, and its icons that are drawn by code.
+// The light and the dark theme of the window.
 #pragma once
-
-#include <QColor>
-#include <QIcon>
 
 namespace substitute {
 
@@ -13,11 +10,5 @@ Theme systemTheme();
 
 // Applies the theme to all windows of the program.
 void apply(Theme theme);
-
-// The icons of the window's own buttons.
-enum class Drawing { cross, window, help, more };
-
-// The icon in `colour`. It is drawn as vectors, for any size.
-QIcon drawnIcon(Drawing drawing, const QColor& colour);
 
 }  // namespace substitute

@@ -3,25 +3,24 @@
 #include <QAction>
 #include <QClipboard>
 #include <QFileDialog>
-#include <QFontDatabase>
+#include <QFileInfo>
 #include <QGuiApplication>
-#include <QHBoxLayout>
-#include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QRegularExpression>
 #include <QSaveFile>
 #include <QScrollBar>
 #include <QSortFilterProxyModel>
-#include <QSplitter>
-#include <QToolButton>
-#include <QTreeView>
+#include <QStandardItemModel>
+#include <QTimer>
+#include <QVBoxLayout>
 #include <algorithm>
+#include <optional>
 
-#include "substitute/desktop/Theme.h"
-#include "substitute/desktop/TraceModel.h"
+#include "substitute/desktop/Accessibility.h"
+#include "substitute/desktop/Widgets.h"
+#include "substitute/driver/Calls.h"
 
 namespace substitute {
 
@@ -37,154 +36,101 @@ QRegularExpression matchingAllWords(const QString& words) {
                                                  QRegularExpression::DotMatchesEverythingOption);
 }
 
-QString withShortcut(const QString& text, const QKeySequence& shortcut) {
-  return QStringLiteral("%1 (%2)").arg(text, shortcut.toString(QKeySequence::NativeText));
+// What is kept of an entry, at the item with its line of code.
+enum Role { jsonRole = Qt::UserRole, searchRole, commandRole };
+
+constexpr int codeColumn = 1;
+
+// How an entry stands out. The sign says the same as the tint, for users who do not see the tint.
+struct Mark {
+  const char* sign;  // every font has it
+  QString spoken;    // what a screen reader reads out
+  QPalette::ColorRole tint;
+};
+
+std::optional<Mark> markOf(const Json& entry) {
+  const std::string event = entry.value("event", "");
+  if (entry.contains("fault")) {
+    return Mark{"×", TracePanel::tr("planned failure"), QPalette::BrightText};
+  }
+  if (event == "threw") return Mark{"!", TracePanel::tr("exception"), QPalette::BrightText};
+  if (event == "open") return Mark{"→", TracePanel::tr("run of open"), QPalette::Link};
+  return {};
+}
+
+QString codeOf(const Json& entry, CallForm form) {
+  return QString::fromStdString(callLine(entry, form));
 }
 
 }  // namespace
 
-TracePanel::TracePanel(QWidget* parent)
-    : QDockWidget(tr("Trace"), parent),
-      trace_(new TraceModel(this)),
+TracePanel::TracePanel()
+    : QDockWidget(tr("Trace")),
+      rows_(new QStandardItemModel(0, 2, this)),
       filtered_(new QSortFilterProxyModel(this)),
       filter_(new QLineEdit),
       count_(new QLabel),
-      list_(new QTreeView),
       detail_(new QPlainTextEdit) {
   setObjectName("trace");
   setFeatures(DockWidgetClosable);
-  filtered_->setSourceModel(trace_);
-  filtered_->setFilterRole(TraceModel::searchRole);
-  filtered_->setFilterKeyColumn(0);
+  filtered_->setSourceModel(rows_);
+  filtered_->setFilterRole(searchRole);
+  filtered_->setFilterKeyColumn(codeColumn);
+  list_ = new LineList("traceList", tr("Trace"), filtered_);
+  setProperty(usedPart, QVariant::fromValue<QWidget*>(list_));
   makeActions();
   makeTitleBar();
-  makeList();
-  makeDetail();
-  auto* const split = new QSplitter;
-  split->setObjectName("traceSplitter");
-  split->addWidget(list_);
-  split->addWidget(detail_);
-  split->setSizes({700, 300});
-  split->setStretchFactor(0, 7);
-  split->setStretchFactor(1, 3);
-  split->setChildrenCollapsible(false);
-  setWidget(split);
+  makeParts();
   refreshCount();
   refreshDetail();
 }
 
 void TracePanel::append(const Json& entry, int command) {
-  trace_->append(entry, command);
+  constexpr int spacesALevel = 2;
+  const QString json = QString::fromStdString(line(entry));
+  json_ += json.toUtf8() + '\n';
+  const QString number = QString::number(rows_->rowCount() + 1);
+  auto* const margin = new QStandardItem(number);
+  auto* const code = new QStandardItem(QString((callLevel(entry) - 1) * spacesALevel, ' ') +
+                                       codeOf(entry, CallForm::shortened));
+  margin->setTextAlignment(Qt::AlignRight | Qt::AlignVCenter);
+  margin->setForeground(palette().placeholderText());
+  if (const std::optional<Mark> mark = markOf(entry)) {
+    QColor tint = palette().color(mark->tint);
+    tint.setAlphaF(0.14F);
+    margin->setText(mark->sign + (' ' + number));
+    margin->setData(QString(number + ", " + mark->spoken), Qt::AccessibleTextRole);
+    margin->setForeground(palette().text());
+    for (QStandardItem* const item : {margin, code}) item->setBackground(tint);
+  }
+  code->setData(json, jsonRole);
+  code->setData(QString(json + '\n' + codeOf(entry, CallForm::full)), searchRole);
+  code->setData(command, commandRole);
+  rows_->appendRow({margin, code});
   refreshCount();
 }
 
-void TracePanel::makeTitleBar() {
-  auto* const bar = new QWidget;
-  bar->setObjectName("titleBar");
-  bar->setAttribute(Qt::WA_StyledBackground);
-  auto* const row = new QHBoxLayout(bar);
-  row->setContentsMargins(12, 4, 6, 4);
-  row->addWidget(new QLabel(tr("Trace")));
-  row->addSpacing(12);
-  filter_->setObjectName("traceFilter");
-  filter_->setAccessibleName(tr("Filter of the trace"));
-  filter_->setPlaceholderText(tr("Filter, such as palette add"));
-  filter_->setToolTip(withShortcut(tr("Shows the lines that hold all of these words"),
-                                   QKeySequence(QKeySequence::Find)));
-  filter_->setClearButtonEnabled(true);
-  filter_->setMaximumWidth(260);
-  connect(filter_, &QLineEdit::textChanged, this, &TracePanel::filter);
-  connect(filter_, &QLineEdit::returnPressed, list_, qOverload<>(&QWidget::setFocus));
-  row->addWidget(filter_, 1);
-  count_->setObjectName("count");
-  row->addWidget(count_);
-  row->addStretch(1);
-  auto* const clear = new QToolButton;
-  clear->setObjectName("clear");
-  clear->setDefaultAction(clear_);
-  row->addWidget(clear);
-  auto* const close = new QToolButton;
-  close->setObjectName("close");
-  close->setToolTip(tr("Hide the trace"));
-  close->setAccessibleName(close->toolTip());
-  close->setIcon(drawnIcon(Drawing::cross, palette().color(QPalette::WindowText)));
-  connect(close, &QToolButton::clicked, this, &QWidget::close);
-  row->addWidget(close);
-  setTitleBarWidget(bar);
-}
-
-void TracePanel::makeList() {
-  list_->setObjectName("traceList");
-  list_->setAccessibleName(tr("Trace"));
-  list_->setModel(filtered_);
-  list_->setRootIsDecorated(false);
-  list_->setUniformRowHeights(true);
-  list_->setSelectionMode(QAbstractItemView::ExtendedSelection);
-  list_->setEditTriggers(QAbstractItemView::NoEditTriggers);
-  QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
-  font.setPointSizeF(font.pointSizeF() - 1);  // for the long names of the calls
-  list_->setFont(font);
-  QHeaderView* const header = list_->header();
-  header->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
-  header->setStretchLastSection(false);
-  const std::pair<int, int> widths[] = {{TraceModel::number, 40},     {TraceModel::mark, 58},
-                                        {TraceModel::call, 190},      {TraceModel::object, 120},
-                                        {TraceModel::arguments, 150}, {TraceModel::result, 120}};
-  for (const auto& [column, width] : widths) header->resizeSection(column, width);
-  list_->setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);
-  // The list scrolls to its end, unless the user has scrolled up. The range changes once for all
-  // lines that were appended together.
-  QScrollBar* const bar = list_->verticalScrollBar();
-  connect(bar, &QScrollBar::valueChanged, this,
-          [this, bar](int value) { followsEnd_ = value == bar->maximum(); });
-  connect(bar, &QScrollBar::rangeChanged, this, [this, bar](int /*least*/, int most) {
-    if (followsEnd_) bar->setValue(most);
-  });
-  list_->setContextMenuPolicy(Qt::ActionsContextMenu);
-  list_->addActions({copy_, showCommand_, nextColumn_, previousColumn_});
-  connect(list_, &QTreeView::activated, showCommand_, &QAction::trigger);
-  const QItemSelectionModel* const selection = list_->selectionModel();
-  connect(selection, &QItemSelectionModel::currentRowChanged, this, &TracePanel::refreshDetail);
-  connect(selection, &QItemSelectionModel::selectionChanged, this, &TracePanel::refreshDetail);
-}
-
-void TracePanel::makeDetail() {
-  detail_->setObjectName("traceDetail");
-  detail_->setAccessibleName(tr("The selected line of the trace"));
-  detail_->setPlaceholderText(tr("Select a line to read all of it here."));
-  detail_->setReadOnly(true);
-  detail_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-  detail_->setTabChangesFocus(true);
-  detail_->setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
-  detail_->setFont(list_->font());
+void TracePanel::save(const QString& path) {
+  QSaveFile file(path);
+  const bool isSaved =
+      file.open(QIODevice::WriteOnly) && file.write(json_) == json_.size() && file.commit();
+  Q_EMIT reported(isSaved
+                      ? tr("Saved in %1.").arg(QFileInfo(path).fileName())
+                      : tr("The trace cannot be written to %1: %2.").arg(path, file.errorString()));
 }
 
 void TracePanel::makeActions() {
   addPanelAction("findInTrace", tr("&Find in trace"), QKeySequence::Find, &TracePanel::find);
-  addPanelAction("clearTraceFilter", tr("Show &all lines"), Qt::Key_Escape,
-                 &TracePanel::clearFilter)
+  addPanelAction("clearTraceFilter", tr("Show &all lines"), Qt::Key_Escape, &TracePanel::escape)
       ->setShortcutContext(Qt::WidgetWithChildrenShortcut);
   copy_ = addPanelAction("copyTrace", tr("&Copy as JSON"), QKeySequence::Copy, &TracePanel::copy);
   copy_->setShortcutContext(Qt::WidgetShortcut);  // the list; the detail copies its own text
-  showCommand_ = addPanelAction("showCommand", tr("Show c&ommand"),
-                                QKeySequence(Qt::CTRL | Qt::Key_Return), &TracePanel::showCommand);
-  showCommand_->setToolTip(
-      withShortcut(tr("Goes to the command that caused the line"), showCommand_->shortcut()));
-  // Left and Right scroll, since a whole line is selected.
-  nextColumn_ = addPanelAction("nextColumn", tr("Ne&xt column"),
-                               QKeySequence(Qt::ALT | Qt::Key_Right), &TracePanel::goToNextColumn);
-  previousColumn_ =
-      addPanelAction("previousColumn", tr("&Previous column"), QKeySequence(Qt::ALT | Qt::Key_Left),
-                     &TracePanel::goToPreviousColumn);
-  for (QAction* const action : {nextColumn_, previousColumn_}) {
-    action->setShortcutContext(Qt::WidgetShortcut);
-  }
+  showCommand_ = addPanelAction("showCommand", tr("Show c&ommand"), Qt::CTRL | Qt::Key_Return,
+                                &TracePanel::showCommand);
   addPanelAction("saveTrace", tr("&Save trace…"), {}, &TracePanel::askWhereToSave);
-  clear_ = addPanelAction("clearTrace", tr("C&lear"), {}, &TracePanel::clear);
-  clear_->setToolTip(tr("Empties the list. The saved trace still holds all lines."));
 }
 
-QAction* TracePanel::addPanelAction(const QString& name, const QString& text,
+QAction* TracePanel::addPanelAction(const char* name, const QString& text,
                                     const QKeySequence& shortcut, void (TracePanel::*done)()) {
   auto* const action = new QAction(text, this);
   action->setObjectName(name);
@@ -194,65 +140,92 @@ QAction* TracePanel::addPanelAction(const QString& name, const QString& text,
   return action;
 }
 
+void TracePanel::makeTitleBar() {
+  auto* const bar = new TitleBar(*this, tr("Hide the trace"));
+  filter_->setObjectName("traceFilter");
+  filter_->setAccessibleName(tr("Filter of the trace"));
+  filter_->setPlaceholderText(tr("Filter, such as palette add"));
+  filter_->setToolTip(tr("Shows the lines that hold all of these words (Ctrl+F)"));
+  filter_->setClearButtonEnabled(true);
+  filter_->setMaximumWidth(260);
+  filter_->findChild<QAction*>("_q_qlineeditclearaction")->setText(tr("Show all lines"));
+  connect(filter_, &QLineEdit::textChanged, this, &TracePanel::filter);
+  connect(filter_, &QLineEdit::returnPressed, this, &TracePanel::leaveFilter);
+  bar->addPart(filter_, 1);
+  count_->setObjectName("count");
+  bar->addPart(count_);
+}
+
+void TracePanel::makeParts() {
+  list_->setSelectionMode(QAbstractItemView::ExtendedSelection);
+  // The list scrolls to its end, unless the user has scrolled up. The range changes once for all
+  // lines that were appended together.
+  QScrollBar* const bar = list_->verticalScrollBar();
+  connect(bar, &QScrollBar::valueChanged, this,
+          [this, bar](int value) { followsEnd_ = value == bar->maximum(); });
+  connect(bar, &QScrollBar::rangeChanged, this, [this, bar](int /*least*/, int most) {
+    if (followsEnd_) bar->setValue(most);
+  });
+  list_->setContextMenuPolicy(Qt::ActionsContextMenu);
+  list_->addActions({copy_, showCommand_});
+  connect(list_, &LineList::activated, showCommand_, &QAction::trigger);
+  const QItemSelectionModel* const selection = list_->selectionModel();
+  connect(selection, &QItemSelectionModel::selectionChanged, this, &TracePanel::refreshDetail);
+  connect(selection, &QItemSelectionModel::currentChanged, this, &TracePanel::refreshDetail);
+  detail_->setObjectName("traceDetail");
+  detail_->setAccessibleName(tr("The selected line of the trace"));
+  detail_->setReadOnly(true);
+  detail_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+  detail_->setTabChangesFocus(true);
+  detail_->setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+  detail_->setFont(list_->font());
+  auto* const body = new QWidget;
+  auto* const column = new QVBoxLayout(body);
+  column->setContentsMargins(0, 0, 0, 0);
+  column->setSpacing(0);
+  column->addWidget(list_, 1);
+  column->addWidget(detail_);
+  setWidget(body);
+}
+
 void TracePanel::find() {
   show();
+  raise();
   filter_->setFocus(Qt::ShortcutFocusReason);
   filter_->selectAll();
 }
 
-void TracePanel::clearFilter() {
+// Goes from the filter to the first line that it shows, or to the selected one.
+void TracePanel::leaveFilter() {
+  list_->setFocus(Qt::ShortcutFocusReason);
+  if (!list_->selectionModel()->hasSelection()) list_->setCurrentIndex(filtered_->index(0, 0));
+}
+
+// Shows all lines again, with the selected one in sight. When all are shown, selects none.
+void TracePanel::escape() {
+  list_->setFocus(Qt::ShortcutFocusReason);
+  if (filter_->text().isEmpty()) return list_->clearSelection();
   filter_->clear();
+  if (list_->selectionModel()->hasSelection()) list_->scrollTo(list_->currentIndex());
 }
 
 void TracePanel::copy() {
   QModelIndexList rows = list_->selectionModel()->selectedRows();
   std::sort(rows.begin(), rows.end());  // they are in the order of selection
   QStringList lines;
-  for (const QModelIndex& row : rows) lines << row.data(TraceModel::lineRole).toString();
+  for (const QModelIndex& row : rows)
+    lines << row.siblingAtColumn(codeColumn).data(jsonRole).toString();
   QGuiApplication::clipboard()->setText(lines.join('\n'));
 }
 
 void TracePanel::showCommand() {
-  if (currentCommand() >= 0) Q_EMIT commandRequested(currentCommand());
-}
-
-void TracePanel::goToColumn(int step) {
-  const QModelIndex now = list_->currentIndex();
-  const QModelIndex next =
-      now.isValid() ? now.siblingAtColumn(now.column() + step) : list_->indexAt(QPoint(0, 0));
-  if (!next.isValid()) return;
-  list_->selectionModel()->setCurrentIndex(next, QItemSelectionModel::NoUpdate);
-  list_->scrollTo(next);
+  const int command = dataOfCurrent(commandRole).toInt();
+  if (command > 0) Q_EMIT commandRequested(command);
 }
 
 void TracePanel::askWhereToSave() {
-  auto* const dialog = new QFileDialog(this, tr("Save trace"));
-  dialog->setAttribute(Qt::WA_DeleteOnClose);
-  dialog->setAcceptMode(QFileDialog::AcceptSave);
-  dialog->selectFile("trace.jsonl");
-  connect(dialog, &QFileDialog::fileSelected, this, &TracePanel::save);
-  dialog->open();
-}
-
-void TracePanel::save(const QString& path) {
-  QSaveFile file(path);
-  if (file.open(QIODevice::WriteOnly)) {
-    file.write(trace_->allLines());
-    if (file.commit()) return;
-  }
-  auto* const box =
-      new QMessageBox(QMessageBox::Warning, tr("Save trace"),
-                      tr("The trace cannot be written to %1: %2.").arg(path, file.errorString()),
-                      QMessageBox::Close, this);
-  box->setTextFormat(Qt::PlainText);
-  box->setAttribute(Qt::WA_DeleteOnClose);
-  box->open();
-}
-
-void TracePanel::clear() {
-  trace_->clear();
-  refreshCount();
-  refreshDetail();  // a reset of the model emits no change of the selection
+  const QString path = QFileDialog::getSaveFileName(this, tr("Save trace"), "trace.jsonl");
+  if (!path.isEmpty()) save(path);
 }
 
 void TracePanel::filter(const QString& words) {
@@ -261,21 +234,30 @@ void TracePanel::filter(const QString& words) {
 }
 
 void TracePanel::refreshCount() {
-  const int all = trace_->rowCount();
+  const int all = rows_->rowCount();
   const int now = filtered_->rowCount();
   count_->setText(now == all ? tr("%1 lines").arg(all) : tr("%1 of %2 lines").arg(now).arg(all));
 }
 
 void TracePanel::refreshDetail() {
-  const QModelIndex line = list_->currentIndex();
-  detail_->setPlainText(line.data(TraceModel::detailRole).toString());
-  copy_->setEnabled(list_->selectionModel()->hasSelection());
-  showCommand_->setEnabled(currentCommand() >= 0);
+  const bool isSelected = list_->selectionModel()->hasSelection();
+  copy_->setEnabled(isSelected);
+  showCommand_->setEnabled(dataOfCurrent(commandRole).toInt() > 0);
+  const Json entry = Json::parse(dataOfCurrent(jsonRole).toString().toStdString(), nullptr, false);
+  detail_->setPlainText(isSelected ? codeOf(entry, CallForm::spread) : QString());
+  detail_->setVisible(isSelected);
+  if (isSelected) QTimer::singleShot(0, this, &TracePanel::fitDetail);
 }
 
-int TracePanel::currentCommand() const {
-  const QVariant command = list_->currentIndex().data(TraceModel::commandRole);
-  return command.isValid() ? command.toInt() : -1;
+// Makes the detail as high as its lines, at most half of the panel, and keeps the line in sight.
+void TracePanel::fitDetail() {
+  const int lines = static_cast<int>(detail_->document()->size().height()) + 1;
+  detail_->setFixedHeight(std::min(lines * detail_->fontMetrics().lineSpacing(), height() / 2));
+  list_->scrollTo(list_->currentIndex());
+}
+
+QVariant TracePanel::dataOfCurrent(int role) const {
+  return list_->currentIndex().siblingAtColumn(codeColumn).data(role);
 }
 
 }  // namespace substitute

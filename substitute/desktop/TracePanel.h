@@ -1,4 +1,5 @@
-// The trace panel: a list that grows as the calls happen, and all values of the selected line.
+// The trace panel: the calls as code, in a list that grows as they happen, and below it all of the
+// selected line.
 #pragma once
 
 #include <QDockWidget>
@@ -9,60 +10,60 @@ class QLabel;
 class QLineEdit;
 class QPlainTextEdit;
 class QSortFilterProxyModel;
-class QTreeView;
+class QStandardItemModel;
 
 namespace substitute {
 
-class TraceModel;
+class LineList;
 
 // Its `actions()` are meant for a menu of the window.
 class TracePanel : public QDockWidget {
   Q_OBJECT
 
  public:
-  explicit TracePanel(QWidget* parent);
+  TracePanel();
 
-  // Adds a row. `entry` is an entry of the trace, `command` the number of the command that caused
-  // it; -1 when none did.
-  void append(const Json& entry, int command = -1);
+  // Adds a line. `entry` is an entry of the trace, `command` the number of the command that caused
+  // it; 0 when none did.
+  void append(const Json& entry, int command = 0);
+
+  // Writes the trace to the file `path` as --trace does, and emits `reported`.
+  void save(const QString& path);
 
  Q_SIGNALS:
   // The user wants to see the command that caused a line. `command` is what `append` was given.
   void commandRequested(int command);
 
+  // The result of `save`, one sentence for the user.
+  void reported(const QString& sentence);
+
  private:
-  void makeTitleBar();
-  void makeList();
-  void makeDetail();
   void makeActions();
-  QAction* addPanelAction(const QString& name, const QString& text, const QKeySequence& shortcut,
+  void makeTitleBar();
+  void makeParts();
+  QAction* addPanelAction(const char* name, const QString& text, const QKeySequence& shortcut,
                           void (TracePanel::*done)());
   void find();
-  void clearFilter();
+  void leaveFilter();
+  void escape();
   void copy();
-  void goToNextColumn() { goToColumn(1); }
-  void goToPreviousColumn() { goToColumn(-1); }
   void showCommand();
-  void goToColumn(int step);
   void askWhereToSave();
-  void save(const QString& path);
-  void clear();
   void filter(const QString& words);
   void refreshCount();
   void refreshDetail();
-  int currentCommand() const;
+  void fitDetail();
+  QVariant dataOfCurrent(int role) const;
 
-  TraceModel* trace_;
+  QStandardItemModel* rows_;
   QSortFilterProxyModel* filtered_;
   QLineEdit* filter_;
   QLabel* count_;
-  QTreeView* list_;
+  LineList* list_;
   QPlainTextEdit* detail_;
   QAction* copy_ = nullptr;
   QAction* showCommand_ = nullptr;
-  QAction* nextColumn_ = nullptr;
-  QAction* previousColumn_ = nullptr;
-  QAction* clear_ = nullptr;
+  QByteArray json_;  // the content of the trace's file
   bool followsEnd_ = true;
 };
 

@@ -40,8 +40,7 @@ QString channelScript() {
 }
 
 // Sets the environment from which the engine reads its switches when the first profile is created.
-// Returns `site`, so that a constructor can call this before it creates its profile.
-const LearningSite& configureEngine(const LearningSite& site, Theme theme) {
+void configureEngine(const LearningSite& site, Theme theme) {
   const char* const variable = "QTWEBENGINE_CHROMIUM_FLAGS";
   // Only fatal errors are logged: the engine would report the site's certificate at every load. The
   // user's switches come last, so they take effect.
@@ -55,7 +54,6 @@ const LearningSite& configureEngine(const LearningSite& site, Theme theme) {
   QLoggingCategory::setFilterRules("qt.webenginecontext.info=false");
   // The engine does not run as root with its sandbox.
   if (geteuid() == 0) qputenv("QTWEBENGINE_DISABLE_SANDBOX", "1");
-  return site;
 }
 
 class OfflineInterceptor : public QWebEngineUrlRequestInterceptor {
@@ -73,45 +71,40 @@ class OfflineInterceptor : public QWebEngineUrlRequestInterceptor {
 
 }  // namespace
 
-WebEngine::WebEngine(Host& host, const LearningSite& site, Theme theme)
-    : host_(host), site_(configureEngine(site, theme)) {
-  profile_.setUrlRequestInterceptor(new OfflineInterceptor(*this, &profile_));
-  profile_.settings()->setAttribute(QWebEngineSettings::ErrorPageEnabled, false);
+WebEngine::WebEngine(Host& host, const LearningSite& site, Theme theme) : host_(host) {
+  configureEngine(site, theme);
+  profile_ = std::make_unique<QWebEngineProfile>();
+  profile_->setUrlRequestInterceptor(new OfflineInterceptor(*this, profile_.get()));
+  profile_->settings()->setAttribute(QWebEngineSettings::ErrorPageEnabled, false);
   QWebEngineScript script;
   script.setName("adsk");
   script.setInjectionPoint(QWebEngineScript::DocumentCreation);
   script.setWorldId(QWebEngineScript::MainWorld);
   script.setSourceCode(channelScript() + bridgeScript);
-  profile_.scripts()->insert(script);
+  profile_->scripts()->insert(script);
 }
 
 bool WebEngine::offline() const {
   return host_.application().offline;
 }
 
-QString PageBridge::send(const QString& action, const QString& data) {
-  Q_EMIT sent(action, data);
+PageBridge::PageBridge(WebPage& page) : QObject(&page), page_(page) {}
+
+QString PageBridge::send(const QString& /*action*/, const QString& data) {
+  Q_EMIT page_.messageSent(data);
   return {};
 }
 
 WebPage::WebPage(WebEngine& engine, QObject* parent) : QWebEnginePage(&engine.profile(), parent) {
   auto* const channel = new QWebChannel(this);
-  auto* const bridge = new PageBridge(this);
-  channel->registerObject("host", bridge);
+  channel->registerObject("host", new PageBridge(*this));
   setWebChannel(channel);
-  connect(bridge, &PageBridge::sent, this,
-          [this](const QString& /*action*/, const QString& data) { Q_EMIT messageSent(data); });
-  connect(this, &QWebEnginePage::certificateError, this,
-          [this, &engine](QWebEngineCertificateError error) {
-            const QList<QSslCertificate> chain = error.certificateChain();
-            if (error.url().host() == LearningSite::host && !chain.isEmpty() &&
-                engine.site().isOwnCertificate(chain.first())) {
-              error.acceptCertificate();
-            } else {
-              refusedCertificate_ = error.description();
-              error.rejectCertificate();
-            }
-          });
+  connect(this, &QWebEnginePage::certificateError, this, [this](QWebEngineCertificateError error) {
+    // Of the placeholder host there is the learning site alone.
+    if (error.url().host() == LearningSite::host) return error.acceptCertificate();
+    refusedCertificate_ = error.description();
+    error.rejectCertificate();
+  });
   connect(this, &QWebEnginePage::newWindowRequested, this,
           [this](const QWebEngineNewWindowRequest& request) {
             Q_EMIT windowRefused(request.requestedUrl());

@@ -4,6 +4,7 @@
 #include <QObject>
 #include <QWebEnginePage>
 #include <QWebEngineProfile>
+#include <memory>
 
 #include "substitute/desktop/LearningSite.h"
 #include "substitute/desktop/Theme.h"
@@ -19,29 +20,29 @@ class WebEngine {
  public:
   WebEngine(Host& host, const LearningSite& site, Theme theme);
 
-  QWebEngineProfile& profile() { return profile_; }
-  const LearningSite& site() const { return site_; }
+  QWebEngineProfile& profile() { return *profile_; }
   bool offline() const;
 
  private:
   Host& host_;
-  const LearningSite& site_;
-  QWebEngineProfile profile_;
+  std::unique_ptr<QWebEngineProfile> profile_;
 };
+
+class WebPage;
 
 // The object that the page's script calls through the function adsk.fusionSendData.
 class PageBridge : public QObject {
   Q_OBJECT
 
  public:
-  using QObject::QObject;
+  explicit PageBridge(WebPage& page);
 
   // Called when the page sends `data`. The result is the host's answer to the script. It is always
   // empty, since no handler of the add-in returns one.
   Q_INVOKABLE QString send(const QString& action, const QString& data);
 
- Q_SIGNALS:
-  void sent(const QString& action, const QString& data);
+ private:
+  WebPage& page_;
 };
 
 class WebPage : public QWebEnginePage {

@@ -1,15 +1,17 @@
 // substitute-desktop: the substitute host with a window.
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <QApplication>
+#include <QTimer>
 #include <cstdlib>
 #include <functional>
-#include <memory>
+#include <stdexcept>
 
 #include "substitute/desktop/LearningSite.h"
 #include "substitute/desktop/MainWindow.h"
 #include "substitute/desktop/PlatformPlugin.h"
 #include "substitute/desktop/Playback.h"
-#include "substitute/desktop/Screenshot.h"
 #include "substitute/desktop/Theme.h"
 #include "substitute/desktop/WebPage.h"
 #include "substitute/driver/CommandLine.h"
@@ -24,11 +26,9 @@ namespace {
 
 using namespace substitute;
 
-// Milliseconds between two commands of a scenario, so that a user can see what each one does.
-constexpr int playbackInterval = 1200;
-
 struct DesktopOptions : CommandLine {
   std::string scenario;
+  std::string nextScenario;
   std::string screenshot;
   std::string theme;
   std::string site;
@@ -51,33 +51,48 @@ std::vector<std::string> optionsToRecord(const CommandLine& values) {
   return words;
 }
 
-// Plays `commands`, or standard input if `input`, then calls `done`. A failure quits the program.
-void startPlayback(MainWindow& window, const std::vector<Command>& commands, bool input,
+// Plays `commands` when the window has been painted, then calls `done`. A library that cannot be
+// loaded meanwhile ends the program.
+void startPlayback(MainWindow& window, const std::vector<Command>& commands,
                    const std::function<void()>& done) {
   Playback& playback = window.playback();
-  auto failure = std::make_shared<QMetaObject::Connection>();
-  *failure = QObject::connect(&playback, &Playback::failed, &window, [&window] {
+  const auto failure = QObject::connect(&playback, &Playback::failed, &window, [&window] {
     printError(program, window.message().toStdString());
     QCoreApplication::exit(exit_status::cannotLoad);
   });
-  const auto finish = [done, failure](const std::string& error) {
-    QObject::disconnect(*failure);  // later failures do not quit the program
-    if (error.empty()) return done();
-    printError(program, error);
-    QCoreApplication::exit(exit_status::wrongInput);
+  const auto finish = [done, failure] {
+    QObject::disconnect(failure);
+    done();
   };
   QObject::connect(&playback, &Playback::finished, &window, finish, Qt::SingleShotConnection);
   playback.add(commands);
-  if (input) playback.readInput();
-  playback.playOn();
+  window.playWhenPainted();
 }
 
-// The commands to play first; none when `scenario` is "-". Throws what readScenario() throws, and
-// std::runtime_error when standard input cannot be read.
-std::vector<Command> initialCommands(const std::string& scenario) {
-  if (scenario.empty()) return {parseCommand("start")};
-  if (scenario != "-") return readScenario(scenario);
-  return {};
+// Milliseconds. The first is the time that a loaded page takes to be painted.
+constexpr int paintDelay = 700;
+constexpr int loadTimeout = 20000;
+constexpr int pollInterval = 100;
+
+// Returns at once. When the pages of `window` have loaded, saves a picture and quits the program.
+// The exit status is not 0 when a page was still loading at last or the file could not be written.
+void takeScreenshot(MainWindow& window, const std::string& file) {
+  auto* const poll = new QTimer(&window);
+  QObject::connect(
+      poll, &QTimer::timeout, &window,
+      [&window, poll, file, left = loadTimeout / pollInterval]() mutable {
+        if (!window.settled() && --left > 0) return;
+        poll->stop();
+        const bool complete = window.settled();
+        if (!complete)
+          printError(program, "a page was still loading when the screenshot was taken");
+        QTimer::singleShot(paintDelay, &window, [&window, file, complete] {
+          const bool saved = window.picture().save(QString::fromStdString(file));
+          if (!saved) printError(program, "the screenshot cannot be written to " + file);
+          QCoreApplication::exit(saved && complete ? EXIT_SUCCESS : exit_status::wrongInput);
+        });
+      });
+  poll->start(pollInterval);
 }
 
 // `option` is the value of --theme. Needs a QApplication.
@@ -86,16 +101,21 @@ Theme chosenTheme(const std::string& option) {
   return option == "dark" ? Theme::dark : Theme::light;
 }
 
+// The file in which the window remembers its layout; empty where the user has no folder for it.
+QString layoutFile() {
+  const std::string folder = userFolder("XDG_STATE_HOME", ".local/state");
+  return folder.empty() ? QString() : QString::fromStdString(folder + "/window.ini");
+}
+
+// Shows the window until it is closed. Returns the exit status, and in `values` the scenario that a
+// new host is to play.
 int show(DesktopOptions& values, int& argc, char** argv) {
   const bool plays = !values.scenario.empty();
-  const bool readsInput = values.scenario == "-";
   const bool ends = values.quit || !values.screenshot.empty();
-  const std::vector<Command> commands = initialCommands(values.scenario);
-  choosePlatformPlugin(ends, argc, argv);
-  if (qgetenv("QT_QPA_PLATFORM") == "offscreen") filterPlatformMessages();
-  QApplication application(argc, argv);
+  const std::vector<Command> commands =
+      plays ? readScenario(values.scenario) : std::vector{parseCommand("start")};
+  const auto application = startQt(!ends, program, argc, argv);
   QApplication::setApplicationName(program);
-  checkScreenshot(values.screenshot);
 
   HostSession session(values, program,
                       plays ? std::vector{values.scenario} : std::vector<std::string>());
@@ -110,19 +130,45 @@ int show(DesktopOptions& values, int& argc, char** argv) {
   MainWindow window(session.host(), session.runner(), engine, values.addin);
   // A scenario that ends the program is played without an additional `stop`.
   window.setStopsAtEnd(!ends);
-  window.show();
+  if (!ends) window.useLayout(layoutFile());
   window.recording().setOptions(optionsToRecord(values));
-  window.playback().setInterval(ends ? 0 : playbackInterval);
-  startPlayback(window, commands, readsInput, [&] {
+  if (ends) window.playback().setSpeed(Playback::Speed::atOnce);
+  startPlayback(window, commands, [&] {
     if (!values.screenshot.empty()) {
-      takeScreenshot(window, values.screenshot, program);
+      takeScreenshot(window, values.screenshot);
     } else if (values.quit) {
       QCoreApplication::exit(EXIT_SUCCESS);
     }
   });
+  window.show();
   const int status = QApplication::exec();
   if (status != EXIT_SUCCESS) return status;
-  return session.conclude() ? EXIT_SUCCESS : exit_status::failed;
+  const bool passed = session.conclude();
+  values.nextScenario = window.nextScenario();
+  const std::string notPlayed = window.playback().notPlayed();
+  if (notPlayed.empty() || !values.nextScenario.empty()) {
+    return passed ? EXIT_SUCCESS : exit_status::failed;
+  }
+  printError(program, notPlayed);
+  return exit_status::failed;
+}
+
+// Replaces this process by one that plays `scenario` with the same options.
+void restart(const CLI::App& parser, const std::string& scenario) {
+  std::vector<std::string> words = {program};
+  for (const CLI::Option* const option : parser.get_options()) {
+    const std::string name = option->get_name();
+    if (name.rfind("--", 0) != 0) continue;
+    for (const std::string& value : option->results()) {
+      words.push_back(option->get_expected_max() > 0 ? name + "=" + value : name);
+    }
+  }
+  words.insert(words.end(), {"--", scenario});
+  std::vector<char*> arguments;
+  for (std::string& word : words) arguments.push_back(word.data());
+  arguments.push_back(nullptr);
+  execv(besideProgram(program).c_str(), arguments.data());
+  throw std::runtime_error("the program cannot be started again");
 }
 
 }  // namespace
@@ -149,15 +195,17 @@ int main(int argc, char** argv) {
       ->type_name("DIR")
       ->check(checkNotEmpty);
   parser
-      .add_option("SCENARIO", values.scenario,
-                  "what to play: a file, a name (first-starts), or - for standard input; if left "
-                  "out, the add-in is started")
+      .add_option(
+          "SCENARIO", values.scenario,
+          "what to play: a file or a name (first-starts); if left out, the add-in is started")
       ->option_text(" ")
       ->check(checkNotEmpty);
   if (const auto status = readCommandLine(parser, values, argc, argv)) return *status;
   try {
     int count = 1;  // Qt gets no options
-    return show(values, count, argv);
+    const int status = show(values, count, argv);
+    if (!values.nextScenario.empty()) restart(parser, values.nextScenario);
+    return status;
   } catch (const std::exception&) {
     return printException(program);
   }

@@ -9,9 +9,8 @@
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFile>
-#include <QInputDialog>
+#include <QFileDialog>
 #include <QLineEdit>
-#include <QMenu>
 #include <QMenuBar>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -25,7 +24,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <optional>
+#include <initializer_list>
 #include <stdexcept>
 
 #include "substitute/api/HostObjects.h"
@@ -88,20 +87,37 @@ inline QVariant valueIn(QWebEnginePage& page, const QString& expression) {
   return result;
 }
 
-// The relative luminance of a colour, as WCAG 2 defines it: from 0 to 1.
-inline double luminance(const QColor& colour) {
-  const auto linear = [](double part) {
-    return part <= 0.04045 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
-  };
-  return 0.2126 * linear(colour.redF()) + 0.7152 * linear(colour.greenF()) +
-         0.0722 * linear(colour.blueF());
-}
-
 // The contrast of two colours, as WCAG 2 defines it: from 1 to 21.
 inline double contrast(const QColor& one, const QColor& other) {
-  const double a = luminance(one) + 0.05;
-  const double b = luminance(other) + 0.05;
+  const auto luminance = [](const QColor& colour) {
+    const auto linear = [](double part) {
+      return part <= 0.04045 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
+    };
+    return 0.05 + 0.2126 * linear(colour.redF()) + 0.7152 * linear(colour.greenF()) +
+           0.0722 * linear(colour.blueF());
+  };
+  const double a = luminance(one);
+  const double b = luminance(other);
   return std::max(a, b) / std::min(a, b);
+}
+
+// When a dialog is open, has `use` deal with it.
+template <class Dialog>
+void inDialog(const std::function<void(Dialog&)>& use) {
+  QTimer::singleShot(0, qApp, [use] {
+    auto* const dialog = qobject_cast<Dialog*>(QApplication::activeModalWidget());
+    ASSERT_NE(dialog, nullptr);
+    use(*dialog);
+  });
+}
+
+// The same for a dialog that asks for a file.
+inline void typeInFileDialog(const QString& path) {
+  inDialog<QFileDialog>([path](QFileDialog& dialog) {
+    auto* const name = dialog.findChild<QLineEdit*>("fileNameEdit");
+    name->setText(path);
+    QTest::keyClick(name, Qt::Key_Return);
+  });
 }
 
 // A host with its window. The add-in is not started yet.
@@ -109,6 +125,7 @@ class Desktop : public testing::Test {
  protected:
   Desktop() {
     window.show();
+    activate();
     subscription =
         host.interceptor().trace.subscribe([this](const Json& entry) { trace.push_back(entry); });
   }
@@ -119,17 +136,52 @@ class Desktop : public testing::Test {
     return substitute::settingsIn(path);
   }
 
+  // Only an active window has focus and shortcuts; no window manager activates it.
+  void activate() {
+    window.activateWindow();
+    EXPECT_TRUE(waitUntil([this] { return window.isActiveWindow(); }));
+  }
+
+  // Presses a key as the system does, in the window that has the focus.
+  static void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
+    ASSERT_TRUE(waitUntil([] { return QGuiApplication::focusWindow() != nullptr; }));
+    QTest::keyClick(QGuiApplication::focusWindow(), key, modifiers);
+  }
+
+  void play(std::initializer_list<const char*> lines) {
+    for (const char* const line : lines) window.play(line);
+  }
+
+  // A part of the window, or of `parent`. Throws std::runtime_error when there is none.
+  template <class Widget>
+  Widget& part(const QString& name, const QObject* parent = nullptr) const {
+    auto* const found = (parent == nullptr ? &window : parent)->findChild<Widget*>(name);
+    if (found == nullptr) throw std::runtime_error(name.toStdString());
+    return *found;
+  }
+
+  // The entry of a menu by its object name.
+  QAction& action(const char* name) const { return part<QAction>(name); }
+
   // Sets the counter that the next start finds in the info file.
   void setCounter(int count) { std::ofstream(infoFileOf(host)) << "1.1.2026\n" << count << '\n'; }
 
+  void addPalette(const char* id, const QString& title, int state = 4, int height = 300,
+                  const char* address = "", bool closeButton = true, bool resizable = true) {
+    adsk::core::Palette* const made = host.application().userInterface->palettes->add_raw(
+        id, title.toUtf8().constData(), address, true, closeButton, resizable, 300, height, true);
+    made->dockingState_raw(static_cast<adsk::core::PaletteDockingStates>(state));
+    made->release();
+    window.play("language 2");
+  }
+
   PaletteDock* learningDock() const { return window.dock("teachPalete"); }
   QWebEngineView& view() const { return learningDock()->view(); }
+  QToolButton* button() const { return window.findChild<QToolButton*>("control:runTeachPalette"); }
 
   bool pageLoaded() const {
     return waitUntil([this] { return learningDock() && learningDock()->loaded(); });
   }
-
-  QToolButton* button() const { return window.findChild<QToolButton*>("control:runTeachPalette"); }
 
   // Starts the add-in and waits for the page that it opens.
   void startWithPage() {
@@ -145,57 +197,12 @@ class Desktop : public testing::Test {
     return waitUntil([&] { return inPage(expression).toBool(); });
   }
 
-  // Clicks in the middle of the first element of the page that matches `selector`.
-  void clickInPage(const QString& selector) {
-    const QVariantList place =
-        inPage(QStringLiteral("(() => { const r = document.querySelector('%1')"
-                              ".getBoundingClientRect();"
-                              " return [r.x + r.width / 2, r.y + r.height / 2]; })()")
-                   .arg(selector))
-            .toList();
-    ASSERT_EQ(place.size(), 2);
-    QTest::mouseClick(view().focusProxy(), Qt::LeftButton, {},
-                      QPoint(place[0].toInt(), place[1].toInt()));
-  }
-
   // Has the page send `data`, a JavaScript expression. True once the page has the answer.
   bool pageSends(const QString& data) {
     inPage(QStringLiteral("window.answered = false; adsk.fusionSendData('open', %1)"
                           ".then(() => { window.answered = true; }); 0")
                .arg(data));
     return waitUntilInPage("window.answered");
-  }
-
-  // The entry of a menu by its object name. Throws std::runtime_error when there is none.
-  QAction& action(const QString& name) const {
-    for (const QMenu* const menu : window.menuBar()->findChildren<QMenu*>()) {
-      for (QAction* const entry : menu->actions()) {
-        if (entry->objectName() == name) return *entry;
-      }
-    }
-    throw std::runtime_error("no menu has " + name.toStdString());
-  }
-
-  // Chooses the entry `name`, whose dialog asks for a string, and replaces the string by `text` and
-  // confirms. Without `text`, dismisses the dialog. Returns the string that the dialog had shown.
-  QString answer(const QString& name, const std::optional<QString>& text) {
-    QString before;
-    bool asked = false;
-    QTimer::singleShot(0, &window, [&] {
-      auto* const dialog = qobject_cast<QInputDialog*>(QApplication::activeModalWidget());
-      ASSERT_NE(dialog, nullptr);
-      asked = true;
-      auto* const field = dialog->findChild<QLineEdit*>();
-      before = field->text();
-      if (text) {
-        field->selectAll();
-        field->insert(*text);
-      }
-      QTest::keyClick(field, text ? Qt::Key_Return : Qt::Key_Escape);
-    });
-    action(name).trigger();
-    EXPECT_TRUE(asked) << name.toStdString();
-    return before;
   }
 
   QTemporaryDir folder;
@@ -220,18 +227,15 @@ struct ProgramResult {
 // The switches that the user gave the engine, before the tests of this process added their own.
 inline const QByteArray originalEngineSwitches = qgetenv("QTWEBENGINE_CHROMIUM_FLAGS");
 
-inline ProgramResult runProgram(const char* name, const QStringList& arguments,
-                                QProcessEnvironment environment) {
+inline ProgramResult runProgram(
+    const char* name, const QStringList& arguments,
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment()) {
   environment.insert("QTWEBENGINE_CHROMIUM_FLAGS", originalEngineSwitches);
   QProcess process;
   process.setProcessEnvironment(environment);
   process.start(beside(name), arguments);
-  EXPECT_TRUE(process.waitForFinished(60000)) << name;
+  EXPECT_TRUE(process.waitForFinished(longestWait)) << name;
   return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
-}
-
-inline ProgramResult runProgram(const char* name, const QStringList& arguments) {
-  return runProgram(name, arguments, QProcessEnvironment::systemEnvironment());
 }
 
 inline QByteArray contentOf(const QString& name) {

@@ -1,0 +1,57 @@
+// The menus of the window.
+#pragma once
+
+#include <QKeySequence>
+#include <QList>
+#include <QObject>
+#include <functional>
+#include <string>
+
+class QAction;
+class QMenu;
+
+namespace substitute {
+
+class CommandPanel;
+class MainWindow;
+class PaletteDock;
+class ScenarioRunner;
+class TracePanel;
+
+class Menus : public QObject {
+  Q_OBJECT
+
+ public:
+  // Fills the menu bar of `window`, which becomes the parent. All references outlive the menus.
+  Menus(MainWindow& window, ScenarioRunner& runner, CommandPanel& commands, TracePanel& trace);
+
+  // The actions that are also in the toolbar, in its order.
+  QList<QAction*> toolbarActions() const;
+
+  // Enables and checks the entries by what can be done now.
+  void refresh();
+
+  // Writes what was recorded as a scenario to the file `path`. The command panel shows the result.
+  void saveScenario(const QString& path, bool withExpectations);
+
+ private:
+  QAction* add(QMenu& menu, const char* name, const QString& text, const QKeySequence& shortcut,
+               const std::function<void()>& done);
+  std::function<void()> playing(const char* line);
+  void fillAddInMenu(QMenu& menu);
+  void fillScenarioMenu(QMenu& menu);
+  void fillHostMenu(QMenu& menu);
+  void fillViewMenu(QMenu& menu, TracePanel& trace);
+  void startAgain(bool asNewUser);
+  void askEntitlement();
+  void askWhatToOpen();
+  void askWhereToSave(bool withExpectations);
+  QAction& entry(const char* name) const;
+
+  MainWindow& window_;
+  ScenarioRunner& runner_;
+  CommandPanel& commands_;
+  QMenu* speeds_ = nullptr;
+};
+
+}  // namespace substitute

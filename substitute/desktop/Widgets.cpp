@@ -1,0 +1,129 @@
+#include "substitute/desktop/Widgets.h"
+
+#include <QDockWidget>
+#include <QFontDatabase>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QStylePainter>
+#include <QToolButton>
+
+#include "substitute/desktop/Accessibility.h"
+
+namespace substitute {
+
+namespace {
+
+// `text` with places in every long word where a line may be broken.
+QString withLineBreaks(const QString& text) {
+  constexpr int longestWord = 32;
+  QString breakable;
+  int run = 0;
+  for (const QChar letter : text) {
+    run = letter.isSpace() ? 0 : run + 1;
+    // A zero-width space, where a line may be broken; never inside a character.
+    if (run > longestWord && !letter.isLowSurrogate() && !letter.isMark()) {
+      breakable += QChar(0x200B);
+      run = 1;
+    }
+    breakable += letter;
+  }
+  return breakable;
+}
+
+}  // namespace
+
+QString toTooltip(const QString& text) {
+  return "<p>" + withLineBreaks(text).toHtmlEscaped().replace('\n', "<br>") + "</p>";
+}
+
+void setUpSentence(QLabel& label) {
+  label.setTextFormat(Qt::PlainText);
+  label.setWordWrap(true);
+  label.setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+}
+
+void showSentence(QLabel& label, const QString& sentence) {
+  constexpr int half = 120;
+  const bool isLong = sentence.size() > 2 * half;
+  label.setText(
+      withLineBreaks(isLong ? sentence.left(half) + "…" + sentence.right(half) : sentence));
+  label.setToolTip(toTooltip(sentence));
+  label.setAccessibleName(sentence);
+  announce(label);
+}
+
+QToolButton* glyphButton(const char* glyph, const char* name, const QString& tip) {
+  auto* const button = new QToolButton;
+  button->setObjectName(name);
+  button->setText(QString::fromUtf8(glyph));
+  button->setToolTip(tip);
+  button->setAccessibleName(tip);
+  button->setFocusPolicy(Qt::StrongFocus);
+  return button;
+}
+
+ElidedLabel::ElidedLabel() {
+  setTextFormat(Qt::PlainText);
+}
+
+void ElidedLabel::setFullText(const QString& text) {
+  fullText_ = text;
+  setText(text.simplified());
+  setToolTip(toTooltip(text));
+}
+
+QString ElidedLabel::elidedText() const {
+  return fontMetrics().elidedText(text(), Qt::ElideRight, contentsRect().width());
+}
+
+QSize ElidedLabel::minimumSizeHint() const {
+  const QSize whole = QLabel::minimumSizeHint();
+  return whole.boundedTo({fontMetrics().averageCharWidth() * 6, whole.height()});
+}
+
+void ElidedLabel::paintEvent(QPaintEvent* /*event*/) {
+  QStylePainter(this).drawItemText(contentsRect(), static_cast<int>(alignment()), palette(),
+                                   isEnabled(), elidedText(), foregroundRole());
+}
+
+TitleBar::TitleBar(QDockWidget& pane, const QString& closeTip)
+    : row_(new QHBoxLayout(this)), close_(glyphButton("✕", "close", closeTip)) {
+  setObjectName("titleBar");
+  setAttribute(Qt::WA_StyledBackground);
+  row_->setContentsMargins(12, 4, 6, 4);
+  auto* const title = new ElidedLabel;
+  title->setObjectName("title");
+  title->setFullText(pane.windowTitle());
+  connect(&pane, &QWidget::windowTitleChanged, title, &ElidedLabel::setFullText);
+  connect(close_, &QToolButton::clicked, &pane, &QWidget::close);
+  row_->addWidget(title);
+  row_->addStretch(1);
+  row_->addWidget(close_);
+  pane.setTitleBarWidget(this);
+}
+
+void TitleBar::addPart(QWidget* part, int stretch) {
+  row_->insertWidget(row_->count() - 2, part, stretch);
+}
+
+void TitleBar::addButton(QToolButton* button) {
+  row_->insertWidget(row_->count() - 1, button);
+}
+
+LineList::LineList(const char* name, const QString& accessibleName, QAbstractItemModel* model) {
+  setObjectName(name);
+  setAccessibleName(accessibleName);
+  setModel(model);
+  setRootIsDecorated(false);
+  setUniformRowHeights(true);
+  setEditTriggers(NoEditTriggers);
+  setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  setAllColumnsShowFocus(true);
+  QFont smaller = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+  smaller.setPointSizeF(smaller.pointSizeF() - 1);  // for the long names of the calls
+  setFont(smaller);
+  setHeaderHidden(true);
+  header()->resizeSection(0, fontMetrics().horizontalAdvance("✗ 00000"));
+}
+
+}  // namespace substitute

@@ -1,0 +1,71 @@
+// The small widgets that several parts of the window are made of, and strings for them.
+#pragma once
+
+#include <QLabel>
+#include <QTreeView>
+
+class QDockWidget;
+class QHBoxLayout;
+class QToolButton;
+
+namespace substitute {
+
+// `text` as rich text for a tooltip: HTML in it is escaped, and long words may be broken.
+QString toTooltip(const QString& text);
+
+// A label for a sentence that may be long: it wraps its lines, and does not widen its parent.
+// showSentence() shows at most 241 characters, and all of it in the tooltip and to a screen reader,
+// which reads it out at once.
+void setUpSentence(QLabel& label);
+void showSentence(QLabel& label, const QString& sentence);
+
+// A button that shows one character, with `tip` as its tooltip and its accessible name. The caller
+// owns it.
+QToolButton* glyphButton(const char* glyph, const char* name, const QString& tip);
+
+// A label that shows plain text on one line, elided to its width. Its tooltip has all of it.
+class ElidedLabel : public QLabel {
+ public:
+  ElidedLabel();
+
+  // Use this in place of setText.
+  void setFullText(const QString& text);
+
+  const QString& fullText() const { return fullText_; }
+  QString elidedText() const;
+
+  QSize minimumSizeHint() const override;
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+
+ private:
+  QString fullText_;
+};
+
+// The title bar of a pane, in place of the style's own, whose icons a dark theme would hide.
+class TitleBar : public QWidget {
+ public:
+  // Shows the title of `pane` and a button that closes it, with the tooltip `closeTip`. `pane` owns
+  // the bar.
+  TitleBar(QDockWidget& pane, const QString& closeTip);
+
+  // Adds a part behind the title, or a button before the one that closes. The bar owns it.
+  void addPart(QWidget* part, int stretch = 0);
+  void addButton(QToolButton* button);
+
+  QToolButton& closeButton() { return *close_; }
+
+ private:
+  QHBoxLayout* row_;
+  QToolButton* close_;
+};
+
+// A list of lines with a margin, as an editor has: the two columns of its model. A line that is too
+// long is elided.
+class LineList : public QTreeView {
+ public:
+  LineList(const char* name, const QString& accessibleName, QAbstractItemModel* model);
+};
+
+}  // namespace substitute
