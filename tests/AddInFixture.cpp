@@ -6,10 +6,12 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <typeinfo>
 
 #include "tests/System.h"
 
 namespace fs = std::filesystem;
+namespace core = adsk::core;
 using substitute::Json;
 
 namespace {
@@ -118,13 +120,6 @@ void AddInFixture::recordNothing() {
   subscription_.reset();
 }
 
-void AddInFixture::openFolderToAll() {
-  for (fs::path way = fs::path(infoFile).parent_path();
-       way != fs::path(folder.path()).parent_path(); way = way.parent_path()) {
-    fs::permissions(way, fs::perms(0755));
-  }
-}
-
 void AddInFixture::load() {
   if (!addin) addin = std::make_unique<substitute::AddIn>(addinFile());
 }
@@ -156,14 +151,6 @@ AddInFixture::Calls AddInFixture::calls() {
   return words;
 }
 
-AddInFixture::Calls AddInFixture::callsOf(const std::string& operation) {
-  Calls words;
-  for (const std::string& call : calls()) {
-    if (call.rfind(operation + "(", 0) == 0) words.push_back(call);
-  }
-  return words;
-}
-
 void AddInFixture::expectFatal(const std::function<void()>& call) {
   EXPECT_EXIT(call(), testing::KilledBySignal(SIGABRT), emptyHandleAssertion);
 }
@@ -183,59 +170,46 @@ Json AddInFixture::learningPalette() {
   return {};
 }
 
-void* AddInFixture::function(const std::string& mangledBegin) {
+void* AddInFixture::symbol(const std::string& name) {
   load();
-  // The rest of the name is how the C++ library spells std::string: first libstdc++, then libc++.
-  for (const char* const end :
-       {"", "v", "B5cxx11v", "NSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE",
-        "RKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE",
-        "RKNSt7__cxx1112basic_stringIwSt11char_traitsIwESaIwEEE",
-        "NSt3__112basic_stringIcNS_11char_traitsIcEENS_9allocatorIcEEEE",
-        "RKNSt3__112basic_stringIcNS_11char_traitsIcEENS_9allocatorIcEEEE",
-        "RKNSt3__112basic_stringIwNS_11char_traitsIwEENS_9allocatorIwEEEE"}) {
-    if (void* const address = addin->symbol((mangledBegin + end).c_str())) return address;
-  }
-  throw std::runtime_error(mangledBegin + " is not exported");
+  void* const address = addin->symbol(name.c_str());
+  if (address == nullptr) throw std::runtime_error(name + " is not exported");
+  return address;
 }
 
-bool AddInFixture::OpenPalette() {
-  return reinterpret_cast<bool (*)()>(function("_Z11OpenPalettev"))();
-}
-std::int32_t AddInFixture::AutoOpenPalette() {
-  return reinterpret_cast<std::int32_t (*)()>(function("_Z15AutoOpenPalettev"))();
-}
+// How the C++ library's strings are spelled in the name of a function.
+namespace {
+#ifdef _LIBCPP_VERSION
+const std::string noArguments = "v";
+#else
+const std::string noArguments = "B5cxx11v";  // of a function that returns a string
+#endif
+const std::string text = typeid(std::string).name();
+const std::string wideText = typeid(std::wstring).name();
+}  // namespace
+
 std::string AddInFixture::GetExecutableDirectory() {
-  return reinterpret_cast<std::string (*)()>(function("_Z22GetExecutableDirectory"))();
+  return function<std::string()>("_Z22GetExecutableDirectory" + noArguments)();
 }
 std::string AddInFixture::SetAddinLocation(const std::string& path) {
-  return reinterpret_cast<std::string (*)(std::string)>(function("_Z16SetAddinLocation"))(path);
+  return function<std::string(std::string)>("_Z16SetAddinLocation" + text)(path);
 }
 bool AddInFixture::FileExists(const std::string& path) {
-  return reinterpret_cast<bool (*)(const std::string&)>(function("_Z10FileExists"))(path);
+  return function<bool(const std::string&)>("_Z10FileExistsRK" + text)(path);
 }
-std::string AddInFixture::ws2s(const std::wstring& text) {
-  return reinterpret_cast<std::string (*)(const std::wstring&)>(function("_Z4ws2s"))(text);
+std::string AddInFixture::ws2s(const std::wstring& wide) {
+  return function<std::string(const std::wstring&)>("_Z4ws2sRK" + wideText)(wide);
 }
 std::string AddInFixture::datetime() {
-  return reinterpret_cast<std::string (*)()>(function("_Z8datetime"))();
-}
-std::int32_t AddInFixture::countLeapYears(Date date) {
-  return reinterpret_cast<std::int32_t (*)(Date)>(function("_Z14countLeapYears4Date"))(date);
-}
-std::int64_t AddInFixture::getDifference(Date first, Date second) {
-  return reinterpret_cast<std::int64_t (*)(Date, Date)>(function("_Z13getDifference4DateS_"))(
-      first, second);
+  return function<std::string()>("_Z8datetime" + noArguments)();
 }
 
-adsk::core::Ptr<adsk::core::Application>& AddInFixture::app() {
-  return global<adsk::core::Ptr<adsk::core::Application>>("app");
+core::Ptr<core::Application>& AddInFixture::app() {
+  return global<core::Ptr<core::Application>>("app");
 }
-adsk::core::Ptr<adsk::core::UserInterface>& AddInFixture::ui() {
-  return global<adsk::core::Ptr<adsk::core::UserInterface>>("ui");
+core::Ptr<core::UserInterface>& AddInFixture::ui() {
+  return global<core::Ptr<core::UserInterface>>("ui");
 }
-adsk::core::Ptr<adsk::core::Palette>& AddInFixture::palette() {
-  return global<adsk::core::Ptr<adsk::core::Palette>>("palette");
-}
-std::int32_t& AddInFixture::countOpenPalette() {
-  return global<std::int32_t>("countOpenPalette");
+core::Ptr<core::Palette>& AddInFixture::palette() {
+  return global<core::Ptr<core::Palette>>("palette");
 }

@@ -12,7 +12,6 @@
 #include <string>
 #include <vector>
 
-#include "firstrun/Dates.h"
 #include "substitute/api/Host.h"
 #include "substitute/api/HostObjects.h"
 #include "substitute/driver/AddIn.h"
@@ -33,7 +32,7 @@ void writeFile(const std::string& path, const std::string& bytes);
 // processes; ends the process when it cannot.
 void becomeAnyUser();
 
-// A host with the add-in's folder in place; the library is loaded on start() or load().
+// A host with the add-in's folder in place; the library is loaded on first use.
 class AddInFixture : public testing::Test {
  protected:
   using Calls = std::vector<std::string>;
@@ -42,20 +41,17 @@ class AddInFixture : public testing::Test {
   // Unloads the add-in and expects that it holds nothing of the host.
   ~AddInFixture() override;
 
-  // A new host in place of the first one; before load() only.
+  // A new host in place of the first one. The add-in holds nothing of that one.
   void install(substitute::Settings settings);
 
   // Ends the recording of calls and of `open`, which take more memory with each call.
   void recordNothing();
 
-  // Lets every user reach and read the add-in's folder, whatever the mask of new folders.
-  void openFolderToAll();
-
   void load();
   void unload();
 
-  // Loads the library and calls run, after `starts` earlier starts where that is given. The result
-  // of run, or nothing when an exception left it.
+  // Calls run, after `starts` earlier starts where that is given. The result of run, or nothing
+  // when an exception left it; the same for stop.
   std::optional<bool> start();
   std::optional<bool> startAfter(int starts);
   std::optional<bool> stop();
@@ -66,9 +62,6 @@ class AddInFixture : public testing::Test {
   // Events from outside are written as "run", "run returned true", "notify X", "open a b" and
   // "threw T".
   Calls calls();
-
-  // The same, of `operation` alone.
-  Calls callsOf(const std::string& operation);
 
   // `call` uses an empty handle: it ends the process with the host's assertion.
   void expectFatal(const std::function<void()>& call);
@@ -86,28 +79,30 @@ class AddInFixture : public testing::Test {
   // The arguments of each run of `open` so far.
   const std::vector<std::vector<std::string>>& runsOfOpen() { return monitor->opened(); }
 
-  // The add-in's functions, under their C++ names.
-  bool OpenPalette();
-  std::int32_t AutoOpenPalette();
+  // The add-in's functions.
+  bool OpenPalette() { return function<bool()>("_Z11OpenPalettev")(); }
+  std::int32_t AutoOpenPalette() { return function<std::int32_t()>("_Z15AutoOpenPalettev")(); }
   std::string GetExecutableDirectory();
   std::string SetAddinLocation(const std::string& path);
   bool FileExists(const std::string& path);
-  std::string ws2s(const std::wstring& text);
+  std::string ws2s(const std::wstring& wide);
   std::string datetime();
-  std::int32_t countLeapYears(Date date);
-  std::int64_t getDifference(Date first, Date second);
+
+  // The same by its C++ name, for as long as the library is loaded.
+  template <class Signature>
+  Signature* function(const std::string& mangledName) {
+    return reinterpret_cast<Signature*>(symbol(mangledName));
+  }
 
   // The add-in's global objects.
   template <class T>
-  T& global(const char* name) {
-    void* const address = addin->symbol(name);
-    if (address == nullptr) throw std::runtime_error(std::string(name) + " is not exported");
-    return *static_cast<T*>(address);
+  T& global(const std::string& name) {
+    return *static_cast<T*>(symbol(name));
   }
   adsk::core::Ptr<adsk::core::Application>& app();
   adsk::core::Ptr<adsk::core::UserInterface>& ui();
   adsk::core::Ptr<adsk::core::Palette>& palette();
-  std::int32_t& countOpenPalette();
+  std::int32_t& countOpenPalette() { return global<std::int32_t>("countOpenPalette"); }
 
   TemporaryFolder folder;
   std::string infoFile;
@@ -118,7 +113,7 @@ class AddInFixture : public testing::Test {
 
  private:
   void uninstall();
-  void* function(const std::string& mangledBegin);
+  void* symbol(const std::string& name);
 
   std::vector<substitute::Json> trace_;
   substitute::Signal<substitute::Json>::Subscription subscription_;

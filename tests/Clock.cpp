@@ -2,8 +2,7 @@
 
 std::optional<std::time_t> setClock;
 
-// This program's own `time`, which the library finds before the system's. On macOS the
-// library calls the system's `time`: setting the clock has no effect there.
+// This program's own `time`, which the library finds before the system's.
 #if !defined(__APPLE__)
 extern "C" __attribute__((visibility("default"))) std::time_t time(std::time_t* result) noexcept {
   timespec now{};

@@ -5,191 +5,170 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstddef>
-#include <cstdint>
-#include <cstring>
-#include <filesystem>
 #include <fstream>
-#include <functional>
 #include <iostream>
-#include <optional>
-#include <regex>
-#include <string>
-#include <system_error>
 
 #include "tests/AddInFixture.h"
 #include "tests/Child.h"
+#include "tests/Clock.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* day = "16.11.2026\n";
-constexpr const char* firstStart = "[0-9]{2}\\.[0-9]{2}\\.[0-9]{4}\n1";
+const std::string day = "16.11.2026\n";
 
 class InfoFileOnDisk : public AddInFixture {
  protected:
   InfoFileOnDisk() {
-    load();
-    addinFolder = fs::path(infoFile).parent_path().string();
-    openFolderToAll();
+    setClock = noonOf5March2026;
+    AutoOpenPalette();  // a sanitizer checks each type once, for which it opens a file
   }
-
   ~InfoFileOnDisk() override {
-    std::error_code ignored;
-    fs::permissions(addinFolder, fs::perms(0755), ignored);
+    setClock.reset();
+    fs::permissions(addinFolder, fs::perms(0777));
   }
 
-  // The result of one start's update by a user without rights of his own.
-  std::optional<std::int32_t> updateAsAnyUser() {
-    return inChild([this] {
-      becomeAnyUser();
-      return AutoOpenPalette();
-    });
+  // A disk, and what starts of a user without rights of his own make of it.
+  struct Disk {
+    const char* name;
+    std::function<void()> prepare;
+    std::vector<std::int32_t> counts;  // one for each start
+    std::optional<std::string> after;  // none: there is no such file
+  };
+
+  void expectEach(const std::vector<Disk>& disks, const std::function<void()>& limit = {}) {
+    for (const auto& [name, prepare, counts, after] : disks) {
+      SCOPED_TRACE(name);
+      prepareFolder();
+      if (prepare) prepare();
+      const bool isLink = fs::is_symlink(fs::symlink_status(infoFile));
+      for (const std::int32_t count : counts) {
+        EXPECT_EQ(inChild([&] {
+                    becomeAnyUser();
+                    if (limit) limit();
+                    return AutoOpenPalette();
+                  }),
+                  count);
+      }
+      std::error_code none;
+      fs::permissions(addinFolder, fs::perms(0777), none);
+      fs::permissions(infoFile, fs::perms(0666), none);
+      EXPECT_EQ(fs::is_symlink(fs::symlink_status(infoFile)), isLink);
+      std::optional<std::string> left;
+      if (fs::is_regular_file(infoFile, none)) left = readFile(infoFile);
+      EXPECT_EQ(left, after);
+    }
   }
 
-  std::string addinFolder;
+  // An info file of the third start in which the user may do what `rights` says.
+  void thirdStart(const std::string& file, unsigned rights = 0666) {
+    writeFile(file, day + "3\n");
+    fs::permissions(file, fs::perms(rights));
+  }
+
+  const std::string addinFolder = fs::path(infoFile).parent_path().string();
+  const std::string elsewhere = addinFolder + "/elsewhere";
+
+ private:
+  // An empty folder of the add-in that every user can reach and write to.
+  void prepareFolder() {
+    fs::remove_all(addinFolder);
+    fs::create_directory(addinFolder);
+    fs::permissions(addinFolder, fs::perms(0777));
+    for (fs::path way = addinFolder; way != fs::path(folder.path()).parent_path();) {
+      way = way.parent_path();
+      fs::permissions(way, fs::perms(0755));
+    }
+  }
 };
 
-TEST_F(InfoFileOnDisk, MissingFolderMakesEveryStartTheFirst) {
-  fs::remove(addinFolder);
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(AutoOpenPalette(), 0);
-  EXPECT_FALSE(fs::exists(addinFolder));
+TEST_F(InfoFileOnDisk, ThatCannotBeMadeLeavesEveryStartTheFirst) {
+  expectEach({
+      {"no folder", [this] { fs::remove(addinFolder); }, {0, 0, 0}, {}},
+      {"a file in place of the folder",
+       [this] {
+         fs::remove(addinFolder);
+         writeFile(addinFolder, "a file");
+       },
+       {0, 0, 0},
+       {}},
+      {"a folder that is read-only",
+       [this] { fs::permissions(addinFolder, fs::perms(0555)); },
+       {0, 0, 0},
+       {}},
+      {"a folder that cannot be searched",
+       [this] {
+         thirdStart(infoFile);
+         fs::permissions(addinFolder, fs::perms(0600));
+       },
+       {0, 0, 0},
+       day + "3\n"},
+      // It can be opened for reading; only the reading fails, so it counts as a file without lines.
+      {"a directory in place of the file",
+       [this] { fs::create_directory(infoFile); },
+       {0, 0, 0},
+       {}},
+      {"a link in a circle", [this] { fs::create_symlink(infoFile, infoFile); }, {0, 0, 0}, {}},
+  });
 }
 
-TEST_F(InfoFileOnDisk, FileInPlaceOfTheFolderMakesEveryStartTheFirst) {
-  fs::remove(addinFolder);
-  writeFile(addinFolder, "a file");
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(AutoOpenPalette(), 0);
-  EXPECT_EQ(readFile(addinFolder), "a file");
-}
-
-TEST_F(InfoFileOnDisk, ReadOnlyFolderMakesEveryStartTheFirst) {
-  fs::permissions(addinFolder, fs::perms(0555));
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(updateAsAnyUser(), 0);
-  EXPECT_FALSE(fs::exists(infoFile));
-}
-
-TEST_F(InfoFileOnDisk, WritableFileInReadOnlyFolderCounts) {
-  writeFile(infoFile, day + std::string("3\n"));
-  fs::permissions(infoFile, fs::perms(0666));
-  fs::permissions(addinFolder, fs::perms(0555));
-  EXPECT_EQ(updateAsAnyUser(), 3);
-  EXPECT_EQ(updateAsAnyUser(), 4);
-  EXPECT_EQ(readFile(infoFile), day + std::string("5\n"));
-}
-
-TEST_F(InfoFileOnDisk, ReadOnlyFileGivesTheSameCountForEver) {
-  writeFile(infoFile, day + std::string("3"));
-  fs::permissions(infoFile, fs::perms(0444));
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(updateAsAnyUser(), 3);
-  EXPECT_EQ(readFile(infoFile), day + std::string("3"));
-}
-
-TEST_F(InfoFileOnDisk, UnreadableFileGivesMinusOneAndIsKept) {
-  writeFile(infoFile, day + std::string("3\n"));
-  fs::permissions(infoFile, fs::perms(0222));
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(updateAsAnyUser(), -1);
-  fs::permissions(infoFile, fs::perms(0644));
-  EXPECT_EQ(readFile(infoFile), day + std::string("3\n"));
-}
-
-TEST_F(InfoFileOnDisk, FolderThatCannotBeSearchedHidesTheFile) {
-  writeFile(infoFile, day + std::string("3\n"));
-  fs::permissions(infoFile, fs::perms(0666));
-  fs::permissions(addinFolder, fs::perms(0600));
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(updateAsAnyUser(), 0);
-  fs::permissions(addinFolder, fs::perms(0755));
-  EXPECT_EQ(readFile(infoFile), day + std::string("3\n"));
-}
-
-TEST_F(InfoFileOnDisk, NoFreeFileDescriptorGivesMinusOneAndKeepsTheFile) {
-  AutoOpenPalette();  // a sanitizer checks each type once, for which it opens a file
-  writeFile(infoFile, day + std::string("3\n"));
-  const auto result = inChild([this] {
+TEST_F(InfoFileOnDisk, ThatCannotBeReadOrWrittenIsKept) {
+  expectEach({
+      {"read-only", [this] { thirdStart(infoFile, 0444); }, {3, 3, 3}, day + "3\n"},
+      {"write-only", [this] { thirdStart(infoFile, 0222); }, {-1, -1, -1}, day + "3\n"},
+  });
+  const auto noFreeDescriptor = [] {
     const rlimit none{0, 0};
     setrlimit(RLIMIT_NOFILE, &none);
-    return AutoOpenPalette();
+  };
+  expectEach({{"no descriptor", [this] { thirdStart(infoFile); }, {-1, -1}, day + "3\n"}},
+             noFreeDescriptor);
+}
+
+TEST_F(InfoFileOnDisk, CountsInAReadOnlyFolderAndThroughALink) {
+  expectEach({
+      {"a read-only folder",
+       [this] {
+         thirdStart(infoFile);
+         fs::permissions(addinFolder, fs::perms(0555));
+       },
+       {3, 4},
+       day + "5\n"},
+      {"a link",
+       [this] {
+         thirdStart(elsewhere);
+         fs::create_symlink(elsewhere, infoFile);
+       },
+       {3, 4},
+       day + "5\n"},
+      {"a link to nothing",
+       [this] { fs::create_symlink(elsewhere, infoFile); },
+       {0, 1},
+       "05.03.2026\n2\n"},
   });
-  EXPECT_EQ(result, -1);
-  EXPECT_EQ(readFile(infoFile), day + std::string("3\n"));
-}
-
-// A directory can be opened for reading; only the reading fails, so it counts as a file without
-// lines.
-TEST_F(InfoFileOnDisk, DirectoryInPlaceOfTheFileIsKept) {
-  fs::create_directory(infoFile);
-  writeFile(infoFile + "/inside", "kept");
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(AutoOpenPalette(), 0);
-  EXPECT_EQ(readFile(infoFile + "/inside"), "kept");
-}
-
-TEST_F(InfoFileOnDisk, LinkIsFollowedAndKept) {
-  const std::string elsewhere = folder.path() + "/elsewhere";
-  writeFile(elsewhere, day + std::string("3\n"));
-  fs::create_symlink(elsewhere, infoFile);
-  EXPECT_EQ(AutoOpenPalette(), 3);
-  EXPECT_EQ(AutoOpenPalette(), 4);
-  EXPECT_TRUE(fs::is_symlink(infoFile));
-  EXPECT_EQ(readFile(elsewhere), day + std::string("5\n"));
-}
-
-TEST_F(InfoFileOnDisk, LinkToNothingIsFilledAtItsTarget) {
-  const std::string elsewhere = folder.path() + "/elsewhere";
-  fs::create_symlink(elsewhere, infoFile);
-  EXPECT_EQ(AutoOpenPalette(), 0);
-  EXPECT_TRUE(fs::is_symlink(infoFile));
-  EXPECT_TRUE(std::regex_match(readFile(elsewhere), std::regex(firstStart)));
-  EXPECT_EQ(AutoOpenPalette(), 1);
-}
-
-TEST_F(InfoFileOnDisk, LinkInACircleMakesEveryStartTheFirst) {
-  fs::create_symlink(infoFile, infoFile);
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(AutoOpenPalette(), 0);
-  EXPECT_TRUE(fs::is_symlink(infoFile));
 }
 
 // The old content is given up before the new one is written, so what cannot be written is lost.
-TEST_F(InfoFileOnDisk, RefusedWriteLosesTheCounter) {
-  writeFile(infoFile, day + std::string("3\n"));
-  const auto refused = [this] {
-    std::signal(SIGXFSZ, SIG_IGN);
-    const rlimit none{0, RLIM_INFINITY};
-    setrlimit(RLIMIT_FSIZE, &none);
-    return AutoOpenPalette();
+TEST_F(InfoFileOnDisk, KeepsWhatTheDiskTakes) {
+  const auto noMoreThan = [](rlim_t bytes) {
+    return [bytes] {
+      std::signal(SIGXFSZ, SIG_IGN);
+      const rlimit limit{bytes, RLIM_INFINITY};
+      setrlimit(RLIMIT_FSIZE, &limit);
+    };
   };
-  EXPECT_EQ(inChild(refused), 3);
-  EXPECT_EQ(readFile(infoFile), "");
-  // And as long as nothing can be written, the file stays empty.
-  EXPECT_EQ(inChild(refused), 0);
-  EXPECT_EQ(readFile(infoFile), "");
-  // An empty file costs two further starts.
-  EXPECT_EQ(AutoOpenPalette(), 0);
-  EXPECT_EQ(readFile(infoFile), "1\n");
-  EXPECT_EQ(AutoOpenPalette(), 0);
-  EXPECT_EQ(readFile(infoFile), "1\n1\n");
-  EXPECT_EQ(AutoOpenPalette(), 1);
-}
-
-TEST_F(InfoFileOnDisk, WriteThatBreaksOffLeavesWhatWasWritten) {
-  const auto fiveBytes = [this] {
-    std::signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit{5, RLIM_INFINITY};
-    setrlimit(RLIMIT_FSIZE, &limit);
-    return AutoOpenPalette();
-  };
-  EXPECT_EQ(inChild(fiveBytes), 0);
-  EXPECT_TRUE(std::regex_match(readFile(infoFile), std::regex("[0-9]{2}\\.[0-9]{2}")));
-  writeFile(infoFile, day + std::string("3\n"));
-  EXPECT_EQ(inChild(fiveBytes), 3);
-  EXPECT_EQ(readFile(infoFile), "16.11");
+  const auto prepare = [this] { thirdStart(infoFile); };
+  expectEach({{"no byte", prepare, {3, 0, 0}, ""}}, noMoreThan(0));
+  expectEach({{"five bytes", prepare, {3}, "16.11"}, {"of a new file", {}, {0}, "05.03"}},
+             noMoreThan(5));
 }
 
 // A file system of one page in the add-in's folder, seen by the child process alone.
 class InfoFileOnFullDisk : public InfoFileOnDisk {
  protected:
   // 1 when all of `work` holds in there, 0 when not, -1 when this system lets nobody mount.
-  void onDiskOfOnePage(const std::function<bool()>& work) {
+  void onDiskOfOnePage(const std::function<void()>& work) {
     const auto result = inChild([&] {
       if (unshare(CLONE_NEWNS) != 0 && !enterOwnNamespace()) return -1;
       if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return -1;
@@ -197,9 +176,9 @@ class InfoFileOnFullDisk : public InfoFileOnDisk {
       if (mount("tmpfs", addinFolder.c_str(), "tmpfs", 0, size.c_str()) != 0) return -1;
       const std::string probe = addinFolder + "/probe";
       if (!(std::ofstream(probe) << "written" << std::flush) || !fs::remove(probe)) return -1;
-      const bool holds = work();
+      work();
       std::cout << std::flush;
-      return holds && !HasFailure() ? 1 : 0;
+      return HasFailure() ? 0 : 1;
     });
     if (result == -1) GTEST_SKIP() << "this system lets the test mount nothing";
     EXPECT_EQ(result, 1);
@@ -220,7 +199,7 @@ class InfoFileOnFullDisk : public InfoFileOnDisk {
   const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
 };
 
-TEST_F(InfoFileOnFullDisk, FirstStartLeavesAnEmptyFileUntilThereIsRoom) {
+TEST_F(InfoFileOnFullDisk, StaysEmptyUntilThereIsRoom) {
   onDiskOfOnePage([this] {
     const std::string filler = addinFolder + "/filler";
     writeFile(filler, std::string(page, 'x'));
@@ -231,33 +210,16 @@ TEST_F(InfoFileOnFullDisk, FirstStartLeavesAnEmptyFileUntilThereIsRoom) {
     fs::remove(filler);
     EXPECT_EQ(AutoOpenPalette(), 0);
     EXPECT_EQ(readFile(infoFile), "1\n");
-    EXPECT_EQ(AutoOpenPalette(), 0);
-    EXPECT_EQ(AutoOpenPalette(), 1);
-    EXPECT_EQ(readFile(infoFile), "1\n2\n");
-    return true;
   });
 }
 
-TEST_F(InfoFileOnFullDisk, CounterIsKeptInTheRoomThatItHas) {
+TEST_F(InfoFileOnFullDisk, LosesItsEndWhenItOutgrowsTheDisk) {
   onDiskOfOnePage([this] {
-    writeFile(infoFile, day + std::string("3\n"));
-    EXPECT_EQ(AutoOpenPalette(), 3);
-    EXPECT_EQ(AutoOpenPalette(), 4);
-    EXPECT_EQ(readFile(infoFile), day + std::string("5\n"));
-    return true;
-  });
-}
-
-TEST_F(InfoFileOnFullDisk, FileThatOutgrowsTheDiskLosesItsEnd) {
-  onDiskOfOnePage([this] {
-    std::string content = day + std::string("9\n");
-    content += std::string(page - content.size() - 1, 'x') + '\n';
-    writeFile(infoFile, content);
+    const std::string rest(page - day.size() - 3, 'x');
+    writeFile(infoFile, day + "9\n" + rest + "\n");
     EXPECT_EQ(AutoOpenPalette(), 9);
-    content.replace(std::strlen(day), 1, "10");
-    EXPECT_EQ(readFile(infoFile), content.substr(0, page));
+    EXPECT_EQ(readFile(infoFile), day + "10\n" + rest);
     EXPECT_EQ(AutoOpenPalette(), 10);
-    return true;
   });
 }
 

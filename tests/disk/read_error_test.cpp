@@ -6,12 +6,6 @@
 #include <dlfcn.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cerrno>
-#include <cstdio>
-#include <optional>
-#include <string>
-
 #include "tests/AddInFixture.h"
 
 namespace {
@@ -52,42 +46,33 @@ extern "C" __attribute__((visibility("default"))) ssize_t read(int file, void* b
 
 namespace {
 
-class InfoFileReadError : public AddInFixture {
- protected:
-  // What a start returns and leaves when only `read` of the file can be read, not `rest`.
-  std::pair<std::int32_t, std::string> updated(const std::string& read, const std::string& rest) {
-    writeFile(infoFile, read + rest);
-    load();
-    reads = 0;
-    readable = read.size();
-    const std::int32_t count = AutoOpenPalette();
-    readable.reset();
-    EXPECT_GE(reads, 2) << "no read failed";
-    return {count, readFile(infoFile)};
-  }
-  static std::pair<std::int32_t, std::string> result(std::int32_t count, const std::string& file) {
-    return {count, file};
-  }
-};
+class InfoFileReadError : public AddInFixture {};
 
-TEST_F(InfoFileReadError, KeepsTheLinesBefore) {
+TEST_F(InfoFileReadError, KeepsTheLinesBeforeAndWhatTheLibraryMakesOfTheCutOne) {
   std::string lines;
   while (lines.size() < 10'000) lines += "a line that is carried along\n";
-  EXPECT_EQ(updated("16.11.2026\n7\n" + lines, "more\n"), result(7, "16.11.2026\n8\n" + lines));
-}
-
-TEST_F(InfoFileReadError, WithinALine) {
-  EXPECT_EQ(updated("16.11.2026\n7\nab", "cd\n"),
-            result(7, keepsTheCutLine ? "16.11.2026\n8\nab\n" : "16.11.2026\n8\n"));
-}
-
-TEST_F(InfoFileReadError, WithinItsCounter) {
-  EXPECT_EQ(updated("16.11.2026\n123", "45\n"),
-            keepsTheCutLine ? result(123, "16.11.2026\n124\n") : result(0, "16.11.2026\n1\n"));
-}
-
-TEST_F(InfoFileReadError, WithinItsFirstLine) {
-  EXPECT_EQ(updated("16.11", ".2026\n5\n"), result(0, keepsTheCutLine ? "16.11\n1\n" : "1\n"));
+  const struct {
+    std::string read;
+    std::string rest;
+    std::int32_t count;
+    std::string after;
+  } files[] = {
+      {"16.11.2026\n7\n" + lines, "more\n", 7, "16.11.2026\n8\n" + lines},
+      {"16.11.2026\n7\nab", "cd\n", 7, keepsTheCutLine ? "16.11.2026\n8\nab\n" : "16.11.2026\n8\n"},
+      {"16.11.2026\n123", "45\n", keepsTheCutLine ? 123 : 0,
+       keepsTheCutLine ? "16.11.2026\n124\n" : "16.11.2026\n1\n"},
+      {"16.11", ".2026\n5\n", 0, keepsTheCutLine ? "16.11\n1\n" : "1\n"},
+  };
+  load();
+  for (const auto& [read, rest, count, after] : files) {
+    writeFile(infoFile, read + rest);
+    reads = 0;
+    readable = read.size();
+    EXPECT_EQ(AutoOpenPalette(), count);
+    readable.reset();
+    EXPECT_GE(reads, 2) << "no read failed";
+    EXPECT_EQ(readFile(infoFile), after);
+  }
 }
 
 }  // namespace
