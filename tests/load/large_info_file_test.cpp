@@ -1,43 +1,32 @@
 // An info file that is larger than anybody's.
-#include <cstddef>
-#include <string>
-
 #include "tests/AddInFixture.h"
 
 namespace {
 
-constexpr const char* day = "16.11.2026\n";
-
-class LargeInfoFile : public AddInFixture {};
-
-constexpr std::size_t tenMegabytes = 10'000'000;
-
-TEST_F(LargeInfoFile, TenMegabytesOfLinesAreCarriedAlong) {
-  std::string rest;
-  rest.reserve(tenMegabytes);
-  for (int i = 0; rest.size() < tenMegabytes - 100; ++i) {
-    const std::string number = std::to_string(i);
-    rest += number + std::string(99 - number.size(), '.') + '\n';
+class LargeInfoFile : public AddInFixture {
+ protected:
+  // One start over `before`. Not EXPECT_EQ, which would print both files.
+  void expectUpdate(const std::string& before, std::int32_t count, const std::string& after) {
+    writeFile(infoFile, before);
+    EXPECT_EQ(AutoOpenPalette(), count);
+    EXPECT_TRUE(readFile(infoFile) == after);
   }
-  rest += std::string(tenMegabytes - rest.size(), '.');  // the last one without an end
-  writeFile(infoFile, day + ("3\n" + rest));
-  EXPECT_EQ(AutoOpenPalette(), 3);
-  // Not EXPECT_EQ, which would print both.
-  EXPECT_TRUE(readFile(infoFile) == day + ("4\n" + rest + "\n"));
+
+  const std::string tenMegabytes = std::string(10'000'000, '7');
+};
+
+TEST_F(LargeInfoFile, OfManyLinesIsCarriedAlong) {
+  std::string lines;
+  for (int i = 0; i < 100'000; ++i) lines += std::to_string(i) + std::string(90, '.') + '\n';
+  expectUpdate("16.11.2026\n3\n" + lines + "end", 3, "16.11.2026\n4\n" + lines + "end\n");
 }
 
-TEST_F(LargeInfoFile, TenMegabytesWithoutALineEndAreOneLine) {
-  const std::string content(tenMegabytes, '7');
-  writeFile(infoFile, content);
-  EXPECT_EQ(AutoOpenPalette(), 0);
-  EXPECT_TRUE(readFile(infoFile) == content + "\n1\n");
-  EXPECT_EQ(AutoOpenPalette(), 1);
+TEST_F(LargeInfoFile, WithoutALineEndIsOneLine) {
+  expectUpdate(tenMegabytes, 0, tenMegabytes + "\n1\n");
 }
 
-TEST_F(LargeInfoFile, TenMegabytesOfDigitsAreNoCounter) {
-  writeFile(infoFile, day + std::string(tenMegabytes, '7'));
-  EXPECT_EQ(AutoOpenPalette(), 0);
-  EXPECT_EQ(readFile(infoFile), day + std::string("1\n"));
+TEST_F(LargeInfoFile, OfDigitsIsNoCounter) {
+  expectUpdate("16.11.2026\n" + tenMegabytes, 0, "16.11.2026\n1\n");
 }
 
 }  // namespace
