@@ -13,7 +13,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string before(reinterpret_cast<const char*>(data), size);
   host.writeInfoFile(before);
   const std::int32_t count = AutoOpenPalette();
-  const model::InfoFileUpdate expected = model::updateInfoFile(before, "");
+  const model::InfoFileUpdate expected = model::updateInfoFile(before);
   require(count == expected.returned, "the count");
   require(host.readInfoFile() == expected.after, "the file");
   return 0;
