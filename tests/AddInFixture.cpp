@@ -11,16 +11,9 @@
 #include "tests/System.h"
 
 namespace fs = std::filesystem;
-namespace core = adsk::core;
 using substitute::Json;
 
 namespace {
-
-constexpr const char* infoFileName = "/Velorin_Info.txt";
-
-std::string asText(const Json& value) {
-  return value.dump(-1, ' ', false);
-}
 
 std::string inWords(const Json& entry) {
   if (entry.contains("event")) {
@@ -32,24 +25,18 @@ std::string inWords(const Json& entry) {
       for (const Json& argument : entry["args"]) words += " [" + argument.get<std::string>() + "]";
       return words;
     }
-    return entry.contains("value") ? event + " " + asText(entry["value"]) : event;
+    return entry.contains("value") ? event + " " + entry["value"].dump() : event;
   }
   std::string arguments;
   for (const Json& argument : entry["args"]) {
-    arguments += (arguments.empty() ? "" : ", ") + asText(argument);
+    arguments += (arguments.empty() ? "" : ", ") + argument.dump();
   }
   std::string words = entry["op"].get<std::string>() + "(" + arguments + ")";
   const std::string on = entry.value("on", "");
   if (on.find(':') != std::string::npos) words += " on " + on;
   if (entry.contains("fault")) return words + " fails by " + entry["fault"].get<std::string>();
   const Json& result = entry["result"];
-  return words + " = " + (result.is_string() ? result.get<std::string>() : asText(result));
-}
-
-substitute::Operation named(const std::string& operation) {
-  const std::optional<substitute::Operation> found = substitute::operationNamed(operation);
-  if (!found) throw std::invalid_argument(operation + " is not an operation");
-  return *found;
+  return words + " = " + (result.is_string() ? result.get<std::string>() : result.dump());
 }
 
 }  // namespace
@@ -78,8 +65,9 @@ void becomeAnyUser() {
 }
 
 AddInFixture::AddInFixture() {
-  fs::create_directories(substitute::addinFolderIn(folder.path()));
-  infoFile = substitute::addinFolderIn(folder.path()) + infoFileName;
+  const std::string addinFolder = substitute::addinFolderIn(folder.path());
+  fs::create_directories(addinFolder);
+  infoFile = addinFolder + "/Velorin_Info.txt";
   substitute::Settings settings = substitute::settingsIn(folder.path());
   settings.entitlement = "TEXT";
   install(std::move(settings));
@@ -155,12 +143,10 @@ void AddInFixture::expectFatal(const std::function<void()>& call) {
   EXPECT_EXIT(call(), testing::KilledBySignal(SIGABRT), emptyHandleAssertion);
 }
 
-void AddInFixture::fail(const std::string& operation, std::uint64_t nth) {
-  host->interceptor().faults.add(named(operation), nth, substitute::Failure::null);
-}
-
-void AddInFixture::throwIn(const std::string& operation, std::uint64_t nth) {
-  host->interceptor().faults.add(named(operation), nth, substitute::Failure::exception);
+void AddInFixture::fail(const std::string& operation, substitute::Failure how) {
+  const auto found = substitute::operationNamed(operation);
+  if (!found) throw std::invalid_argument(operation + " is not an operation");
+  host->interceptor().faults.add(*found, 1, how);
 }
 
 Json AddInFixture::learningPalette() {
@@ -202,14 +188,4 @@ std::string AddInFixture::ws2s(const std::wstring& wide) {
 }
 std::string AddInFixture::datetime() {
   return function<std::string()>("_Z8datetime" + noArguments)();
-}
-
-core::Ptr<core::Application>& AddInFixture::app() {
-  return global<core::Ptr<core::Application>>("app");
-}
-core::Ptr<core::UserInterface>& AddInFixture::ui() {
-  return global<core::Ptr<core::UserInterface>>("ui");
-}
-core::Ptr<core::Palette>& AddInFixture::palette() {
-  return global<core::Ptr<core::Palette>>("palette");
 }

@@ -66,8 +66,9 @@ class AddInFixture : public testing::Test {
   // `call` uses an empty handle: it ends the process with the host's assertion.
   void expectFatal(const std::function<void()>& call);
 
-  void fail(const std::string& operation, std::uint64_t nth = 1);
-  void throwIn(const std::string& operation, std::uint64_t nth = 1);
+  // The next call of `operation` fails.
+  void fail(const std::string& operation, substitute::Failure how = substitute::Failure::null);
+  void throwIn(const std::string& operation) { fail(operation, substitute::Failure::exception); }
 
   // The test releases or hands back on purpose what is not held; its end accepts that.
   void allowCountingErrors() { countingErrorsAllowed_ = true; }
@@ -99,9 +100,8 @@ class AddInFixture : public testing::Test {
   T& global(const std::string& name) {
     return *static_cast<T*>(symbol(name));
   }
-  adsk::core::Ptr<adsk::core::Application>& app();
-  adsk::core::Ptr<adsk::core::UserInterface>& ui();
-  adsk::core::Ptr<adsk::core::Palette>& palette();
+  // Whether the handle `app`, `ui` or `palette` holds an object.
+  bool holds(const std::string& handle) { return global<void*>(handle) != nullptr; }
   std::int32_t& countOpenPalette() { return global<std::int32_t>("countOpenPalette"); }
 
   TemporaryFolder folder;

@@ -56,9 +56,9 @@ TEST_F(Stop, WithoutRunAndTheSecondOneReturnTrueAndAskNothing) {
 }
 
 TEST_F(Stop, FindsThePaletteByItsIdAndNotByTheGlobal) {
-  ASSERT_EQ(startAfter(4), true);
+  ASSERT_EQ(startAfter(9), true);
   host->plant(ObjectKind::palette, "teachPalete");
-  EXPECT_FALSE(palette());
+  EXPECT_FALSE(holds("palette"));
   EXPECT_EQ(stop(), true);
   EXPECT_TRUE(learningPalette().is_null());
 }

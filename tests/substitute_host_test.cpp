@@ -41,13 +41,6 @@ class CountingHandler : public core::ApplicationEventHandler {
 
 }  // namespace
 
-TEST_F(SubstituteHost, HasItsToolbarFromTheStart) {
-  EXPECT_EQ(state()["toolbars"], Json::parse(R"([{"id": "QATRight", "controls": [
-      {"id": "HelpGroupCommand", "class": "CommandControl"}]}])"));
-  EXPECT_EQ(state()["palettes"], Json::array());
-  EXPECT_EQ(state()["definitions"], Json::array());
-}
-
 TEST_F(SubstituteHost, IsOneInAProcess) {
   EXPECT_THROW(substitute::Host{substitute::Settings{}}, std::logic_error);
   EXPECT_EQ(substitute::Host::current(), host.get());
@@ -79,18 +72,6 @@ TEST_F(SubstituteHost, ASubscriptionEndsWithItsOwner) {
   EXPECT_FALSE(signal.hasListeners());
   signal.publish(3);
   EXPECT_EQ(seen, (std::vector<std::string>{"first 1", "second 1", "second 2"}));
-}
-
-TEST_F(SubstituteHost, CountsEveryReferenceHandedOut) {
-  {
-    const auto application = core::Application::get();
-    EXPECT_EQ(state()["references"], 1);
-    const auto same = core::Application::get();
-    EXPECT_EQ(state()["references"], 2);
-    const auto copy = same;  // NOLINT(performance-unnecessary-copy-initialization)
-    EXPECT_EQ(state()["references"], 3);
-  }
-  EXPECT_EQ(state()["references"], 0);
 }
 
 TEST_F(SubstituteHost, FindsAReferenceLeftBehindOrDroppedTwice) {
@@ -160,30 +141,6 @@ TEST_F(SubstituteHost, TakesAwayWhatIsPlantedAndRefusesAnIdThatIsTaken) {
   EXPECT_TRUE(host->remove(ObjectKind::toolbar, "QATRight"));
   EXPECT_FALSE(host->remove(ObjectKind::toolbar, "QATRight"));
   EXPECT_FALSE(host->plant(ObjectKind::control, "y"));
-}
-
-TEST_F(SubstituteHost, AFaultFailsTheCallThatItNames) {
-  fail("Palettes.itemById", 2);
-  host->plant(ObjectKind::palette, "p");
-  EXPECT_TRUE(palettes()->itemById("p"));
-  EXPECT_FALSE(palettes()->itemById("p"));
-  EXPECT_TRUE(palettes()->itemById("p"));
-}
-
-TEST_F(SubstituteHost, ACallThatFailsDoesNothing) {
-  const auto palette = addPalette("p");
-  fail("Palette.deleteMe");
-  EXPECT_FALSE(palette->deleteMe());
-  EXPECT_TRUE(palette->isValid());
-  fail("GeneralPreferences.userLanguage");
-  EXPECT_EQ(core::Application::get()->preferences()->generalPreferences()->userLanguage(), 0);
-  fail("Application.executeTextCommand");
-  EXPECT_EQ(core::Application::get()->executeTextCommand("Debug.EntitlementString"), "");
-  EXPECT_EQ(state()["text"], 0);
-  throwIn("Palettes.add");
-  EXPECT_THROW(addPalette("q"), std::runtime_error);
-  EXPECT_EQ(state()["palettes"].size(), 1U);
-  EXPECT_TRUE(addPalette("q"));
 }
 
 TEST_F(SubstituteHost, CatchesAndTracesEveryException) {

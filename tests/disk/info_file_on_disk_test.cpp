@@ -1,12 +1,7 @@
 // The start counter on a disk that does not do what it is asked to.
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/resource.h>
-#include <unistd.h>
 
 #include <csignal>
-#include <fstream>
-#include <iostream>
 
 #include "tests/AddInFixture.h"
 #include "tests/Child.h"
@@ -162,65 +157,6 @@ TEST_F(InfoFileOnDisk, KeepsWhatTheDiskTakes) {
   expectEach({{"no byte", prepare, {3, 0, 0}, ""}}, noMoreThan(0));
   expectEach({{"five bytes", prepare, {3}, "16.11"}, {"of a new file", {}, {0}, "05.03"}},
              noMoreThan(5));
-}
-
-// A file system of one page in the add-in's folder, seen by the child process alone.
-class InfoFileOnFullDisk : public InfoFileOnDisk {
- protected:
-  // 1 when all of `work` holds in there, 0 when not, -1 when this system lets nobody mount.
-  void onDiskOfOnePage(const std::function<void()>& work) {
-    const auto result = inChild([&] {
-      if (unshare(CLONE_NEWNS) != 0 && !enterOwnNamespace()) return -1;
-      if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return -1;
-      const std::string size = "size=" + std::to_string(page);
-      if (mount("tmpfs", addinFolder.c_str(), "tmpfs", 0, size.c_str()) != 0) return -1;
-      const std::string probe = addinFolder + "/probe";
-      if (!(std::ofstream(probe) << "written" << std::flush) || !fs::remove(probe)) return -1;
-      work();
-      std::cout << std::flush;
-      return HasFailure() ? 0 : 1;
-    });
-    if (result == -1) GTEST_SKIP() << "this system lets the test mount nothing";
-    EXPECT_EQ(result, 1);
-  }
-
-  // For who is not root: a namespace in which this user is. False where that is not allowed.
-  static bool enterOwnNamespace() {
-    const std::string user = "0 " + std::to_string(geteuid()) + " 1";
-    const std::string group = "0 " + std::to_string(getegid()) + " 1";
-    if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return false;
-    const auto tell = [](const char* file, const std::string& text) {
-      return static_cast<bool>(std::ofstream(file) << text << std::flush);
-    };
-    return tell("/proc/self/setgroups", "deny") && tell("/proc/self/uid_map", user) &&
-           tell("/proc/self/gid_map", group);
-  }
-
-  const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-};
-
-TEST_F(InfoFileOnFullDisk, StaysEmptyUntilThereIsRoom) {
-  onDiskOfOnePage([this] {
-    const std::string filler = addinFolder + "/filler";
-    writeFile(filler, std::string(page, 'x'));
-    for (int i = 0; i < 3; ++i) {
-      EXPECT_EQ(AutoOpenPalette(), 0);
-      EXPECT_EQ(readFile(infoFile), "");
-    }
-    fs::remove(filler);
-    EXPECT_EQ(AutoOpenPalette(), 0);
-    EXPECT_EQ(readFile(infoFile), "1\n");
-  });
-}
-
-TEST_F(InfoFileOnFullDisk, LosesItsEndWhenItOutgrowsTheDisk) {
-  onDiskOfOnePage([this] {
-    const std::string rest(page - day.size() - 3, 'x');
-    writeFile(infoFile, day + "9\n" + rest + "\n");
-    EXPECT_EQ(AutoOpenPalette(), 9);
-    EXPECT_EQ(readFile(infoFile), day + "10\n" + rest);
-    EXPECT_EQ(AutoOpenPalette(), 10);
-  });
 }
 
 }  // namespace

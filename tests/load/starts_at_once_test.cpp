@@ -2,13 +2,13 @@
 #include <sched.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
-#include <csignal>
 #include <iostream>
 #include <map>
 #include <set>
-#include <system_error>
+#include <tuple>
 
 #include "tests/AddInFixture.h"
 #include "tests/Child.h"
@@ -17,15 +17,7 @@
 namespace {
 
 // What came of two starts: each one's count, the lower one first, and the file.
-struct Outcome {
-  std::int32_t lower;
-  std::int32_t higher;
-  std::string file;
-
-  bool operator<(const Outcome& other) const {
-    return std::tie(lower, higher, file) < std::tie(other.lower, other.higher, other.file);
-  }
-};
+using Outcome = std::tuple<std::int32_t, std::int32_t, std::string>;
 
 // What the two processes share: where they wait for each other, and what they counted.
 struct Meeting {
@@ -35,15 +27,13 @@ struct Meeting {
 
 class StartsAtOnce : public AddInFixture {
  protected:
-  StartsAtOnce()
-      : meeting_(mmap(nullptr, sizeof(Meeting), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS,
-                      -1, 0)) {
+  StartsAtOnce() {
     setClock = noonOf5March2026;
     load();
   }
   ~StartsAtOnce() override {
     setClock.reset();
-    munmap(meeting_, sizeof(Meeting));
+    munmap(shared_, sizeof(Meeting));
   }
 
   // Two hosts start a hundred times over the file `before`. Prints how often which outcome came.
@@ -51,8 +41,7 @@ class StartsAtOnce : public AddInFixture {
     std::map<Outcome, int> seen;
     for (int i = 0; i < 100; ++i) ++seen[startTwo(before)];
     for (const auto& [outcome, times] : seen) {
-      std::cout << times << " times " << outcome.lower << " and " << outcome.higher << ", file \""
-                << outcome.file << "\"\n";
+      std::cout << times << " times " << testing::PrintToString(outcome) << '\n';
       EXPECT_EQ(possible.count(outcome), 1U) << "this cannot be";
     }
   }
@@ -61,27 +50,17 @@ class StartsAtOnce : public AddInFixture {
   Outcome startTwo(const std::optional<std::string>& before) {
     std::filesystem::remove(infoFile);
     if (before) writeFile(infoFile, *before);
-    auto* const meeting = new (meeting_) Meeting;
-    pid_t children[2] = {};
-    for (int i = 0; i < 2; ++i) {
-      const auto work = [this, meeting, i] {
+    auto* const meeting = new (shared_) Meeting;
+    const auto start = [&](int number) {
+      return fork([=] {
+        alarm(60);  // where the other one never comes
         ++meeting->arrived;
         while (meeting->arrived < 2) sched_yield();
         if (addin->run(*host) != true) throw std::runtime_error("run returned false");
-        meeting->counts[i] = countOpenPalette();
-      };
-      try {
-        children[i] = fork(work);
-      } catch (const std::system_error&) {
-        // Nobody else will arrive.
-        if (i == 1) {
-          kill(children[0], SIGKILL);
-          waitpid(children[0], nullptr, 0);
-        }
-        throw;
-      }
-    }
-    for (const pid_t child : children) {
+        meeting->counts[number] = countOpenPalette();
+      });
+    };
+    for (const pid_t child : {start(0), start(1)}) {
       int status = 0;
       waitpid(child, &status, 0);
       EXPECT_EQ(status, 0);
@@ -90,7 +69,8 @@ class StartsAtOnce : public AddInFixture {
     return {lower, higher, readFile(infoFile)};
   }
 
-  void* meeting_;
+  void* const shared_ =
+      mmap(nullptr, sizeof(Meeting), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
 };
 
 // What comes of any order of the two's system calls: one start after the other; both at once, which
