@@ -2,7 +2,6 @@
 #include "tests/AddInFixture.h"
 
 namespace core = adsk::core;
-using substitute::Json;
 
 namespace {
 class GlobalState : public AddInFixture {};
@@ -51,12 +50,4 @@ TEST_F(GlobalState, TheHostCallsTheVeryObjects) {
   host->remove(substitute::ObjectKind::palette, "teachPalete");
   host->setOffline(false);
   EXPECT_EQ(ofThePalette().at(0), &global<core::EventHandler>("_onHTMLEventFirst3"));
-}
-
-TEST_F(GlobalState, UnloadingLeavesNoHandlerWithTheHost) {
-  ASSERT_EQ(start(), true);
-  unload();
-  EXPECT_EQ(state()["onlineStatusHandlers"], Json::array());
-  EXPECT_EQ(state()["definitions"].at(0)["handlers"], Json::array());
-  EXPECT_EQ(learningPalette()["handlers"], Json::array());
 }

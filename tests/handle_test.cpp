@@ -31,12 +31,11 @@ class Fake : public Interface {
     ++queries;
     return std::strcmp(id, core::CommandControl::classType()) == 0 ? queried : nullptr;
   }
-  bool isValid_raw() const override { return valid; }
+  bool isValid_raw() const override { return true; }
 
   const char name;
   mutable int queries = 0;
   core::CommandControl* queried = nullptr;
-  bool valid = true;
 };
 
 template <class Interface>
@@ -231,11 +230,4 @@ TEST_F(HostString, NullIsAnEmptyStringAndNothingIsHandedBack) {
   const FakeMessage message;
   EXPECT_EQ(message.data(), "");
   EXPECT_TRUE(handedBack.empty());
-}
-
-TEST(HostObject, IsValidAsksTheObject) {
-  Fake<core::CommandInputs> object;
-  EXPECT_TRUE(object.isValid());
-  object.valid = false;
-  EXPECT_FALSE(object.isValid());
 }

@@ -70,11 +70,15 @@ TEST_F(InfoFile, CounterThatIsNoneStartsAnew) {
                            {"abc\n", 0, "1\n"},
                            {"2147483648\n", 0, "1\n"},
                            {"-2147483649\n", 0, "1\n"},
-                           {"99999999999\n", 0, "1\n"}});
+                           {"99999999999\n", 0, "1\n"},
+                           {std::string(100'000, '9'), 0, "1\n"}});
 }
 
 TEST_F(InfoFile, FurtherLinesAreCarriedAlong) {
-  expectUpdatesBelowADate({{"3\nnotes", 3, "4\nnotes\n"}, {"3\n\n", 3, "4\n\n"}});
+  const std::string longLine(100'000, 'x');
+  expectUpdatesBelowADate({{"3\nnotes", 3, "4\nnotes\n"},
+                           {"3\n\n", 3, "4\n\n"},
+                           {"3\n" + longLine, 3, "4\n" + longLine + "\n"}});
 }
 
 TEST_F(InfoFile, OfLessThanTwoLinesGetsACounter) {

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -119,6 +118,7 @@ class Probe : public testing::Test {
 
 }  // namespace
 
+// Byte for byte: they hold nothing of the user either, not even the entitlement.
 TEST_F(Probe, AnswersOfTheSubstituteHost) {
   tellToThrow();
   play();
@@ -132,21 +132,6 @@ TEST_F(Probe, ThrowsOnlyWhenToldTo) {
   tellToThrow();
   play();
   EXPECT_EQ(thrown, std::vector<std::string>{"std::out_of_range"});
-}
-
-TEST_F(Probe, TellsNothingOfTheUser) {
-  tellToThrow();
-  play();
-  const std::string told = answers();
-  std::vector<std::string> secrets = {"SECRET", "licence", folder.path(),
-                                      fs::path(folder.path()).filename().string()};
-  for (const char* const variable : {"HOME", "USER", "LOGNAME"}) {
-    const char* const value = std::getenv(variable);
-    if (value != nullptr && std::string(value).size() > 1) secrets.emplace_back(value);
-  }
-  for (const std::string& secret : secrets) {
-    EXPECT_EQ(told.find(secret), std::string::npos) << secret;
-  }
 }
 
 TEST_F(Probe, LeavesNothingWhenItIsUnloadedInTheMiddle) {
