@@ -88,8 +88,6 @@ def new_definition(identifier, name, tooltip="", folder=""):
 class Host:
     """The host's objects, what each operation does, and how a planned fault makes it fail."""
 
-    CLASS = Handle("")  # in place of an object, for an operation of the class itself
-
     def __init__(self, without_assertions):
         self.without_assertions = without_assertions
         self.palettes, self.definitions, self.online_handlers = [], [], []
@@ -120,14 +118,14 @@ class Host:
         return due[0][2] if due else None
 
     def call(self, on, operation, *arguments, work, nothing=None):
-        """One call, as the trace tells it. One that fails does no work and gives `nothing`. The use
-        of an empty handle leaves no trace."""
-        if on is None and self.without_assertions:
-            raise Thrown("std::exception", "std::exception")
+        """One call, as the trace tells it: of an operation of the class of `on`, unless it names
+        another one. One that fails does no work and gives `nothing`. The use of an empty handle leaves
+        no trace."""
         if on is None:
-            raise Aborted
-        entry = {"op": operation, **({"on": str(on)} if on is not Host.CLASS else {})}
-        entry["args"] = list(arguments)
+            raise Thrown("std::exception", "std::exception") if self.without_assertions else Aborted
+        if "." not in operation:
+            operation = f"{on.kind}.{operation}"
+        entry = {"op": operation, **({"on": str(on)} if on.kind else {}), "args": list(arguments)}
         fault = self.next_fault(operation)
         self.trace.append(entry)
         if fault == "throw":
@@ -140,40 +138,36 @@ class Host:
         return result
 
     def application(self):
-        return self.call(Host.CLASS, "Application.get", work=lambda: Handle("Application"))
+        return self.call(Handle(""), "Application.get", work=lambda: Handle("Application"))
 
     def part(self, owner, operation, kind):
         """The object of the class `kind` that belongs to `owner`."""
-        return self.call(owner, f"{owner and owner.kind}.{operation}",
-                         work=lambda: Handle(kind, owner.id))
+        return self.call(owner, operation, work=lambda: Handle(kind, owner.id))
 
     def entitlement_text(self, application):
-        return self.call(application, "Application.executeTextCommand", "Debug.EntitlementString",
+        return self.call(application, "executeTextCommand", "Debug.EntitlementString",
                          work=lambda: self.entitlement) or ""
 
     def is_offline(self, on):
-        return self.call(on, f"{on and on.kind}.isOffLine", work=lambda: self.offline, nothing=False)
+        return self.call(on, "isOffLine", work=lambda: self.offline, nothing=False)
 
     def user_language(self, preferences):
-        return self.call(preferences, "GeneralPreferences.userLanguage",
-                         work=lambda: self.language, nothing=0)
+        return self.call(preferences, "userLanguage", work=lambda: self.language, nothing=0)
 
     def message_data(self):
-        return self.call(Handle("HTMLEventArgs"), "HTMLEventArgs.data", work=lambda: self.message) or ""
+        return self.call(Handle("HTMLEventArgs"), "data", work=lambda: self.message) or ""
 
     def add_handler(self, event, handler):
         def work():
-            if event.kind == "HTMLEvent":
-                find(self.palettes, event.id)["handlers"].append(handler)
-            elif event.kind == "CommandCreatedEvent":
-                find(self.definitions, event.id)["handlers"].append(handler)
-            elif event.kind == "CommandEvent":
-                self.execute_handlers.append(handler)
-            else:
-                self.online_handlers.append(handler)
+            owners = {"HTMLEvent": self.palettes, "CommandCreatedEvent": self.definitions}
+            others = {"CommandEvent": self.execute_handlers, "ApplicationEvent": self.online_handlers}
+            handlers = others.get(event.kind)
+            if handlers is None:
+                handlers = find(owners[event.kind], event.id)["handlers"]
+            handlers.append(handler)
             return True
 
-        return self.call(event, f"{event and event.kind}.add", handler, work=work, nothing=False)
+        return self.call(event, "add", handler, work=work, nothing=False)
 
     def item_by_id(self, collection, identifier):
         def work():
@@ -186,8 +180,7 @@ class Host:
             entry = find(entries, identifier)
             return Handle(kind or entry["class"], identifier) if entry else None
 
-        return self.call(collection, f"{collection and collection.kind}.itemById", identifier,
-                         work=work)
+        return self.call(collection, "itemById", identifier, work=work)
 
     def controls(self, toolbar):
         return (find(self.toolbars, toolbar) or {"controls": []})["controls"]
@@ -200,8 +193,7 @@ class Host:
             entries.append(entry)
             return Handle(kind, entry["id"])
 
-        return self.call(collection, f"{collection and collection.kind}.{operation}", *arguments,
-                         work=work)
+        return self.call(collection, operation, *arguments, work=work)
 
     def add_palette(self, palettes, *values):
         return self.add(palettes, "add", values, self.palettes,
@@ -221,8 +213,7 @@ class Host:
             entries.insert(place, {"id": definition.id, "class": "CommandControl"})
             return Handle("CommandControl", definition.id)
 
-        return self.call(controls, "ToolbarControls.addCommand", str(definition), position, before,
-                         work=work)
+        return self.call(controls, "addCommand", str(definition), position, before, work=work)
 
     def set(self, palette, operation, value):
         def work():
@@ -230,7 +221,7 @@ class Host:
             find(self.palettes, palette.id)[key] = value
             return True
 
-        self.call(palette, f"Palette.{operation}", value, work=work, nothing=False)
+        self.call(palette, operation, value, work=work, nothing=False)
 
     def is_valid(self, palette):
         self.call(palette, "Base.isValid",
