@@ -13,7 +13,7 @@ TEST_F(LongMessage, LongerThanAnArgumentOpensNothing) {
   const std::size_t argument = 32 * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
   const std::string longest(argument - sizeof "open ", 'x');
   ASSERT_EQ(start(), true);
-  for (const std::string& target : {longest, longest + "x", std::string(10'000'000, 'x')}) {
+  for (const std::string& target : {longest, longest + "x", std::string(8'000'000, 'x')}) {
     EXPECT_TRUE(host->message("teachPalete", '"' + target + '"'));
   }
   ASSERT_EQ(runsOfOpen().size(), 1U);

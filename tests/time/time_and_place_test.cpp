@@ -68,7 +68,7 @@ TEST_F(TimeAndPlace, FirstStartAtMidnightBearsTheNewDay) {
   EXPECT_EQ(AutoOpenPalette(), 0);
   EXPECT_EQ(readFile(infoFile), "16.11.2026\n1");
   // The date is never touched again.
-  dateAt(midnight + 48 * 3600, "Europe/Prague");
+  dateAt(midnight + 48 * 3600L, "Europe/Prague");
   EXPECT_EQ(AutoOpenPalette(), 1);
   EXPECT_EQ(readFile(infoFile), "16.11.2026\n2\n");
 }
