@@ -82,10 +82,29 @@ void endAChild() {
   waitpid(child, nullptr, 0);
 }
 
-void stayLoaded() {
+std::string ownFile() {
   Dl_info self = {};
-  dladdr(reinterpret_cast<const void*>(&stayLoaded), &self);
-  dlopen(self.dli_fname, RTLD_NOW | RTLD_NODELETE);
+  dladdr(reinterpret_cast<const void*>(&ownFile), &self);
+  return self.dli_fname;
+}
+
+void stayLoaded() {
+  dlopen(ownFile().c_str(), RTLD_NOW | RTLD_NODELETE);
+}
+
+// A second library, of the same source, that ends with this one.
+struct Part {
+  void* library = nullptr;
+  ~Part() {
+    if (library != nullptr) dlclose(library);
+  }
+} part;
+
+void leaveAHandlerOfAPart() {
+  const std::string file = ownFile();
+  part.library = dlopen((file.substr(0, file.rfind('/')) + "/libpart.so").c_str(), RTLD_NOW);
+  setenv("MISBEHAVE", "leave a handler", 1);
+  reinterpret_cast<bool (*)(const char*)>(dlsym(part.library, "run"))(nullptr);
 }
 
 enum class Moment { loading, run, notification, stop, unloading };
@@ -151,6 +170,8 @@ constexpr Misbehaviour misbehaviours[] = {
        app()->userInterface()->palettes()->add("left", "Left", "", true, true, true, 1, 1, true);
      }},
     {"leave a handler", Moment::run, registerAnother},
+    {"leave a handler once", Moment::run, [] { registerAnother(), setenv("MISBEHAVE", "", 1); }},
+    {"leave a handler of a part", Moment::run, leaveAHandlerOfAPart},
     {"delete another handler", Moment::run, registerAnother},
     {"delete another handler", Moment::notification,
      [] { delete std::exchange(another, nullptr); }},

@@ -169,6 +169,18 @@ TEST_F(Verdict, AHandlerThatOutlivesItsLibraryIsNeverCalled) {
       "removed it.\n");
 }
 
+TEST_F(Verdict, AHandlerOfAnEarlierLibraryIsNotForgotten) {
+  const Result result = playWith("leave a handler once", "start\nstop\nstart\nstop\n", "--strict");
+  EXPECT_EQ(result.status, 3);
+  expectLine(result.output, "  The add-in left its handler (anonymous namespace)::StatusHandler ");
+}
+
+TEST_F(Verdict, AHandlerThatOutlivesAnotherLibraryOfTheAddInIsNeverCalled) {
+  const Result result = playWith("leave a handler of a part", "start\nstop\nstate\noffline\n");
+  EXPECT_EQ(result.status, 0) << result.errors;
+  expectLine(result.output, "  The add-in left its handler (anonymous namespace)::StatusHandler ");
+}
+
 TEST_F(Verdict, AHandlerMayDeleteAnotherOne) {
   const Result result =
       playWith("delete another handler", "start\noffline\nonline\nstop\n", "--strict --trace t");
@@ -189,6 +201,13 @@ TEST_F(Verdict, ALibraryThatAUniqueSymbolKeepsIsNoFailure) {
             std::string::npos);
 #endif
   EXPECT_EQ(result.status, 0) << result.output;
+}
+
+TEST_F(Verdict, ATextThatIsLeftBehindFailsWhateverKeepsTheLibrary) {
+  const Result result =
+      playWith("keep a string", "start\nstop\n", "--strict --addin '" VELORIN_USES_REGEX "'");
+  EXPECT_EQ(result.status, 3);
+  expectLine(result.output, "  The add-in left 0 references and 1 text of the host's behind.\n");
 }
 
 TEST_F(Verdict, TheTraceIsTheExpectedOne) {

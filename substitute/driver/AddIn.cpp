@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <system_error>
+#include <tuple>
 #include <typeinfo>
 #include <utility>
 
@@ -145,15 +146,17 @@ AddIn::Remains AddIn::unload() {
   Remains remains;
   if (library_ == nullptr) return remains;
   const void* const code = reinterpret_cast<const void*>(run_);
-  std::vector<std::pair<core::EventHandler*, std::string>> own;
+  std::vector<std::tuple<core::EventHandler*, const void*, std::string>> all;
   for (core::EventHandler* const handler : Registrations::registered()) {
     const void* const itsCode = *reinterpret_cast<const void* const*>(handler);  // virtual table
-    if (areInOneLibrary(itsCode, code)) own.emplace_back(handler, typeName(typeid(*handler)));
+    all.emplace_back(handler, itsCode, typeName(typeid(*handler)));
   }
   close(std::exchange(library_, nullptr));
   remains.isLoaded = isLoaded(file_);
   if (remains.isLoaded) remains.uniqueSymbol = uniqueSymbolIn(loadedAs(file_));
-  for (const auto& [handler, name] : own) {
+  for (const auto& [handler, itsCode, name] : all) {
+    // One of another library stays, unless that has ended with this one.
+    if (areInOneLibrary(itsCode, itsCode) && !areInOneLibrary(itsCode, code)) continue;
     const auto left = Registrations::registered();
     if (std::find(left.begin(), left.end(), handler) == left.end()) continue;
     Registrations::remove(*handler);

@@ -77,12 +77,14 @@ void ScenarioRunner::unload() {
     remains_.push_back({sentence, Finding::Kind::leftover});
   };
   // Global objects that were not destroyed hold what they held.
-  const ResourceCounts& left = resourceCounts();
-  if (remains.uniqueSymbol.empty() && (left.references != 0 || left.strings != 0)) {
+  ResourceCounts left = resourceCounts();
+  if (!remains.uniqueSymbol.empty()) left.references = 0;
+  if (left.references != 0 || left.strings != 0) {
     add("The add-in left " + heldResources(left) + " of the host's behind");
   }
   for (const std::string& handler : remains.handlers) {
-    add("The add-in left its handler " + handler + " registered");
+    handlersLeft_.push_back(
+        {"The add-in left its handler " + handler + " registered", Finding::Kind::leftover});
   }
   const std::vector<std::string> objects = host_.objectsOfAddIn();
   if (!objects.empty()) add("The add-in left in the host: " + listed(objects));
@@ -127,6 +129,7 @@ std::vector<Finding> ScenarioRunner::findings() const {
   }
   add("The add-in is still loaded", loaded() ? 1 : 0);
   add("The process kept the library of the add-in that was unloaded", staysLoaded_ ? 1 : 0);
+  all.insert(all.end(), handlersLeft_.begin(), handlersLeft_.end());
   all.insert(all.end(), remains_.begin(), remains_.end());
   add("A reference was dropped that the add-in did not hold", resourceCounts().invalidReleases,
       Finding::Kind::leftover);

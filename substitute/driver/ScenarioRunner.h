@@ -92,6 +92,7 @@ class ScenarioRunner {
   std::string firstFailure_;
   std::vector<std::string> withoutEffect_;
   std::vector<Finding> remains_;  // of the add-in that was unloaded last
+  std::vector<Finding> handlersLeft_;
   bool staysLoaded_ = false;
 };
 
