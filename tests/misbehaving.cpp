@@ -107,6 +107,16 @@ void leaveAHandlerOfAPart() {
   reinterpret_cast<bool (*)(const char*)>(dlsym(part.library, "run"))(nullptr);
 }
 
+void exitInAChild() {
+  const pid_t child = fork();
+  if (child == 0) std::exit(EXIT_SUCCESS);
+  waitpid(child, nullptr, 0);
+}
+
+void readInput() {
+  for (char byte = 0; read(STDIN_FILENO, &byte, 1) > 0;) continue;
+}
+
 enum class Moment { loading, run, notification, stop, unloading };
 
 struct Misbehaviour {
@@ -139,6 +149,8 @@ constexpr Misbehaviour misbehaviours[] = {
     {"exit in a handler", Moment::notification, [] { syscall(SYS_exit_group, EXIT_SUCCESS); }},
     {"go on in a fork", Moment::run, endInAFork},
     {"end a child", Moment::run, endAChild},
+    {"exit in a child", Moment::run, exitInAChild},
+    {"read the input", Moment::run, readInput},
 
     {"hang", Moment::run, waitForever},
     {"hang in a handler", Moment::notification, waitForever},

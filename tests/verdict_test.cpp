@@ -210,6 +210,19 @@ TEST_F(Verdict, ATextThatIsLeftBehindFailsWhateverKeepsTheLibrary) {
   expectLine(result.output, "  The add-in left 0 references and 1 text of the host's behind.\n");
 }
 
+TEST_F(Verdict, TheAddInDoesNotTouchTheScenarioOnStandardInput) {
+  std::string lines = "start\n";
+  for (int i = 0; i < 1000; ++i) lines += "# more than is read at once\n";
+  for (const char* const misbehaviour : {"read the input", "exit in a child"}) {
+    setenv("MISBEHAVE", misbehaviour, 1);
+    const Result result =
+        runAsTyped("--addin '" VELORIN_MISBEHAVING "' -", lines + "expect /run true\nstop\n");
+    unsetenv("MISBEHAVE");
+    EXPECT_EQ(result.status, 0) << result.errors;
+    EXPECT_EQ(result.lastLine(), "3 commands, 1 expectation, 0 failed\n") << misbehaviour;
+  }
+}
+
 TEST_F(Verdict, TheTraceIsTheExpectedOne) {
   EXPECT_EQ(play("start\nstop\n", "--trace t").status, 0);
   const Result result = play("start\nstop\n", "--expect-trace t");

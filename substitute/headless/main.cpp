@@ -1,14 +1,15 @@
 // substitute-host: the substitute host in a terminal.
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <optional>
 #include <sstream>
+#include <utility>
 
 #include "substitute/driver/CommandLine.h"
 #include "substitute/driver/Errors.h"
@@ -56,11 +57,26 @@ void checkStandardInput() {
   if (read(STDIN_FILENO, &none, 0) < 0) throw std::runtime_error("standard input cannot be read");
 }
 
-// Plays each line of standard input as it arrives. Throws ScenarioError for a wrong line.
+// Plays each line of standard input as it arrives. Throws ScenarioError for a wrong line. For the
+// add-in and the programs that it starts standard input is empty. Nothing is read ahead: a copy of
+// this process would give it back when it exits.
 void playInput(ScenarioRunner& runner) {
+  const int input = dup(STDIN_FILENO);
+  fcntl(input, F_SETFD, FD_CLOEXEC);
+  dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
   ScenarioReader reader("standard input");
-  for (std::string line; std::getline(std::cin, line);) runner.play(reader.read(line));
-  if (std::ferror(stdin) != 0) throw std::runtime_error("standard input cannot be read");
+  std::string line;
+  char byte = 0;
+  ssize_t got = 0;
+  while ((got = read(input, &byte, 1)) > 0) {
+    if (byte != '\n') {
+      line += byte;
+    } else {
+      runner.play(reader.read(std::exchange(line, "")));
+    }
+  }
+  if (got < 0) throw std::runtime_error("standard input cannot be read");
+  if (!line.empty()) runner.play(reader.read(line));
 }
 
 // Plays `commands`, the scenario of the name `scenario`. When that is "-", plays standard input;
