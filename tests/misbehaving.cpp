@@ -3,6 +3,7 @@
 // the library.
 #include <Core/CoreAll.h>
 #include <dlfcn.h>
+#include <sys/ptrace.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -117,6 +118,12 @@ void readInput() {
   for (char byte = 0; read(STDIN_FILENO, &byte, 1) > 0;) continue;
 }
 
+void writeToEveryFile() {
+  constexpr int files = 64;
+  for (int file = STDERR_FILENO + 1; file < files; ++file) static_cast<void>(!write(file, "{}", 2));
+  syscall(SYS_exit_group, EXIT_SUCCESS);
+}
+
 enum class Moment { loading, run, notification, stop, unloading };
 
 struct Misbehaviour {
@@ -147,6 +154,7 @@ constexpr Misbehaviour misbehaviours[] = {
     {"quick_exit", Moment::run, [] { std::quick_exit(EXIT_SUCCESS); }},
     {"exit by a system call", Moment::run, [] { syscall(SYS_exit_group, EXIT_SUCCESS); }},
     {"exit in a handler", Moment::notification, [] { syscall(SYS_exit_group, EXIT_SUCCESS); }},
+    {"exit after writing everywhere", Moment::run, writeToEveryFile},
     {"go on in a fork", Moment::run, endInAFork},
     {"end a child", Moment::run, endAChild},
     {"exit in a child", Moment::run, exitInAChild},
@@ -163,6 +171,8 @@ constexpr Misbehaviour misbehaviours[] = {
        if (!app()->onlineStatusChanged()->add(&statusHandler)) waitForever();
      }},
     {"hang in the shell", Moment::run, [] { static_cast<void>(!system("sleep 1000")); }},
+    {"hang under a tracer", Moment::run,
+     [] { ptrace(PTRACE_TRACEME, 0, nullptr, nullptr), std::raise(SIGUSR1), waitForever(); }},
 
     {"throw", Moment::run, [] { throw std::string("no exception of the library's"); }},
     {"throw strange characters", Moment::run,

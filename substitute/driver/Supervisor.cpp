@@ -168,7 +168,8 @@ class Child {
   // True when the process has ended; then result() is complete.
   bool isOver() {
     int status = 0;
-    if (waitpid(process_, &status, WNOHANG) != process_) return false;
+    // One that lets itself be traced is only stopped by a signal.
+    if (waitpid(process_, &status, WNOHANG) != process_ || WIFSTOPPED(status)) return false;
     isOver_ = true;
     judge(status);
     return true;
@@ -242,7 +243,8 @@ class Child {
 
   void judge(int status) {
     result_.seconds = static_cast<double>(monotonicTime() - beganAt_) / second;
-    const Json said = Json::parse(end_.read(), nullptr, false);
+    ::kill(-process_, SIGKILL);  // what it has left running
+    Json said = Json::parse(end_.read(), nullptr, false);
     // A process that the add-in has forked may also say that it ended the scenario.
     const bool isComplete = said.is_object() && said["process"] == process_;
     if (result_.isCutOff) {
@@ -277,7 +279,6 @@ class Child {
   }
 
   void report(ReportCause cause, const std::string& detail) {
-    ::kill(-process_, SIGKILL);  // what it has left running
     LockedFolder::removeAbandoned();
     writeReport(how_.captures ? errors_.descriptor() : STDERR_FILENO, *record_, cause,
                 detail.c_str(), describe(record_->stack).c_str());
