@@ -9,9 +9,11 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <utility>
 #ifdef USES_REGEX
 #include <regex>
@@ -108,6 +110,11 @@ void leaveAHandlerOfAPart() {
   reinterpret_cast<bool (*)(const char*)>(dlsym(part.library, "run"))(nullptr);
 }
 
+void comeBackFromAFork() {
+  const pid_t copy = fork();
+  if (copy != 0) waitpid(copy, nullptr, 0);
+}
+
 void exitInAChild() {
   const pid_t child = fork();
   if (child == 0) std::exit(EXIT_SUCCESS);
@@ -116,6 +123,12 @@ void exitInAChild() {
 
 void readInput() {
   for (char byte = 0; read(STDIN_FILENO, &byte, 1) > 0;) continue;
+}
+
+// Nobody else can print then.
+void lockOutput() {
+  std::thread([] { flockfile(stdout), waitForever(); }).detach();
+  while (ftrylockfile(stdout) == 0) funlockfile(stdout);
 }
 
 void writeToEveryFile() {
@@ -156,6 +169,7 @@ constexpr Misbehaviour misbehaviours[] = {
     {"exit in a handler", Moment::notification, [] { syscall(SYS_exit_group, EXIT_SUCCESS); }},
     {"exit after writing everywhere", Moment::run, writeToEveryFile},
     {"go on in a fork", Moment::run, endInAFork},
+    {"come back from a fork", Moment::run, comeBackFromAFork},
     {"end a child", Moment::run, endAChild},
     {"exit in a child", Moment::run, exitInAChild},
     {"read the input", Moment::run, readInput},
@@ -173,6 +187,7 @@ constexpr Misbehaviour misbehaviours[] = {
     {"hang in the shell", Moment::run, [] { static_cast<void>(!system("sleep 1000")); }},
     {"hang under a tracer", Moment::run,
      [] { ptrace(PTRACE_TRACEME, 0, nullptr, nullptr), std::raise(SIGUSR1), waitForever(); }},
+    {"hang the host", Moment::run, lockOutput},
 
     {"throw", Moment::run, [] { throw std::string("no exception of the library's"); }},
     {"throw strange characters", Moment::run,

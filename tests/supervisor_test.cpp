@@ -200,6 +200,12 @@ TEST_F(Supervisor, AChildOfTheAddInMayEnd) {
   EXPECT_EQ(result.errors, "");
 }
 
+TEST_F(Supervisor, ACopyOfTheProcessDoesNotPlay) {
+  const Result result = playWith("come back from a fork", "start\nstop\n");
+  EXPECT_EQ(result.status, 0) << result.output;
+  EXPECT_EQ(result.output, playWith("", "start\nstop\n").output);
+}
+
 TEST_F(Supervisor, WhatTheAddInLeavesRunningEndsWithTheScenario) {
   const Result result = play("start\nmessage \"x; sleep 1000 & echo $! >left\"\nstop\n");
   EXPECT_EQ(result.status, 0);
@@ -251,6 +257,11 @@ TEST_F(Supervisor, ATimeoutIsAResult) {
   const Result result = playWith("hang", "start\n", "--timeout 1 --junit r.xml");
   EXPECT_EQ(result.status, 4);
   EXPECT_EQ(reasonInResults(), "exit status 4: a call of the add-in took longer than --timeout");
+}
+
+TEST_F(Supervisor, ATimeoutIsForTheHost) {
+  const Result result = playWith("hang the host", "start\n", "--timeout 1 --junit r.xml");
+  EXPECT_EQ(result.status, 4);
 }
 
 TEST_F(Supervisor, ATimeoutIsANumberOfSeconds) {

@@ -143,8 +143,15 @@ void begin(const std::string& what) {
 void end() {
   if (kept == nullptr) return;
   kept->underWay.set("");
-  kept->begun = 0;
+  kept->begun = kept->isTimedBetween ? monotonicTime() : 0;
   if (seconds > 0) alarm(0);
+}
+
+void endCall() {
+  if (process == getpid()) return end();
+  write(STDERR_FILENO,
+        "The add-in has forked the process. The copy ends where it returns to the host.\n");
+  endProcess(exit_status::failed);
 }
 
 void follow(const Json& entry) {
@@ -251,7 +258,7 @@ CrashReport::CrashReport(Host& host, const std::string& program, unsigned timeou
         kept->lastCallReturned = false;
       })),
       trace_(host.interceptor().trace.subscribe(follow)),
-      callReturned_(host.callReturned.subscribe(end)) {
+      callReturned_(host.callReturned.subscribe(endCall)) {
   if (kept == nullptr) kept = newCrashRecord().release();
   kept->program.set(program);
   seconds = isSupervised ? 0 : timeout;

@@ -50,6 +50,7 @@ struct CrashRecord {
   StackTrace stack;            // empty until the process ends, or was asked for it
   // When the present activity began, in nanoseconds of the monotonic clock; 0: there is none.
   std::atomic<std::int64_t> begun = 0;
+  bool isTimedBetween = false;  // the host between two activities is one for `begun`
 };
 
 // A record in memory that the child processes share. Throws std::runtime_error when there is no

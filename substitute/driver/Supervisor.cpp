@@ -218,6 +218,7 @@ class Child {
     }
     if (terminal) dup2(terminal->descriptor(), STDIN_FILENO);
     if (!how_.readsInput) dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
+    record_->isTimedBetween = how_.captures && !how_.readsInput;  // else it may wait for a user
     CrashReport::keepFor(*record_);
     const ScenarioEnd end = task.play();
     CrashReport::noteExit();
