@@ -81,6 +81,12 @@ TEST_F(Sweep, AScenarioThatFailsByItselfIsNotSwept) {
   EXPECT_EQ(count(result.output, "fail "), 0) << result.output;
 }
 
+TEST_F(Sweep, AScenarioWithoutACallFails) {
+  const Result result = play("offline\n", "--sweep");
+  EXPECT_EQ(result.status, 3);
+  expectLine(result.output, "s fails by itself: it makes no call of the host\n");
+}
+
 TEST_F(Sweep, WhatDoesNotGoWithItIsRefused) {
   for (const char* const arguments :
        {"--sweep", "--sweep -", "--sweep --data d s", "--sweep --trace t s",

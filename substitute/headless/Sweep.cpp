@@ -70,6 +70,10 @@ SweepEnd run(const Sweep& sweep, const std::function<void(const ScenarioResult&)
   const auto playFirst = [&sweep] { return sweep.play(nullptr); };
   int cutOffBy = supervise({{sweep.scenario, playFirst}}, sweep.how,
                            [&first](const ScenarioResult& result) { first = result; });
+  if (first.passed() && first.details["calls"].empty()) {
+    first.status = exit_status::failed;
+    first.reason = "it makes no call of the host";
+  }
   finished(first);
   if (!first.passed()) {
     std::cout << sweep.scenario << " fails by itself: " << printable(first.reason) << '\n'
