@@ -2,6 +2,7 @@
 stand-ins for cmake, ctest and dpkg-query are first on PATH, in a copy of the scripts."""
 
 import os
+import re
 import shutil
 import subprocess
 import tempfile
@@ -85,6 +86,13 @@ class TestCommand(Command):
             self.assertEqual(0, result.returncode)
             self.assertIn("usage: ./test", result.stdout)
             self.assertEqual([], self.started)
+
+    def HelpNamesTheLabels(self):
+        lists = "\n".join(file.read_text() for file in (SOURCE / "tests").glob("**/CMakeLists.txt"))
+        labels = set(re.findall(r"LABELS (\w+)", lists))
+        self.assertTrue(labels)
+        for label in labels:
+            self.assertIn(f'"{label}"', self.type("test", "--help").stdout)
 
     def BuildsEveryConfiguration(self):
         self.assertEqual([], self.options())
