@@ -90,7 +90,7 @@ TEST_F(Sweep, AScenarioWithoutACallFails) {
 TEST_F(Sweep, WhatDoesNotGoWithItIsRefused) {
   for (const char* const arguments :
        {"--sweep", "--sweep -", "--sweep --data d s", "--sweep --trace t s",
-        "--sweep --allow exit s", "--sweep --allow '' s"}) {
+        "--sweep --allow exit s", "--sweep --allow '' s", "--allow signal s"}) {
     scenario("s", "start\n");
     const Result result = runAsTyped(arguments);
     EXPECT_EQ(result.status, 2) << arguments;

@@ -218,6 +218,7 @@ int playAsTyped(HeadlessOptions& values) {
     return playAndReport(values, "", {}).status;
   }
   if (values.scenarios.empty() && values.sweep) throw UsageError("--sweep wants a scenario");
+  if (!values.allowed.empty() && !values.sweep) throw UsageError("--allow goes with --sweep only");
   if (values.scenarios.empty()) values.scenarios = {"-"};
   if (values.sweep || values.scenarios.size() > 1) checkOptionsForSeveral(values);
   std::vector<Commands> all;
