@@ -346,6 +346,20 @@ TEST_F(Supervisor, AStopOfTheHostPausesItsScenarios) {
   while (stateOf(playing) == "T") usleep(1000);
 }
 
+TEST_F(Supervisor, APauseDoesNotCountForTheTimeLimit) {
+  scenario("s", lasting);
+  makeFifo("process");
+  makeFifo("never");
+  begin("--timeout 3 s");
+  playingProcess();
+  kill(host_, SIGTSTP);
+  waitpid(host_, nullptr, WUNTRACED);
+  sleep(3);
+  kill(host_, SIGCONT);
+  std::ofstream(folder.path() + "/never").flush();
+  EXPECT_EQ(end().status, 0);
+}
+
 TEST_F(Supervisor, TheResultsAreWholeAfterEachScenario) {
   scenario("first", "offline\n");
   scenario("second", lasting);

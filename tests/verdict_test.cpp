@@ -223,6 +223,12 @@ TEST_F(Verdict, TheAddInDoesNotTouchTheScenarioOnStandardInput) {
   }
 }
 
+TEST_F(Verdict, WhatTheAddInStartsFindsStandardInputEmpty) {
+  scenario("s", "start\nmessage \"x; cat >eaten; echo end >>eaten\"\nstop\n");
+  EXPECT_EQ(runAsTyped("s", "of the user\n").status, 0);
+  EXPECT_EQ(readFile(folder.path() + "/eaten"), "end\n");
+}
+
 TEST_F(Verdict, TheTraceIsTheExpectedOne) {
   EXPECT_EQ(play("start\nstop\n", "--trace t").status, 0);
   const Result result = play("start\nstop\n", "--expect-trace t");
