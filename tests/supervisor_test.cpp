@@ -212,6 +212,14 @@ TEST_F(Supervisor, WhatTheAddInLeavesRunningEndsWithTheScenario) {
   expectEnd(std::stoi(readFile(folder.path() + "/left")));
 }
 
+TEST_F(Supervisor, WhatTheSystemsOpenStartsStays) {
+  scenario("s", "start\nmessage \"x; sleep 1000 & echo $! >left\"\nstop\n");
+  EXPECT_EQ(run("--system-open s").status, 0);
+  const pid_t left = std::stoi(readFile(folder.path() + "/left"));
+  EXPECT_EQ(stateOf(left), "S");
+  kill(left, SIGKILL);
+}
+
 TEST_F(Supervisor, NothingOutlastsTheTimeLimit) {
   struct Case {
     std::string misbehaviour;

@@ -244,7 +244,7 @@ class Child {
 
   void judge(int status) {
     result_.seconds = static_cast<double>(monotonicTime() - beganAt_) / second;
-    ::kill(-process_, SIGKILL);  // what it has left running
+    if (how_.endsPrograms) ::kill(-process_, SIGKILL);
     Json said = Json::parse(end_.read(), nullptr, false);
     // A process that the add-in has forked may also say that it ended the scenario.
     const bool isComplete = said.is_object() && said["process"] == process_;

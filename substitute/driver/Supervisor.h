@@ -39,11 +39,12 @@ struct ScenarioTask {
 };
 
 struct Supervision {
-  std::string program;      // begins the reports
-  unsigned timeout = 0;     // how many seconds a call of the add-in may take; 0: no limit
-  unsigned jobs = 1;        // how many tasks are played at a time
-  bool captures = true;     // the output is put into the results
-  bool readsInput = false;  // a child reads the standard input of this process
+  std::string program;       // begins the reports
+  unsigned timeout = 0;      // how many seconds a call of the add-in may take; 0: no limit
+  unsigned jobs = 1;         // how many tasks are played at a time
+  bool captures = true;      // the output is put into the results
+  bool readsInput = false;   // a child reads the standard input of this process
+  bool endsPrograms = true;  // what a child leaves running in its group ends with it
 };
 
 // Plays all tasks. Passes the results to `finished` in the order of the tasks, each as soon as it

@@ -151,6 +151,7 @@ int playAll(const HeadlessOptions& values, const std::vector<Commands>& all) {
   Supervision how{program, values.timeout, values.jobs};
   how.captures = !isAlone || !values.junit.empty();
   how.readsInput = values.scenarios[0] == "-";
+  how.endsPrograms = !values.systemOpen;  // the user goes on with what the system has opened
   std::size_t passed = 0;
   ScenarioResult last;
   const int cutOffBy = supervise(tasks, how, [&](const ScenarioResult& result) {
