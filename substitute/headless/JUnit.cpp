@@ -85,8 +85,9 @@ void ResultsFile::add(const ScenarioResult& result) {
 
 void ResultsFile::write() const {
   if (path_.empty()) return;
+  const std::string xml = toJUnit(results_);  // can take long: until then the file stays as it is
   std::ofstream file(path_, std::ios::binary);
-  file << toJUnit(results_);
+  file << xml;
   if (!file.flush()) throw UsageError("the results cannot be written to " + path_, "--junit");
 }
 
