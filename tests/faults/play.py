@@ -2,12 +2,10 @@
 
 import json
 import os
-import shutil
 import signal
 import subprocess
-import threading
+import tempfile
 import time
-from concurrent.futures import ThreadPoolExecutor
 from functools import partial
 from itertools import zip_longest
 from pathlib import Path
@@ -16,7 +14,6 @@ from typing import NamedTuple, Optional
 import model
 
 as_text = partial(json.dumps, ensure_ascii=False)
-TIMEOUT = 60  # seconds; a case takes a few milliseconds
 ASSERTION = "Memory:150: operator->: Assertion `ptr_ != nullptr' failed."
 MAC_ASSERTION = "Assertion failed: (ptr_ != nullptr), function operator->, file Memory, line 150."
 # What substitute-host says of an add-in that breaks the rules; what is still held shows in the states.
@@ -37,18 +34,18 @@ class Case(NamedTuple):
 class Tools(NamedTuple):
     """What the cases are played with."""
 
-    host: list  # the command that runs substitute-host
+    runner: list  # the command that runs a program built for the add-in's system; empty: it runs itself
+    folder: Path  # of the programs
     addin: Path
     site: str  # where the add-in finds its learning page
     without_assertions: bool  # the add-in throws where it uses an empty handle
-    jobs: int  # how many cases are played at a time
     macos: bool = False
 
 
 class Ending(NamedTuple):
     """What a case left."""
 
-    status: Optional[int]  # as subprocess gives it; None: it did not end
+    status: int  # as subprocess gives it
     data: str  # the folder in which the host was installed
     out: str
     err: str
@@ -57,20 +54,23 @@ class Ending(NamedTuple):
 
 
 def play(cases, tools, folder):
-    """Plays each case in a process of its own, which asks for the state after every command. Gives the
-    endings in the order of the cases. Nobody else uses `folder` meanwhile."""
+    """Plays the cases, which ask for the state after every command. One start of the player serves all
+    that may do the same to files. Gives the endings in the order of the cases. Nobody else uses `folder`
+    meanwhile."""
+    places = [folder / str(number) for number in range(len(cases))]
+    results = {}
+    for with_rights in (True, False):
+        some = [at for at, case in enumerate(cases) if (case.disk == "open") == with_rights]
+        if some:
+            given = [prepare(cases[at], places[at]) for at in some]
+            results.update(zip(some, run_player(given, tools, folder / "tmp", with_rights)))
+    return [ending(results[at], place / "data", place / "trace") for at, place in enumerate(places)]
 
-    def play_somewhere(case):
-        return play_one(case, tools, Path(folder) / str(threading.get_ident()))
 
-    with ThreadPoolExecutor(tools.jobs) as pool:
-        return list(pool.map(play_somewhere, cases))
-
-
-def play_one(case, tools, place):
+def prepare(case, place):
+    """Makes the disk for a case. What the player is to do there."""
     data = place / "data"
     info_file = Path(f"{data}{model.INFO_FILE}")
-    shutil.rmtree(place, ignore_errors=True)
     (info_file.parent if case.disk != "no-folder" else data).mkdir(parents=True)
     if case.info_file is not None:
         info_file.write_bytes(case.info_file)
@@ -78,37 +78,40 @@ def play_one(case, tools, place):
         info_file.parent.chmod(0o500)
     elif case.disk.endswith("-file"):
         info_file.chmod(0o200 if case.disk == "unreadable-file" else 0o400)
-    scenario = place / "scenario"
-    scenario.write_text("".join(f"{line}\nstate\n" for line in case.scenario))
+    scenario = [line for command in case.scenario for line in (command, "state")]
+    return {"data": str(data), "addinFolder": case.disk != "no-folder", "trace": str(place / "trace"),
+            "scenario": scenario}
 
-    command = [*tools.host, "--addin", tools.addin, "--data", data, "--trace", place / "trace", scenario]
-    if case.disk == "no-folder":
-        command.append("--no-addin-folder")
-    if case.disk != "open" and os.geteuid() == 0:
+
+def run_player(given, tools, temporary, with_rights):
+    command = [*tools.runner, tools.folder / "fault-player", tools.addin]
+    if not with_rights and os.geteuid() == 0:
         # Root may read and write everything, unless it gives up the rights to.
         command = ["setpriv", "--bounding-set", "-dac_override,-dac_read_search", *command]
-    try:
-        # A process that aborts leaves its temporary files behind; here they go with the place.
-        result = subprocess.run(command, env={**os.environ, "TMPDIR": str(place)}, timeout=TIMEOUT,
-                                stdin=subprocess.DEVNULL, capture_output=True, check=False)
-        status, out, err = result.returncode, result.stdout, result.stderr
-    except subprocess.TimeoutExpired as stuck:
-        status, out, err = None, stuck.stdout or b"", stuck.stderr or b""
+    temporary.mkdir(exist_ok=True)
+    result = subprocess.run(command, env={**os.environ, "TMPDIR": str(temporary)},
+                            input="".join(as_text(one) + "\n" for one in given), text=True,
+                            stdout=subprocess.PIPE, check=True)
+    return [json.loads(line) for line in result.stdout.splitlines()]
+
+
+def ending(result, data, trace):
+    info_file = Path(f"{data}{model.INFO_FILE}")
     for path in info_file.parent, info_file:
         if path.exists():
             path.chmod(0o700)
-    trace = place / "trace"
-    return Ending(status, str(data), out.decode(errors="replace"), err.decode(errors="replace"),
+    return Ending(-result["signal"] or result["status"], str(data), result["output"], result["errors"],
                   trace.read_text(errors="replace") if trace.exists() else "",
                   info_file.read_bytes() if info_file.exists() else None)
 
 
-def differences(cases, tools, folder):
+def differences(cases, tools):
     """How each case differs from the model, a line each; no line where it does not."""
     while True:
         today = time.strftime("%d.%m.%Y")
-        found = [compare(ending, predict(case, tools, ending.data, today), tools)
-                 for case, ending in zip(cases, play(cases, tools, folder))]
+        with tempfile.TemporaryDirectory(prefix="velorin-") as folder:
+            found = [compare(ending, predict(case, tools, ending.data, today), tools)
+                     for case, ending in zip(cases, play(cases, tools, Path(folder)))]
         # A difference that midnight made is none.
         if today == time.strftime("%d.%m.%Y"):
             return found
@@ -137,15 +140,13 @@ def compare(ending, expected, tools):
 
 
 def of_status(status):
-    if status is None:
-        return "no end"
     return f"exit status {status}" if status >= 0 else f"the end by {signal.Signals(-status).name}"
 
 
 def tells_the_assertion(err, macos):
     """The assertion behind the name of the program, then the host's report; an emulator adds a line of
     its own."""
-    first, second, *_, last = [*err.splitlines(), "", ""]
+    first, second, *_ = [*err.splitlines(), "", ""]
     if second != "substitute-host: the host is ended by the signal SIGABRT":
         return False
     if macos:

@@ -1,0 +1,56 @@
+// Plays cases of fault-test: fault-player ADDIN. Each line of standard input is a case, {"data":
+// folder of the host, "addinFolder": whether the add-in's folder is made, "trace": file,
+// "scenario": [commands]}. Each is played in a child process, as substitute-host plays a scenario.
+// Then there is a line for each case, {"status", "signal", "output", "errors"}, in the order of the
+// cases.
+#include <cstdlib>
+#include <iostream>
+
+#include "substitute/driver/CommandLine.h"
+#include "substitute/driver/Errors.h"
+#include "substitute/driver/HostSession.h"
+#include "substitute/driver/Profile.h"
+#include "substitute/driver/Scenario.h"
+#include "substitute/driver/Supervisor.h"
+
+namespace {
+
+using namespace substitute;
+
+constexpr const char* program = "substitute-host";
+constexpr unsigned timeout = 60;  // in seconds; a case takes some milliseconds
+
+ScenarioEnd play(const Json& one, const std::string& addin) {
+  try {
+    CommandLine values;
+    values.addin = addin;
+    values.data = one["data"];
+    values.noAddinFolder = !one["addinFolder"];
+    values.trace = one["trace"];
+    values.entitlement = profile().entitlement;
+    HostSession session(values, program, {"-"});
+    for (const std::string line : one["scenario"]) session.runner().play(parseCommand(line));
+    session.conclude();
+    flushOutput();
+    return {};
+  } catch (const std::exception&) {
+    return {printException(program), ""};
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 2) return EXIT_FAILURE;
+  std::vector<ScenarioTask> tasks;
+  for (std::string text; std::getline(std::cin, text);) {
+    tasks.push_back({"", [one = Json::parse(text), argv] { return play(one, argv[1]); }});
+  }
+  return supervise(tasks, {program, timeout}, [](const ScenarioResult& result) {
+    std::cout << line({{"status", result.status},
+                       {"signal", result.signal},
+                       {"output", result.output},
+                       {"errors", result.errors}})
+              << '\n';
+  });
+}
