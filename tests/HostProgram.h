@@ -47,6 +47,7 @@ class HostProgram : public testing::Test {
   std::string command(const std::string& arguments) const {
     return "cd '" + folder.path() +
            "' && HOME=\"$PWD\" XDG_DATA_HOME= XDG_STATE_HOME= TMPDIR=\"$PWD/tmp\" "
+           "PATH=\"$PWD/bin:$PATH\" "
            "exec '" VELORIN_SUBSTITUTE_HOST "' " +
            arguments;
   }
@@ -90,6 +91,13 @@ class HostProgram : public testing::Test {
     EXPECT_NE(result.errors.find(words), std::string::npos) << result.errors;
     EXPECT_EQ(std::count(result.errors.begin(), result.errors.end(), '\n'), 1) << result.errors;
     EXPECT_FALSE(std::filesystem::exists(folder.path() + "/data"));
+  }
+
+  // `part` is a line of `text`, or the beginning of one.
+  static void expectLine(const std::string& text, const std::string& part) {
+    EXPECT_NE(("\n" + text).find("\n" + part), std::string::npos)
+        << "missing: " << part << "\nin:\n"
+        << text;
   }
 
   // The lines of the output that are JSON: what `state` printed.

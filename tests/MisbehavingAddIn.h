@@ -47,11 +47,4 @@ class MisbehavingAddIn : public HostProgram {
     const auto begin = found + before.size();
     return xml.substr(begin, xml.find('"', begin) - begin);
   }
-
-  // `part` is a line of `text`, or the beginning of one.
-  static void expectLine(const std::string& text, const std::string& part) {
-    EXPECT_NE(("\n" + text).find("\n" + part), std::string::npos)
-        << "missing: " << part << "\nin:\n"
-        << text;
-  }
 };

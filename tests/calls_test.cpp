@@ -1,8 +1,8 @@
-// The calls as code: how a line is spelled, and where substitute-host prints them.
+// The calls as code: how a line is spelled, and the log of those that were made.
 #include "substitute/driver/Calls.h"
 
 #include "substitute/driver/ScenarioRunner.h"
-#include "tests/HostProgram.h"
+#include "tests/AddInFixture.h"
 
 namespace {
 
@@ -16,22 +16,6 @@ struct Spelling {
 void expectSpelled(const std::vector<Spelling>& all, CallForm form) {
   for (const auto& [entry, code] : all) EXPECT_EQ(callLine(Json::parse(entry), form), code);
 }
-
-class PrintedCalls : public HostProgram {
- protected:
-  // Plays `lines` as the scenario "s".
-  Result play(const std::string& options, const std::string& lines) {
-    writeFile(folder.path() + "/s", lines);
-    return runAsTyped(options + " s");
-  }
-
-  // The output from `words` on.
-  static std::string from(const std::string& words, const Result& result) {
-    const auto begin = result.output.find(words);
-    EXPECT_NE(begin, std::string::npos) << result.output << result.errors;
-    return begin == std::string::npos ? "" : result.output.substr(begin);
-  }
-};
 
 }  // namespace
 
@@ -110,79 +94,6 @@ TEST(Calls, JsonThatIsNoEntryStaysJson) {
     EXPECT_EQ(callLine(Json::parse(json), CallForm::full), json);
   }
   EXPECT_EQ(callLine(Json::parse(R"({"op":"a","args":[],"result":1})"), CallForm::full), "a() = 1");
-}
-
-TEST_F(PrintedCalls, StandBelowTheirCommand) {
-  const Result result = play("--calls", "start\nremove palette teachPalete\nclick\n");
-  EXPECT_EQ(result.status, 0) << result.errors;
-  EXPECT_EQ(from("> start", result)
-                .rfind("> start\n"
-                       "  The add-in is loaded.\n"
-                       "  run\n"
-                       "    Application.get() = Application\n",
-                       0),
-            0U)
-      << result.output;
-  EXPECT_NE(result.output.find("\n  run = true\n  run returned true.\n"), std::string::npos);
-  const std::string click = from("> click", result);
-  EXPECT_EQ(
-      click.rfind("> click\n  notify CmdCreatedEventHandler\n    CommandCreatedEventArgs.", 0), 0U)
-      << click;
-  for (const char* const line :
-       {"\n  notify CmdExecuteEventHandler\n",
-        "\n    Application.executeTextCommand(\"Debug.EntitlementString\") = "
-        "\"VELORIN-EXAMPLE 2026\"\n",
-        "\n    Palettes.itemById(\"teachPalete\") = null\n",
-        "\n    Palettes.add(\"teachPalete\", \"Velorin\", \"https://learning.velorin.example/f…\", "
-        "true, …) = Palette:teachPalete\n",
-        "\n    HTMLEvent.add(RovaHTMLEventHandler) = true\n"}) {
-    EXPECT_NE(click.find(line), std::string::npos) << line << click;
-  }
-}
-
-TEST_F(PrintedCalls, AreWholeWhenAskedFor) {
-  const std::string full = from("Palettes.add(", play("--calls=full", "start\n"));
-  EXPECT_EQ(full.substr(0, full.find('\n')),
-            "Palettes.add(\"teachPalete\", \"Velorin\", "
-            "\"https://learning.velorin.example/fusion360/"
-            "learning.asp?lang=CSY&lic=VELORIN-EXAMPLE 2026\", "
-            "true, true, true, 300, 400, true) = Palette:teachPalete");
-}
-
-TEST_F(PrintedCalls, HoldWhatTheAddInThrewAndOpened) {
-  const Result result = play("--calls", "start\nmessage \"a b\"\nmessage \n");
-  EXPECT_NE(result.output.find("\n    open(\"a\", \"b\")\n"), std::string::npos) << result.output;
-  EXPECT_NE(result.output.find("\n    threw std::out_of_range(\""), std::string::npos)
-      << result.output;
-}
-
-TEST_F(PrintedCalls, OptionTakesNoWordButFull) {
-  const Result wrong = play("--calls=long", "start\n");
-  EXPECT_EQ(wrong.status, 2);
-  EXPECT_EQ(wrong.errors, "substitute-host: --calls: 'long' is not full; see --help.\n");
-}
-
-TEST_F(PrintedCalls, LineOfAScenarioIsNoSuchCommand) {
-  const Result result = play("", "start\ncalls 1\n");
-  EXPECT_EQ(result.status, 2);
-  EXPECT_EQ(result.output, "");
-  EXPECT_NE(result.errors.find("s:2: 'calls' is understood at the prompt alone"), std::string::npos)
-      << result.errors;
-}
-
-TEST_F(PrintedCalls, TellWhereAnExpectedTraceDiffers) {
-  writeFile(folder.path() + "/t",
-            "{\"event\":\"run\"}\n{\"op\":\"Application.get\",\"args\":[],\"result\":null}\n");
-  const Result other = play("--expect-trace t", "start\n");
-  EXPECT_NE(other.output.find("\"result\":\"Application\"}\n"
-                              "  expected Application.get() = null\n"
-                              "  found    Application.get() = Application\n"),
-            std::string::npos)
-      << other.output;
-  const Result shorter = play("--expect-trace t", "offline\n");
-  EXPECT_NE(shorter.output.find(", found no more\n  expected run\n  found    no more\n"),
-            std::string::npos)
-      << shorter.output;
 }
 
 class LoggedCalls : public AddInFixture {

@@ -87,14 +87,3 @@ TEST_F(Sweep, AScenarioWithoutACallFails) {
   expectLine(result.output, "s fails by itself: it makes no call of the host\n");
 }
 
-TEST_F(Sweep, WhatDoesNotGoWithItIsRefused) {
-  for (const char* const arguments :
-       {"--sweep", "--sweep -", "--sweep --data d s", "--sweep --trace t s",
-        "--sweep --allow exit s", "--sweep --allow '' s", "--allow signal s"}) {
-    scenario("s", "start\n");
-    const Result result = runAsTyped(arguments);
-    EXPECT_EQ(result.status, 2) << arguments;
-    EXPECT_EQ(result.output, "");
-    EXPECT_EQ(std::count(result.errors.begin(), result.errors.end(), '\n'), 1) << result.errors;
-  }
-}

@@ -11,96 +11,6 @@ class Verdict : public MisbehavingAddIn {};
 
 }  // namespace
 
-TEST_F(Verdict, WhatIsAsExpectedIsNotRepeated) {
-  const Result with = play("start\nexpect /run true\nexpect /palettes/0/visible true\nstop\n");
-  const Result without = play("start\nstop\n");
-  EXPECT_EQ(with.status, 0);
-  EXPECT_EQ(with.output, without.output + "4 commands, 2 expectations, 0 failed\n");
-  EXPECT_EQ(with.errors, "");
-}
-
-TEST_F(Verdict, AFailedExpectationIsReportedAndTheScenarioGoesOn) {
-  const Result result = play("start\n\nexpect /palettes/0/width 301\nexpect-not /run true\nstop\n");
-  EXPECT_EQ(result.status, 3);
-  expectLine(result.output, "s:3: expected /palettes/0/width 301, found 300\n");
-  expectLine(result.output, "s:4: expected not /run true, found true\n");
-  expectLine(result.output, "  stop returned true.");
-  EXPECT_EQ(result.lastLine(), "4 commands, 2 expectations, 2 failed\n");
-}
-
-TEST_F(Verdict, AMissingValueFailsExpectAndHoldsForExpectNot) {
-  const Result result = play(
-      "expect /palettes/0 null\nexpect-not /palettes/0 null\nexpect-not /palettes/x 1\n"
-      "expect-not /palettes/99999999999999999999 1\nexpect-not /offline/a false\n");
-  EXPECT_EQ(result.status, 3);
-  expectLine(result.output, "s:1: expected /palettes/0 null, found nothing\n");
-  EXPECT_EQ(result.lastLine(), "5 commands, 5 expectations, 1 failed\n");
-}
-
-TEST_F(Verdict, EveryKeyOfTheStateCanBeExpected) {
-  const std::vector<substitute::Json> before = states(play("state\n"));
-  ASSERT_EQ(before.size(), 1U);
-  std::string lines;
-  for (const auto& [key, value] : before[0].items()) lines += "expect-not /" + key + " 99\n";
-  const Result result = play(lines);
-  EXPECT_EQ(result.status, 0) << result.output << result.errors;
-}
-
-TEST_F(Verdict, AKeyThatNoStateHasIsAWrongLine) {
-  for (const char* const pointer : {"/palletes/0/visible", "/palletes", "/"}) {
-    const Result result = play("start\nexpect-not " + std::string(pointer) + " true\n");
-    EXPECT_EQ(result.status, 2) << pointer;
-    EXPECT_EQ(result.output, "");
-    expectLine(result.errors, "substitute-host: s:2: the state has no '");
-  }
-}
-
-TEST_F(Verdict, ObjectsAreEqualInAnyOrderOfTheirKeys) {
-  EXPECT_EQ(play("expect /toolbars [{\"controls\": [{\"class\": \"CommandControl\", \"id\": "
-                 "\"HelpGroupCommand\"}], \"id\": \"QATRight\"}]\n")
-                .status,
-            0);
-}
-
-TEST_F(Verdict, TheStateHoldsWhatWasReturnedThrownAndPlanned) {
-  const Result result = play(
-      "expect /run null\nexpect /stop null\nexpect /thrown []\nexpect /infoLines []\n"
-      "fail Palettes.add 2\nfail Toolbars.itemById 1 throw\nfail Palettes.add 3 throw\n"
-      "expect /pendingFaults [\"Palettes.add 2 null\", \"Toolbars.itemById 1 throw\", "
-      "\"Palettes.add 3 throw\"]\n"
-      "start\nexpect /run null\nexpect /thrown [\"std::runtime_error\"]\n"
-      "expect /pendingFaults [\"Palettes.add 1 null\", \"Palettes.add 2 throw\"]\n"
-      "expect /infoLines/1 \"1\"\nexpect-not /infoLines/2 \"\"\n"
-      "unload\nstart\nexpect /run true\nremove toolbar QATRight\nstop\nexpect /stop false\n");
-  EXPECT_EQ(result.status, 0) << result.output;
-}
-
-TEST_F(Verdict, TheInfoFileIsRemoved) {
-  const Result result = play(
-      "reset\nstart\nstop\nexpect /infoLines/1 \"1\"\nreset\nexpect /infoLines []\nstart\n"
-      "expect /infoLines/1 \"1\"\nstop\n");
-  EXPECT_EQ(result.status, 0) << result.output;
-  expectLine(result.output, "> reset\n  There is no info file.\n");
-  expectLine(result.output, "> reset\n  The info file reads: nothing\n");
-}
-
-TEST_F(Verdict, EveryPaletteCanSendAMessage) {
-  const Result result = play(
-      "start\nmessage-to  teachPalete   a b \nmessage-to teachPalete \nmessage-to none x\n"
-      "expect /opened [[\"a\", \"b\"]]\nexpect /thrown [\"std::out_of_range\"]\n",
-      "--trace t");
-  EXPECT_EQ(result.status, 0) << result.output;
-  expectLine(result.output, "  There is no palette \"none\" whose page could send that.\n");
-  EXPECT_NE(readFile(folder.path() + "/t").find(R"("result":"  a b ")"), std::string::npos);
-}
-
-TEST_F(Verdict, NothingIsFoundOfASoundAddIn) {
-  const Result result = playWith("", "start\nstop\n", "--strict");
-  EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.output.find("suspicious"), std::string::npos);
-  EXPECT_EQ(result.lastLine(), "2 commands, 0 expectations, 0 failed\n");
-}
-
 TEST_F(Verdict, AFindingIsReportedAndFailsWhenStrict) {
   struct Case {
     const char* misbehaviour;
@@ -132,31 +42,6 @@ TEST_F(Verdict, AFindingIsReportedAndFailsWhenStrict) {
     EXPECT_EQ(strict.output.rfind(plain.output, 0), 0U) << strict.output;
     EXPECT_NE(strict.lastLine().find(", 0 expectations, 1 failed\n"), std::string::npos);
   }
-}
-
-TEST_F(Verdict, ACommandThatTestsNothingFailsWhenStrict) {
-  for (const auto& [line, sentence] : std::vector<std::pair<std::string, std::string>>{
-           {"click x", "s:1: There is no button \"x\"."},
-           {"message x", "s:1: There is no palette \"teachPalete\" whose page could send that."},
-           {"message-to x y", "s:1: There is no palette \"x\" whose page could send that."},
-           {"hide x", "s:1: There is no palette \"x\"."},
-           {"show x", "s:1: There is no palette \"x\"."},
-           {"close x", "s:1: There is no palette \"x\"."},
-           {"dock x 1", "s:1: There is no palette \"x\"."},
-           {"remove definition x", "s:1: There is no definition \"x\"."},
-           {"plant control HelpGroupCommand", "s:1: The host refuses the control "},
-           {"stop", "s:1: The add-in is not loaded."},
-           {"unload", "s:1: The add-in is not loaded."},
-           {"# nothing", "The scenario has no command."},
-       }) {
-    SCOPED_TRACE(line);
-    EXPECT_EQ(play(line + "\n").status, 0);
-    const Result strict = play(line + "\n", "--strict");
-    EXPECT_EQ(strict.status, 3);
-    expectLine(strict.output, "What is suspicious:\n  " + sentence);
-    EXPECT_NE(strict.lastLine().find(", 0 expectations, 1 failed\n"), std::string::npos);
-  }
-  EXPECT_EQ(play("reset\n", "--strict").status, 0);
 }
 
 TEST_F(Verdict, AHandlerThatOutlivesItsLibraryIsNeverCalled) {
@@ -229,40 +114,6 @@ TEST_F(Verdict, WhatTheAddInStartsFindsStandardInputEmpty) {
   EXPECT_EQ(readFile(folder.path() + "/eaten"), "end\n");
 }
 
-TEST_F(Verdict, TheTraceIsTheExpectedOne) {
-  EXPECT_EQ(play("start\nstop\n", "--trace t").status, 0);
-  const Result result = play("start\nstop\n", "--expect-trace t");
-  EXPECT_EQ(result.status, 0) << result.output;
-  EXPECT_EQ(result.lastLine(), "2 commands, 1 expectation, 0 failed\n");
-}
-
-TEST_F(Verdict, TheFirstLineOfTheTraceThatDiffersIsReported) {
-  writeFile(
-      folder.path() + "/t",
-      "{\"event\": \"run\"}\n{\"args\": [], \"op\": \"Application.get\", \"result\": null}\n");
-  const Result other = play("start\nstop\n", "--expect-trace t");
-  EXPECT_EQ(other.status, 3);
-  expectLine(other.output,
-             "t:2: expected {\"args\": [], \"op\": \"Application.get\", \"result\": null}, found "
-             "{\"op\":\"Application.get\",\"args\":[],\"result\":\"Application\"}\n");
-  const Result shorter = play("offline\n", "--expect-trace t");
-  EXPECT_EQ(shorter.status, 3);
-  expectLine(shorter.output, "t:1: expected {\"event\": \"run\"}, found no more\n");
-  writeFile(folder.path() + "/t", "");
-  const Result longer = play("start\nstop\n", "--expect-trace t");
-  EXPECT_EQ(longer.status, 3);
-  expectLine(longer.output, "t:1: expected no more, found {\"event\":\"run\"}\n");
-}
-
-TEST_F(Verdict, AnExpectedTraceThatIsNoneIsRefused) {
-  writeFile(folder.path() + "/t", "{\"event\": \"run\"}\nrun\n");
-  const Result wrong = play("start\n", "--expect-trace t");
-  EXPECT_EQ(wrong.status, 2);
-  EXPECT_EQ(wrong.output, "");
-  expectLine(wrong.errors, "substitute-host: t:2: ");
-  EXPECT_EQ(play("start\n", "--expect-trace nowhere").status, 2);
-}
-
 TEST_F(Verdict, SeveralScenariosAreJudgedEach) {
   scenario("good", "start\nexpect /run true\nstop\n");
   scenario("bad", "start\nexpect /run false\nstop\n");
@@ -279,26 +130,6 @@ TEST_F(Verdict, SeveralScenariosAreJudgedEach) {
   const Result good = runAsTyped("good good");
   EXPECT_EQ(good.status, 0);
   EXPECT_EQ(good.output, "passed: good\npassed: good\n2 passed, 0 failed\n");
-}
-
-TEST_F(Verdict, AllLinesAreCheckedBeforeAnyScenarioPlays) {
-  scenario("good", "start\nstop\n");
-  scenario("wrong", "start\njump\n");
-  const Result result = runAsTyped("good wrong");
-  EXPECT_EQ(result.status, 2);
-  EXPECT_EQ(result.output, "");
-  expectLine(result.errors, "substitute-host: wrong:2: ");
-}
-
-TEST_F(Verdict, WhatGoesWithOneScenarioIsRefusedWithSeveral) {
-  scenario("good", "offline\n");
-  for (const char* const option : {"--data d", "--trace t", "--expect-trace t"}) {
-    const Result result = runAsTyped(std::string(option) + " good good");
-    EXPECT_EQ(result.status, 2) << option;
-    EXPECT_EQ(result.output, "");
-  }
-  EXPECT_EQ(runAsTyped("good -").status, 2);
-  EXPECT_FALSE(fs::exists(folder.path() + "/t"));
 }
 
 TEST_F(Verdict, TheResultsAreXmlWhateverIsPrinted) {
@@ -339,10 +170,4 @@ TEST_F(Verdict, TheResultsGiveTheReason) {
     playWith(one.misbehaviour, one.lines, std::string("--junit r.xml ") + one.options);
     EXPECT_EQ(reasonInResults(), one.reason);
   }
-}
-
-TEST_F(Verdict, AnExpectationIsComparedAsItIsPrinted) {
-  const Result result =
-      play("start\nmessage \"\xFF\"\nexpect /opened/0/0 \"\xEF\xBF\xBD\"\nstop\n");
-  EXPECT_EQ(result.status, 0) << result.output;
 }
