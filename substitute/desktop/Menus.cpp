@@ -4,7 +4,6 @@
 #include <QFileDialog>
 #include <QInputDialog>
 #include <QMenuBar>
-#include <QSaveFile>
 #include <algorithm>
 #include <sstream>
 
@@ -15,6 +14,7 @@
 #include "substitute/desktop/PaletteDock.h"
 #include "substitute/desktop/Playback.h"
 #include "substitute/desktop/TracePanel.h"
+#include "substitute/desktop/Widgets.h"
 #include "substitute/driver/Scenario.h"
 #include "substitute/driver/Text.h"
 #include "substitute/driver/Velorin.h"
@@ -85,19 +85,13 @@ void Menus::saveScenario(const QString& path, bool withExpectations) {
   std::ostringstream scenario;
   const Recording& recording = window_.recording();
   recording.write(scenario, withExpectations);
-  const std::string bytes = scenario.str();
-  QSaveFile file(path);
-  if (!file.open(QIODevice::WriteOnly) ||
-      file.write(bytes.data(), static_cast<qint64>(bytes.size())) < 0 || !file.commit()) {
-    const QString sentence = tr("The scenario cannot be written to %1: %2.");
-    return commands_.showMessage(sentence.arg(path, file.errorString()));
-  }
-  QString sentence = tr("Saved in %1").arg(QFileInfo(path).fileName());
+  QString note;
   if (const auto omissions = static_cast<long>(recording.omissions())) {
-    sentence += tr("; comments name what no line can hold, in %1")
-                    .arg(QString::fromStdString(plural(omissions, "place")));
+    note = tr("; comments name what no line can hold, in %1")
+               .arg(QString::fromStdString(plural(omissions, "place")));
   }
-  commands_.showMessage(sentence + '.');
+  const QByteArray bytes = QByteArray::fromStdString(scenario.str());
+  commands_.showMessage(saveFile(tr("The scenario"), path, bytes, note));
 }
 
 QAction* Menus::add(QMenu& menu, const char* name, const QString& text,

@@ -6,6 +6,7 @@
 
 #include "substitute/driver/Errors.h"
 #include "substitute/driver/ExitStatus.h"
+#include "substitute/driver/Supervisor.h"
 
 namespace substitute {
 
@@ -22,6 +23,7 @@ void handleMessage(QtMsgType type, const QMessageLogContext& context, const QStr
     if (type != QtFatalMsg) return;
     printError(programName, "no window can be opened on the display " + display +
                                 "; substitute-host plays in the terminal");
+    tellEnd({exit_status::wrongInput, ""});
     std::_Exit(exit_status::wrongInput);
   }
   for (const char* const dropped :

@@ -3,13 +3,11 @@
 #include <QAction>
 #include <QClipboard>
 #include <QFileDialog>
-#include <QFileInfo>
 #include <QGuiApplication>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QRegularExpression>
-#include <QSaveFile>
 #include <QScrollBar>
 #include <QSortFilterProxyModel>
 #include <QStandardItemModel>
@@ -111,12 +109,7 @@ void TracePanel::append(const Json& entry, int command) {
 }
 
 void TracePanel::save(const QString& path) {
-  QSaveFile file(path);
-  const bool isSaved =
-      file.open(QIODevice::WriteOnly) && file.write(json_) == json_.size() && file.commit();
-  Q_EMIT reported(isSaved
-                      ? tr("Saved in %1.").arg(QFileInfo(path).fileName())
-                      : tr("The trace cannot be written to %1: %2.").arg(path, file.errorString()));
+  Q_EMIT reported(saveFile(tr("The trace"), path, json_));
 }
 
 void TracePanel::makeActions() {

@@ -1,9 +1,11 @@
 #include "substitute/desktop/Widgets.h"
 
 #include <QDockWidget>
+#include <QFileInfo>
 #include <QFontDatabase>
 #include <QHBoxLayout>
 #include <QHeaderView>
+#include <QSaveFile>
 #include <QStylePainter>
 #include <QToolButton>
 
@@ -34,6 +36,15 @@ QString withLineBreaks(const QString& text) {
 
 QString toTooltip(const QString& text) {
   return "<p>" + withLineBreaks(text).toHtmlEscaped().replace('\n', "<br>") + "</p>";
+}
+
+QString saveFile(const QString& what, const QString& path, const QByteArray& bytes,
+                 const QString& note) {
+  QSaveFile file(path);
+  if (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit()) {
+    return QLabel::tr("Saved in %1%2.").arg(QFileInfo(path).fileName(), note);
+  }
+  return QLabel::tr("%1 cannot be written to %2: %3.").arg(what, path, file.errorString());
 }
 
 void setUpSentence(QLabel& label) {

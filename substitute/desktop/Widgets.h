@@ -13,6 +13,11 @@ namespace substitute {
 // `text` as rich text for a tooltip: HTML in it is escaped, and long words may be broken.
 QString toTooltip(const QString& text);
 
+// Writes `bytes` to the file `path`. Returns a sentence: where they were saved, with `note`, or why
+// `what` cannot be written there.
+QString saveFile(const QString& what, const QString& path, const QByteArray& bytes,
+                 const QString& note = {});
+
 // A label for a sentence that may be long: it wraps its lines, and does not widen its parent.
 // showSentence() shows at most 241 characters, and all of it in the tooltip and to a screen reader,
 // which reads it out at once.

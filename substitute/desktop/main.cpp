@@ -1,19 +1,19 @@
 // substitute-desktop: the substitute host with a window.
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <QApplication>
 #include <QTimer>
 #include <cstdlib>
 #include <functional>
-#include <stdexcept>
+#include <memory>
 
+#include "substitute/desktop/CrashDialogs.h"
 #include "substitute/desktop/LearningSite.h"
 #include "substitute/desktop/MainWindow.h"
 #include "substitute/desktop/PlatformPlugin.h"
 #include "substitute/desktop/Playback.h"
 #include "substitute/desktop/Theme.h"
 #include "substitute/desktop/WebPage.h"
+#include "substitute/desktop/WindowParent.h"
 #include "substitute/driver/CommandLine.h"
 #include "substitute/driver/Errors.h"
 #include "substitute/driver/ExitStatus.h"
@@ -28,11 +28,13 @@ using namespace substitute;
 
 struct DesktopOptions : CommandLine {
   std::string scenario;
-  std::string nextScenario;
   std::string screenshot;
   std::string theme;
   std::string site;
   bool quit = false;
+
+  // Whether the window leaves by itself. Then it needs no display, and asks for nothing.
+  bool ends() const { return quit || !screenshot.empty(); }
 };
 
 constexpr const char* program = "substitute-desktop";
@@ -107,18 +109,18 @@ QString layoutFile() {
   return folder.empty() ? QString() : QString::fromStdString(folder + "/window.ini");
 }
 
-// Shows the window until it is closed. Returns the exit status, and in `values` the scenario that a
-// new host is to play.
-int show(DesktopOptions& values, int& argc, char** argv) {
-  const bool plays = !values.scenario.empty();
-  const bool ends = values.quit || !values.screenshot.empty();
+// Shows the window for `scenario` until it is closed, and keeps in the file `played` what is
+// played. `argv` is that of main().
+ScenarioEnd show(DesktopOptions& values, const std::string& scenario, const std::string& played,
+                 char** argv) {
+  const bool plays = !scenario.empty();
   const std::vector<Command> commands =
-      plays ? readScenario(values.scenario) : std::vector{parseCommand("start")};
-  const auto application = startQt(!ends, program, argc, argv);
+      plays ? readScenario(scenario) : std::vector{parseCommand("start")};
+  int count = 1;  // Qt gets no options
+  const auto application = startQt(!values.ends(), program, count, argv);
   QApplication::setApplicationName(program);
 
-  HostSession session(values, program,
-                      plays ? std::vector{values.scenario} : std::vector<std::string>());
+  HostSession session(values, program, plays ? std::vector{scenario} : std::vector<std::string>());
 
   const Theme theme = chosenTheme(values.theme);
   apply(theme);
@@ -129,10 +131,11 @@ int show(DesktopOptions& values, int& argc, char** argv) {
   WebEngine engine(session.host(), site, theme);
   MainWindow window(session.host(), session.runner(), engine, values.addin);
   // A scenario that ends the program is played without an additional `stop`.
-  window.setStopsAtEnd(!ends);
-  if (!ends) window.useLayout(layoutFile());
+  window.setStopsAtEnd(!values.ends());
+  if (!values.ends()) window.useLayout(layoutFile());
   window.recording().setOptions(optionsToRecord(values));
-  if (ends) window.playback().setSpeed(Playback::Speed::atOnce);
+  window.recording().keepIn(played);
+  if (values.ends()) window.playback().setSpeed(Playback::Speed::atOnce);
   startPlayback(window, commands, [&] {
     if (!values.screenshot.empty()) {
       takeScreenshot(window, values.screenshot);
@@ -142,33 +145,43 @@ int show(DesktopOptions& values, int& argc, char** argv) {
   });
   window.show();
   const int status = QApplication::exec();
-  if (status != EXIT_SUCCESS) return status;
+  if (status != EXIT_SUCCESS) return {status, ""};
   const bool passed = session.conclude();
-  values.nextScenario = window.nextScenario();
+  flushOutput();
+  if (!window.nextScenario().empty()) return {EXIT_SUCCESS, "", window.nextScenario()};
   const std::string notPlayed = window.playback().notPlayed();
-  if (notPlayed.empty() || !values.nextScenario.empty()) {
-    return passed ? EXIT_SUCCESS : exit_status::failed;
-  }
-  printError(program, notPlayed);
-  return exit_status::failed;
+  if (!notPlayed.empty()) printError(program, notPlayed);
+  return {passed && notPlayed.empty() ? EXIT_SUCCESS : exit_status::failed, ""};
 }
 
-// Replaces this process by one that plays `scenario` with the same options.
-void restart(const CLI::App& parser, const std::string& scenario) {
-  std::vector<std::string> words = {program};
-  for (const CLI::Option* const option : parser.get_options()) {
-    const std::string name = option->get_name();
-    if (name.rfind("--", 0) != 0) continue;
-    for (const std::string& value : option->results()) {
-      words.push_back(option->get_expected_max() > 0 ? name + "=" + value : name);
+// Shows windows until the last one is closed. Returns the exit status.
+int superviseWindow(DesktopOptions& values, char** argv) {
+  WindowTasks tasks;
+  tasks.show = [&values, argv](const std::string& scenario, const std::string& played) {
+    try {
+      return show(values, scenario, played, argv);
+    } catch (const std::exception&) {
+      return ScenarioEnd{printException(program), ""};
     }
+  };
+  const auto accepts = [&values, argv](const auto& makeDialog) {
+    int count = 1;
+    const auto application = startQt(true, program, count, argv);
+    apply(chosenTheme(values.theme));
+    return makeDialog()->exec() == QDialog::Accepted;
+  };
+  if (!values.ends()) {
+    tasks.watchHang = [accepts](const CrashRecord& record) {
+      return accepts([&] { return std::make_unique<HangDialog>(record); });
+    };
+    tasks.showReport = [accepts](const std::string& report, const std::string& played) {
+      return accepts([&] {
+        return std::make_unique<ReportDialog>(QString::fromStdString(report),
+                                              QString::fromStdString(played));
+      });
+    };
   }
-  words.insert(words.end(), {"--", scenario});
-  std::vector<char*> arguments;
-  for (std::string& word : words) arguments.push_back(word.data());
-  arguments.push_back(nullptr);
-  execv(besideProgram(program).c_str(), arguments.data());
-  throw std::runtime_error("the program cannot be started again");
+  return superviseWindow(tasks, program, values.timeout, values.scenario);
 }
 
 }  // namespace
@@ -202,10 +215,7 @@ int main(int argc, char** argv) {
       ->check(checkNotEmpty);
   if (const auto status = readCommandLine(parser, values, argc, argv)) return *status;
   try {
-    int count = 1;  // Qt gets no options
-    const int status = show(values, count, argv);
-    if (!values.nextScenario.empty()) restart(parser, values.nextScenario);
-    return status;
+    return superviseWindow(values, argv);
   } catch (const std::exception&) {
     return printException(program);
   }

@@ -194,7 +194,8 @@ void writeReport(int file, const CrashRecord& record, ReportCause cause, const c
                  const char* stack) {
   constexpr const char* causes[] = {
       ": the host is ended by the signal ", ": the add-in ends the process",
-      ": a call of the add-in has not returned after the seconds of --timeout: "};
+      ": a call of the add-in has not returned after the seconds of --timeout: ",
+      ": a call of the add-in has not returned and is ended"};
   const auto writeAll = [file](std::initializer_list<const char*> strings) {
     for (const char* const string : strings) write(file, string);
   };

@@ -1,7 +1,6 @@
 // The report on standard error when the add-in ends the process that plays, or does not return. A
 // process that is supervised (Supervisor.h) only keeps what the report needs, in memory that it
-// shares with its parent, and the parent writes the report. The prompt and the window write it
-// themselves.
+// shares with its parent, and the parent writes the report. The prompt writes it itself.
 #pragma once
 
 #include <algorithm>
@@ -62,7 +61,7 @@ SharedCrashRecord newCrashRecord();
 std::int64_t monotonicTime();
 
 // Why there is a report. Its first line ends with the signal's name or the seconds of --timeout.
-enum class ReportCause { signal, exit, timeout };
+enum class ReportCause { signal, exit, timeout, hang };
 
 // Writes the report to the file descriptor `file`. `stack` describes the stack; null: nothing does,
 // and the C library names what it can. Safe in a signal handler.

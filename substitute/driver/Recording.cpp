@@ -52,12 +52,18 @@ Recording::Recording(ScenarioRunner& runner) : runner_(runner) {
   if (profile().restoration != nullptr) {
     const Restoration restoration = profile().restoration(runner.host());
     if (restoration.omission.empty()) {
-      lines_.push_back(restoration.command);
+      addLine(restoration.command);
     } else {
       addOmission(restoration.omission);
     }
   }
   playing_ = runner.playing.subscribe([this](const Command& command) { add(command); });
+}
+
+void Recording::keepIn(const std::string& path) {
+  kept_.open(path);
+  write(kept_, false);
+  kept_.flush();
 }
 
 void Recording::write(std::ostream& out, bool withExpectations) const {
@@ -86,14 +92,19 @@ void Recording::write(std::ostream& out, bool withExpectations) const {
 
 void Recording::add(const Command& command) {
   if (const auto line = lineOf(command)) {
-    lines_.push_back(*line);
+    addLine(*line);
   } else {
     addOmission(command.line);
   }
 }
 
+void Recording::addLine(const std::string& line) {
+  lines_.push_back(line);
+  if (kept_.is_open()) kept_ << line << std::endl;
+}
+
 void Recording::addOmission(const std::string& what) {
-  lines_.push_back("# Left out, since no line can hold it: " + printable(what));
+  addLine("# Left out, since no line can hold it: " + printable(what));
   ++omissions_;
 }
 

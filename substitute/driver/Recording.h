@@ -2,7 +2,7 @@
 #pragma once
 
 #include <cstddef>
-#include <iosfwd>
+#include <fstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -27,18 +27,24 @@ class Recording {
   // break. A comment replaces each of them.
   std::size_t omissions() const { return omissions_; }
 
+  // Writes the scenario to the file `path`, and from now on each line at once. Does nothing where
+  // the file cannot be written.
+  void keepIn(const std::string& path);
+
   // Writes the scenario to `out`. With expectations it ends with `expect` commands for the present
   // state, except for the parts that differ in every run.
   void write(std::ostream& out, bool withExpectations) const;
 
  private:
   void add(const Command& command);
+  void addLine(const std::string& line);
   void addOmission(const std::string& what);
 
   const ScenarioRunner& runner_;
   std::vector<std::string> options_;
   std::vector<std::string> lines_;
   std::size_t omissions_ = 0;
+  std::ofstream kept_;
   Signal<Command>::Subscription playing_;
 };
 

@@ -1,6 +1,7 @@
 #include "substitute/driver/Supervisor.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/select.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -31,10 +32,15 @@ namespace substitute {
 
 namespace {
 
-constexpr std::int64_t second = 1'000'000'000;  // in nanoseconds
+// In nanoseconds.
+constexpr std::int64_t second = 1'000'000'000;
+constexpr std::int64_t patience = 2 * second;       // before a call counts as a hang
+constexpr std::int64_t pollInterval = second / 10;  // while one does
 
 // Asks a child for its stack, which ends it. The function system() ignores other signals meanwhile.
 constexpr int stackSignal = SIGXCPU;
+
+int told = -1;  // in a child: the file that says how the scenario ended
 
 [[noreturn]] void throwError(const std::string& what) {
   throw std::runtime_error(what + ": " + std::generic_category().message(errno));
@@ -149,15 +155,16 @@ class Child {
  public:
   Child(const ScenarioTask& task, const Supervision& how, const Signals& signals,
         const std::optional<TerminalInput>& terminal)
-      : how_(how), beganAt_(monotonicTime()), record_(newCrashRecord()) {
+      : how_(how), signals_(signals), beganAt_(monotonicTime()), record_(newCrashRecord()) {
     result_.name = task.name;
     record_->program.set(how.program);
     std::cout.flush();
     process_ = forkChild();
-    if (process_ == 0) play(task, signals, terminal);
+    if (process_ == 0) play(task, terminal);
     setpgid(process_, process_);
   }
   ~Child() {
+    endWatcher();
     if (isOver_) return;
     kill();
     waitpid(process_, nullptr, 0);
@@ -171,6 +178,7 @@ class Child {
     // One that lets itself be traced is only stopped by a signal.
     if (waitpid(process_, &status, WNOHANG) != process_ || WIFSTOPPED(status)) return false;
     isOver_ = true;
+    endWatcher();
     judge(status);
     return true;
   }
@@ -178,14 +186,16 @@ class Child {
 
   // When keepTime() has something to do, on the monotonic clock; the largest number: never.
   std::int64_t deadline() const {
-    if (askedAt_ != 0) return askedAt_ + second;  // it keeps its stack, or does not listen
-    if (how_.timeout == 0) return INT64_MAX;
+    const std::int64_t now = monotonicTime();
+    if (watcher_ != 0) return std::min(timeLimit(), now + pollInterval);
     const std::int64_t begun = record_->begun;
-    return (begun == 0 ? monotonicTime() : begun) + how_.timeout * second;
+    if (!how_.watchHang || begun == watched_) return timeLimit();
+    return std::min(timeLimit(), (begun == 0 ? now : begun) + patience);
   }
 
   void keepTime() {
-    if (monotonicTime() < deadline()) return;
+    if (how_.watchHang) watchHang();
+    if (monotonicTime() < timeLimit()) return;
     if (askedAt_ != 0) return kill();
     isTimedOut_ = true;
     askForStack();
@@ -207,10 +217,9 @@ class Child {
   }
 
  private:
-  [[noreturn]] void play(const ScenarioTask& task, const Signals& signals,
-                         const std::optional<TerminalInput>& terminal) {
+  [[noreturn]] void play(const ScenarioTask& task, const std::optional<TerminalInput>& terminal) {
     setpgid(0, 0);
-    signals.restore();
+    signals_.restore();
     std::signal(SIGTTOU, SIG_IGN);  // it may write to the terminal
     if (how_.captures) {
       dup2(output_.descriptor(), STDOUT_FILENO);
@@ -220,15 +229,44 @@ class Child {
     if (!how_.readsInput) dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
     record_->isTimedBetween = how_.captures && !how_.readsInput;  // else it may wait for a user
     CrashReport::keepFor(*record_);
+    told = end_.descriptor();
     const ScenarioEnd end = task.play();
     CrashReport::noteExit();
-    const std::string said = line({{"process", getpid()},
-                                   {"status", end.status},
-                                   {"reason", end.reason},
-                                   {"details", end.details}});
-    // Where it cannot be written, it looks as if the add-in had ended the process.
-    static_cast<void>(!write(end_.descriptor(), said.data(), said.size()));
+    tellEnd(end);
     std::exit(end.status);
+  }
+
+  std::int64_t timeLimit() const {
+    if (askedAt_ != 0) return askedAt_ + second;  // it keeps its stack, or does not listen
+    if (how_.timeout == 0) return INT64_MAX;
+    const std::int64_t begun = record_->begun;
+    return (begun == 0 ? monotonicTime() : begun) + how_.timeout * second;
+  }
+
+  // Begins to watch a call that lasts, or ends that when the call or the watcher has ended.
+  void watchHang() {
+    const std::int64_t begun = record_->begun;
+    int status = 0;
+    if (watcher_ != 0 && (begun != watched_ || askedAt_ != 0)) {
+      endWatcher();
+    } else if (watcher_ != 0 && waitpid(watcher_, &status, WNOHANG) == watcher_) {
+      watcher_ = 0;
+      isEnded_ = WIFEXITED(status) && WEXITSTATUS(status) == EXIT_SUCCESS;
+      if (isEnded_) askForStack();
+    } else if (watcher_ == 0 && begun != 0 && begun != watched_ && askedAt_ == 0 &&
+               monotonicTime() >= begun + patience) {
+      watched_ = begun;
+      watcher_ = forkChild();
+      if (watcher_ != 0) return;
+      signals_.restore();
+      std::_Exit(how_.watchHang(*record_) ? EXIT_SUCCESS : EXIT_FAILURE);
+    }
+  }
+
+  void endWatcher() {
+    if (watcher_ == 0) return;
+    ::kill(watcher_, SIGKILL);
+    waitpid(std::exchange(watcher_, 0), nullptr, 0);
   }
 
   void askForStack() {
@@ -250,6 +288,9 @@ class Child {
     const bool isComplete = said.is_object() && said["process"] == process_;
     if (result_.isCutOff) {
       judgeSignal("cut off by ", !record_->underWay.empty());
+    } else if (isEnded_) {
+      fail(exit_status::timedOut, "a call of the add-in did not return");
+      report(ReportCause::hang, "");
     } else if (isTimedOut_) {
       fail(exit_status::timedOut, "a call of the add-in took longer than --timeout");
       report(ReportCause::timeout, std::to_string(how_.timeout));
@@ -281,11 +322,12 @@ class Child {
 
   void report(ReportCause cause, const std::string& detail) {
     LockedFolder::removeAbandoned();
-    writeReport(how_.captures ? errors_.descriptor() : STDERR_FILENO, *record_, cause,
-                detail.c_str(), describe(record_->stack).c_str());
+    writeReport(errors_.descriptor(), *record_, cause, detail.c_str(),
+                describe(record_->stack).c_str());
   }
 
   const Supervision& how_;
+  const Signals& signals_;
   std::int64_t beganAt_;
   SharedCrashRecord record_;
   Output output_;
@@ -294,6 +336,9 @@ class Child {
   pid_t process_ = 0;
   std::int64_t askedAt_ = 0;  // for its stack; 0: it was not
   bool isTimedOut_ = false;
+  pid_t watcher_ = 0;          // shows that a call lasts; 0: none does
+  std::int64_t watched_ = -1;  // when the call began that is watched, or was watched last
+  bool isEnded_ = false;       // by the watcher
   bool isOver_ = false;
   ScenarioResult result_;
 };
@@ -352,6 +397,23 @@ int supervise(const std::vector<ScenarioTask>& tasks, const Supervision& how,
       ++passedOn;
     }
   }
+}
+
+void tellEnd(const ScenarioEnd& end) {
+  const std::string said = line({{"process", getpid()},
+                                 {"status", end.status},
+                                 {"reason", end.reason},
+                                 {"details", end.details}});
+  // Where it cannot be written, it looks as if the add-in had ended the process.
+  static_cast<void>(!write(told, said.data(), said.size()));
+}
+
+void endBySignal(int number) {
+  const rlimit none = {0, 0};
+  setrlimit(RLIMIT_CORE, &none);
+  std::signal(number, SIG_DFL);
+  std::raise(number);
+  std::abort();
 }
 
 }  // namespace substitute

@@ -11,6 +11,8 @@
 
 namespace substitute {
 
+struct CrashRecord;
+
 // How a scenario ended, as the process that played it says.
 struct ScenarioEnd {
   int status = 0;      // the exit status
@@ -28,7 +30,7 @@ struct ScenarioResult {
   Json details;           // null when the process ended before the scenario did
   double seconds = 0;
   std::string output;  // where it is captured
-  std::string errors;
+  std::string errors;  // the same, and the report (CrashReport.h) in any case
 
   bool passed() const { return status == 0 && signal == 0; }
 };
@@ -45,6 +47,9 @@ struct Supervision {
   bool captures = true;      // the output is put into the results
   bool readsInput = false;   // a child reads the standard input of this process
   bool endsPrograms = true;  // what a child leaves running in its group ends with it
+  // Called in a process of its own when a call of the add-in has taken two seconds. That process
+  // ends with the call. When it returns true first, the call is ended. Null: not called.
+  std::function<bool(const CrashRecord& record)> watchHang = nullptr;
 };
 
 // Plays all tasks. Passes the results to `finished` in the order of the tasks, each as soon as it
@@ -53,5 +58,11 @@ struct Supervision {
 // a process cannot be made.
 int supervise(const std::vector<ScenarioTask>& tasks, const Supervision& how,
               const std::function<void(const ScenarioResult&)>& finished);
+
+// To be called in a child that exits before its task has returned: `end` is its end nevertheless.
+void tellEnd(const ScenarioEnd& end);
+
+// Ends this process by the signal `number`. It leaves no memory dump; that of the child is enough.
+[[noreturn]] void endBySignal(int number);
 
 }  // namespace substitute

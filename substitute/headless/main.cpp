@@ -1,10 +1,8 @@
 // substitute-host: the substitute host in a terminal.
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <csignal>
 #include <cstdlib>
 #include <iostream>
 #include <optional>
@@ -129,15 +127,6 @@ void printResult(const ScenarioResult& result) {
   }
   std::cout << "failed: " << result.name << ": " << printable(result.reason) << '\n'
             << indentedLines(result.output) << indentedLines(result.errors) << std::flush;
-}
-
-// Ends this process by the signal `number`. It leaves no memory dump; that of the child is enough.
-[[noreturn]] void endBySignal(int number) {
-  const rlimit none = {0, 0};
-  setrlimit(RLIMIT_CORE, &none);
-  std::signal(number, SIG_DFL);
-  std::raise(number);
-  std::abort();
 }
 
 // Plays the scenarios. The exit status of this process, unless a signal ends it.

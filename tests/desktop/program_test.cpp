@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <QDir>
+#include <csignal>
 
 #include "tests/desktop/DesktopFixture.h"
 
@@ -83,6 +84,24 @@ TEST(DesktopProgram, JudgesWhatItStartedWhenStrict) {
   const ProgramResult plain = runProgram("substitute-desktop", data);
   EXPECT_EQ(plain.status, 0) << plain.errors.toStdString();
   EXPECT_FALSE(plain.output.contains("still loaded"));
+}
+
+// A window that leaves by itself asks for nothing then.
+TEST(DesktopProgram, EndsAsTheAddInEndsIt) {
+  const QTemporaryDir folder;
+  QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+  for (const auto& [misbehaviour, status, words] :
+       {std::tuple("crash", SIGSEGV, "the host is ended by the signal SIGSEGV"),
+        std::tuple("hang", 4, "a call of the add-in has not returned after the seconds of --timeo"),
+        std::tuple("exit", 3, "the add-in ends the process")}) {
+    environment.insert("MISBEHAVE", misbehaviour);
+    const ProgramResult ended = runProgram("substitute-desktop",
+                                           {"--quit", "--timeout", "1", "--data", folder.path(),
+                                            "--addin", beside("libmisbehaving.so")},
+                                           environment);
+    EXPECT_EQ(ended.status, status);
+    EXPECT_TRUE(ended.errors.startsWith(QByteArray("substitute-desktop: ") + words));
+  }
 }
 
 TEST(DesktopProgram, SaysWhatIsWrong) {

@@ -1,0 +1,31 @@
+// The parent of the process that shows the window. It never loads the add-in, so that nothing is
+// lost when the add-in crashes or does not return.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "substitute/driver/Supervisor.h"
+
+namespace substitute {
+
+// What the parent has other processes do.
+struct WindowTasks {
+  // Shows the window for `scenario`, and keeps what is played in the file `played`. The details of
+  // the end are the scenario that a new window is to play; null: there is none.
+  std::function<ScenarioEnd(const std::string& scenario, const std::string& played)> show;
+
+  // Shows a call that does not return (Supervision). Null: nothing does.
+  std::function<bool(const CrashRecord& record)> watchHang;
+
+  // Shows the report on the end of the window. True: a new one is to play the same scenario. Null:
+  // the report is only printed.
+  std::function<bool(const std::string& report, const std::string& played)> showReport;
+};
+
+// Shows windows as long as one is wanted, first one for `scenario`. `program` begins the reports;
+// `timeout` is that of Supervision. Returns the exit status of the last one, or ends by its signal.
+int superviseWindow(const WindowTasks& tasks, const std::string& program, unsigned timeout,
+                    std::string scenario);
+
+}  // namespace substitute
