@@ -1,9 +1,7 @@
 #include "substitute/desktop/Canvas.h"
 
 #include <QPainter>
-#include <QPainterPath>
 #include <algorithm>
-#include <cmath>
 
 namespace substitute {
 
@@ -14,21 +12,11 @@ QPointF projected(double x, double y, double z) {
   return {(x - y) * 0.866, (x + y) * 0.5 - z};
 }
 
-QPolygonF circle(double radius, double z) {
-  QPolygonF points;
-  for (int i = 0; i < 72; ++i) {
-    const double angle = i * 3.14159265358979 / 36;
-    points << projected(radius * std::cos(angle), radius * std::sin(angle), z);
-  }
-  return points;
-}
-
 }  // namespace
 
 Canvas::Canvas() {
   setAccessibleName(tr("Model"));
-  setAccessibleDescription(
-      tr("A ground grid with a plate that has a round hole. It is a picture."));
+  setAccessibleDescription(tr("A ground grid with a plate. It is a picture."));
 }
 
 void Canvas::paintEvent(QPaintEvent* /*event*/) {
@@ -49,7 +37,7 @@ void Canvas::paintEvent(QPaintEvent* /*event*/) {
     painter.drawLine(projected(i, -half, 0), projected(i, half, 0));
     painter.drawLine(projected(-half, i, 0), projected(half, i, 0));
   }
-  // A plate with a round hole, as in the first lessons.
+  // A plate, as in the first lessons.
   painter.setPen(
       QPen(colour(QPalette::WindowText, 0.5), 0.03, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
   const auto face = [&](const QPolygonF& corners, double strength) {
@@ -65,12 +53,6 @@ void Canvas::paintEvent(QPaintEvent* /*event*/) {
   face({projected(a, -a, 0), projected(a, a, 0), projected(a, a, top), projected(a, -a, top)}, 0.5);
   face({projected(-a, -a, top), projected(a, -a, top), projected(a, a, top), projected(-a, a, top)},
        0.22);
-  const QPolygonF hole = circle(1.1, top);
-  face(hole, 0.6);
-  QPainterPath rim;
-  rim.addPolygon(hole);
-  painter.setClipPath(rim);
-  face(circle(1.1, 0.25), 0.35);
 }
 
 }  // namespace substitute

@@ -4,6 +4,7 @@
 #include <QPlainTextEdit>
 #include <QSplitter>
 #include <QStandardItemModel>
+#include <QTreeView>
 #include <QVBoxLayout>
 #include <algorithm>
 #include <sstream>
@@ -34,8 +35,8 @@ CommandPanel::CommandPanel(ScenarioRunner& runner)
       runner_(runner),
       calls_(runner),
       rows_(new QStandardItemModel(0, 2, this)),
-      list_(new LineList("commandList", windowTitle(), rows_)),
-      output_(new QPlainTextEdit),
+      list_(lineList("commandList", windowTitle(), rows_)),
+      output_(readOnlyText("commandOutput", tr("Output of the command"))),
       line_(new CommandEdit(runner.host(), {helpWord, callsWord})),
       message_(new QLabel),
       count_(new QLabel) {
@@ -101,12 +102,6 @@ void CommandPanel::focusCommandLine() {
 }
 
 QWidget* CommandPanel::makeBody() {
-  output_->setObjectName("commandOutput");
-  output_->setAccessibleName(tr("Output of the command"));
-  output_->setReadOnly(true);
-  output_->setTabChangesFocus(true);
-  output_->setFrameShape(QFrame::NoFrame);
-  output_->setFont(list_->font());
   output_->document()->setDocumentMargin(12);
   output_->setPlaceholderText(tr("The output of a command is shown here."));
   auto* const parts = new QSplitter(Qt::Vertical);
@@ -121,9 +116,7 @@ QWidget* CommandPanel::makeBody() {
   setUpSentence(*message_);
   message_->hide();
   auto* const body = new QWidget;
-  auto* const column = new QVBoxLayout(body);
-  column->setContentsMargins(0, 0, 0, 0);
-  column->setSpacing(0);
+  QVBoxLayout* const column = makeColumn(*body);
   column->addWidget(parts, 1);
   auto* const typing = new QVBoxLayout;
   typing->setContentsMargins(8, 8, 8, 8);
@@ -221,9 +214,6 @@ void CommandPanel::insertRow(int row, const Command& command) {
   mark->setForeground(palette().color(QPalette::PlaceholderText));
   item->setForeground(palette().color(QPalette::PlaceholderText));
   item->setData(line, outputRole);
-  QFont font = list_->font();
-  font.setItalic(command.name.empty());
-  item->setFont(font);
   rows_->insertRow(row, {mark, item});
 }
 
@@ -233,9 +223,6 @@ void CommandPanel::markFirstPending() {
   mark->setText(QStringLiteral("▶"));
   mark->setData(tr("Next"), Qt::AccessibleTextRole);
   mark->setForeground(palette().color(QPalette::Text));
-  QFont font = rows_->item(playedRows_, lineColumn)->font();
-  font.setBold(true);
-  rows_->item(playedRows_, lineColumn)->setFont(font);
 }
 
 void CommandPanel::showOutput() {

@@ -12,11 +12,11 @@ class QLabel;
 class QPlainTextEdit;
 class QStandardItem;
 class QStandardItemModel;
+class QTreeView;
 
 namespace substitute {
 
 class CommandEdit;
-class LineList;
 
 class CommandPanel : public QDockWidget {
   Q_OBJECT
@@ -71,7 +71,7 @@ class CommandPanel : public QDockWidget {
   ScenarioRunner& runner_;
   CallLog calls_;
   QStandardItemModel* rows_;  // what was played, then what is pending
-  LineList* list_;
+  QTreeView* list_;
   QPlainTextEdit* output_;
   CommandEdit* line_;
   QLabel* message_;

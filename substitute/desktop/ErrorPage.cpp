@@ -1,11 +1,12 @@
 #include "substitute/desktop/ErrorPage.h"
 
-#include <QApplication>
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTextOption>
 #include <QVBoxLayout>
+
+#include "substitute/desktop/Widgets.h"
 
 namespace substitute {
 
@@ -53,7 +54,7 @@ PageFailure pageFailure(int code, const QString& errorName, const QUrl& url,
 ErrorPage::ErrorPage(QWidget* parent)
     : QScrollArea(parent),
       reason_(new QLabel),
-      address_(new QPlainTextEdit),
+      address_(readOnlyText("address", tr("Address of the page"))),
       retry_(new QPushButton(tr("&Try again"))),
       back_(new QPushButton(tr("&Back to the page before"))) {
   auto* const body = new QWidget;
@@ -65,9 +66,6 @@ ErrorPage::ErrorPage(QWidget* parent)
   setFocusPolicy(Qt::NoFocus);
   // Otherwise many palettes on one side of the window would make it higher than the screen.
   setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Ignored);
-  connect(qApp, &QApplication::focusChanged, this, [this](QWidget* /*old*/, QWidget* now) {
-    if (now != nullptr && isAncestorOf(now)) ensureWidgetVisible(now);
-  });
   auto* const column = new QVBoxLayout(body);
   column->setContentsMargins(24, 24, 24, 24);
   column->setSpacing(10);
@@ -82,12 +80,7 @@ ErrorPage::ErrorPage(QWidget* parent)
   reason_->setWordWrap(true);
   reason_->setAlignment(Qt::AlignCenter);
   column->addWidget(reason_);
-  address_->setObjectName("address");
-  address_->setAccessibleName(tr("Address of the page"));
-  address_->setReadOnly(true);
-  address_->setTabChangesFocus(true);
   address_->setWordWrapMode(QTextOption::WrapAnywhere);
-  address_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
   address_->setFixedHeight(5 * address_->fontMetrics().lineSpacing());  // some four lines
   column->addWidget(address_);
   retry_->setObjectName("retry");

@@ -2,6 +2,7 @@
 
 #include <QAction>
 #include <QFileInfo>
+#include <QIcon>
 #include <QToolButton>
 
 #include "substitute/api/HostObjects.h"
@@ -15,17 +16,18 @@ constexpr int toolbarIconSize = 32;
 // Pixels; a longer name is shortened.
 constexpr int maxButtonWidth = 300;
 
-}  // namespace
-
+// The icon in `folder`: "32x32.png", and "32x32@2x.png" on a screen of scale 2. Where they are
+// missing, the icon of another size; empty when there is none. With all sizes, QIcon would take the
+// larger file in place of the one that is drawn for this size at scale 2.
 QIcon resourceIcon(const QString& folder) {
-  // One file and its "@2x" alone. With all sizes, QIcon would take the larger file in place of the
-  // one that is drawn for this size at scale 2.
   for (const int size : {toolbarIconSize, 64, 16}) {
     const QString file = QStringLiteral("%1/%2x%2.png").arg(folder).arg(size);
     if (QFileInfo::exists(file)) return QIcon(file);
   }
   return {};
 }
+
+}  // namespace
 
 void completeToolbar(QToolBar& toolbar) {
   auto* const more = toolbar.findChild<QToolButton*>("qt_toolbar_ext_button");
@@ -49,16 +51,6 @@ HostToolbar::HostToolbar(const ToolbarObject& toolbar, const DefinitionsObject& 
     addControl(*control, definitions.all.find(control->id()), addinFolder);
   }
   completeToolbar(*this);
-}
-
-void HostToolbar::focusControl(const QString& name) {
-  QToolButton* chosen = nullptr;
-  for (QAction* const action : actions()) {
-    auto* const button = qobject_cast<QToolButton*>(widgetForAction(action));
-    if (button == nullptr) continue;
-    if (chosen == nullptr || button->objectName() == name) chosen = button;
-  }
-  if (chosen != nullptr) chosen->setFocus();
 }
 
 // `definition` is null for a control without a command.

@@ -1,7 +1,6 @@
 // A toolbar of the host in the window.
 #pragma once
 
-#include <QIcon>
 #include <QToolBar>
 #include <functional>
 
@@ -12,10 +11,6 @@ namespace substitute {
 class ControlObject;
 class DefinitionObject;
 class DefinitionsObject;
-
-// The icon in `folder` for a toolbar: "32x32.png", and "32x32@2x.png" on a screen of scale 2. Where
-// they are missing, the icon of another size; empty when there is none.
-QIcon resourceIcon(const QString& folder);
 
 // Lets Tab reach the buttons of `toolbar`, and names the one that shows the controls that do not
 // fit.
@@ -30,9 +25,6 @@ class HostToolbar : public QToolBar {
   // and `definitions` are read by the constructor alone.
   HostToolbar(const ToolbarObject& toolbar, const DefinitionsObject& definitions,
               const QString& addinFolder, Pressed pressed, QWidget* parent);
-
-  // Gives the focus to the control whose widget has this object name, else to the first control.
-  void focusControl(const QString& name);
 
  private:
   void addControl(const ControlObject& control, const DefinitionObject* definition,

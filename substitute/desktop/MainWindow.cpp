@@ -39,14 +39,6 @@ QString text(const std::string& bytes) {
   return QString::fromStdString(bytes);
 }
 
-// The docking state for a dock area; 0 floats.
-int dockingState(Qt::DockWidgetArea area) {
-  for (const int state : {1, 2, 3, 4}) {
-    if (dockArea(state) == area) return state;
-  }
-  return 0;
-}
-
 }  // namespace
 
 MainWindow::MainWindow(Host& host, ScenarioRunner& runner, WebEngine& engine,
@@ -150,30 +142,17 @@ bool MainWindow::settled() const {
 }
 
 QPixmap MainWindow::picture() {
-  std::vector<QWidget*> parts = {this};
-  for (PaletteDock* const dock : docks_) {
-    if (dock->isFloating() && dock->isVisible()) parts.push_back(dock);
-  }
-  const auto placeOf = [](QWidget* part) {
-    return QRect(part->mapToGlobal(QPoint()), part->size());
-  };
-  QRect all;
-  for (QWidget* const part : parts) all |= placeOf(part);
-  QPixmap picture(all.size() * devicePixelRatio());
-  picture.setDevicePixelRatio(devicePixelRatio());
-  picture.fill(palette().color(QPalette::Mid));
+  QPixmap picture = grab();
   QPainter painter(&picture);
-  painter.setPen(palette().color(QPalette::Mid));
-  for (QWidget* const part : parts) {
-    const QRect place = placeOf(part).translated(-all.topLeft());
-    painter.drawPixmap(place.topLeft(), part->grab());
-    painter.drawRect(place.adjusted(0, 0, -1, -1));  // in place of the frame that a desktop draws
+  for (PaletteDock* const dock : docks_) {
+    if (!dock->isFloating() || !dock->isVisible()) continue;
+    painter.drawPixmap(mapFromGlobal(dock->mapToGlobal(QPoint())), dock->grab());
   }
   return picture;
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
-  if (stopsAtEnd_ && runner_.loaded()) play("stop");
+  if (runner_.loaded()) play("stop");
   if (!layoutFile_.isEmpty()) {
     QSettings settings(layoutFile_, QSettings::IniFormat);
     settings.setValue(sizeKey, size());
@@ -371,7 +350,8 @@ void MainWindow::recordMove() {
   if (!moved_ || QGuiApplication::mouseButtons() != Qt::NoButton) return;
   PaletteDock& dock = *std::exchange(moved_, nullptr);
   const std::string id = dock.object().id();
-  const int state = dock.isFloating() ? 0 : dockingState(dockWidgetArea(&dock));
+  int state = dock.isFloating() ? 0 : 4;
+  while (state > 0 && dockArea(state) != dockWidgetArea(&dock)) --state;
   if (dock.object().dockingState == state) return;
   if (state == 0) dock.floatAtPointer();
   play(Command{"dock " + id + " " + std::to_string(state), "dock", {id, std::to_string(state)}});
@@ -402,7 +382,9 @@ void MainWindow::refreshToolbars() {
     addToolBar(Qt::TopToolBarArea, shown);
     shown->show();
     toolbars_.push_back(shown);
-    if (!focused.isEmpty()) shown->focusControl(focused);
+    if (focused.isEmpty()) continue;
+    auto* const same = shown->findChild<QToolButton*>(focused);
+    (same != nullptr ? same : shown->findChildren<QToolButton*>().last())->setFocus();
   }
 }
 
@@ -421,9 +403,7 @@ void MainWindow::showHelp() {
       this, windowTitle(),
       tr("<p>This window stands in for the host that the add-in is made for. It loads the add-in's "
          "library, gives it the host's objects and shows them: the toolbar, the palettes and their "
-         "pages.</p><p><b>Add-in</b> starts and stops it, also as on another day. <b>Scenario</b> "
-         "plays commands from a file, and saves what was done as one. <b>Host</b> changes what the "
-         "host reports. <b>Trace</b> lists every call.</p>"));
+         "pages.</p>"));
 }
 
 }  // namespace substitute

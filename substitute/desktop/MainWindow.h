@@ -50,10 +50,6 @@ class MainWindow : public QMainWindow {
   // The scenario that a new host is to play; empty when the user wants none.
   const std::string& nextScenario() const { return nextScenario_; }
 
-  // Whether closing the window calls the add-in's `stop` first, as a host does when it quits. True
-  // unless set.
-  void setStopsAtEnd(bool stops) { stopsAtEnd_ = stops; }
-
   // The pending commands of scenarios.
   Playback& playback() { return *playback_; }
 
@@ -69,13 +65,14 @@ class MainWindow : public QMainWindow {
   // The visible palette that has the focus, else the first visible one; null when none is visible.
   PaletteDock* currentDock() const;
 
-  // The window and the floating palettes, each at its position on the screen.
+  // The window with the floating palettes over it.
   QPixmap picture();
 
   // True when every visible page is loaded or has failed to load.
   bool settled() const;
 
  protected:
+  // Calls the add-in's `stop` first, as a host does when it quits.
   void closeEvent(QCloseEvent* event) override;
   bool eventFilter(QObject* object, QEvent* event) override;
   void resizeEvent(QResizeEvent* event) override;
@@ -103,7 +100,6 @@ class MainWindow : public QMainWindow {
   QString addinFolder_;
   QString layoutFile_;
   std::string nextScenario_;
-  bool stopsAtEnd_ = true;
   bool playsWhenPainted_ = false;
   bool refreshing_ = false;
   bool isStale_ = false;  // to be refreshed when the commands that are played at once have been

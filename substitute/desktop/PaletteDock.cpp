@@ -53,9 +53,7 @@ PaletteDock::PaletteDock(const PaletteObject& object, WebEngine& engine, QWidget
   pages_->addWidget(view_);
   pages_->addWidget(errorPage_);
   auto* const content = new QWidget;
-  auto* const column = new QVBoxLayout(content);
-  column->setContentsMargins(0, 0, 0, 0);
-  column->setSpacing(0);
+  QVBoxLayout* const column = makeColumn(*content);
   column->addWidget(pages_, 1);
   makeWarningBar();
   column->addWidget(warningBar_);

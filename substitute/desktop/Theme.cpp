@@ -55,13 +55,6 @@ QMainWindow::separator { background: palette(mid); width: 1px; height: 1px; }
 QMenuBar { background: palette(window); padding: 2px 6px; border-bottom: 1px solid palette(mid); }
 QMenuBar::item { padding: 3px 8px; border: 2px solid transparent; border-radius: 4px; }
 QMenuBar::item:selected { background: palette(midlight); border-color: palette(highlight); }
-QMenu { background: palette(base); border: 1px solid palette(mid); padding: 4px; }
-QMenu::item { padding: 4px 24px 4px 22px; border: 2px solid transparent; border-radius: 4px; }
-QMenu::item:selected { background: palette(midlight); color: palette(text);
-                       border-color: palette(highlight); }
-QMenu::item:disabled { color: palette(shadow); }
-QMenu::separator { height: 1px; background: palette(mid); margin: 4px 6px; }
-QMenu::indicator { width: 14px; height: 14px; left: 5px; }
 QToolBar { background: palette(window); border: none; border-bottom: 1px solid palette(mid);
            padding: 4px 8px; spacing: 4px; }
 QToolButton { border: none; border-radius: 5px; padding: 4px; color: palette(text); }
@@ -83,12 +76,6 @@ QLineEdit { padding: 4px 8px; }
 QTreeView, QPlainTextEdit#traceDetail { background: palette(base); border: none; }
 QTreeView::item { padding: 2px 4px; }
 QPlainTextEdit#traceDetail { border-top: 1px solid palette(mid); }
-QScrollBar { background: transparent; border: none; }
-QScrollBar:vertical { width: 10px; }
-QScrollBar:horizontal { height: 10px; }
-QScrollBar::handle { background: palette(mid); border-radius: 5px; min-height: 24px; }
-QScrollBar::add-line, QScrollBar::sub-line { width: 0; height: 0; }
-QScrollBar::add-page, QScrollBar::sub-page { background: transparent; }
 QStatusBar { background: palette(window); border-top: 1px solid palette(mid); }
 QStatusBar::item { border: none; }
 QStatusBar QLabel { padding: 3px 10px; }
@@ -146,7 +133,7 @@ class HostStyle : public QProxyStyle {
 
 }  // namespace
 
-Theme systemTheme() {
+Theme currentTheme() {
   const QPalette palette = QApplication::palette();
   return palette.color(QPalette::WindowText).lightness() >
                  palette.color(QPalette::Window).lightness()

@@ -5,8 +5,8 @@ namespace substitute {
 
 enum class Theme { light, dark };
 
-// The theme of the desktop. Call it with a QApplication, before apply().
-Theme systemTheme();
+// The theme that was applied last; the desktop's before that. Call it with a QApplication.
+Theme currentTheme();
 
 // Applies the theme to all windows of the program.
 void apply(Theme theme);

@@ -12,6 +12,7 @@
 #include <QSortFilterProxyModel>
 #include <QStandardItemModel>
 #include <QTimer>
+#include <QTreeView>
 #include <QVBoxLayout>
 #include <algorithm>
 #include <optional>
@@ -68,13 +69,13 @@ TracePanel::TracePanel()
       filtered_(new QSortFilterProxyModel(this)),
       filter_(new QLineEdit),
       count_(new QLabel),
-      detail_(new QPlainTextEdit) {
+      detail_(readOnlyText("traceDetail", tr("The selected line of the trace"))) {
   setObjectName("trace");
   setFeatures(DockWidgetClosable);
   filtered_->setSourceModel(rows_);
   filtered_->setFilterRole(searchRole);
   filtered_->setFilterKeyColumn(codeColumn);
-  list_ = new LineList("traceList", tr("Trace"), filtered_);
+  list_ = lineList("traceList", tr("Trace"), filtered_);
   setProperty(usedPart, QVariant::fromValue<QWidget*>(list_));
   makeActions();
   makeTitleBar();
@@ -161,21 +162,13 @@ void TracePanel::makeParts() {
   });
   list_->setContextMenuPolicy(Qt::ActionsContextMenu);
   list_->addActions({copy_, showCommand_});
-  connect(list_, &LineList::activated, showCommand_, &QAction::trigger);
+  connect(list_, &QTreeView::activated, showCommand_, &QAction::trigger);
   const QItemSelectionModel* const selection = list_->selectionModel();
   connect(selection, &QItemSelectionModel::selectionChanged, this, &TracePanel::refreshDetail);
   connect(selection, &QItemSelectionModel::currentChanged, this, &TracePanel::refreshDetail);
-  detail_->setObjectName("traceDetail");
-  detail_->setAccessibleName(tr("The selected line of the trace"));
-  detail_->setReadOnly(true);
-  detail_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-  detail_->setTabChangesFocus(true);
   detail_->setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
-  detail_->setFont(list_->font());
   auto* const body = new QWidget;
-  auto* const column = new QVBoxLayout(body);
-  column->setContentsMargins(0, 0, 0, 0);
-  column->setSpacing(0);
+  QVBoxLayout* const column = makeColumn(*body);
   column->addWidget(list_, 1);
   column->addWidget(detail_);
   setWidget(body);

@@ -11,10 +11,9 @@ class QLineEdit;
 class QPlainTextEdit;
 class QSortFilterProxyModel;
 class QStandardItemModel;
+class QTreeView;
 
 namespace substitute {
-
-class LineList;
 
 // Its `actions()` are meant for a menu of the window.
 class TracePanel : public QDockWidget {
@@ -59,7 +58,7 @@ class TracePanel : public QDockWidget {
   QSortFilterProxyModel* filtered_;
   QLineEdit* filter_;
   QLabel* count_;
-  LineList* list_;
+  QTreeView* list_;
   QPlainTextEdit* detail_;
   QAction* copy_ = nullptr;
   QAction* showCommand_ = nullptr;

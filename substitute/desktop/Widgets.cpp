@@ -5,9 +5,12 @@
 #include <QFontDatabase>
 #include <QHBoxLayout>
 #include <QHeaderView>
+#include <QPlainTextEdit>
 #include <QSaveFile>
 #include <QStylePainter>
 #include <QToolButton>
+#include <QTreeView>
+#include <QVBoxLayout>
 
 #include "substitute/desktop/Accessibility.h"
 
@@ -30,6 +33,12 @@ QString withLineBreaks(const QString& text) {
     breakable += letter;
   }
   return breakable;
+}
+
+QFont smallFixedFont() {
+  QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+  font.setPointSizeF(font.pointSizeF() - 1);  // for the long names of the calls
+  return font;
 }
 
 }  // namespace
@@ -61,6 +70,25 @@ void showSentence(QLabel& label, const QString& sentence) {
   label.setToolTip(toTooltip(sentence));
   label.setAccessibleName(sentence);
   announce(label);
+}
+
+QPlainTextEdit* readOnlyText(const char* name, const QString& accessibleName) {
+  auto* const text = new QPlainTextEdit;
+  text->setObjectName(name);
+  text->setAccessibleName(accessibleName);
+  text->setReadOnly(true);
+  text->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+  text->setTabChangesFocus(true);
+  text->setFrameShape(QFrame::NoFrame);
+  text->setFont(smallFixedFont());
+  return text;
+}
+
+QVBoxLayout* makeColumn(QWidget& body) {
+  auto* const column = new QVBoxLayout(&body);
+  column->setContentsMargins(0, 0, 0, 0);
+  column->setSpacing(0);
+  return column;
 }
 
 QToolButton* glyphButton(const char* glyph, const char* name, const QString& tip) {
@@ -121,20 +149,20 @@ void TitleBar::addButton(QToolButton* button) {
   row_->insertWidget(row_->count() - 1, button);
 }
 
-LineList::LineList(const char* name, const QString& accessibleName, QAbstractItemModel* model) {
-  setObjectName(name);
-  setAccessibleName(accessibleName);
-  setModel(model);
-  setRootIsDecorated(false);
-  setUniformRowHeights(true);
-  setEditTriggers(NoEditTriggers);
-  setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-  setAllColumnsShowFocus(true);
-  QFont smaller = QFontDatabase::systemFont(QFontDatabase::FixedFont);
-  smaller.setPointSizeF(smaller.pointSizeF() - 1);  // for the long names of the calls
-  setFont(smaller);
-  setHeaderHidden(true);
-  header()->resizeSection(0, fontMetrics().horizontalAdvance("✗ 00000"));
+QTreeView* lineList(const char* name, const QString& accessibleName, QAbstractItemModel* model) {
+  auto* const list = new QTreeView;
+  list->setObjectName(name);
+  list->setAccessibleName(accessibleName);
+  list->setModel(model);
+  list->setRootIsDecorated(false);
+  list->setUniformRowHeights(true);
+  list->setEditTriggers(QTreeView::NoEditTriggers);
+  list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  list->setAllColumnsShowFocus(true);
+  list->setFont(smallFixedFont());
+  list->setHeaderHidden(true);
+  list->header()->resizeSection(0, list->fontMetrics().horizontalAdvance("✗ 00000"));
+  return list;
 }
 
 }  // namespace substitute

@@ -2,11 +2,14 @@
 #pragma once
 
 #include <QLabel>
-#include <QTreeView>
 
+class QAbstractItemModel;
 class QDockWidget;
 class QHBoxLayout;
+class QPlainTextEdit;
 class QToolButton;
+class QTreeView;
+class QVBoxLayout;
 
 namespace substitute {
 
@@ -23,6 +26,12 @@ QString saveFile(const QString& what, const QString& path, const QByteArray& byt
 // which reads it out at once.
 void setUpSentence(QLabel& label);
 void showSentence(QLabel& label, const QString& sentence);
+
+// A text that is read and copied, in the small fixed-width font of the lists. The caller owns it.
+QPlainTextEdit* readOnlyText(const char* name, const QString& accessibleName);
+
+// A column for the parts of `body`, without space around or between them.
+QVBoxLayout* makeColumn(QWidget& body);
 
 // A button that shows one character, with `tip` as its tooltip and its accessible name. The caller
 // owns it.
@@ -66,11 +75,8 @@ class TitleBar : public QWidget {
   QToolButton* close_;
 };
 
-// A list of lines with a margin, as an editor has: the two columns of its model. A line that is too
-// long is elided.
-class LineList : public QTreeView {
- public:
-  LineList(const char* name, const QString& accessibleName, QAbstractItemModel* model);
-};
+// A list of lines with a margin, as an editor has: the two columns of `model`. A line that is too
+// long is elided. The caller owns it.
+QTreeView* lineList(const char* name, const QString& accessibleName, QAbstractItemModel* model);
 
 }  // namespace substitute

@@ -1,55 +1,128 @@
 #include "substitute/desktop/WindowParent.h"
 
+#include <QApplication>
+#include <QClipboard>
+#include <QDialogButtonBox>
+#include <QFile>
+#include <QFileDialog>
+#include <QFocusFrame>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QVBoxLayout>
 #include <cstdlib>
 #include <iostream>
 #include <optional>
 
+#include "substitute/desktop/Widgets.h"
+#include "substitute/driver/CrashReport.h"
 #include "substitute/driver/LockedFolder.h"
 
 namespace substitute {
 
 namespace {
 
-ScenarioResult superviseOne(const Supervision& how, const std::function<ScenarioEnd()>& task) {
-  ScenarioResult end;
-  supervise({{how.program, task}}, how, [&end](const ScenarioResult& result) { end = result; });
-  return end;
-}
-
-// Shows one window, and the report on its end. Empty when the next one is to play `scenario`.
-std::optional<ScenarioResult> showOne(const WindowTasks& tasks, const std::string& program,
-                                      unsigned timeout, std::string& scenario) {
-  const LockedFolder folder;
-  const std::string played = folder.path() + "/played.txt";
-  Supervision how{program, timeout};
-  how.captures = false;
-  how.watchHang = tasks.watchHang;
-  const ScenarioResult end = superviseOne(how, [&] { return tasks.show(scenario, played); });
-  std::cerr << end.errors;
-  if (end.details.is_string()) {
-    scenario = end.details;
-    return {};
+// A dialog with a frame around what has the focus, and buttons below its parts.
+class Question : public QDialog {
+ public:
+  Question(const char* title, QWidget* part) : buttons_(new QDialogButtonBox) {
+    setWindowTitle(title);
+    auto* const frame = new QFocusFrame(this);
+    connect(qApp, &QApplication::focusChanged, frame,
+            [frame](QWidget* /*old*/, QWidget* now) { frame->setWidget(now); });
+    auto* const column = new QVBoxLayout(this);
+    column->addWidget(part, 1);
+    column->addWidget(buttons_);
   }
-  if (end.errors.empty() || end.isCutOff || !tasks.showReport) return end;
-  Supervision plain{program};
-  plain.captures = false;
-  const ScenarioResult choice = superviseOne(plain, [&] {
-    return ScenarioEnd{tasks.showReport(end.errors, played) ? EXIT_SUCCESS : EXIT_FAILURE, ""};
-  });
-  if (choice.passed()) return {};
-  return end;
-}
+
+  QPushButton& add(const char* name, const char* label, const std::function<void()>& pressed) {
+    QPushButton* const button = buttons_->addButton(label, QDialogButtonBox::ActionRole);
+    button->setObjectName(name);
+    connect(button, &QPushButton::clicked, this, pressed);
+    return *button;
+  }
+
+  // By Escape or the window's own button.
+  void reject() override {
+    if (canBeClosed) QDialog::reject();
+  }
+
+  bool canBeClosed = true;
+
+ private:
+  QDialogButtonBox* buttons_;
+};
 
 }  // namespace
 
 int superviseWindow(const WindowTasks& tasks, const std::string& program, unsigned timeout,
                     std::string scenario) {
-  while (true) {
-    const std::optional<ScenarioResult> end = showOne(tasks, program, timeout, scenario);
-    if (!end) continue;
-    if (end->signal != 0) endBySignal(end->signal);
-    return end->status;
+  Supervision how{program, timeout};
+  how.captures = false;
+  how.watchHang = tasks.watchHang;
+  const auto superviseOne = [&](const std::function<ScenarioEnd()>& task) {
+    ScenarioResult end;
+    supervise({{program, task}}, how, [&end](const ScenarioResult& result) { end = result; });
+    return end;
+  };
+  ScenarioResult window;
+  std::optional<LockedFolder> folder;
+  for (bool isWanted = true; isWanted;) {
+    folder.emplace();
+    const std::string played = folder->path() + "/played.txt";
+    window = superviseOne([&] { return tasks.show(scenario, played); });
+    std::cerr << window.errors;
+    isWanted = window.details.is_string();
+    if (isWanted) {
+      scenario = window.details;
+    } else if (tasks.showReport && !window.errors.empty() && !window.isCutOff) {
+      const auto ask = [&] { return tasks.showReport(window.errors, played); };
+      isWanted = superviseOne([&] { return ScenarioEnd{ask() ? 0 : 1, ""}; }).passed();
+    }
   }
+  folder.reset();
+  if (window.signal != 0) endBySignal(window.signal);
+  return window.status;
+}
+
+bool asksToEnd(const CrashRecord& record) {
+  auto* const state =
+      new QLabel(QStringLiteral("%1 has not returned after two seconds.\n"
+                                "Command: %2\nLast call of the host: %3")
+                     .arg(record.underWay.get(), record.command.get(), record.lastCall.get()));
+  state->setTextFormat(Qt::PlainText);
+  state->setMinimumWidth(480);
+  Question dialog("The add-in does not return", state);
+  dialog.canBeClosed = false;
+  dialog.add("end", "&End it", [&] { dialog.accept(); });
+  return dialog.exec() == QDialog::Accepted;
+}
+
+bool asksToStartAgain(const std::string& report, const std::string& played) {
+  QPlainTextEdit* const text = readOnlyText("report", "Report");
+  text->setPlainText(QString::fromStdString(report));
+  text->setLineWrapMode(QPlainTextEdit::NoWrap);
+  Question dialog("The add-in has ended the host", text);
+  QFile scenario(QString::fromStdString(played));
+  dialog.add("copy", "&Copy report",
+             [&] { QApplication::clipboard()->setText(text->toPlainText()); });
+  // There is none when the library crashed as it was first loaded.
+  dialog
+      .add("save", "&Save scenario…",
+           [&] {
+             const QString path =
+                 QFileDialog::getSaveFileName(&dialog, "Save scenario", "scenario.txt");
+             if (path.isEmpty()) return;
+             dialog.setWindowTitle(saveFile("The scenario", path, scenario.readAll()));
+             scenario.seek(0);
+           })
+      .setEnabled(scenario.open(QIODevice::ReadOnly));
+  dialog.add("close", "C&lose", [&] { dialog.reject(); });
+  QPushButton& again = dialog.add("again", "Start &again", [&] { dialog.accept(); });
+  again.setDefault(true);
+  again.setFocus();
+  dialog.resize(QSize(760, 440).boundedTo(dialog.screen()->availableSize()));
+  return dialog.exec() == QDialog::Accepted;
 }
 
 }  // namespace substitute

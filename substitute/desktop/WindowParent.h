@@ -1,5 +1,5 @@
-// The parent of the process that shows the window. It never loads the add-in, so that nothing is
-// lost when the add-in crashes or does not return.
+// The parent of the process that shows the window, and what it asks the user. It never loads the
+// add-in, so that nothing is lost when the add-in crashes or does not return.
 #pragma once
 
 #include <functional>
@@ -27,5 +27,12 @@ struct WindowTasks {
 // `timeout` is that of Supervision. Returns the exit status of the last one, or ends by its signal.
 int superviseWindow(const WindowTasks& tasks, const std::string& program, unsigned timeout,
                     std::string scenario);
+
+// Asks, as long as the call lasts, whether it is to be ended. True: it is. Needs a QApplication.
+bool asksToEnd(const CrashRecord& record);
+
+// Shows the report; `played` is the file with the scenario that led there. True: the window is to
+// be started again. Needs a QApplication.
+bool asksToStartAgain(const std::string& report, const std::string& played);
 
 }  // namespace substitute

@@ -5,11 +5,10 @@
 #include <cstdlib>
 #include <functional>
 #include <memory>
+#include <stdexcept>
 
-#include "substitute/desktop/CrashDialogs.h"
 #include "substitute/desktop/LearningSite.h"
 #include "substitute/desktop/MainWindow.h"
-#include "substitute/desktop/PlatformPlugin.h"
 #include "substitute/desktop/Playback.h"
 #include "substitute/desktop/Theme.h"
 #include "substitute/desktop/WebPage.h"
@@ -97,10 +96,54 @@ void takeScreenshot(MainWindow& window, const std::string& file) {
   poll->start(pollInterval);
 }
 
-// `option` is the value of --theme. Needs a QApplication.
-Theme chosenTheme(const std::string& option) {
-  if (option.empty()) return systemTheme();
-  return option == "dark" ? Theme::dark : Theme::light;
+std::string display;
+bool isStarted = false;
+QtMessageHandler formerHandler = nullptr;
+
+// Drops Qt's messages about what a display would offer. Qt ends the process when it cannot open a
+// window, and gives its reasons in several messages.
+void handleMessage(QtMsgType type, const QMessageLogContext& context, const QString& message) {
+  if (!isStarted) {
+    if (type != QtFatalMsg) return;
+    printError(program, "no window can be opened on the display " + display +
+                            "; substitute-host plays in the terminal");
+    tellEnd({exit_status::wrongInput, ""});
+    std::_Exit(exit_status::wrongInput);
+  }
+  for (const char* const dropped :
+       {"This plugin does not support ", "WebEngineContext used before ",
+        "No suitable graphics backend found", "QStandardPaths: XDG_RUNTIME_DIR not set",
+        "Sandboxing disabled by user"}) {
+    if (message.startsWith(QLatin1String(dropped))) return;
+  }
+  formerHandler(type, context, message);
+}
+
+// Starts Qt with the theme that `values` say. Where no display is needed, it draws where nobody
+// sees it, if QT_QPA_PLATFORM names no other platform. Throws std::runtime_error when there is no
+// display, and ends the process when it cannot be used.
+std::unique_ptr<QApplication> startQt(const DesktopOptions& values) {
+  static int count = 1;  // Qt gets no options
+  static char* arguments[] = {const_cast<char*>(program), nullptr};
+  if (values.ends() && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+  }
+  for (const char* const variable : {"QT_QPA_PLATFORM", "WAYLAND_DISPLAY", "DISPLAY"}) {
+    if (display.empty()) display = qgetenv(variable).toStdString();
+  }
+#ifndef Q_OS_MACOS  // where there is always one
+  if (display.empty()) {
+    throw std::runtime_error(
+        "there is no display to open a window on; substitute-host plays in the terminal");
+  }
+#endif
+  formerHandler = qInstallMessageHandler(handleMessage);
+  auto application = std::make_unique<QApplication>(count, arguments);
+  isStarted = true;
+  QApplication::setApplicationName(program);
+  const Theme chosen = values.theme == "dark" ? Theme::dark : Theme::light;
+  apply(values.theme.empty() ? currentTheme() : chosen);
+  return application;
 }
 
 // The file in which the window remembers its layout; empty where the user has no folder for it.
@@ -110,28 +153,19 @@ QString layoutFile() {
 }
 
 // Shows the window for `scenario` until it is closed, and keeps in the file `played` what is
-// played. `argv` is that of main().
-ScenarioEnd show(DesktopOptions& values, const std::string& scenario, const std::string& played,
-                 char** argv) {
+// played.
+ScenarioEnd show(DesktopOptions& values, const std::string& scenario, const std::string& played) {
   const bool plays = !scenario.empty();
   const std::vector<Command> commands =
       plays ? readScenario(scenario) : std::vector{parseCommand("start")};
-  int count = 1;  // Qt gets no options
-  const auto application = startQt(!values.ends(), program, count, argv);
-  QApplication::setApplicationName(program);
-
+  const auto application = startQt(values);
   HostSession session(values, program, plays ? std::vector{scenario} : std::vector<std::string>());
-
-  const Theme theme = chosenTheme(values.theme);
-  apply(theme);
   if (values.site.empty()) values.site = besideProgram("site");
   const LearningSite site(QString::fromStdString(values.site),
                           QString::fromStdString(besideProgram("learning-site.crt")),
                           QString::fromStdString(besideProgram("learning-site.key")));
-  WebEngine engine(session.host(), site, theme);
+  WebEngine engine(session.host(), site, currentTheme());
   MainWindow window(session.host(), session.runner(), engine, values.addin);
-  // A scenario that ends the program is played without an additional `stop`.
-  window.setStopsAtEnd(!values.ends());
   if (!values.ends()) window.useLayout(layoutFile());
   window.recording().setOptions(optionsToRecord(values));
   window.recording().keepIn(played);
@@ -154,34 +188,25 @@ ScenarioEnd show(DesktopOptions& values, const std::string& scenario, const std:
   return {passed && notPlayed.empty() ? EXIT_SUCCESS : exit_status::failed, ""};
 }
 
-// Shows windows until the last one is closed. Returns the exit status.
-int superviseWindow(DesktopOptions& values, char** argv) {
+WindowTasks tasksFor(DesktopOptions& values) {
   WindowTasks tasks;
-  tasks.show = [&values, argv](const std::string& scenario, const std::string& played) {
+  tasks.show = [&values](const std::string& scenario, const std::string& played) {
     try {
-      return show(values, scenario, played, argv);
+      return show(values, scenario, played);
     } catch (const std::exception&) {
       return ScenarioEnd{printException(program), ""};
     }
   };
-  const auto accepts = [&values, argv](const auto& makeDialog) {
-    int count = 1;
-    const auto application = startQt(true, program, count, argv);
-    apply(chosenTheme(values.theme));
-    return makeDialog()->exec() == QDialog::Accepted;
+  if (values.ends()) return tasks;
+  tasks.watchHang = [&values](const CrashRecord& record) {
+    const auto application = startQt(values);
+    return asksToEnd(record);
   };
-  if (!values.ends()) {
-    tasks.watchHang = [accepts](const CrashRecord& record) {
-      return accepts([&] { return std::make_unique<HangDialog>(record); });
-    };
-    tasks.showReport = [accepts](const std::string& report, const std::string& played) {
-      return accepts([&] {
-        return std::make_unique<ReportDialog>(QString::fromStdString(report),
-                                              QString::fromStdString(played));
-      });
-    };
-  }
-  return superviseWindow(tasks, program, values.timeout, values.scenario);
+  tasks.showReport = [&values](const std::string& report, const std::string& played) {
+    const auto application = startQt(values);
+    return asksToStartAgain(report, played);
+  };
+  return tasks;
 }
 
 }  // namespace
@@ -215,7 +240,7 @@ int main(int argc, char** argv) {
       ->check(checkNotEmpty);
   if (const auto status = readCommandLine(parser, values, argc, argv)) return *status;
   try {
-    return superviseWindow(values, argv);
+    return superviseWindow(tasksFor(values), program, values.timeout, values.scenario);
   } catch (const std::exception&) {
     return printException(program);
   }

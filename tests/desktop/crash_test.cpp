@@ -8,7 +8,6 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 
-#include "substitute/desktop/CrashDialogs.h"
 #include "substitute/desktop/WindowParent.h"
 #include "substitute/driver/CommandLine.h"
 #include "substitute/driver/CrashReport.h"
@@ -95,45 +94,46 @@ TEST_F(WindowParent, EndsTheWatcherOfACallThatReturns) {
   EXPECT_EQ(supervise(), 7);
 }
 
-TEST(HangDialog, TellsOfTheCallAndEndsItByItsButtonAlone) {
+TEST(Question, AboutALastingCallIsClosedByItsButtonAlone) {
   const SharedCrashRecord record = newCrashRecord();
   record->underWay.set("run");
   record->command.set("s.txt:3: start");
   record->lastCall.set("Palettes.add");
-  record->begun = monotonicTime();
-  HangDialog dialog(*record);
-  dialog.show();
-  EXPECT_EQ(dialog.findChild<QLabel*>("state")->text(),
-            "run has not returned after 0 seconds.\nCommand: s.txt:3: start\n"
-            "Last call of the host: Palettes.add");
-  QTest::keyClick(&dialog, Qt::Key_Escape);
-  dialog.close();
-  EXPECT_TRUE(dialog.isVisible());
-  dialog.findChild<QPushButton*>()->click();
-  EXPECT_FALSE(dialog.isVisible());
-  EXPECT_EQ(dialog.result(), QDialog::Accepted);
+  inDialog<QDialog>([](QDialog& dialog) {
+    EXPECT_EQ(dialog.findChild<QLabel*>()->text(),
+              "run has not returned after two seconds.\nCommand: s.txt:3: start\n"
+              "Last call of the host: Palettes.add");
+    QTest::keyClick(&dialog, Qt::Key_Escape);
+    dialog.close();
+    EXPECT_TRUE(dialog.isVisible());
+    dialog.findChild<QPushButton*>("end")->click();
+  });
+  EXPECT_TRUE(asksToEnd(*record));
 }
 
-TEST(ReportDialog, CopiesTheReportSavesTheScenarioAndStartsAgain) {
+TEST(Question, AboutTheReportCopiesItSavesTheScenarioAndStartsAgain) {
   const QTemporaryDir folder;
   const QString played = folder.filePath("played");
-  const auto button = [](QDialog& dialog, const char* name) {
-    return dialog.findChild<QPushButton*>(name);
-  };
-  ReportDialog early("the report\n", played);
-  EXPECT_FALSE(button(early, "save")->isEnabled());
-  std::ofstream(played.toStdString()) << "offline\nstart\n";
-  ReportDialog dialog("the report\n", played);
-  dialog.show();
-  EXPECT_EQ(dialog.findChild<QPlainTextEdit*>("report")->toPlainText(), "the report\n");
-  button(dialog, "copy")->click();
-  EXPECT_EQ(QApplication::clipboard()->text(), "the report\n");
-  typeInFileDialog(folder.filePath("saved"));
-  button(dialog, "save")->click();
-  EXPECT_EQ(contentOf(folder.filePath("saved")), "offline\nstart\n");
-  EXPECT_EQ(dialog.findChild<QLabel*>("saved")->text(), "Saved in saved.");
-  button(dialog, "again")->click();
-  EXPECT_EQ(dialog.result(), QDialog::Accepted);
+  for (const bool isKept : {false, true}) {
+    if (isKept) std::ofstream(played.toStdString()) << "offline\nstart\n";
+    inDialog<QDialog>([&](QDialog& dialog) {
+      const auto button = [&](const char* name) { return dialog.findChild<QPushButton*>(name); };
+      EXPECT_EQ(dialog.findChild<QPlainTextEdit*>("report")->toPlainText(), "the report\n");
+      button("copy")->click();
+      EXPECT_EQ(QApplication::clipboard()->text(), "the report\n");
+      EXPECT_EQ(button("save")->isEnabled(), isKept);
+      for (const char* const name : {"one", "two"}) {
+        if (!isKept) continue;
+        typeInFileDialog(folder.filePath(name));
+        button("save")->click();
+      }
+      button(isKept ? "again" : "close")->click();
+    });
+    EXPECT_EQ(asksToStartAgain("the report\n", played.toStdString()), isKept);
+  }
+  for (const char* const name : {"one", "two"}) {
+    EXPECT_EQ(contentOf(folder.filePath(name)), "offline\nstart\n");
+  }
 }
 
 }  // namespace

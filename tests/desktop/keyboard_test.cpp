@@ -124,7 +124,7 @@ TEST_F(Keyboard, FocusStaysInTheToolbarThatChanges) {
   EXPECT_EQ(focused(), "control:runTeachPalette");
   EXPECT_TRUE(QApplication::focusWidget()->isVisible());
   window.play("remove control runTeachPalette");
-  EXPECT_EQ(focused(), "control:HelpGroupCommand");
+  EXPECT_EQ(focused(), "control:extra");
 }
 
 TEST_F(Keyboard, NoTwoEntriesShareAShortcutAndEachIsInAMenu) {

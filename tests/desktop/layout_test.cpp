@@ -260,14 +260,8 @@ TEST_F(WindowLayout, PictureHoldsFloatingPalettes) {
   const QImage with = window.picture().toImage();
   EXPECT_EQ(with.size(), window.size() * window.devicePixelRatio());
   const QPoint corner = placeOf(dock).topLeft() - placeOf(window).topLeft();
-  EXPECT_EQ(with.copy(QRect(corner, dock.size()).adjusted(1, 1, -1, -1)),
-            dock.grab()
-                .toImage()
-                .copy(dock.rect().adjusted(1, 1, -1, -1))
-                .convertToFormat(with.format()));
-  // A palette beside the window is in the picture, too.
-  dock.move(window.mapToGlobal(QPoint(window.width() - 100, 50)));
-  EXPECT_EQ(window.picture().width(), window.width() + 200);
+  EXPECT_EQ(with.copy(QRect(corner, dock.size())),
+            dock.grab().toImage().convertToFormat(with.format()));
 }
 
 }  // namespace
