@@ -62,6 +62,7 @@ QToolButton:disabled { color: palette(shadow); }
 QToolButton:hover { background: palette(midlight); }
 QToolButton:pressed, QToolBar QToolButton:checked { background: palette(mid); }
 QToolBar QToolButton { padding: 4px 10px; }
+QToolButton::menu-indicator { subcontrol-position: right center; }
 QToolBar QToolButton#qt_toolbar_ext_button { padding: 0; background: palette(link-visited); }
 QWidget#titleBar { background: palette(window); border-bottom: 1px solid palette(mid); }
 QLabel#title, QLabel#heading { font-weight: 600; }
