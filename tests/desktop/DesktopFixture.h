@@ -5,7 +5,6 @@
 
 #include <QAction>
 #include <QApplication>
-#include <QColor>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFile>
@@ -20,7 +19,6 @@
 #include <QWebEnginePage>
 #include <QWebEngineView>
 #include <algorithm>
-#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -85,20 +83,6 @@ inline QVariant valueIn(QWebEnginePage& page, const QString& expression) {
   });
   EXPECT_TRUE(waitUntil([&] { return done; })) << expression.toStdString();
   return result;
-}
-
-// The contrast of two colours, as WCAG 2 defines it: from 1 to 21.
-inline double contrast(const QColor& one, const QColor& other) {
-  const auto luminance = [](const QColor& colour) {
-    const auto linear = [](double part) {
-      return part <= 0.04045 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
-    };
-    return 0.05 + 0.2126 * linear(colour.redF()) + 0.7152 * linear(colour.greenF()) +
-           0.0722 * linear(colour.blueF());
-  };
-  const double a = luminance(one);
-  const double b = luminance(other);
-  return std::max(a, b) / std::min(a, b);
 }
 
 // When a dialog is open, has `use` deal with it.

@@ -1,9 +1,19 @@
-// The program substitute-desktop.
-#include <gtest/gtest.h>
+// The program substitute-desktop, and its parent when the add-in crashes or does not return.
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <QClipboard>
 #include <QDir>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QPushButton>
 #include <csignal>
 
+#include "substitute/desktop/WindowParent.h"
+#include "substitute/driver/CommandLine.h"
+#include "substitute/driver/CrashReport.h"
+#include "substitute/driver/HostSession.h"
+#include "substitute/driver/Recording.h"
 #include "tests/desktop/DesktopFixture.h"
 
 namespace {
@@ -56,51 +66,33 @@ TEST(DesktopProgram, TakesAScreenshot) {
       runProgram("substitute-desktop",
                  {"--data", folder.path(), "--theme", "dark", "--screenshot", file}, environment);
   EXPECT_EQ(ended.status, 0) << ended.errors.toStdString();
-  const QImage picture(file);
-  ASSERT_FALSE(picture.isNull());
-  // The page on the right is painted in the dark theme, with the colour that its style sheet alone
-  // has.
-  int dark = 0;
+  // The page on the right is painted with the colour that its dark style sheet alone has.
+  const QImage page = QImage(file).copy(1000, 150, 260, 300);
   int accent = 0;
-  for (int y = 150; y < 450; ++y) {
-    for (int x = picture.width() - 280; x < picture.width() - 20; ++x) {
-      dark += qGray(picture.pixel(x, y)) < 80;
-      accent += picture.pixel(x, y) == qRgb(0x5a, 0xa7, 0xef);
-    }
+  for (int y = 0; y < page.height(); ++y) {
+    for (int x = 0; x < page.width(); ++x) accent += page.pixel(x, y) == qRgb(0x5a, 0xa7, 0xef);
   }
   EXPECT_GT(accent, 50);
-  EXPECT_GT(dark, 40000);
 }
 
-// The started add-in is still loaded, since nobody has stopped it.
-TEST(DesktopProgram, JudgesWhatItStartedWhenStrict) {
-  const QTemporaryDir folder;
-  const QStringList data = {"--data", folder.path(), "--quit"};
-  const ProgramResult strict = runProgram("substitute-desktop", data + QStringList("--strict"));
-  EXPECT_EQ(strict.status, 3) << strict.errors.toStdString();
-  EXPECT_TRUE(strict.output.contains("\n  The add-in is still loaded.\n"));
-  EXPECT_TRUE(strict.output.endsWith("1 command, 0 expectations, 1 failed\n"))
-      << strict.output.toStdString();
-  const ProgramResult plain = runProgram("substitute-desktop", data);
-  EXPECT_EQ(plain.status, 0) << plain.errors.toStdString();
-  EXPECT_FALSE(plain.output.contains("still loaded"));
-}
-
-// A window that leaves by itself asks for nothing then.
+// It asks for nothing when it leaves by itself.
 TEST(DesktopProgram, EndsAsTheAddInEndsIt) {
   const QTemporaryDir folder;
   QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
   for (const auto& [misbehaviour, status, words] :
-       {std::tuple("crash", SIGSEGV, "the host is ended by the signal SIGSEGV"),
-        std::tuple("hang", 4, "a call of the add-in has not returned after the seconds of --timeo"),
-        std::tuple("exit", 3, "the add-in ends the process")}) {
+       {std::tuple("crash", SIGSEGV,
+                   "substitute-desktop: the host is ended by the signal SIGSEGV\n"),
+        std::tuple("hang", 4, "substitute-desktop: a call of the add-in has not returned after "),
+        std::tuple("exit", 3, "substitute-desktop: the add-in ends the process\n"),
+        // It is still loaded, since nobody has stopped it.
+        std::tuple("", 3, "")}) {
     environment.insert("MISBEHAVE", misbehaviour);
     const ProgramResult ended = runProgram("substitute-desktop",
-                                           {"--quit", "--timeout", "1", "--data", folder.path(),
-                                            "--addin", beside("libmisbehaving.so")},
+                                           {"--quit", "--strict", "--timeout", "1", "--data",
+                                            folder.path(), "--addin", beside("libmisbehaving.so")},
                                            environment);
     EXPECT_EQ(ended.status, status);
-    EXPECT_TRUE(ended.errors.startsWith(QByteArray("substitute-desktop: ") + words));
+    EXPECT_TRUE(ended.errors.startsWith(words)) << ended.errors.toStdString();
   }
 }
 
@@ -126,26 +118,140 @@ TEST(DesktopProgram, SaysWhatIsWrong) {
 // A window needs a display, a picture does not.
 TEST(DesktopProgram, SaysThatThereIsNoDisplay) {
   const QTemporaryDir folder;
-  const QStringList data = {"--data", folder.path()};
-  QProcessEnvironment blind = QProcessEnvironment::systemEnvironment();
-  for (const char* const name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) {
-    blind.remove(name);
+  const QString picture = folder.filePath("a.png");
+  for (const auto& [display, arguments, status, errors] :
+       {std::tuple("", QStringList{"--screenshot", picture}, 0, ""),
+        std::tuple("", QStringList{}, 2,
+                   "substitute-desktop: there is no display to open a window on; "
+                   "substitute-host plays in the terminal.\n"),
+        std::tuple(":4077", QStringList{}, 2,
+                   "substitute-desktop: no window can be opened on the display :4077; "
+                   "substitute-host plays in the terminal.\n")}) {
+    QProcessEnvironment blind = QProcessEnvironment::systemEnvironment();
+    for (const char* const name : {"WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) blind.remove(name);
+    blind.insert("DISPLAY", display);
+    const ProgramResult ended =
+        runProgram("substitute-desktop", QStringList{"--data", folder.path()} + arguments, blind);
+    EXPECT_EQ(ended.status, status);
+    EXPECT_EQ(ended.errors, errors);
   }
-  const ProgramResult picture = runProgram(
-      "substitute-desktop", data + QStringList{"--screenshot", folder.filePath("a.png")}, blind);
-  EXPECT_EQ(picture.status, 0);
-  EXPECT_EQ(picture.errors.toStdString(), "");
-  const ProgramResult without = runProgram("substitute-desktop", data, blind);
-  EXPECT_EQ(without.status, 2);
-  EXPECT_EQ(without.errors,
-            "substitute-desktop: there is no display to open a window on; "
-            "substitute-host plays in the terminal.\n");
-  blind.insert("DISPLAY", ":4077");
-  const ProgramResult misled = runProgram("substitute-desktop", data, blind);
-  EXPECT_EQ(misled.status, 2);
-  EXPECT_EQ(misled.errors,
-            "substitute-desktop: no window can be opened on the display :4077; "
-            "substitute-host plays in the terminal.\n");
+}
+
+// The tasks run in processes of their own, and tell by files what they have done.
+class WindowParent : public testing::Test {
+ protected:
+  // In place of a window. The end of the test comes with the status 7.
+  ScenarioEnd play(const char* addin, std::initializer_list<std::string> lines,
+                   const std::string& played) const {
+    CommandLine values;
+    values.addin = besideProgram(addin);
+    HostSession session(values, "window", {"s"});
+    Recording recording(session.runner());
+    recording.keepIn(played);
+    for (const std::string& line : lines) session.runner().play(parseCommand(line));
+    return {7, ""};
+  }
+
+  int supervise() const { return superviseWindow(tasks, "window", 0, "first"); }
+
+  QTemporaryDir folder;
+  const std::string file = folder.filePath("file").toStdString();
+  WindowTasks tasks;
+};
+
+TEST_F(WindowParent, ShowsTheReportWithWhatWasPlayedAndStartsAgain) {
+  tasks.watchHang = [](const CrashRecord& record) {
+    return record.underWay.get() == std::string("run");
+  };
+  tasks.showReport = [this](const std::string& report, const std::string& played) {
+    std::ofstream(file) << report << std::ifstream(played).rdbuf();
+    return true;
+  };
+  tasks.show = [this](const std::string& scenario, const std::string& played) {
+    EXPECT_EQ(scenario, "first");
+    if (std::filesystem::exists(file)) return ScenarioEnd{7, ""};
+    return play("libmisbehaving.so", {"offline", "start", "online"}, played);
+  };
+  for (const auto& [misbehaviour, title] :
+       {std::pair("crash", "window: the host is ended by the signal SIGSEGV\n"),
+        std::pair("exit", "window: the add-in ends the process\n"),
+        std::pair("hang", "window: a call of the add-in has not returned and is ended\n")}) {
+    qputenv("MISBEHAVE", misbehaviour);
+    EXPECT_EQ(supervise(), 7);
+    const QByteArray shown = contentOf(QString::fromStdString(file));
+    EXPECT_TRUE(shown.startsWith(title)) << shown.toStdString();
+    EXPECT_TRUE(shown.contains("\n  command: start\n"));
+    EXPECT_TRUE(shown.endsWith("\noffline\nstart\n")) << shown.toStdString();
+    std::filesystem::remove(file);
+  }
+  qunsetenv("MISBEHAVE");
+}
+
+TEST_F(WindowParent, EndsWithTheWindow) {
+  tasks.showReport = [](const std::string& /*report*/, const std::string& /*played*/) {
+    return false;
+  };
+  tasks.show = [](const std::string& scenario, const std::string& /*played*/) {
+    if (scenario == "second") _exit(0);  // without an end
+    return ScenarioEnd{0, "", "second"};
+  };
+  EXPECT_EQ(supervise(), 3);
+}
+
+// The call returns when its watcher has written to the pipe. The watcher itself never ends.
+TEST_F(WindowParent, EndsTheWatcherOfACallThatReturns) {
+  ASSERT_EQ(mkfifo(file.c_str(), S_IRWXU), 0);
+  tasks.watchHang = [this](const CrashRecord& record) {
+    std::ofstream(file) << record.underWay.get() << std::endl;
+    while (true) pause();
+    return true;
+  };
+  tasks.show = [this](const std::string& /*scenario*/, const std::string& played) {
+    return play("Velorin.so", {"start", "message \"x; cat " + file + "; : \"", "stop"}, played);
+  };
+  EXPECT_EQ(supervise(), 7);
+}
+
+TEST(Question, AboutALastingCallIsClosedByItsButtonAlone) {
+  const SharedCrashRecord record = newCrashRecord();
+  record->underWay.set("run");
+  record->command.set("s.txt:3: start");
+  record->lastCall.set("Palettes.add");
+  inDialog<QDialog>([](QDialog& dialog) {
+    EXPECT_EQ(dialog.findChild<QLabel*>()->text(),
+              "run has not returned after two seconds.\nCommand: s.txt:3: start\n"
+              "Last call of the host: Palettes.add");
+    QTest::keyClick(&dialog, Qt::Key_Escape);
+    dialog.close();
+    EXPECT_TRUE(dialog.isVisible());
+    dialog.findChild<QPushButton*>("end")->click();
+  });
+  EXPECT_TRUE(asksToEnd(*record));
+}
+
+TEST(Question, AboutTheReportCopiesItSavesTheScenarioAndStartsAgain) {
+  const QTemporaryDir folder;
+  const QString played = folder.filePath("played");
+  for (const bool isKept : {false, true}) {
+    if (isKept) std::ofstream(played.toStdString()) << "offline\nstart\n";
+    inDialog<QDialog>([&](QDialog& dialog) {
+      const auto button = [&](const char* name) { return dialog.findChild<QPushButton*>(name); };
+      EXPECT_EQ(dialog.findChild<QPlainTextEdit*>("report")->toPlainText(), "the report\n");
+      button("copy")->click();
+      EXPECT_EQ(QApplication::clipboard()->text(), "the report\n");
+      EXPECT_EQ(button("save")->isEnabled(), isKept);
+      for (const char* const name : {"one", "two"}) {
+        if (!isKept) continue;
+        typeInFileDialog(folder.filePath(name));
+        button("save")->click();
+      }
+      button(isKept ? "again" : "close")->click();
+    });
+    EXPECT_EQ(asksToStartAgain("the report\n", played.toStdString()), isKept);
+  }
+  for (const char* const name : {"one", "two"}) {
+    EXPECT_EQ(contentOf(folder.filePath(name)), "offline\nstart\n");
+  }
 }
 
 }  // namespace
