@@ -1,16 +1,9 @@
 // run: what the add-in does when the host starts it.
 #include "tests/AddInFixture.h"
-#include "tests/ExpectedCalls.h"
-
-using substitute::Json;
 
 namespace {
 
 class Run : public AddInFixture {};
-
-const std::string tooltip =
-    "Velorin je pomocník pro začátečníky, integrovaný do prostředí programu Fusion 360 a napomáhá "
-    "s prvními kroky v aplikaci.";
 
 }  // namespace
 
@@ -18,33 +11,43 @@ TEST_F(Run, FirstStartCallsTheHostInItsOrder) {
   EXPECT_EQ(start(), true);
   EXPECT_EQ(
       calls(),
-      Calls({
-          "run",
-          "Application.get() = Application",
-          "Application.userInterface() = UserInterface",
-          "Application.onlineStatusChanged() = ApplicationEvent",
-          "ApplicationEvent.add(\"OnlineStatusChangedHandler\") = true",
-          "Application.isOffLine() = false",
-      }) + addressCalls() +
-          palettesCalls() + creationCalls("RovaHTMLEventHandler") +
-          Calls({
-              "Application.userInterface() = UserInterface",
-              "UserInterface.toolbars() = Toolbars",
-              "Toolbars.itemById(\"QATRight\") = Toolbar:QATRight",
-              "UserInterface.commandDefinitions() = CommandDefinitions",
-              "CommandDefinitions.addButtonDefinition(\"runTeachPalette\", \"Zobrazit velorin\", "
-              "\"" +
-                  tooltip +
-                  "\", \"resources/Velorin/LessTen\") = "
-                  "CommandDefinition:runTeachPalette",
-              "Toolbar.controls() on Toolbar:QATRight = ToolbarControls",
-              "ToolbarControls.addCommand(\"CommandDefinition:runTeachPalette\", "
-              "\"HelpGroupCommand\", false) = CommandControl:runTeachPalette",
-              "CommandDefinition.commandCreated() on CommandDefinition:runTeachPalette = "
-              "CommandCreatedEvent",
-              "CommandCreatedEvent.add(\"CmdCreatedEventHandler\") = true",
-              "run returned true",
-          }));
+      Calls(
+          {"run",
+           "Application.get() = Application",
+           "Application.userInterface() = UserInterface",
+           "Application.onlineStatusChanged() = ApplicationEvent",
+           "ApplicationEvent.add(\"OnlineStatusChangedHandler\") = true",
+           "Application.isOffLine() = false",
+           "Application.executeTextCommand(\"Debug.EntitlementString\") = TEXT",
+           "Application.preferences() = Preferences",
+           "Preferences.generalPreferences() = GeneralPreferences",
+           "GeneralPreferences.userLanguage() = 2",
+           "Application.get() = Application",
+           "Application.userInterface() = UserInterface",
+           "UserInterface.palettes() = Palettes",
+           "Palettes.itemById(\"teachPalete\") = null",
+           "Palettes.add(\"teachPalete\", \"Velorin\", "
+           "\"https://learning.velorin.example/fusion360/learning.asp?lang=CSY&lic=TEXT\", true, "
+           "true, true, 300, 400, true) = Palette:teachPalete",
+           "Palette.dockingState(4) on Palette:teachPalete = true",
+           "Palette.incomingFromHTML() on Palette:teachPalete = HTMLEvent",
+           "HTMLEvent.add(\"RovaHTMLEventHandler\") = true",
+           "Palette.isVisible(true) on Palette:teachPalete = true",
+           "Application.userInterface() = UserInterface",
+           "UserInterface.toolbars() = Toolbars",
+           "Toolbars.itemById(\"QATRight\") = Toolbar:QATRight",
+           "UserInterface.commandDefinitions() = CommandDefinitions",
+           "CommandDefinitions.addButtonDefinition(\"runTeachPalette\", \"Zobrazit velorin\", "
+           "\"Velorin je pomocník pro začátečníky, integrovaný do prostředí programu Fusion 360 a "
+           "napomáhá s prvními kroky v aplikaci.\", \"resources/Velorin/LessTen\") = "
+           "CommandDefinition:runTeachPalette",
+           "Toolbar.controls() on Toolbar:QATRight = ToolbarControls",
+           "ToolbarControls.addCommand(\"CommandDefinition:runTeachPalette\", "
+           "\"HelpGroupCommand\", false) = CommandControl:runTeachPalette",
+           "CommandDefinition.commandCreated() on CommandDefinition:runTeachPalette = "
+           "CommandCreatedEvent",
+           "CommandCreatedEvent.add(\"CmdCreatedEventHandler\") = true",
+           "run returned true"}));
   EXPECT_EQ(state()["references"], 3) << "app, ui and palette";
 }
 

@@ -1,6 +1,5 @@
 // stop: what the add-in takes out of the host when it ends.
 #include "tests/AddInFixture.h"
-#include "tests/ExpectedCalls.h"
 
 using substitute::Json;
 using substitute::ObjectKind;
@@ -10,38 +9,6 @@ namespace {
 class Stop : public AddInFixture {};
 
 }  // namespace
-
-TEST_F(Stop, CallsTheHostInItsOrder) {
-  ASSERT_EQ(start(), true);
-  // An e-shop, which nothing of the add-in puts there, is taken out, too.
-  host->plant(ObjectKind::definition, "openEshop");
-  host->plant(ObjectKind::control, "openEshop");
-  calls();
-  EXPECT_EQ(stop(), true);
-  const auto removal = [](const std::string& id) {
-    return Calls{
-        "UserInterface.commandDefinitions() = CommandDefinitions",
-        "CommandDefinitions.itemById(\"" + id + "\") = CommandDefinition:" + id,
-        "CommandDefinition.deleteMe() on CommandDefinition:" + id + " = true",
-        "Toolbar.controls() on Toolbar:QATRight = ToolbarControls",
-        "ToolbarControls.itemById(\"" + id + "\") = CommandControl:" + id,
-        "Base.query(\"adsk::core::CommandControl\") on CommandControl:" + id +
-            " = CommandControl:" + id,
-        "ToolbarControl.deleteMe() on CommandControl:" + id + " = true",
-    };
-  };
-  EXPECT_EQ(calls(), Calls({
-                         "stop",
-                         "UserInterface.palettes() = Palettes",
-                         "Palettes.itemById(\"teachPalete\") = Palette:teachPalete",
-                         "Palette.deleteMe() on Palette:teachPalete = true",
-                         "Base.isValid() on Palette:teachPalete = false",
-                         "Application.userInterface() = UserInterface",
-                         "UserInterface.toolbars() = Toolbars",
-                         "Toolbars.itemById(\"QATRight\") = Toolbar:QATRight",
-                     }) + removal("openEshop") +
-                         removal("runTeachPalette") + Calls({"stop returned true"}));
-}
 
 TEST_F(Stop, WithoutRunAndTheSecondOneReturnTrueAndAskNothing) {
   const Calls nothing = {"stop", "stop returned true"};

@@ -1,8 +1,5 @@
 // Going online and offline.
 #include "tests/AddInFixture.h"
-#include "tests/ExpectedCalls.h"
-
-using substitute::Json;
 
 namespace {
 
@@ -21,25 +18,6 @@ class OnlineStatus : public AddInFixture {
 };
 
 }  // namespace
-
-TEST_F(OnlineStatus, OnlineCreatesThePaletteInItsOrder) {
-  begin(0);
-  host->setOffline(false);
-  EXPECT_EQ(calls(), online + addressCalls() + Calls({"UserInterface.palettes() = Palettes"}) +
-                         creationCalls("CadFirst3sHTMLEventHandler"));
-}
-
-TEST_F(OnlineStatus, OnlineShowsAHiddenPaletteInItsOrder) {
-  begin(0);
-  ASSERT_TRUE(OpenPalette());
-  host->setVisible("teachPalete", false);
-  host->setLanguage(1);
-  calls();
-  host->setOffline(false);
-  EXPECT_EQ(calls(), online + addressCalls("1") + Calls({"UserInterface.palettes() = Palettes"}) +
-                         showingCalls());
-  EXPECT_EQ(learningPalette()["handlers"], Json::array({"RovaHTMLEventHandler"}));
-}
 
 TEST_F(OnlineStatus, CountersZeroToThreeAloneBringThePalette) {
   for (const int count : {0, 1, 2, 3, 4, 5, 2147483647, -1, -2147483647}) {

@@ -1,8 +1,5 @@
 // OpenPalette: the learning palette and its page's address.
 #include "tests/AddInFixture.h"
-#include "tests/ExpectedCalls.h"
-
-using substitute::Json;
 
 namespace {
 
@@ -25,30 +22,6 @@ class LearningPalette : public AddInFixture {
 };
 
 }  // namespace
-
-TEST_F(LearningPalette, IsCreatedInItsOrder) {
-  EXPECT_TRUE(OpenPalette());
-  EXPECT_EQ(calls(), addressCalls() + palettesCalls() + creationCalls("RovaHTMLEventHandler"));
-  EXPECT_EQ(learningPalette(), Json({{"id", "teachPalete"},
-                                     {"title", "Velorin"},
-                                     {"address", page + "CSY&lic=TEXT"},
-                                     {"visible", true},
-                                     {"dockingState", 4},
-                                     {"width", 300},
-                                     {"height", 400},
-                                     {"handlers", {"RovaHTMLEventHandler"}}}));
-}
-
-TEST_F(LearningPalette, ThatIsThereIsOnlyShown) {
-  EXPECT_TRUE(OpenPalette());
-  const Json before = learningPalette();
-  host->setVisible("teachPalete", false);
-  host->setLanguage(1);
-  calls();
-  EXPECT_TRUE(OpenPalette());
-  EXPECT_EQ(calls(), addressCalls("1") + palettesCalls() + showingCalls());
-  EXPECT_EQ(learningPalette(), before);
-}
 
 TEST_F(LearningPalette, LanguageTwoIsCzechAndEveryOtherEnglish) {
   for (const int language : {2, 0, 1, 3, 4, -2, 258, 2147483647, -2147483647 - 1}) {

@@ -22,7 +22,6 @@ constexpr const char* controlC = "\x03";
 constexpr const char* controlD = "\x04";
 constexpr const char* controlZ = "\x1a";
 constexpr const char* previousLine = "\x10";
-constexpr const char* tab = "\t";
 
 // One run of a program at a terminal of its own, in the home folder `home`.
 class Terminal {
@@ -159,18 +158,6 @@ TEST_F(Prompt, FreshDataIsTemporary) {
   EXPECT_FALSE(fs::exists(home.path() + "/.local/share"));
 }
 
-TEST_F(Prompt, ItsFirstLineNamesWhereAnExecutablesAddInLooks) {
-  Terminal terminal = open({"--executable", home.path() + "/Autodesk/Fusion"});
-  quit(terminal);
-  EXPECT_EQ(terminal.seen().rfind("The add-in will look in " + home.path() +
-                                      "/Autodesk/Autodesk Fusion 360/API/AddIns/Velorin, which is "
-                                      "not there.\r\n",
-                                  0),
-            0U)
-      << terminal.seen();
-  EXPECT_FALSE(fs::exists(home.path() + "/.local/share"));
-}
-
 TEST_F(Prompt, ResetStartsTheCountAnew) {
   Terminal first = open();
   first.answer("start", "run returned true.");
@@ -180,19 +167,6 @@ TEST_F(Prompt, ResetStartsTheCountAnew) {
   Terminal second = open();
   quit(second);
   EXPECT_NE(second.seen().find("; there is no info file yet.\r\n"), std::string::npos);
-}
-
-TEST_F(Prompt, ControlCClearsTheLine) {
-  Terminal terminal = open();
-  terminal.expectPrompt();
-  terminal.type("jump");
-  terminal.expect("jump");
-  terminal.type(controlC);
-  terminal.expectPrompt();
-  terminal.type(controlC);
-  terminal.answer("offline", "The host is offline.");
-  EXPECT_EQ(terminal.seen().find("is not a command"), std::string::npos) << terminal.seen();
-  quit(terminal);
 }
 
 TEST_F(Prompt, ControlCTakesItsTurnAmongTheKeys) {
@@ -252,68 +226,39 @@ TEST_F(Prompt, TheHistoryIsKeptWhenTheAddInCrashes) {
   quit(second);
 }
 
-TEST_F(Prompt, AFailedExpectationIsTheStatus) {
+TEST_F(Prompt, AnswersEachLine) {
+  const std::pair<const char*, const char*> lines[] = {
+      {"# only once\noffline", "The host is offline."},
+      {"state", "{\r\n  \"offline\": true,\r\n"},
+      {"strat", "'strat' is not a command; the nearest are start, "},
+      {"fail Palets.add", "the nearest are Palettes.add, "},
+      {"help fail", "fail OPERATION [N] [null|throw]"},
+      {"help remove", "It takes one of these: palette, definition, "},
+      {"help", "\n  help [COMMAND]"},
+      {"help jump", "'jump' is not a command; 'help' lists them."},
+      {"fail Palettes.a\tthr\t", "The next call of Palettes.add will throw."},
+      {"fail Base.q\t2 nu\t", "Call 2 of Base.query, counted from here, will return nothing."},
+      {"remove control Help\t", "The toolbar \"QATRight\" now holds nothing."},
+      {"online", "The host is online."},
+      {"start", "An exception left the add-in"},
+      {"calls 7", "> start\r\n  run\r\n    Application.get() = Application\r\n"},
+      {"calls 99", "there is no command \"99\"; the last one is 7.\r\n"},
+      {"click runT\t", "There is no button \"runT\"."},
+      {"plant control runTeachPalette", "now holds runTeachPalette."},
+      {"click runT\t", "The button \"runTeachPalette\" has no command"},
+      {"stop", "The add-in is unloaded."},
+      {"plant palette other", "The palette"},
+      {"message-to oth\thello", "er hello"},
+      {"remove palette o\t", "is gone."},
+      {"expect /offline true", "expected /offline true, found false"},
+  };
   Terminal terminal = open();
-  terminal.answer("expect /offline true", "expected /offline true, found false");
+  for (const auto& [line, words] : lines) ASSERT_NO_FATAL_FAILURE(terminal.answer(line, words));
   terminal.expectPrompt();
   terminal.type("quit\n");
-  terminal.expect("1 command, 1 expectation, 1 failed");
   EXPECT_EQ(terminal.end(), 3);
-}
-
-TEST_F(Prompt, HelpDescribesOneCommandOrAll) {
-  Terminal terminal = open();
-  terminal.answer("help fail", "fail OPERATION [N] [null|throw]");
-  EXPECT_EQ(terminal.seen().find("entitlement"), std::string::npos) << terminal.seen();
-  terminal.expect("  It takes one of these: Application.get, ");
-  terminal.answer("help remove", "It takes one of these: palette, definition, ");
-  terminal.answer("help quit", "  quit ");
-  terminal.answer("help", "\n  start ");
-  terminal.expect("\n  help [COMMAND]");
-  terminal.expect("\n  quit ");
-  terminal.answer("help jump", "'jump' is not a command; 'help' lists them.");
-  quit(terminal);
-}
-
-TEST_F(Prompt, CallsOfACommandArePrintedAsCode) {
-  Terminal terminal = open();
-  terminal.answer("start", "The add-in is loaded.");
-  terminal.answer("offline", "The host is offline.");
-  terminal.answer("calls", "> offline\r\n  notify OnlineStatusChangedHandler\r\n    Application");
-  terminal.answer("calls 1", "> start\r\n  run\r\n    Application.get() = Application\r\n");
-  terminal.answer("calls 3", "there is no command \"3\"; the last one is 2.\r\n");
-  terminal.answer("help calls", "calls [N]");
-  quit(terminal);
-}
-
-TEST_F(Prompt, CompletesWhatCanStandThere) {
-  Terminal terminal = open();
-  terminal.answer(std::string("fail Palettes.a") + tab + "thr" + tab,
-                  "The next call of Palettes.add will throw.");
-  terminal.answer(std::string("fail Base.q") + tab + "2 nu" + tab,
-                  "Call 2 of Base.query, counted from here, will return nothing.");
-  terminal.answer(std::string("remove control Help") + tab,
-                  "The toolbar \"QATRight\" now holds nothing.");
-  terminal.answer("start", "An exception left the add-in");
-  terminal.answer(std::string("click runT") + tab, "There is no button \"runT\".");
-  terminal.answer("plant control runTeachPalette", "now holds runTeachPalette.");
-  terminal.answer(std::string("click runT") + tab, "The button \"runTeachPalette\" has no command");
-  terminal.answer("stop", "The add-in is unloaded.");
-  terminal.answer("plant palette other", "The palette");
-  terminal.answer(std::string("message-to oth") + tab + "hello", "er hello");
-  terminal.answer(std::string("remove palette o") + tab, "is gone.");
-  quit(terminal);
-}
-
-TEST_F(Prompt, NoLineIsRepeated) {
-  Terminal terminal = open();
-  terminal.answer("# only once", "host> ");
-  terminal.type("offline\n");
-  terminal.expect("The host is offline.");
-  quit(terminal);
   const std::string& seen = terminal.seen();
   EXPECT_EQ(seen.find("only once"), seen.rfind("only once")) << seen;
-  EXPECT_EQ(seen.find("> offline"), seen.rfind("> offline")) << seen;
 }
 
 TEST_F(Prompt, JUnitOptionIsRefused) {
@@ -343,23 +288,6 @@ TEST_F(Prompt, TheUsersFoldersAreThoseThatTheEnvironmentNames) {
   Terminal none = open({}, {{"HOME", ""}});
   none.expect("name a folder with --data, or take a temporary one with --fresh.");
   EXPECT_EQ(none.end(), 2);
-}
-
-TEST_F(Prompt, TheStateIsIndented) {
-  Terminal terminal = open();
-  terminal.answer("state", "{\r\n  \"offline\": false,\r\n");
-  quit(terminal);
-}
-
-TEST_F(Prompt, AWrongLineIsReportedAndThePromptGoesOn) {
-  Terminal terminal = open();
-  terminal.answer("strat", "'strat' is not a command; the nearest are start, ");
-  terminal.expect("'help' lists the commands.");
-  terminal.answer("fail Palets.add",
-                  "is not an operation of the host; the nearest are Palettes.add, ");
-  terminal.expect("; 'help fail' tells of it.");
-  terminal.answer("offline", "The host is offline.");
-  quit(terminal);
 }
 
 TEST_F(Prompt, StartsUnderEveryLocale) {

@@ -59,25 +59,12 @@ class Setup(unittest.TestCase):
     def installed(self):
         return self.ran.read_text().splitlines() if self.ran.exists() else []
 
-    def InstallsHomebrewsPackagesOnAMac(self):
-        self.mac("wget")
-        status, said = self.install("build", "test", "desktop")
-        self.assertEqual(0, status, said)
-        wanted = packages("homebrew-build", "homebrew-test", "homebrew-desktop")
-        self.assertEqual(["install " + " ".join(wanted)], self.installed())
-        self.assertIn("qt", wanted)
-
     def InstallsOnlyWhatIsMissingOnAMac(self):
         self.mac("cmake", "cli11", "nlohmann-json-schema")
         self.stub("ninja", "")
         status, said = self.install("build")
         self.assertEqual(0, status, said)
         self.assertEqual(["install nlohmann-json"], self.installed())
-
-    def InstallsNothingWhenAllIsThereOnAMac(self):
-        self.mac(*packages("homebrew-build", "homebrew-test"))
-        self.assertEqual((0, ""), self.install("build", "test"))
-        self.assertEqual([], self.installed())
 
     def SaysWhatIsMissingOnAMac(self):
         self.mac()

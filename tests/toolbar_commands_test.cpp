@@ -1,6 +1,5 @@
 // The toolbar's commands: clicks, and the e-shop's handlers that nobody connects.
 #include "tests/AddInFixture.h"
-#include "tests/ExpectedCalls.h"
 
 namespace core = adsk::core;
 
@@ -36,19 +35,6 @@ class ToolbarCommands : public AddInFixture {
 };
 
 }  // namespace
-
-TEST_F(ToolbarCommands, AClickCreatesAndExecutesInItsOrder) {
-  EXPECT_EQ(host->click("runTeachPalette"), substitute::ClickResult::done);
-  EXPECT_EQ(calls(), Calls({
-                         "notify CmdCreatedEventHandler",
-                         "CommandCreatedEventArgs.command() = Command",
-                         "Command.commandInputs() = CommandInputs",
-                         "Command.execute() = CommandEvent",
-                         "CommandEvent.add(\"CmdExecuteEventHandler\") = true",
-                         "notify CmdExecuteEventHandler",
-                     }) + addressCalls() +
-                         palettesCalls() + creationCalls("RovaHTMLEventHandler"));
-}
 
 TEST_F(ToolbarCommands, TheEshopsHandlersOpenTheEshop) {
   createAndExecute("_cmdEshopCreated");

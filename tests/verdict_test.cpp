@@ -166,6 +166,8 @@ TEST_F(Verdict, TheResultsGiveTheReason) {
             "exit status 2: the trace cannot be written to nowhere/t; see --trace"},
            {"exit", "start\n", "", "the add-in ended the process"},
            {"abort", "start\n", "", "ended by SIGABRT"},
+           {"hang", "start\n", "--timeout 1",
+            "exit status 4: a call of the add-in took longer than --timeout"},
        }) {
     playWith(one.misbehaviour, one.lines, std::string("--junit r.xml ") + one.options);
     EXPECT_EQ(reasonInResults(), one.reason);

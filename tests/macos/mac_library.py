@@ -4,7 +4,6 @@ import json
 import os
 import re
 import shutil
-import struct
 import sys
 import tempfile
 import unittest
@@ -262,48 +261,6 @@ class Workplace(unittest.TestCase):
 
 
 class MacLibraryRefused(Workplace):
-    """The checks above can fail, and the link does where it must."""
-
-    def AWrongLink(self):
-        names = self.folder / "names"
-        names.write_text((BUILD / "velorin.map").read_text() + "_onlineStatusChangedHandler_\n")
-        exports, loads = "ExportsExactlyTheListedNames", "LoadsTheHostsLibrariesThenTheSystems"
-        for check, old, new, expected in (
-            (exports, "$", " # as it is", None),
-            (loads, "$", " # as it is", None),
-            (exports, r"(-exported_symbols_list) \S+", rf"\1 {names}", "onlineStatusChangedHandler_"),
-            (loads, r"\S+/CAMXInterface10\.tbd", "", "CAMXInterface10"),
-            ("RunsOnMacos11", "macos 11.0", "macos 12.0", "12.0"),
-            ("HoldsNoPathOfThisMachine", "@rpath/", f"{BUILD}/", str(BUILD)),
-            ("HasNoSegmentToWriteAndRun", " -dylib ", " -dylib -segprot __DATA rwx rwx ", "__DATA"),
-            ("IsSmall", " -dylib ", " -dylib -headerpad 0x8000 ", "not less than or equal to 98304"),
-        ):
-            with self.subTest(check, new=new):
-                library, done, said = self.build_again(link=lambda command: re.sub(old, new, command))
-                self.assertTrue(done, said)
-                found = self.failure(library, check)
-                self.assertIsNone(found) if expected is None else self.assertIn(expected, found)
-
-    def AChangedFile(self):
-        path = BUILD / "Velorin.dylib"
-        data = path.read_bytes()
-        name = b"@rpath/Neutron/CAMXInterface10.dylib"
-        middle = len(data) // 2
-        # The encoding that most functions share stands first in the table of the common ones.
-        unwinding = check_exceptions.MachO(path).sections["__unwind_info"][2]
-        (common,) = struct.unpack_from("<I", data, unwinding + 4)
-        for check, place, content, expected in (
-            # The number of the command stands 24 bytes before the library's name.
-            ("LoadsTheHostsLibrariesThenTheSystems", data.index(name) - 24,
-             struct.pack("<I", 0x80000018), f"{name.decode()} by LC_LOAD_WEAK_DYLIB"),
-            ("IsSignedAdHoc", middle, bytes([data[middle] ^ 1]), "differs from its hash"),
-            ("ExceptionsCanBeCaught", unwinding + common, bytes(4), "and cannot be unwound"),
-        ):
-            with self.subTest(check):
-                library = self.folder / "Velorin.dylib"
-                library.write_bytes(data[:place] + content + data[place + len(content) :])
-                self.assertIn(expected, self.failure(library, check))
-
     def ASymbolThatNoStubNames(self):
         stub = self.folder / "libSystem.tbd"
         stub.write_text((STUBS / "libSystem.tbd").read_text().replace("- _system\n", "- _other\n"))
