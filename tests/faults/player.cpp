@@ -5,6 +5,7 @@
 // cases.
 #include <cstdlib>
 #include <iostream>
+#include <sstream>
 
 #include "substitute/driver/CommandLine.h"
 #include "substitute/driver/Errors.h"
@@ -20,18 +21,37 @@ using namespace substitute;
 constexpr const char* program = "substitute-host";
 constexpr unsigned timeout = 60;  // in seconds; a case takes some milliseconds
 
-ScenarioEnd play(const Json& one, const std::string& addin) {
+void play(const CommandLine& values, const std::vector<std::string>& scenario) {
+  HostSession session(values, program, {"-"});
+  for (const std::string& line : scenario) session.runner().play(parseCommand(line));
+  session.conclude();
+  flushOutput();
+}
+
+CommandLine optionsFor(const std::string& addin) {
+  CommandLine values;
+  values.addin = addin;
+  values.entitlement = profile().entitlement;
+  return values;
+}
+
+// An emulator keeps the code that it has translated for the processes that are forked later.
+void playForTheEmulator(const std::string& addin) {
+  CommandLine values = optionsFor(addin);
+  values.fresh = true;
+  std::ostringstream nothing;
+  std::streambuf* const output = std::cout.rdbuf(nothing.rdbuf());
+  play(values, {"fail Toolbars.itemById throw", "start", "message x", "click", "state", "stop"});
+  std::cout.rdbuf(output);
+}
+
+ScenarioEnd playCase(const Json& one, const std::string& addin) {
   try {
-    CommandLine values;
-    values.addin = addin;
+    CommandLine values = optionsFor(addin);
     values.data = one["data"];
     values.noAddinFolder = !one["addinFolder"];
     values.trace = one["trace"];
-    values.entitlement = profile().entitlement;
-    HostSession session(values, program, {"-"});
-    for (const std::string line : one["scenario"]) session.runner().play(parseCommand(line));
-    session.conclude();
-    flushOutput();
+    play(values, one["scenario"]);
     return {};
   } catch (const std::exception&) {
     return {printException(program), ""};
@@ -44,8 +64,11 @@ int main(int argc, char** argv) {
   if (argc != 2) return EXIT_FAILURE;
   std::vector<ScenarioTask> tasks;
   for (std::string text; std::getline(std::cin, text);) {
-    tasks.push_back({"", [one = Json::parse(text), argv] { return play(one, argv[1]); }});
+    tasks.push_back({"", [one = Json::parse(text), argv] { return playCase(one, argv[1]); }});
   }
+#ifdef __APPLE__
+  if (tasks.size() > 1) playForTheEmulator(argv[1]);
+#endif
   return supervise(tasks, {program, timeout}, [](const ScenarioResult& result) {
     std::cout << line({{"status", result.status},
                        {"signal", result.signal},
