@@ -55,14 +55,12 @@ class Question : public QDialog {
 
 }  // namespace
 
-int superviseWindow(const WindowTasks& tasks, const std::string& program, unsigned timeout,
-                    std::string scenario) {
-  Supervision how{program, timeout};
+int superviseWindow(const WindowTasks& tasks, Supervision how, std::string scenario) {
   how.captures = false;
   how.watchHang = tasks.watchHang;
   const auto superviseOne = [&](const std::function<ScenarioEnd()>& task) {
     ScenarioResult end;
-    supervise({{program, task}}, how, [&end](const ScenarioResult& result) { end = result; });
+    supervise({{how.program, task}}, how, [&end](const ScenarioResult& result) { end = result; });
     return end;
   };
   ScenarioResult window;

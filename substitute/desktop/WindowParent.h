@@ -23,10 +23,10 @@ struct WindowTasks {
   std::function<bool(const std::string& report, const std::string& played)> showReport;
 };
 
-// Shows windows as long as one is wanted, first one for `scenario`. `program` begins the reports;
-// `timeout` is that of Supervision. Returns the exit status of the last one, or ends by its signal.
-int superviseWindow(const WindowTasks& tasks, const std::string& program, unsigned timeout,
-                    std::string scenario);
+// Shows windows as long as one is wanted, first one for `scenario`. `how` need not say what happens
+// to the output and who watches a hang. Returns the exit status of the last one, or ends by its
+// signal.
+int superviseWindow(const WindowTasks& tasks, Supervision how, std::string scenario);
 
 // Asks, as long as the call lasts, whether it is to be ended. True: it is. Needs a QApplication.
 bool asksToEnd(const CrashRecord& record);

@@ -240,7 +240,9 @@ int main(int argc, char** argv) {
       ->check(checkNotEmpty);
   if (const auto status = readCommandLine(parser, values, argc, argv)) return *status;
   try {
-    return superviseWindow(tasksFor(values), program, values.timeout, values.scenario);
+    Supervision how{program, values.timeout};
+    how.endsPrograms = !values.systemOpen;
+    return superviseWindow(tasksFor(values), how, values.scenario);
   } catch (const std::exception&) {
     return printException(program);
   }

@@ -152,7 +152,7 @@ class WindowParent : public testing::Test {
     return {7, ""};
   }
 
-  int supervise() const { return superviseWindow(tasks, "window", 0, "first"); }
+  int supervise() const { return superviseWindow(tasks, Supervision{"window"}, "first"); }
 
   QTemporaryDir folder;
   const std::string file = folder.filePath("file").toStdString();
