@@ -133,7 +133,8 @@ void lockOutput() {
 
 void writeToEveryFile() {
   constexpr int files = 64;
-  for (int file = STDERR_FILENO + 1; file < files; ++file) static_cast<void>(!write(file, "{}", 2));
+  for (int file = STDERR_FILENO + 1; file < files; ++file)
+    static_cast<void>(!write(file, "{}\n", 3));
   syscall(SYS_exit_group, EXIT_SUCCESS);
 }
 

@@ -86,4 +86,3 @@ TEST_F(Sweep, AScenarioWithoutACallFails) {
   EXPECT_EQ(result.status, 3);
   expectLine(result.output, "s fails by itself: it makes no call of the host\n");
 }
-
