@@ -305,7 +305,7 @@ class Child {
       report(ReportCause::exit, "");
     }
     result_.output = output_.read();
-    result_.errors = errors_.read();
+    result_.errors = (how_.captures ? errors_.read() : "") + report_;
   }
 
   void judgeSignal(const std::string& what, bool reports) {
@@ -322,8 +322,10 @@ class Child {
 
   void report(ReportCause cause, const std::string& detail) {
     LockedFolder::removeAbandoned();
-    writeReport(errors_.descriptor(), *record_, cause, detail.c_str(),
+    const Output report;  // the child knows of the others, and may have written there
+    writeReport(report.descriptor(), *record_, cause, detail.c_str(),
                 describe(record_->stack).c_str());
+    report_ = report.read();
   }
 
   const Supervision& how_;
@@ -340,6 +342,7 @@ class Child {
   std::int64_t watched_ = -1;  // when the call began that is watched, or was watched last
   bool isEnded_ = false;       // by the watcher
   bool isOver_ = false;
+  std::string report_;
   ScenarioResult result_;
 };
 
