@@ -35,6 +35,7 @@ CommandLine optionsFor(const std::string& addin) {
   return values;
 }
 
+#ifdef __APPLE__
 // An emulator keeps the code that it has translated for the processes that are forked later.
 void playForTheEmulator(const std::string& addin) {
   CommandLine values = optionsFor(addin);
@@ -44,6 +45,7 @@ void playForTheEmulator(const std::string& addin) {
   play(values, {"fail Toolbars.itemById throw", "start", "message x", "click", "state", "stop"});
   std::cout.rdbuf(output);
 }
+#endif
 
 ScenarioEnd playCase(const Json& one, const std::string& addin) {
   try {
