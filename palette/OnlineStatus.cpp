@@ -11,7 +11,7 @@ OnlineStatusChangedHandler::~OnlineStatusChangedHandler() = default;
 void OnlineStatusChangedHandler::notify(const Ptr<ApplicationEventArgs>& eventArgs) {
   if (!eventArgs) return;
   if (eventArgs->isOffLine()) return;
-  if (countOpenPalette > 3) return;
+  if (countOpenPalette > lastAutoOpenCount) return;
   if (countOpenPalette < 0) return;
   const std::string address = learningPageAddress();
   // Through `ui`, not through a fresh application: run has filled it before the first report.

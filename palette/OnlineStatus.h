@@ -9,7 +9,7 @@ class OnlineStatusChangedHandler : public adsk::core::ApplicationEventHandler {
   ~OnlineStatusChangedHandler() override;
 
   // Shows the palette, or creates it with _onHTMLEventFirst3 as its message handler, when the host
-  // reports that it is online and countOpenPalette lies between 0 and 3. An empty `eventArgs` does
-  // nothing. `app` and `ui` are used untested: they are there from run to stop.
+  // reports that it is online and countOpenPalette is 0 to lastAutoOpenCount. An empty `eventArgs`
+  // does nothing. `app` and `ui` are used untested: they are there from run to stop.
   void notify(const adsk::core::Ptr<adsk::core::ApplicationEventArgs>& eventArgs) override;
 };

@@ -7,10 +7,9 @@ namespace adsk::core {
 
 struct EventHandlerState;  // the host's own
 
-// Base of all event handlers. A handler is handed to an event by address; the host keeps that
-// address, so the handler neither moves nor ends before the host has stopped calling it. The
-// constructor and destructor are the host's own code: the destructor takes the handler off every
-// event that it is still registered with.
+// Base of all event handlers. An event takes the address of a handler and keeps it, so the handler
+// neither moves nor ends before the host has stopped calling it. The constructor and destructor are
+// the host's own code: the destructor removes the handler from every event.
 class ADSK_HOST_API EventHandler {
  public:
   EventHandler();

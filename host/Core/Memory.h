@@ -15,15 +15,15 @@ namespace adsk::core {
 // Frees `string`, which a host operation returned. The caller does not use it afterwards.
 ADSK_HOST_API void DeallocateArrayInternal(char* string);
 
-// Hands an array that the host allocated back to it. Every non-null string that a host operation
-// returns is handed back exactly once.
+// Frees an array that the host allocated. Every non-null string that a host operation returns is
+// freed exactly once.
 template <class T>
 void DeallocateArray(T* array) {
   DeallocateArrayInternal(array);
 }
 
-// Copies a string that the host returned and hands it back. Null gives an empty string, and nothing
-// is handed back.
+// Copies a string that the host returned and frees it. Null gives an empty string, and nothing is
+// freed.
 inline std::string TakeString(char* string) {
   if (string == nullptr) return {};
   std::string result = string;
@@ -44,9 +44,10 @@ struct IncompleteType {
   }
 };
 
-// A handle to a host object: empty, or the owner of exactly one counted reference. One pointer
-// wide; passed by const reference. There is no move: every hand-over is an assignment in the order
-// of reset(), and returning a handle by value costs nothing as it is.
+// A handle to a host object: empty, or the owner of exactly one counted reference. It is as large
+// as a pointer, and is passed by const reference. It cannot be moved: every assignment counts in
+// the order of reset(). A handle that a function returns is not copied, so a move would save
+// nothing.
 template <class T, class Counting = IncompleteType>
 class Ptr {
  public:

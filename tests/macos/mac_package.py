@@ -51,7 +51,7 @@ class MacPackage(unittest.TestCase):
             for which in ((), ("--component", "probe")):
                 done, said = attempt(CMAKE, "--install", f"{home}/build", *which)
                 self.assertFalse(done)
-                self.assertRegex(said, r"built\s+without\s+the\s+host's\s+kit")
+                self.assertRegex(said, r"built\s+without\s+the\s+host's\s+SDK")
                 self.assertFalse(prefix.exists())
             for build, is_there in ((Path(home, "build"), True), (BUILD, False)):
                 cache = (build / "CMakeCache.txt").read_text()
