@@ -10,8 +10,8 @@
 #include "benchmarks/Benchmarks.h"
 #include "substitute/api/Host.h"
 #include "substitute/driver/AddIn.h"
-#include "substitute/driver/Installation.h"
-#include "substitute/driver/Program.h"
+#include "substitute/driver/Folders.h"
+#include "substitute/driver/HostSession.h"
 #include "substitute/driver/Velorin.h"
 
 namespace fs = std::filesystem;

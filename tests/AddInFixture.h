@@ -16,7 +16,7 @@
 #include "substitute/api/HostObjects.h"
 #include "substitute/driver/AddIn.h"
 #include "substitute/driver/HostMonitor.h"
-#include "substitute/driver/Installation.h"
+#include "substitute/driver/HostSession.h"
 #include "substitute/driver/OpenRecorder.h"
 #include "substitute/driver/Velorin.h"
 #include "tests/TemporaryFolder.h"

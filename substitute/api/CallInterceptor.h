@@ -5,6 +5,7 @@
 #include <Core/CoreAll.h>
 
 #include <optional>
+#include <stdexcept>
 #include <string>
 
 #include "substitute/api/Export.h"
@@ -40,9 +41,29 @@ class SUBSTITUTE_API CallInterceptor {
 
   // The same for an operation whose result is an object without a reference for the add-in.
   template <class Body, class... Arguments>
-  auto callUncounted(Operation operation, const ReferenceCounted* on, Body body,
-                     const Arguments&... arguments) {
-    return intercept(operation, on, body, arguments...);
+  auto intercept(Operation operation, const ReferenceCounted* on, Body body,
+                 const Arguments&... arguments) -> decltype(body()) {
+    callBegins.publish(operation);
+    const std::optional<Failure> failure = faults.next(operation);
+    Json entry;
+    const bool traced = trace.hasListeners();
+    if (traced) {
+      entry["op"] = nameOf(operation);
+      if (on != nullptr) entry["on"] = on->name();
+      entry["args"] = Json::array({describe(arguments)...});
+    }
+    if (failure == Failure::exception) {
+      entry["fault"] = "throw";
+      trace.publish(entry);
+      throw std::runtime_error("the host failed in " + nameOf(operation));
+    }
+    const auto result = failure ? decltype(body())() : body();
+    if (traced) {
+      entry["result"] = describe(result);
+      if (failure) entry["fault"] = "null";
+      trace.publish(entry);
+    }
+    return result;
   }
 
  private:
@@ -66,34 +87,6 @@ class SUBSTITUTE_API CallInterceptor {
   static Json describe(const adsk::core::EventHandler* handler) {
     return handler == nullptr ? Json() : Json(typeName(typeid(*handler)));
   }
-
-  template <class Body, class... Arguments>
-  auto intercept(Operation operation, const ReferenceCounted* on, Body body,
-                 const Arguments&... arguments) -> decltype(body()) {
-    callBegins.publish(operation);
-    const std::optional<Failure> failure = faults.next(operation);
-    Json entry;
-    const bool traced = trace.hasListeners();
-    if (traced) {
-      entry["op"] = nameOf(operation);
-      if (on != nullptr) entry["on"] = on->name();
-      entry["args"] = Json::array({describe(arguments)...});
-    }
-    if (failure == Failure::exception) {
-      entry["fault"] = "throw";
-      trace.publish(entry);
-      throwFault(operation);
-    }
-    const auto result = failure ? decltype(body())() : body();
-    if (traced) {
-      entry["result"] = describe(result);
-      if (failure) entry["fault"] = "null";
-      trace.publish(entry);
-    }
-    return result;
-  }
-
-  [[noreturn]] static void throwFault(Operation operation);
 };
 
 }  // namespace substitute

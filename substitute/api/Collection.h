@@ -29,14 +29,17 @@ class Collection {
     return found == places_.end() ? nullptr : found->second->get();
   }
 
-  // Adds `item` at the end. The result is the item; null, and nothing is done, when its id is
-  // taken.
-  T* add(HostPtr<T> item) { return insert(items_.end(), std::move(item)); }
-
-  // The same, but beside the object `neighbour`, which is here: before it or after it.
-  T* addBeside(const T& neighbour, bool before, HostPtr<T> item) {
-    const auto place = places_.at(neighbour.id());
-    return insert(before ? place : std::next(place), std::move(item));
+  // Adds `item` before or after the object `neighbour`; at the end when that is null. The result is
+  // the item; null, and nothing is done, when its id is taken.
+  T* add(HostPtr<T> item, const T* neighbour = nullptr, bool before = false) {
+    const std::string& id = item->id();
+    if (find(id) != nullptr) return nullptr;
+    changing.publish(id);
+    auto place = items_.end();
+    if (neighbour != nullptr) place = std::next(places_.at(neighbour->id()), before ? 0 : 1);
+    place = items_.insert(place, std::move(item));
+    places_[(*place)->id()] = place;
+    return place->get();
   }
 
   // Removes `item` and marks it as deleted. False when it is null or not here.
@@ -52,15 +55,6 @@ class Collection {
   }
 
  private:
-  T* insert(typename Items::iterator place, HostPtr<T> item) {
-    const std::string& id = item->id();
-    if (find(id) != nullptr) return nullptr;
-    changing.publish(id);
-    const auto inserted = items_.insert(place, std::move(item));
-    places_[inserted->get()->id()] = inserted;
-    return inserted->get();
-  }
-
   Items items_;
   std::unordered_map<std::string, typename Items::iterator> places_;
 };

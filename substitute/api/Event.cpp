@@ -5,52 +5,9 @@
 
 namespace core = adsk::core;
 
-// What the host keeps in a handler: where it is registered, each place as often as it is there.
-struct core::EventHandlerState {
-  using Places = std::vector<substitute::Registrations*>;
-
-  // The handlers that are registered somewhere.
-  static std::vector<EventHandler*>& registered() {
-    static auto* const all = new std::vector<EventHandler*>;  // a library may end after the host's
-    return *all;
-  }
-
-  static Places* of(const EventHandler& handler) { return static_cast<Places*>(handler.state_); }
-
-  static void add(EventHandler& handler, substitute::Registrations* place) {
-    if (handler.state_ == nullptr) {
-      handler.state_ = new Places;
-      registered().push_back(&handler);
-    }
-    of(handler)->push_back(place);
-  }
-
-  static void remove(EventHandler& handler, substitute::Registrations* place) {
-    Places& places = *of(handler);
-    places.erase(std::find(places.begin(), places.end(), place));
-    if (places.empty()) forget(handler);
-  }
-
-  static void removeAll(EventHandler& handler) {
-    if (handler.state_ == nullptr) return;
-    for (substitute::Registrations* const place : *of(handler)) {
-      auto& handlers = *place->handlers_;
-      handlers.erase(std::remove(handlers.begin(), handlers.end(), &handler), handlers.end());
-    }
-    forget(handler);
-  }
-
-  static void forget(EventHandler& handler) {
-    delete of(handler);
-    handler.state_ = nullptr;
-    auto& all = registered();
-    all.erase(std::find(all.begin(), all.end(), &handler));
-  }
-};
-
 core::EventHandler::EventHandler() = default;
 core::EventHandler::~EventHandler() {
-  EventHandlerState::removeAll(*this);
+  substitute::Registrations::remove(*this);
 }
 void core::EventHandler::placeholderEventHandler0() {}
 void core::EventHandler::placeholderEventHandler1() {}
@@ -71,18 +28,26 @@ void core::EventHandler::placeholderEventHandler15() {}
 
 namespace substitute {
 
-bool Registrations::add(core::EventHandler* handler) {
-  if (handler == nullptr) return false;
-  core::EventHandlerState::add(*handler, this);
-  handlers_->push_back(handler);
-  return true;
+namespace {
+
+// Never destroyed: a library may end after the host's.
+std::list<Registrations*>& allEvents() {
+  static auto* const all = new std::list<Registrations*>;
+  return *all;
 }
 
-void Registrations::clear() {
-  for (core::EventHandler* const handler : *handlers_) {
-    core::EventHandlerState::remove(*handler, this);
-  }
-  handlers_->clear();
+}  // namespace
+
+Registrations::Registrations() : place_(allEvents().insert(allEvents().end(), this)) {}
+
+Registrations::~Registrations() {
+  clear();
+  allEvents().erase(place_);
+}
+
+bool Registrations::add(core::EventHandler* handler) {
+  if (handler != nullptr) handlers_->push_back(handler);
+  return handler != nullptr;
 }
 
 std::vector<std::string> Registrations::handlerNames() const {
@@ -103,11 +68,18 @@ void Registrations::forEach(const std::function<void(core::EventHandler&)>& noti
 }
 
 std::vector<core::EventHandler*> Registrations::registered() {
-  return core::EventHandlerState::registered();
+  Handlers all;
+  for (const Registrations* const event : allEvents()) {
+    all.insert(all.end(), event->handlers_->begin(), event->handlers_->end());
+  }
+  return all;
 }
 
 void Registrations::remove(core::EventHandler& handler) {
-  core::EventHandlerState::removeAll(handler);
+  for (const Registrations* const event : allEvents()) {
+    Handlers& handlers = *event->handlers_;
+    handlers.erase(std::remove(handlers.begin(), handlers.end(), &handler), handlers.end());
+  }
 }
 
 }  // namespace substitute

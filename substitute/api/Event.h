@@ -4,6 +4,7 @@
 #include <Core/CoreAll.h>
 
 #include <functional>
+#include <list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,14 +18,14 @@ namespace substitute {
 // of them.
 class SUBSTITUTE_API Registrations {
  public:
-  Registrations() = default;
+  Registrations();
   Registrations(const Registrations&) = delete;
   Registrations& operator=(const Registrations&) = delete;
-  ~Registrations() { clear(); }
+  ~Registrations();
 
   // Registers `handler`, once more if it is registered already. False for null.
   bool add(core::EventHandler* handler);
-  void clear();
+  void clear() { handlers_->clear(); }
 
   const std::vector<core::EventHandler*>& handlers() const { return *handlers_; }
   std::vector<std::string> handlerNames() const;
@@ -33,16 +34,16 @@ class SUBSTITUTE_API Registrations {
   // removed meanwhile is not notified.
   void forEach(const std::function<void(core::EventHandler&)>& notify) const;
 
-  // All handlers that are registered with any event, each once.
+  // All handlers that are registered with any event. One that is registered twice is there twice.
   static std::vector<core::EventHandler*> registered();
 
   // Removes `handler` from every event.
   static void remove(core::EventHandler& handler);
 
  private:
-  friend struct core::EventHandlerState;
   using Handlers = std::vector<core::EventHandler*>;
   std::shared_ptr<Handlers> handlers_ = std::make_shared<Handlers>();
+  std::list<Registrations*>::iterator place_;  // among those of all events
 };
 
 // Calls a handler by `call`, and lets no exception out.
@@ -53,8 +54,7 @@ using Notifier =
 template <class Event, class Handler, class Arguments, Operation add>
 class EventObject final : public HostObject<Event> {
  public:
-  explicit EventObject(CallInterceptor& interceptor)
-      : HostObject<Event>(interceptor, classOf(add)) {}
+  using HostObject<Event>::HostObject;
 
   bool add_raw(Handler* handler) override {
     return this->call(

@@ -2,12 +2,11 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "substitute/api/Export.h"
 #include "substitute/api/Operation.h"
 
 namespace substitute {
@@ -23,36 +22,35 @@ struct PlannedFault {
 };
 
 // The fault as the command `fail` takes it: "Palettes.add 2 null".
-SUBSTITUTE_API std::string inWords(const PlannedFault& fault);
+inline std::string inWords(const PlannedFault& fault) {
+  return nameOf(fault.operation) + " " + std::to_string(fault.nth) +
+         (fault.how == Failure::exception ? " throw" : " null");
+}
 
-// Every call of `calls` fails once in each way: a fault for each run of a sweep. `calls` are those
-// of a run without these faults, in their order.
-SUBSTITUTE_API std::vector<PlannedFault> singleFaults(const std::vector<Operation>& calls);
-
-class SUBSTITUTE_API FaultPlan {
+class FaultPlan {
  public:
   // The `nth` coming call of `operation` fails once; 1 is the next one.
-  void add(Operation operation, std::uint64_t nth, Failure how);
+  void add(Operation operation, std::uint64_t nth, Failure how) {
+    pending_.push_back({operation, nth, how});
+  }
 
   // Counts a call of `operation`. The result is how it fails; nothing when it does not. Of two
   // faults for the same call the first one added counts.
-  std::optional<Failure> next(Operation operation);
+  std::optional<Failure> next(Operation operation) {
+    std::optional<Failure> failure;
+    for (auto fault = pending_.begin(); fault != pending_.end();) {
+      const bool happens = fault->operation == operation && --fault->nth == 0;
+      if (happens && !failure) failure = fault->how;
+      fault = happens ? pending_.erase(fault) : std::next(fault);
+    }
+    return failure;
+  }
 
   // The failures that have not happened, in the order in which they were added.
-  std::vector<PlannedFault> pending() const;
+  const std::vector<PlannedFault>& pending() const { return pending_; }
 
  private:
-  struct Fault {
-    Failure how;
-    std::uint64_t serial;  // grows with every failure that is added
-  };
-  struct Calls {
-    std::uint64_t made = 0;
-    std::multimap<std::uint64_t, Fault> failing;  // by the number of the call
-  };
-  // Only operations that a fault was planned for are counted.
-  std::map<Operation, Calls> planned_;
-  std::uint64_t added_ = 0;
+  std::vector<PlannedFault> pending_;
 };
 
 }  // namespace substitute

@@ -52,42 +52,30 @@ Json describe(const ToolbarObject& toolbar) {
   return {{"id", toolbar.id()}, {"controls", describeAll(toolbar.controls->all)}};
 }
 
-struct StateEntry {
-  const char* key;
-  Json (*valueIn)(const ApplicationObject& application);
-};
-const StateEntry stateEntries[] = {
-    {"offline", [](const ApplicationObject& host) { return Json(host.offline); }},
-    {"language",
-     [](const ApplicationObject& host) { return Json(host.preferences->general->language); }},
-    {"entitlement",
-     [](const ApplicationObject& host) {
-       return host.entitlement ? Json(*host.entitlement) : Json();
-     }},
-    {"palettes",
-     [](const ApplicationObject& host) { return describeAll(host.userInterface->palettes->all); }},
-    {"toolbars",
-     [](const ApplicationObject& host) { return describeAll(host.userInterface->toolbars->all); }},
-    {"definitions",
-     [](const ApplicationObject& host) {
-       return describeAll(host.userInterface->definitions->all);
-     }},
-    {"onlineStatusHandlers",
-     [](const ApplicationObject& host) {
-       return Json(host.onlineStatusChanged->registrations.handlerNames());
-     }},
-};
+Json describe(const ApplicationObject& application) {
+  const UserInterfaceObject& ui = *application.userInterface;
+  const auto& entitlement = application.entitlement;
+  return {{"offline", application.offline},
+          {"language", application.preferences->general->language},
+          {"entitlement", entitlement ? Json(*entitlement) : Json()},
+          {"palettes", describeAll(ui.palettes->all)},
+          {"toolbars", describeAll(ui.toolbars->all)},
+          {"definitions", describeAll(ui.definitions->all)},
+          {"onlineStatusHandlers", application.onlineStatusChanged->registrations.handlerNames()}};
+}
 
 }  // namespace
 
 Host::Host(Settings settings)
     : settings_(std::move(settings)),
-      application_(makeHostObject<ApplicationObject>(interceptor_, settings_.offline,
-                                                     settings_.language, settings_.entitlement)) {
+      application_(makeHostObject<ApplicationObject>(interceptor_)) {
   if (currentHost != nullptr) throw std::logic_error("there is a host in this process already");
+  application_->offline = settings_.offline;
+  setLanguage(settings_.language);
+  setEntitlement(settings_.entitlement);
   auto toolbar = makeHostObject<ToolbarObject>(interceptor_, "QATRight");
-  toolbar->controls->all.add(makeHostObject<ControlObject>(
-      interceptor_, toolbar->controls->all, ControlObject::Kind::command, "HelpGroupCommand"));
+  auto& controls = toolbar->controls->all;
+  controls.add(makeHostObject<ControlObject>(interceptor_, controls, true, "HelpGroupCommand"));
   application_->userInterface->toolbars->all.add(std::move(toolbar));
   currentHost = this;
 }
@@ -113,7 +101,8 @@ std::optional<bool> Host::callEntryPoint(const std::string& name,
 
 void Host::setOffline(bool offline) {
   application_->offline = offline;
-  const auto arguments = makeHostObject<ApplicationEventArgsObject>(interceptor_, offline);
+  const auto arguments = makeHostObject<ApplicationEventArgsObject>(interceptor_);
+  arguments->offline = offline;
   application_->onlineStatusChanged->raise(arguments.get(), notifier());
 }
 
@@ -151,7 +140,8 @@ ClickResult Host::click(const std::string& id) {
 bool Host::message(const std::string& id, std::optional<std::string> data) {
   PaletteObject* const sender = palette(id);
   if (sender == nullptr) return false;
-  const auto arguments = makeHostObject<HTMLEventArgsObject>(interceptor_, std::move(data));
+  const auto arguments = makeHostObject<HTMLEventArgsObject>(interceptor_);
+  arguments->data = std::move(data);
   sender->incomingFromHTML->raise(arguments.get(), notifier());
   return true;
 }
@@ -171,26 +161,24 @@ bool Host::setDockingState(const std::string& id, int state) {
 }
 
 bool Host::plant(ObjectKind kind, const std::string& id) {
-  UserInterfaceObject& ui = *application_->userInterface;
+  const UserInterfaceObject& ui = *application_->userInterface;
+  auto& palettes = ui.palettes->all;
+  auto& definitions = ui.definitions->all;
   switch (kind) {
-    case ObjectKind::palette: {
-      PaletteValues values;
-      values.id = id;
-      values.title = id;
-      return ui.palettes->all.add(makeHostObject<PaletteObject>(interceptor_, ui.palettes->all,
-                                                                std::move(values))) != nullptr;
+    case ObjectKind::palette:
+      return palettes.add(makeHostObject<PaletteObject>(interceptor_, palettes,
+                                                        PaletteValues{id, id, ""})) != nullptr;
+    case ObjectKind::definition: {
+      auto definition = makeHostObject<DefinitionObject>(interceptor_, definitions, id);
+      definition->name = id;
+      return definitions.add(std::move(definition)) != nullptr;
     }
-    case ObjectKind::definition:
-      return ui.definitions->all.add(makeHostObject<DefinitionObject>(
-                 interceptor_, ui.definitions->all, id, id, "", "")) != nullptr;
     case ObjectKind::control:
     case ObjectKind::plainControl: {
-      const ToolbarObject* const toolbar = firstToolbar();
-      if (toolbar == nullptr) return false;
-      const auto controlKind =
-          kind == ObjectKind::control ? ControlObject::Kind::command : ControlObject::Kind::plain;
-      return toolbar->controls->all.add(makeHostObject<ControlObject>(
-                 interceptor_, toolbar->controls->all, controlKind, id)) != nullptr;
+      if (ui.toolbars->all.items().empty()) return false;
+      auto& controls = ui.toolbars->all.items().front()->controls->all;
+      return controls.add(makeHostObject<ControlObject>(
+                 interceptor_, controls, kind == ObjectKind::control, id)) != nullptr;
     }
     case ObjectKind::toolbar:
       break;
@@ -221,31 +209,34 @@ bool Host::remove(ObjectKind kind, const std::string& id) {
   return false;
 }
 
-std::vector<std::string> Host::objectsOfAddIn() const {
-  std::vector<std::string> names;
-  const auto add = [&names](const auto& collection) {
-    for (const auto& item : collection.items()) {
-      const ReferenceCounted& object = *item;
-      if (object.isOfAddIn()) names.push_back(object.name());
-    }
+std::vector<Host::Listed> Host::objects() const {
+  std::vector<Listed> objects;
+  const auto add = [&objects](ObjectKind kind, const auto& collection) {
+    for (const auto& item : collection.items()) objects.push_back({kind, item.get()});
   };
   const UserInterfaceObject& ui = *application_->userInterface;
-  add(ui.palettes->all);
-  add(ui.definitions->all);
-  for (const auto& toolbar : ui.toolbars->all.items()) add(toolbar->controls->all);
-  return names;
+  add(ObjectKind::palette, ui.palettes->all);
+  add(ObjectKind::definition, ui.definitions->all);
+  add(ObjectKind::toolbar, ui.toolbars->all);
+  for (const auto& toolbar : ui.toolbars->all.items()) {
+    for (const auto& control : toolbar->controls->all.items()) {
+      objects.push_back({control->showsCommand() ? ObjectKind::control : ObjectKind::plainControl,
+                         control.get()});
+    }
+  }
+  return objects;
 }
 
 std::vector<std::string> Host::stateKeys() {
+  CallInterceptor interceptor;
   std::vector<std::string> keys;
-  for (const StateEntry& entry : stateEntries) keys.emplace_back(entry.key);
+  const Json state = describe(*makeHostObject<ApplicationObject>(interceptor));
+  for (const auto& entry : state.items()) keys.push_back(entry.key());
   return keys;
 }
 
 Json Host::state() const {
-  Json state;
-  for (const StateEntry& entry : stateEntries) state[entry.key] = entry.valueIn(*application_);
-  return state;
+  return describe(*application_);
 }
 
 Notifier Host::notifier() const {
@@ -270,11 +261,6 @@ void Host::callAddIn(const std::function<void()>& call) const {
   }
   callReturned.publish();
   if (!threw.is_null()) interceptor_.trace.publish(threw);
-}
-
-ToolbarObject* Host::firstToolbar() const {
-  const auto& toolbars = application_->userInterface->toolbars->all.items();
-  return toolbars.empty() ? nullptr : toolbars.front().get();
 }
 
 PaletteObject* Host::palette(const std::string& id) const {

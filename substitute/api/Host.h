@@ -99,8 +99,12 @@ class SUBSTITUTE_API Host {
   // Removes an object. False when there is none.
   bool remove(ObjectKind kind, const std::string& id);
 
-  // The names of the palettes, definitions and controls that the add-in has put there.
-  std::vector<std::string> objectsOfAddIn() const;
+  // The palettes, definitions, toolbars and controls, in this order.
+  struct Listed {
+    ObjectKind kind;
+    const ReferenceCounted* object;
+  };
+  std::vector<Listed> objects() const;
 
   // The host's values and objects: the keys "offline" to "onlineStatusHandlers" of the state
   // (docs/substitute-host.md), in the order of stateKeys().
@@ -110,7 +114,6 @@ class SUBSTITUTE_API Host {
  private:
   Notifier notifier() const;
   void callAddIn(const std::function<void()>& call) const;
-  ToolbarObject* firstToolbar() const;
   PaletteObject* palette(const std::string& id) const;
 
   Settings settings_;

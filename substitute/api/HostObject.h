@@ -4,6 +4,7 @@
 #include <Core/CoreAll.h>
 
 #include <string>
+#include <typeinfo>
 #include <utility>
 
 #include "substitute/api/CallInterceptor.h"
@@ -13,25 +14,32 @@ namespace substitute {
 
 namespace core = adsk::core;
 
-// The base of a class that implements the host's `Interface`. `interceptor` outlives every call.
+// The name of a class of the host's interface, without its namespace.
+inline std::string classNameOf(const std::type_info& type) {
+  return typeName(type).substr(sizeof("adsk::core::") - 1);
+}
+
+// Implements of the host's `Interface` what all host objects have in common. `interceptor` outlives
+// every call.
 template <class Interface>
 class HostObject : public Interface, public ReferenceCounted {
  public:
+  explicit HostObject(CallInterceptor& interceptor, std::string id = {},
+                      std::string className = classNameOf(typeid(Interface)))
+      : ReferenceCounted(std::move(className), std::move(id)), interceptor_(interceptor) {}
+
   void addref() const final { addRefForAddIn(); }
   void release() const final { releaseForAddIn(); }
   bool isValid_raw() const final {
     return call(Operation::Base_isValid, [this] { return valid(); });
   }
   void* queryInterface(const char* id) const final {
-    const HostObject* const found = interceptor_.callUncounted(
+    const HostObject* const found = interceptor_.intercept(
         Operation::Base_query, this, [&] { return supports(id) ? this : nullptr; }, id);
     return const_cast<Interface*>(static_cast<const Interface*>(found));
   }
 
  protected:
-  HostObject(CallInterceptor& interceptor, std::string className, std::string id = {})
-      : ReferenceCounted(std::move(className), std::move(id)), interceptor_(interceptor) {}
-
   CallInterceptor& interceptor() const { return interceptor_; }
 
   // A call of one of this object's operations, as CallInterceptor::call().

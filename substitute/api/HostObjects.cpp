@@ -18,10 +18,7 @@ HostPtr<T> ofAddIn(HostPtr<T> object) {
 
 PaletteObject::PaletteObject(CallInterceptor& interceptor, Collection<PaletteObject>& siblings,
                              PaletteValues values)
-    : HostObject(interceptor, "Palette", values.id),
-      incomingFromHTML(makeHostObject<HTMLEventObject>(interceptor)),
-      siblings_(siblings),
-      values_(std::move(values)) {}
+    : HostObject(interceptor, values.id), siblings_(siblings), values_(std::move(values)) {}
 
 bool PaletteObject::dockingState_raw(core::PaletteDockingStates state) {
   const auto body = [&] {
@@ -53,11 +50,6 @@ void PaletteObject::setVisible(bool visible) {
   values_.visible = visible;
 }
 
-core::Palette* PalettesObject::itemById_raw(const char* id) const {
-  return call(
-      Operation::Palettes_itemById, [&] { return all.find(id); }, id);
-}
-
 core::Palette* PalettesObject::add_raw(const char* id, const char* title, const char* address,
                                        bool visible, bool closeButton, bool resizable, int width,
                                        int height, bool flag4) {
@@ -69,17 +61,6 @@ core::Palette* PalettesObject::add_raw(const char* id, const char* title, const 
   return call(Operation::Palettes_add, body, id, title, address, visible, closeButton, resizable,
               width, height, flag4);
 }
-
-DefinitionObject::DefinitionObject(CallInterceptor& interceptor,
-                                   Collection<DefinitionObject>& siblings, std::string id,
-                                   std::string definitionName, std::string definitionTooltip,
-                                   std::string definitionResourceFolder)
-    : HostObject(interceptor, "CommandDefinition", std::move(id)),
-      name(std::move(definitionName)),
-      tooltip(std::move(definitionTooltip)),
-      resourceFolder(std::move(definitionResourceFolder)),
-      commandCreated(makeHostObject<CommandCreatedEventObject>(interceptor)),
-      siblings_(siblings) {}
 
 bool DefinitionObject::deleteMe_raw() {
   return call(Operation::CommandDefinition_deleteMe, [this] {
@@ -93,24 +74,21 @@ core::CommandDefinition* DefinitionsObject::addButtonDefinition_raw(const char* 
                                                                     const char* tooltip,
                                                                     const char* resourceFolder) {
   const auto body = [&] {
-    return all.add(ofAddIn(
-        makeHostObject<DefinitionObject>(interceptor(), all, id, name, tooltip, resourceFolder)));
+    auto definition = ofAddIn(makeHostObject<DefinitionObject>(interceptor(), all, id));
+    definition->name = name;
+    definition->tooltip = tooltip;
+    definition->resourceFolder = resourceFolder;
+    return all.add(std::move(definition));
   };
   return call(Operation::CommandDefinitions_addButtonDefinition, body, id, name, tooltip,
               resourceFolder);
 }
 
-core::CommandDefinition* DefinitionsObject::itemById_raw(const char* id) const {
-  return call(
-      Operation::CommandDefinitions_itemById, [&] { return all.find(id); }, id);
-}
-
 ControlObject::ControlObject(CallInterceptor& interceptor, Collection<ControlObject>& siblings,
-                             Kind kind, std::string id)
-    : HostObject(interceptor, kind == Kind::command ? "CommandControl" : "ToolbarControl",
-                 std::move(id)),
+                             bool showsCommand, std::string id)
+    : HostObject(interceptor, std::move(id), showsCommand ? "CommandControl" : "ToolbarControl"),
       siblings_(siblings),
-      kind_(kind) {}
+      showsCommand_(showsCommand) {}
 
 bool ControlObject::deleteMe_raw() {
   return call(Operation::ToolbarControl_deleteMe, [this] { return siblings_.remove(this); });
@@ -125,34 +103,12 @@ core::CommandControl* ControlsObject::addCommand_raw(core::CommandDefinition* de
   const auto* const shown = static_cast<const DefinitionObject*>(definition);
   const auto body = [&]() -> ControlObject* {
     if (shown == nullptr || !shown->valid()) return nullptr;
-    auto control = ofAddIn(makeHostObject<ControlObject>(
-        interceptor(), all, ControlObject::Kind::command, shown->id()));
-    const ControlObject* const neighbour = all.find(position);
-    return neighbour == nullptr ? all.add(std::move(control))
-                                : all.addBeside(*neighbour, before, std::move(control));
+    return all.add(ofAddIn(makeHostObject<ControlObject>(interceptor(), all, true, shown->id())),
+                   all.find(position), before);
   };
   return call(Operation::ToolbarControls_addCommand, body,
               static_cast<const ReferenceCounted*>(shown), position, before);
 }
-
-core::ToolbarControl* ControlsObject::itemById_raw(const char* id) const {
-  return call(
-      Operation::ToolbarControls_itemById, [&] { return all.find(id); }, id);
-}
-
-core::Toolbar* ToolbarsObject::itemById_raw(const char* id) const {
-  return call(
-      Operation::Toolbars_itemById, [&] { return all.find(id); }, id);
-}
-
-ApplicationObject::ApplicationObject(CallInterceptor& interceptor, bool isOffline, int userLanguage,
-                                     std::optional<std::string> entitlementString)
-    : HostObject(interceptor, "Application"),
-      offline(isOffline),
-      entitlement(std::move(entitlementString)),
-      userInterface(makeHostObject<UserInterfaceObject>(interceptor)),
-      preferences(makeHostObject<PreferencesObject>(interceptor, userLanguage)),
-      onlineStatusChanged(makeHostObject<ApplicationEventObject>(interceptor)) {}
 
 char* ApplicationObject::executeTextCommand_raw(const char* command) const {
   const auto body = [&]() -> std::optional<std::string> {

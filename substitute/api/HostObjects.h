@@ -16,6 +16,20 @@
 
 namespace substitute {
 
+// A class of the interface whose operation `byId` returns the object `Item` of an id.
+template <class Interface, class ItemInterface, class Item, Operation byId>
+class CollectionObject : public HostObject<Interface> {
+ public:
+  using HostObject<Interface>::HostObject;
+
+  ItemInterface* itemById_raw(const char* id) const final {
+    return this->call(
+        byId, [&] { return all.find(id); }, id);
+  }
+
+  Collection<Item> all;
+};
+
 // Palettes.
 
 // The values with which a palette is created.
@@ -32,16 +46,13 @@ struct PaletteValues {
 
 class HTMLEventArgsObject final : public HostObject<core::HTMLEventArgs> {
  public:
-  // `data` is what the message says; nothing: a message without a string.
-  HTMLEventArgsObject(CallInterceptor& interceptor, std::optional<std::string> data)
-      : HostObject(interceptor, "HTMLEventArgs"), data_(std::move(data)) {}
+  using HostObject::HostObject;
 
   char* data_raw() const override {
-    return call(Operation::HTMLEventArgs_data, [this] { return data_; });
+    return call(Operation::HTMLEventArgs_data, [this] { return data; });
   }
 
- private:
-  std::optional<std::string> data_;
+  std::optional<std::string> data;  // nothing: a message without a string
 };
 
 class SUBSTITUTE_API PaletteObject final : public HostObject<core::Palette> {
@@ -61,45 +72,32 @@ class SUBSTITUTE_API PaletteObject final : public HostObject<core::Palette> {
   void setVisible(bool visible);
 
   int dockingState = 0;
-  HostPtr<HTMLEventObject> incomingFromHTML;
+  HostPtr<HTMLEventObject> incomingFromHTML = makeHostObject<HTMLEventObject>(interceptor());
 
  private:
   Collection<PaletteObject>& siblings_;
   PaletteValues values_;
 };
 
-class SUBSTITUTE_API PalettesObject final : public HostObject<core::Palettes> {
+class SUBSTITUTE_API PalettesObject final
+    : public CollectionObject<core::Palettes, core::Palette, PaletteObject,
+                              Operation::Palettes_itemById> {
  public:
-  explicit PalettesObject(CallInterceptor& interceptor) : HostObject(interceptor, "Palettes") {}
+  using CollectionObject::CollectionObject;
 
-  core::Palette* itemById_raw(const char* id) const override;
   core::Palette* add_raw(const char* id, const char* title, const char* address, bool visible,
                          bool closeButton, bool resizable, int width, int height,
                          bool flag4) override;
-
-  Collection<PaletteObject> all;
 };
 
 // Commands and their definitions.
 
-class CommandInputsObject final : public HostObject<core::CommandInputs> {
- public:
-  explicit CommandInputsObject(CallInterceptor& interceptor)
-      : HostObject(interceptor, "CommandInputs") {}
-};
-
-class CommandEventArgsObject final : public HostObject<core::CommandEventArgs> {
- public:
-  explicit CommandEventArgsObject(CallInterceptor& interceptor)
-      : HostObject(interceptor, "CommandEventArgs") {}
-};
+using CommandInputsObject = HostObject<core::CommandInputs>;
+using CommandEventArgsObject = HostObject<core::CommandEventArgs>;
 
 class CommandObject final : public HostObject<core::Command> {
  public:
-  explicit CommandObject(CallInterceptor& interceptor)
-      : HostObject(interceptor, "Command"),
-        inputs(makeHostObject<CommandInputsObject>(interceptor)),
-        execute(makeHostObject<CommandEventObject>(interceptor)) {}
+  using HostObject::HostObject;
 
   core::CommandInputs* commandInputs_raw() const override {
     return callForPart(Operation::Command_commandInputs, inputs);
@@ -108,15 +106,15 @@ class CommandObject final : public HostObject<core::Command> {
     return callForPart(Operation::Command_execute, execute);
   }
 
-  HostPtr<CommandInputsObject> inputs;
-  HostPtr<CommandEventObject> execute;
+  HostPtr<CommandInputsObject> inputs = makeHostObject<CommandInputsObject>(interceptor());
+  HostPtr<CommandEventObject> execute = makeHostObject<CommandEventObject>(interceptor());
 };
 
 class CommandCreatedEventArgsObject final : public HostObject<core::CommandCreatedEventArgs> {
  public:
   // `command` outlives the event.
   CommandCreatedEventArgsObject(CallInterceptor& interceptor, CommandObject& command)
-      : HostObject(interceptor, "CommandCreatedEventArgs"), command_(command) {}
+      : HostObject(interceptor), command_(command) {}
 
   core::Command* command_raw() const override {
     return call(Operation::CommandCreatedEventArgs_command, [this] { return &command_; });
@@ -130,34 +128,33 @@ class SUBSTITUTE_API DefinitionObject final : public HostObject<core::CommandDef
  public:
   // `siblings` will hold the definition, and outlives it there.
   DefinitionObject(CallInterceptor& interceptor, Collection<DefinitionObject>& siblings,
-                   std::string id, std::string name, std::string tooltip,
-                   std::string resourceFolder);
+                   std::string id)
+      : HostObject(interceptor, std::move(id)), siblings_(siblings) {}
 
   core::CommandCreatedEvent* commandCreated_raw() const override {
     return callForPart(Operation::CommandDefinition_commandCreated, commandCreated);
   }
   bool deleteMe_raw() override;
 
-  const std::string name;
-  const std::string tooltip;
-  const std::string resourceFolder;
-  HostPtr<CommandCreatedEventObject> commandCreated;
+  std::string name;
+  std::string tooltip;
+  std::string resourceFolder;
+  HostPtr<CommandCreatedEventObject> commandCreated =
+      makeHostObject<CommandCreatedEventObject>(interceptor());
 
  private:
   Collection<DefinitionObject>& siblings_;
 };
 
-class SUBSTITUTE_API DefinitionsObject final : public HostObject<core::CommandDefinitions> {
+class SUBSTITUTE_API DefinitionsObject final
+    : public CollectionObject<core::CommandDefinitions, core::CommandDefinition, DefinitionObject,
+                              Operation::CommandDefinitions_itemById> {
  public:
-  explicit DefinitionsObject(CallInterceptor& interceptor)
-      : HostObject(interceptor, "CommandDefinitions") {}
+  using CollectionObject::CollectionObject;
 
   core::CommandDefinition* addButtonDefinition_raw(const char* id, const char* name,
                                                    const char* tooltip,
                                                    const char* resourceFolder) override;
-  core::CommandDefinition* itemById_raw(const char* id) const override;
-
-  Collection<DefinitionObject> all;
 };
 
 // Toolbars and their controls.
@@ -166,66 +163,50 @@ class SUBSTITUTE_API DefinitionsObject final : public HostObject<core::CommandDe
 // control that is only a ToolbarControl does.
 class SUBSTITUTE_API ControlObject final : public HostObject<core::CommandControl> {
  public:
-  enum class Kind { command, plain };
-
   // `siblings` will hold the control, and outlives it there.
-  ControlObject(CallInterceptor& interceptor, Collection<ControlObject>& siblings, Kind kind,
-                std::string id);
+  ControlObject(CallInterceptor& interceptor, Collection<ControlObject>& siblings,
+                bool showsCommand, std::string id);
 
   bool deleteMe_raw() override;
 
-  bool showsCommand() const { return kind_ == Kind::command; }
+  bool showsCommand() const { return showsCommand_; }
 
  private:
   bool supports(const char* interfaceId) const override;
 
   Collection<ControlObject>& siblings_;
-  Kind kind_;
+  bool showsCommand_;
 };
 
-class SUBSTITUTE_API ControlsObject final : public HostObject<core::ToolbarControls> {
+class SUBSTITUTE_API ControlsObject final
+    : public CollectionObject<core::ToolbarControls, core::ToolbarControl, ControlObject,
+                              Operation::ToolbarControls_itemById> {
  public:
-  explicit ControlsObject(CallInterceptor& interceptor)
-      : HostObject(interceptor, "ToolbarControls") {}
+  using CollectionObject::CollectionObject;
 
   core::CommandControl* addCommand_raw(core::CommandDefinition* definition, const char* position,
                                        bool before) override;
-  core::ToolbarControl* itemById_raw(const char* id) const override;
-
-  Collection<ControlObject> all;
 };
 
 class ToolbarObject final : public HostObject<core::Toolbar> {
  public:
-  ToolbarObject(CallInterceptor& interceptor, std::string id)
-      : HostObject(interceptor, "Toolbar", std::move(id)),
-        controls(makeHostObject<ControlsObject>(interceptor)) {}
+  using HostObject::HostObject;
 
   core::ToolbarControls* controls_raw() const override {
     return callForPart(Operation::Toolbar_controls, controls);
   }
 
-  HostPtr<ControlsObject> controls;
+  HostPtr<ControlsObject> controls = makeHostObject<ControlsObject>(interceptor());
 };
 
-class SUBSTITUTE_API ToolbarsObject final : public HostObject<core::Toolbars> {
- public:
-  explicit ToolbarsObject(CallInterceptor& interceptor) : HostObject(interceptor, "Toolbars") {}
-
-  core::Toolbar* itemById_raw(const char* id) const override;
-
-  Collection<ToolbarObject> all;
-};
+using ToolbarsObject =
+    CollectionObject<core::Toolbars, core::Toolbar, ToolbarObject, Operation::Toolbars_itemById>;
 
 // The application.
 
 class UserInterfaceObject final : public HostObject<core::UserInterface> {
  public:
-  explicit UserInterfaceObject(CallInterceptor& interceptor)
-      : HostObject(interceptor, "UserInterface"),
-        palettes(makeHostObject<PalettesObject>(interceptor)),
-        toolbars(makeHostObject<ToolbarsObject>(interceptor)),
-        definitions(makeHostObject<DefinitionsObject>(interceptor)) {}
+  using HostObject::HostObject;
 
   core::Palettes* palettes_raw() const override {
     return callForPart(Operation::UserInterface_palettes, palettes);
@@ -237,53 +218,48 @@ class UserInterfaceObject final : public HostObject<core::UserInterface> {
     return callForPart(Operation::UserInterface_commandDefinitions, definitions);
   }
 
-  HostPtr<PalettesObject> palettes;
-  HostPtr<ToolbarsObject> toolbars;
-  HostPtr<DefinitionsObject> definitions;
+  HostPtr<PalettesObject> palettes = makeHostObject<PalettesObject>(interceptor());
+  HostPtr<ToolbarsObject> toolbars = makeHostObject<ToolbarsObject>(interceptor());
+  HostPtr<DefinitionsObject> definitions = makeHostObject<DefinitionsObject>(interceptor());
 };
 
 class GeneralPreferencesObject final : public HostObject<core::GeneralPreferences> {
  public:
-  GeneralPreferencesObject(CallInterceptor& interceptor, int userLanguage)
-      : HostObject(interceptor, "GeneralPreferences"), language(userLanguage) {}
+  using HostObject::HostObject;
 
   std::int32_t userLanguage_raw() const override {
     return call(Operation::GeneralPreferences_userLanguage, [this] { return language; });
   }
 
-  int language;
+  int language = 0;
 };
 
 class PreferencesObject final : public HostObject<core::Preferences> {
  public:
-  PreferencesObject(CallInterceptor& interceptor, int userLanguage)
-      : HostObject(interceptor, "Preferences"),
-        general(makeHostObject<GeneralPreferencesObject>(interceptor, userLanguage)) {}
+  using HostObject::HostObject;
 
   core::GeneralPreferences* generalPreferences_raw() const override {
     return callForPart(Operation::Preferences_generalPreferences, general);
   }
 
-  HostPtr<GeneralPreferencesObject> general;
+  HostPtr<GeneralPreferencesObject> general =
+      makeHostObject<GeneralPreferencesObject>(interceptor());
 };
 
 class ApplicationEventArgsObject final : public HostObject<core::ApplicationEventArgs> {
  public:
-  ApplicationEventArgsObject(CallInterceptor& interceptor, bool offline)
-      : HostObject(interceptor, "ApplicationEventArgs"), offline_(offline) {}
+  using HostObject::HostObject;
 
   bool isOffLine_raw() const override {
-    return call(Operation::ApplicationEventArgs_isOffLine, [this] { return offline_; });
+    return call(Operation::ApplicationEventArgs_isOffLine, [this] { return offline; });
   }
 
- private:
-  bool offline_;
+  bool offline = false;
 };
 
 class SUBSTITUTE_API ApplicationObject final : public HostObject<core::Application> {
  public:
-  ApplicationObject(CallInterceptor& interceptor, bool offline, int userLanguage,
-                    std::optional<std::string> entitlement);
+  using HostObject::HostObject;
 
   core::UserInterface* userInterface_raw() const override {
     return callForPart(Operation::Application_userInterface, userInterface);
@@ -300,11 +276,12 @@ class SUBSTITUTE_API ApplicationObject final : public HostObject<core::Applicati
     return callForPart(Operation::Application_onlineStatusChanged, onlineStatusChanged);
   }
 
-  bool offline;
+  bool offline = false;
   std::optional<std::string> entitlement;
-  HostPtr<UserInterfaceObject> userInterface;
-  HostPtr<PreferencesObject> preferences;
-  HostPtr<ApplicationEventObject> onlineStatusChanged;
+  HostPtr<UserInterfaceObject> userInterface = makeHostObject<UserInterfaceObject>(interceptor());
+  HostPtr<PreferencesObject> preferences = makeHostObject<PreferencesObject>(interceptor());
+  HostPtr<ApplicationEventObject> onlineStatusChanged =
+      makeHostObject<ApplicationEventObject>(interceptor());
 };
 
 }  // namespace substitute

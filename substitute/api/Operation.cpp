@@ -9,11 +9,6 @@ const std::string& nameOf(Operation operation) {
   return operationNames()[static_cast<std::size_t>(operation)];
 }
 
-std::string classOf(Operation operation) {
-  const std::string& name = nameOf(operation);
-  return name.substr(0, name.find('.'));
-}
-
 const std::vector<std::string>& operationNames() {
   static const std::vector<std::string> names = {
 #define SUBSTITUTE_NAME(owner, operation) std::string(#owner) + "." + #operation,

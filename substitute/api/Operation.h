@@ -1,4 +1,5 @@
-// The operations of the host that an add-in can call. Each is named here and nowhere else.
+// The list of the operations of the host that an add-in can call. The trace, the fault plan, the
+// help and the completion take their names from it.
 #pragma once
 
 #include <optional>
@@ -58,9 +59,6 @@ enum class Operation {
 
 // The name by which people and the trace know it: "Palettes.add".
 SUBSTITUTE_API const std::string& nameOf(Operation operation);
-
-// The class part of the name: "Palettes".
-SUBSTITUTE_API std::string classOf(Operation operation);
 
 // All names, in the order of the enumerators.
 SUBSTITUTE_API const std::vector<std::string>& operationNames();

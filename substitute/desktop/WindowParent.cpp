@@ -16,7 +16,7 @@
 
 #include "substitute/desktop/Widgets.h"
 #include "substitute/driver/CrashReport.h"
-#include "substitute/driver/LockedFolder.h"
+#include "substitute/driver/Folders.h"
 
 namespace substitute {
 

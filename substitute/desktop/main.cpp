@@ -15,10 +15,9 @@
 #include "substitute/desktop/WindowParent.h"
 #include "substitute/driver/CommandLine.h"
 #include "substitute/driver/Errors.h"
-#include "substitute/driver/ExitStatus.h"
+#include "substitute/driver/Folders.h"
 #include "substitute/driver/HostSession.h"
 #include "substitute/driver/Profile.h"
-#include "substitute/driver/Program.h"
 #include "substitute/driver/Scenario.h"
 
 namespace {

@@ -11,13 +11,13 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <system_error>
 #include <tuple>
 #include <typeinfo>
 #include <utility>
 
 #include "substitute/api/Event.h"
-#include "substitute/api/Host.h"
 #include "substitute/driver/CrashReport.h"
 
 namespace substitute {
@@ -29,14 +29,10 @@ std::string loadedAs(const std::string& file) {
   return file.find('/') == std::string::npos ? "./" + file : file;
 }
 
-void* load(const std::string& path) {
-  const CrashReport::Activity loading("the loading of the library");
-  return dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-}
-
 void close(void* library) {
-  const CrashReport::Activity unloading("the unloading of the library");
+  CrashReport::noteActivity("the unloading of the library");
   dlclose(library);
+  CrashReport::noteActivity("");
 }
 
 bool isLoaded(const std::string& file) {
@@ -79,15 +75,6 @@ std::string uniqueSymbolIn([[maybe_unused]] const std::string& file) {
   return found;
 }
 
-// The part of `string` after `before`, up to the next character of `ends`; empty when `before` is
-// not there.
-std::string between(const std::string& string, const std::string& before, const char* ends) {
-  const auto found = string.find(before);
-  if (found == std::string::npos) return "";
-  const auto begin = found + before.size();
-  return string.substr(begin, string.find_first_of(ends, begin) - begin);
-}
-
 // Why the loader refuses `file`. `said` is the loader's message, which only experts understand; the
 // result says the same in plain words.
 std::string whyRefused(const std::string& file, const std::string& said) {
@@ -101,10 +88,12 @@ std::string whyRefused(const std::string& file, const std::string& said) {
   input.read(magic.data(), SELFMAG);
   if (magic != std::string(ELFMAG, SELFMAG)) return "it is no library of this system";
 #endif
-  const std::string symbol = between(said, "undefined symbol: ", " \t(,");
-  if (!symbol.empty()) return "it needs " + symbol + ", which no library has";
-  if (said.find("cannot open shared object file") != std::string::npos) {
-    return "it needs the library " + said.substr(0, said.find(':')) + ", which is not found";
+  std::smatch missing;
+  if (std::regex_search(said, missing, std::regex("undefined symbol: ([^ \t(,]+)"))) {
+    return "it needs " + missing.str(1) + ", which no library has";
+  }
+  if (std::regex_search(said, missing, std::regex("^([^:]*): cannot open shared object file"))) {
+    return "it needs the library " + missing.str(1) + ", which is not found";
   }
   return "the system's loader refuses it";
 }
@@ -116,7 +105,9 @@ AddIn::AddIn(std::string file) : file_(std::move(file)) {
   if (!std::filesystem::exists(file_, unknown) && !unknown) {
     throw LoadError("there is no library " + file_);
   }
-  library_ = load(loadedAs(file_));
+  CrashReport::noteActivity("the loading of the library");
+  library_ = dlopen(loadedAs(file_).c_str(), RTLD_NOW | RTLD_LOCAL);
+  CrashReport::noteActivity("");
   if (library_ == nullptr) {
     const std::string why = whyRefused(file_, dlerror());
     throw LoadError("the library " + file_ + " cannot be loaded: " + why);
@@ -128,14 +119,6 @@ AddIn::AddIn(std::string file) : file_(std::move(file)) {
     close(library_);
     throw;
   }
-}
-
-std::optional<bool> AddIn::run(Host& host) {
-  return host.callEntryPoint("run", [this] { return run_(nullptr); });
-}
-
-std::optional<bool> AddIn::stop(Host& host) {
-  return host.callEntryPoint("stop", [this] { return stop_(nullptr); });
 }
 
 void* AddIn::symbol(const char* name) const {

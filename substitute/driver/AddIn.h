@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-namespace substitute {
+#include "substitute/api/Host.h"
 
-class Host;
+namespace substitute {
 
 // A library that cannot be loaded, or has no `run` or `stop`; what() says so in one sentence.
 class LoadError : public std::runtime_error {
@@ -26,8 +26,12 @@ class AddIn {
   AddIn& operator=(const AddIn&) = delete;
 
   // Calls the entry point through `host`. The result is empty when an exception left it.
-  std::optional<bool> run(Host& host);
-  std::optional<bool> stop(Host& host);
+  std::optional<bool> run(Host& host) const {
+    return host.callEntryPoint("run", [this] { return run_(nullptr); });
+  }
+  std::optional<bool> stop(Host& host) const {
+    return host.callEntryPoint("stop", [this] { return stop_(nullptr); });
+  }
 
   // What an add-in leaves in the process when it is unloaded.
   struct Remains {

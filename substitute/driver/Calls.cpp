@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <initializer_list>
+#include <set>
 
 #include "substitute/driver/ScenarioRunner.h"
 #include "substitute/driver/Text.h"
@@ -13,23 +13,14 @@ namespace {
 
 constexpr const char* ellipsis = "…";
 
-bool isOneOf(const std::string& name, std::initializer_list<Operation> operations) {
-  return std::any_of(operations.begin(), operations.end(),
-                     [&](Operation operation) { return nameOf(operation) == name; });
-}
-
 // The trace spells a text and the name of an object alike, as a string. Here the two are told
 // apart.
-bool returnsText(const std::string& operation) {
-  return isOneOf(operation,
-                 {Operation::Application_executeTextCommand, Operation::HTMLEventArgs_data});
-}
-
-bool takesObjectFirst(const std::string& operation) {
-  return isOneOf(operation, {Operation::ApplicationEvent_add, Operation::CommandCreatedEvent_add,
-                             Operation::CommandEvent_add, Operation::HTMLEvent_add,
-                             Operation::ToolbarControls_addCommand});
-}
+const std::set<std::string> returningText = {nameOf(Operation::Application_executeTextCommand),
+                                             nameOf(Operation::HTMLEventArgs_data)};
+const std::set<std::string> takingObjectFirst = {
+    nameOf(Operation::ApplicationEvent_add), nameOf(Operation::CommandCreatedEvent_add),
+    nameOf(Operation::CommandEvent_add), nameOf(Operation::HTMLEvent_add),
+    nameOf(Operation::ToolbarControls_addCommand)};
 
 std::string shortened(const std::string& text) {
   constexpr std::size_t most = 34;
@@ -52,17 +43,19 @@ std::string named(const Json& value, CallForm form) {
   return value.is_string() ? text.substr(1, text.size() - 2) : text;
 }
 
-std::string parenthesised(std::vector<std::string> arguments, CallForm form) {
+std::string parenthesised(const Json& values, CallForm form, bool isObjectFirst = false) {
   constexpr std::size_t most = 4;
-  if (form == CallForm::shortened && arguments.size() > most) {
-    arguments.resize(most);
-    arguments.emplace_back(ellipsis);
+  const std::string separator = form == CallForm::spread && values.size() > 1 ? ",\n  " : ", ";
+  std::string list;
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const bool isCut = form == CallForm::shortened && i == most;
+    const bool isName = i == 0 && isObjectFirst;
+    list += (i == 0 ? "" : separator) + (isCut    ? ellipsis
+                                         : isName ? named(values[i], form)
+                                                  : spelled(values[i], form));
+    if (isCut) break;
   }
-  if (form != CallForm::spread || arguments.size() < 2) return "(" + listed(arguments) + ")";
-  std::string lines;
-  for (const std::string& argument : arguments)
-    lines += (lines.empty() ? "\n  " : ",\n  ") + argument;
-  return "(" + lines + "\n)";
+  return separator == ", " ? "(" + list + ")" : "(\n  " + list + "\n)";
 }
 
 std::string operationLine(const Json& entry, CallForm form) {
@@ -70,18 +63,14 @@ std::string operationLine(const Json& entry, CallForm form) {
   const auto dot = std::min(operation.find('.'), operation.size());
   std::string text = entry.contains("on") ? named(entry.at("on"), form) : operation.substr(0, dot);
   text += operation.substr(dot);
-  std::vector<std::string> arguments;
-  for (const Json& argument : entry.at("args")) {
-    const bool isObject = arguments.empty() && takesObjectFirst(operation);
-    arguments.push_back(isObject ? named(argument, form) : spelled(argument, form));
-  }
-  text += parenthesised(std::move(arguments), form);
+  text += parenthesised(entry.at("args"), form, takingObjectFirst.count(operation) != 0);
   const bool isPlanned = entry.contains("fault");
   if (isPlanned && entry.at("fault") == "throw") {
     text += " throws";
   } else {
     const Json& result = entry.at("result");
-    text += " = " + (returnsText(operation) ? spelled(result, form) : named(result, form));
+    text +=
+        " = " + (returningText.count(operation) != 0 ? spelled(result, form) : named(result, form));
   }
   return text + (isPlanned ? "  (planned)" : "");
 }
@@ -91,13 +80,9 @@ std::string eventLine(const Json& entry, CallForm form) {
   if (event == "notify") return "notify " + named(entry.at("handler"), CallForm::full);
   if (event == "threw") {
     return "threw " + named(entry.at("type"), CallForm::full) +
-           parenthesised({spelled(entry.at("what"), form)}, form);
+           parenthesised(Json::array({entry.at("what")}), form);
   }
-  if (event == "open") {
-    std::vector<std::string> arguments;
-    for (const Json& argument : entry.at("args")) arguments.push_back(spelled(argument, form));
-    return event + parenthesised(std::move(arguments), form);
-  }
+  if (event == "open") return event + parenthesised(entry.at("args"), form);
   if (!entry.contains("value")) return event;
   return event.substr(0, event.find(' ')) + " = " + spelled(entry.at("value"), form);
 }

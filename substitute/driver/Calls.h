@@ -24,8 +24,8 @@ enum class CallForm {
   spread,     // one argument a line, where there are several
 };
 
-// An entry of the trace as code, such as `Palettes.itemById("teachPalete") = null`, with its
-// control characters escaped. JSON that is no entry stays JSON.
+// An entry of the trace as code, such as `Palettes.itemById("palette") = null`, printable. JSON
+// that is no entry stays JSON.
 std::string callLine(const Json& entry, CallForm form);
 
 // How far the line is indented below its command: 1 is an event, 2 what belongs to one.

@@ -11,9 +11,8 @@
 #include "substitute/driver/Calls.h"
 #include "substitute/driver/Commands.h"
 #include "substitute/driver/Errors.h"
-#include "substitute/driver/ExitStatus.h"
+#include "substitute/driver/Folders.h"
 #include "substitute/driver/Profile.h"
-#include "substitute/driver/Program.h"
 #include "substitute/driver/Scenario.h"
 #include "substitute/driver/Text.h"
 
@@ -23,30 +22,7 @@ namespace substitute {
 
 namespace {
 
-std::string checkLanguageOption(const std::string& value) {
-  return parseLanguage(value) ? "" : notALanguage(value);
-}
-
-std::string checkTimeout(const std::string& value) {
-  constexpr unsigned longest = 1000000;
-  unsigned seconds = 0;
-  if (parseNumber(value, seconds) && seconds >= 1 && seconds <= longest) return "";
-  return "'" + value + "' is not a number of seconds from 1 to " + std::to_string(longest);
-}
-
 constexpr const char* shortenedCalls = "shortened";  // --calls without a value
-
-std::string checkCalls(const std::string& value) {
-  return value == "full" || value == shortenedCalls ? "" : "'" + value + "' is not full";
-}
-
-std::vector<std::string> optionNames(const CLI::App& parser) {
-  std::vector<std::string> names;
-  for (const CLI::Option* const option : parser.get_options()) {
-    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
-  }
-  return names;
-}
 
 // The name in "--name", "--name=VALUE", "-n" and "-nVALUE"; empty for what is no option.
 std::string nameIn(const std::string& argument) {
@@ -72,8 +48,12 @@ std::vector<std::string> readable(const CLI::App& parser,
     if (name.empty()) continue;
     const CLI::Option* const option = parser.get_option_no_throw(name);
     if (option == nullptr) {
+      std::vector<std::string> names;
+      for (const CLI::Option* const one : parser.get_options()) {
+        for (const std::string& known : one->get_lnames()) names.push_back("--" + known);
+      }
       throw UsageError("there is no option " + name + "; the nearest are " +
-                       listed(nearest(name, optionNames(parser))));
+                       listed(nearest(name, names)));
     }
     const bool takesValue = option->get_expected_max() > 0;
     if (!takesValue && name != *at) throw UsageError(name + " takes no value");
@@ -112,15 +92,9 @@ void parse(CLI::App& parser, CommandLine& values, int argc, char** argv) {
 
 // Whether two paths name the same file, which need not exist.
 bool isSameFile(const std::string& one, const std::string& other) {
-  std::error_code missing;
-  if (fs::equivalent(one, other, missing)) return true;
   std::error_code error;
   const fs::path first = fs::weakly_canonical(fs::absolute(one, error), error);
   return !error && first == fs::weakly_canonical(fs::absolute(other, error), error) && !error;
-}
-
-void printAll(const std::vector<std::string>& names) {
-  for (const std::string& name : names) std::cout << name << '\n';
 }
 
 }  // namespace
@@ -128,68 +102,69 @@ void printAll(const std::vector<std::string>& names) {
 void addOptions(CLI::App& parser, CommandLine& values) {
   values.entitlement = profile().entitlement;
   parser.option_defaults()->take_last();
-  parser.add_option("--addin", values.addin, "the library to load; the built one if left out")
-      ->type_name("FILE")
+  const auto add = [&parser](const char* name, auto& value, const char* type, const char* help) {
+    return parser.add_option(name, value, help)->type_name(type);
+  };
+  add("--addin", values.addin, "FILE", "the library to load; the built one if left out")
       ->check(checkNotEmpty);
-  parser
-      .add_option("--data", values.data,
-                  "where the host is installed; if left out, a temporary folder for a scenario, "
-                  "else a folder of the user's")
-      ->type_name("DIR")
+  add("--data", values.data, "DIR",
+      "where the host is installed; if left out, a temporary folder for a scenario, else a folder "
+      "of the user's")
       ->check(checkNotEmpty);
   parser.add_flag("--fresh", values.fresh, "a temporary folder there without a scenario, too");
   parser.add_flag("--no-addin-folder", values.noAddinFolder, "do not make the add-in's folder");
+  add("--executable", values.executable, "PATH",
+      "report PATH as the host's executable and make no folder");
+  const auto setLanguage = [&values](const std::string& word) {
+    values.language = *parseLanguage(word);
+  };
   parser
-      .add_option("--executable", values.executable,
-                  "report PATH as the host's executable and make no folder")
-      ->type_name("PATH");
-  parser
-      .add_option_function<std::string>(
-          "--language",
-          [&values](const std::string& word) { values.language = *parseLanguage(word); },
-          "the host's user language; 2, which is Czech, if left out")
+      .add_option_function<std::string>("--language", setLanguage,
+                                        "the host's user language; 2, which is Czech, if left out")
       ->type_name("N")
-      ->check(checkLanguageOption);
-  parser
-      .add_option("--entitlement", values.entitlement,
-                  "the host's entitlement text; an example if left out")
-      ->type_name("TEXT");
+      ->check(
+          [](const std::string& word) { return parseLanguage(word) ? "" : notALanguage(word); });
+  add("--entitlement", values.entitlement, "TEXT",
+      "the host's entitlement text; an example if left out");
   parser.add_flag("--offline", values.offline, "the host starts offline");
-  parser
-      .add_option("--trace", values.trace,
-                  "write every call of the host there, a line of JSON each")
-      ->type_name("FILE")
+  add("--trace", values.trace, "FILE", "write every call of the host there, a line of JSON each")
       ->check(checkNotEmpty);
-  parser
-      .add_option("--expect-trace", values.expectedTrace,
-                  "the trace must be this one; the first line that differs is reported")
-      ->type_name("FILE")
+  add("--expect-trace", values.expectedTrace, "FILE",
+      "the trace must be this one; the first line that differs is reported")
       ->check(checkNotEmpty);
   parser.add_flag("--strict", values.strict,
                   "what is reported as suspicious at the end is a failure");
-  parser
-      .add_option("--timeout", values.timeout,
-                  "end when a call of the add-in takes longer than SECONDS")
-      ->type_name("SECONDS")
-      ->check(checkTimeout);
+  add("--timeout", values.timeout, "SECONDS",
+      "end when a call of the add-in takes longer than SECONDS")
+      ->check(checkNumber("seconds", 1000000));
+  const auto setCalls = [&values](const std::string& word) {
+    values.calls = word == shortenedCalls ? CallForm::shortened : CallForm::full;
+  };
   parser
       .add_option_function<std::string>(
-          "--calls",
-          [&values](const std::string& word) {
-            values.calls = word == shortenedCalls ? CallForm::shortened : CallForm::full;
-          },
+          "--calls", setCalls,
           "below each command, print the calls that it led to, as code; without =full, long "
           "strings and lists are shortened")
       ->expected(0, 1)
       ->default_str(shortenedCalls)
       ->option_text("[=full]")
-      ->check(checkCalls);
+      ->check([](const std::string& word) {
+        return word == "full" || word == shortenedCalls ? "" : "'" + word + "' is not full";
+      });
   parser.add_flag("--system-open", values.systemOpen,
                   "let the system's own `open` run instead of recording its arguments");
   parser.add_flag("--list-scenarios", values.listScenarios,
                   "list the scenarios that come with the host");
   parser.add_flag("--list-operations", values.listOperations,
                   "list the operations of the host, which `fail` takes");
+}
+
+std::function<std::string(const std::string&)> checkNumber(const std::string& of, unsigned most) {
+  return [of, most](const std::string& value) {
+    unsigned number = 0;
+    if (parseNumber(value, number) && number >= 1 && number <= most) return std::string();
+    return "'" + value + "' is not a number of " + of + " from 1 to " + std::to_string(most);
+  };
 }
 
 std::string checkNotEmpty(const std::string& value) {
@@ -201,8 +176,12 @@ std::optional<int> readCommandLine(CLI::App& parser, CommandLine& values, int ar
     try {
       parse(parser, values, argc, argv);
       if (!values.listScenarios && !values.listOperations) return {};
-      if (values.listScenarios) printAll(scenarioNames());
-      if (values.listOperations) printAll(operationNames());
+      std::vector<std::string> names;
+      if (values.listScenarios) names = scenarioNames();
+      if (values.listOperations) {
+        names.insert(names.end(), operationNames().begin(), operationNames().end());
+      }
+      for (const std::string& name : names) std::cout << name << '\n';
     } catch (const CLI::Success& asked) {
       parser.exit(asked);  // prints the help or the version
     }

@@ -1,6 +1,7 @@
 // The options that both programs share.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -40,6 +41,9 @@ void addOptions(CLI::App& parser, CommandLine& values);
 
 // A validator for CLI11: returns an error when `value` is empty, else an empty string.
 std::string checkNotEmpty(const std::string& value);
+
+// The same for a value that is to be a number from 1 to `most`, of what `of` says.
+std::function<std::string(const std::string&)> checkNumber(const std::string& of, unsigned most);
 
 // Reads the command line into the options of `parser`, and sets the library in `values` if it was
 // left out. The result is an exit status when the program is to end: it has printed what an option

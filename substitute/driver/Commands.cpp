@@ -8,7 +8,7 @@
 
 #include "substitute/api/Host.h"
 #include "substitute/api/HostObjects.h"
-#include "substitute/driver/Expectation.h"
+#include "substitute/driver/HostMonitor.h"
 #include "substitute/driver/Profile.h"
 #include "substitute/driver/Scenario.h"
 #include "substitute/driver/ScenarioRunner.h"
@@ -38,15 +38,11 @@ ObjectKind parseKind(const std::string& name) {
 
 void click(ScenarioRunner& runner, const Arguments& arguments) {
   const std::string id = arguments.empty() ? profile().button : arguments[0];
-  switch (runner.host().click(id)) {
-    case ClickResult::done:
-      break;
-    case ClickResult::noControl:
-      runner.reportNoEffect("There is no button " + quoted(id) + ".");
-      break;
-    case ClickResult::noDefinition:
-      runner.reportNoEffect("The button " + quoted(id) + " has no command; nothing happens.");
-      break;
+  const ClickResult result = runner.host().click(id);
+  if (result == ClickResult::noControl) {
+    runner.reportNoEffect("There is no button " + quoted(id) + ".");
+  } else if (result == ClickResult::noDefinition) {
+    runner.reportNoEffect("The button " + quoted(id) + " has no command; nothing happens.");
   }
 }
 
@@ -56,12 +52,15 @@ void sendMessage(ScenarioRunner& runner, const std::string& palette,
   runner.reportNoEffect("There is no palette " + quoted(palette) + " whose page could send that.");
 }
 
-void checkLanguage(const Arguments& arguments) {
-  if (!parseLanguage(arguments[0])) throw ScenarioError(notALanguage(arguments[0]));
+// Throws ScenarioError.
+int languageIn(const std::string& word) {
+  const std::optional<int> language = parseLanguage(word);
+  if (!language) throw ScenarioError(notALanguage(word));
+  return *language;
 }
 
 void setLanguage(ScenarioRunner& runner, const Arguments& arguments) {
-  runner.host().setLanguage(parseLanguage(arguments[0]).value());
+  runner.host().setLanguage(languageIn(arguments[0]));
 }
 
 void setEntitlement(ScenarioRunner& runner, const Arguments& arguments) {
@@ -72,17 +71,10 @@ void reportNoPalette(ScenarioRunner& runner, const std::string& id) {
   runner.reportNoEffect("There is no palette " + quoted(id) + ".");
 }
 
-void setVisible(ScenarioRunner& runner, const Arguments& arguments, bool visible) {
+template <bool visible>
+void setVisible(ScenarioRunner& runner, const Arguments& arguments) {
   const std::string id = arguments.empty() ? profile().palette : arguments[0];
   if (!runner.host().setVisible(id, visible)) reportNoPalette(runner, id);
-}
-
-void hide(ScenarioRunner& runner, const Arguments& arguments) {
-  setVisible(runner, arguments, false);
-}
-
-void show(ScenarioRunner& runner, const Arguments& arguments) {
-  setVisible(runner, arguments, true);
 }
 
 // Throws ScenarioError.
@@ -119,38 +111,30 @@ void remove(ScenarioRunner& runner, const Arguments& arguments) {
   runner.reportNoEffect("There is no " + arguments[0] + " " + quoted(arguments[1]) + ".");
 }
 
-struct Fault {
-  Operation operation;
-  std::uint64_t nth = 1;
-  Failure how = Failure::null;
-};
-
 // OPERATION [N] [null|throw]. Throws ScenarioError.
-Fault parseFault(const Arguments& arguments) {
+PlannedFault parseFault(const Arguments& arguments) {
   const std::optional<Operation> operation = operationNamed(arguments[0]);
   if (!operation) {
     throw ScenarioError("'" + arguments[0] + "' is not an operation of the host; the nearest are " +
                             listed(nearest(arguments[0], operationNames())),
                         "--list-operations");
   }
-  Fault fault{*operation};
+  PlannedFault fault{*operation, 1, Failure::null};
   std::size_t next = 1;
   if (next < arguments.size() && parseNumber(arguments[next], fault.nth)) ++next;
   if (fault.nth == 0) throw ScenarioError("calls are counted from 1");
-  if (next < arguments.size()) {
-    if (arguments[next] != "null" && arguments[next] != "throw") {
-      throw ScenarioError("'" + arguments[next] +
-                          "' is not a count of calls, nor 'null' or 'throw'");
-    }
-    fault.how = arguments[next] == "throw" ? Failure::exception : Failure::null;
-    ++next;
+  if (next == arguments.size()) return fault;
+  const std::string& how = arguments[next];
+  if (how != "null" && how != "throw") {
+    throw ScenarioError("'" + how + "' is not a count of calls, nor 'null' or 'throw'");
   }
-  if (next < arguments.size()) throw ScenarioError("'fail' takes nothing behind that");
+  if (how == "throw") fault.how = Failure::exception;
+  if (next + 1 < arguments.size()) throw ScenarioError("'fail' takes nothing behind that");
   return fault;
 }
 
 void planFault(ScenarioRunner& runner, const Arguments& arguments) {
-  const Fault fault = parseFault(arguments);
+  const PlannedFault fault = parseFault(arguments);
   runner.host().interceptor().faults.add(fault.operation, fault.nth, fault.how);
   const std::string which = fault.nth == 1 ? "The next call of " + arguments[0]
                                            : "Call " + std::to_string(fault.nth) + " of " +
@@ -159,94 +143,19 @@ void planFault(ScenarioRunner& runner, const Arguments& arguments) {
       which + (fault.how == Failure::exception ? " will throw." : " will return nothing."));
 }
 
+template <bool equal>
 void expect(ScenarioRunner& runner, const Arguments& arguments) {
-  runner.expect(Expectation(arguments, false));
-}
-
-void expectNot(ScenarioRunner& runner, const Arguments& arguments) {
-  runner.expect(Expectation(arguments, true));
+  runner.expect(Expectation(arguments, !equal));
 }
 
 void checkExpectation(const Arguments& arguments) {
   Expectation(arguments, false);
 }
 
-// Completion: the words for each command's arguments.
-
-using Words = std::vector<std::string>;
-
-template <class Collection>
-Words idsIn(const Collection& collection) {
-  Words ids;
-  for (const auto& item : collection.items()) ids.push_back(item->id());
-  return ids;
-}
-
-Words controlIds(const Host& host, bool showsCommand) {
-  Words ids;
-  for (const auto& toolbar : host.application().userInterface->toolbars->all.items()) {
-    for (const auto& control : toolbar->controls->all.items()) {
-      if (control->showsCommand() == showsCommand) ids.push_back(control->id());
-    }
-  }
-  return ids;
-}
-
-Words idsOf(const Host& host, ObjectKind kind) {
-  const UserInterfaceObject& ui = *host.application().userInterface;
-  switch (kind) {
-    case ObjectKind::palette:
-      return idsIn(ui.palettes->all);
-    case ObjectKind::definition:
-      return idsIn(ui.definitions->all);
-    case ObjectKind::control:
-    case ObjectKind::plainControl:
-      return controlIds(host, kind == ObjectKind::control);
-    case ObjectKind::toolbar:
-      return idsIn(ui.toolbars->all);
-  }
-  return {};
-}
-
-Words buttonWords(const Host& host, const Arguments& before) {
-  return before.empty() ? controlIds(host, true) : Words();
-}
-
-Words paletteWords(const Host& host, const Arguments& before) {
-  return before.empty() ? idsOf(host, ObjectKind::palette) : Words();
-}
-
-Words dockWords(const Host& host, const Arguments& before) {
-  return before.size() == 1 ? Words{"0", "1", "2", "3", "4"} : paletteWords(host, before);
-}
-
-Words plantWords(const Host& /*host*/, const Arguments& before) {
-  Words names;
-  if (!before.empty()) return names;
-  for (const auto& kind : kinds) {
-    if (kind.second != ObjectKind::toolbar) names.push_back(kind.first);
-  }
-  return names;
-}
-
-Words removeWords(const Host& host, const Arguments& before) {
-  Words words;
-  if (before.empty()) {
-    for (const auto& kind : kinds) words.push_back(kind.first);
-  } else if (before.size() == 1) {
-    for (const auto& kind : kinds) {
-      if (kind.first == before[0]) words = idsOf(host, kind.second);
-    }
-  }
-  return words;
-}
-
-Words faultWords(const Host& /*host*/, const Arguments& before) {
-  std::uint64_t nth = 0;
-  if (before.empty()) return operationNames();
-  if (before.size() == 1) return {"1", "2", "3", "null", "throw"};
-  if (before.size() == 2 && parseNumber(before[1], nth)) return {"null", "throw"};
-  return {};
+void printState(ScenarioRunner& runner, const Arguments& /*arguments*/) {
+  const Json state = runner.state();
+  std::istringstream lines(runner.atPrompt ? indented(state) : line(state));
+  for (std::string one; std::getline(lines, one);) runner.reporter().print(one);
 }
 
 // " (ID)", for the help of a command that means the object `id` where none is named.
@@ -261,80 +170,91 @@ std::vector<CommandEntry> withCommandsOfProfile(std::vector<CommandEntry> entrie
   return entries;
 }
 
-constexpr ArgumentForm none = {0, 0};
-constexpr ArgumentForm atMostOne = {0, 1};
-constexpr ArgumentForm exactlyOne = {1, 1};
-constexpr ArgumentForm two = {2, 2};
-constexpr ArgumentForm restOfLine = {0, 1, true};
-constexpr ArgumentForm idAndRest = {1, 2, true, 1};
-constexpr ArgumentForm pointerAndRest = {2, 2, true, 1};
-
 }  // namespace
 
 const std::vector<CommandEntry>& commands() {
   using Runner = ScenarioRunner;
   static const std::vector<CommandEntry> all = withCommandsOfProfile({
-      {"start", "", "load the library, call run, tell its result", none,
+      {"start", "", "load the library, call run, tell its result",
        [](Runner& runner, const Arguments&) { runner.start(); }},
-      {"stop", "", "call stop, tell its result, unload the library", none,
+      {"stop", "", "call stop, tell its result, unload the library",
        [](Runner& runner, const Arguments&) { runner.stop(); }},
-      {"unload", "", "unload without stop", none,
+      {"unload", "", "unload without stop",
        [](Runner& runner, const Arguments&) { runner.unload(); }},
       {"click", "[ID]",
        "press the button" + unlessNamed(profile().button) + ": create and execute its command",
-       atMostOne, click, nullptr, buttonWords},
+       click},
       {"message", "[DATA]", "the learning page sends DATA, all bytes after the one space",
-       restOfLine,
        [](Runner& runner, const Arguments& arguments) {
          sendMessage(runner, profile().palette, arguments.empty() ? "" : arguments[0]);
        }},
-      {"message-to", "ID [DATA]", "the page of the palette ID sends DATA, likewise", idAndRest,
+      {"message-to", "ID [DATA]", "the page of the palette ID sends DATA, likewise",
        [](Runner& runner, const Arguments& arguments) {
          sendMessage(runner, arguments[0], arguments.size() == 1 ? "" : arguments[1]);
-       },
-       nullptr, paletteWords},
-      {"message-null", "", "the learning page sends a message without a string", none,
+       }},
+      {"message-null", "", "the learning page sends a message without a string",
        [](Runner& runner, const Arguments&) { sendMessage(runner, profile().palette, {}); }},
-      {"online", "", "go online and raise the online-status event", none,
+      {"online", "", "go online and raise the online-status event",
        [](Runner& runner, const Arguments&) { runner.host().setOffline(false); }},
-      {"offline", "", "go offline and raise the online-status event", none,
+      {"offline", "", "go offline and raise the online-status event",
        [](Runner& runner, const Arguments&) { runner.host().setOffline(true); }},
-      {"language", "N", "set the host's user language (2 is Czech)", exactlyOne, setLanguage,
-       checkLanguage},
+      {"language", "N", "set the host's user language (2 is Czech)", setLanguage,
+       [](const Arguments& arguments) { languageIn(arguments[0]); }},
       {"entitlement", "[TEXT]", "set the host's entitlement text; alone, the host has none",
-       restOfLine, setEntitlement},
-      {"hide", "[ID]", "the user hides the palette" + unlessNamed(profile().palette), atMostOne,
-       hide, nullptr, paletteWords},
-      {"show", "[ID]", "the user shows the palette" + unlessNamed(profile().palette), atMostOne,
-       show, nullptr, paletteWords},
+       setEntitlement},
+      {"hide", "[ID]", "the user hides the palette" + unlessNamed(profile().palette),
+       setVisible<false>},
+      {"show", "[ID]", "the user shows the palette" + unlessNamed(profile().palette),
+       setVisible<true>},
       {"close", "[ID]", "the user closes the palette with its close button, which hides it",
-       atMostOne, hide, nullptr, paletteWords},
+       setVisible<false>},
       {"dock", "ID STATE", "the user drags the palette: 0 floats, 1 top, 2 bottom, 3 left, 4 right",
-       two, dock, [](const Arguments& arguments) { parseDockingState(arguments[1]); }, dockWords},
-      {"plant", "KIND ID", "put a palette, definition, control or plain-control there", two, plant,
-       checkPlantArguments, plantWords},
-      {"remove", "KIND ID", "take one of these away, or a toolbar", two, remove,
-       [](const Arguments& arguments) { parseKind(arguments[0]); }, removeWords},
-      {"fail",
-       "OPERATION [N] [null|throw]",
-       "the N-th coming call of OPERATION (1) fails once",
-       {1, 3},
-       planFault,
-       [](const Arguments& arguments) { parseFault(arguments); },
-       faultWords},
-      {"expect", "POINTER JSON", "the state at that JSON pointer equals the value", pointerAndRest,
-       expect, checkExpectation, nullptr, true},
-      {"expect-not", "POINTER JSON", "it does not, or there is nothing", pointerAndRest, expectNot,
-       checkExpectation, nullptr, true},
-      {"state", "", "print the host's state as one line of JSON", none,
-       [](Runner& runner, const Arguments&) {
-         std::istringstream lines(runner.atPrompt ? indented(runner.state())
-                                                  : line(runner.state()));
-         for (std::string one; std::getline(lines, one);) runner.reporter().print(one);
-       },
-       nullptr, nullptr, true},
+       dock, [](const Arguments& arguments) { parseDockingState(arguments[1]); }},
+      {"plant", "KIND ID", "put a palette, definition, control or plain-control there", plant,
+       checkPlantArguments},
+      {"remove", "KIND ID", "take one of these away, or a toolbar", remove,
+       [](const Arguments& arguments) { parseKind(arguments[0]); }},
+      {"fail", "OPERATION [N] [null|throw]", "the N-th coming call of OPERATION (1) fails once",
+       planFault, [](const Arguments& arguments) { parseFault(arguments); }},
+      {"expect", "POINTER JSON", "the state at that JSON pointer equals the value", expect<true>,
+       checkExpectation, true},
+      {"expect-not", "POINTER JSON", "it does not, or there is nothing", expect<false>,
+       checkExpectation, true},
+      {"state", "", "print the host's state as one line of JSON", printState, nullptr, true},
   });
   return all;
+}
+
+std::vector<std::string> candidates(const CommandEntry& command, const Host& host,
+                                    const Arguments& before) {
+  const std::vector<std::string> usage = wordsIn(command.usage);
+  const std::string argument = before.size() < usage.size() ? usage[before.size()] : "";
+  std::uint64_t nth = 0;
+  std::vector<std::string> found;
+  if (argument == "KIND") {
+    for (const auto& kind : kinds) {
+      if (command.name == "remove" || kind.second != ObjectKind::toolbar) {
+        found.push_back(kind.first);
+      }
+    }
+  } else if (argument == "STATE") {
+    found = {"0", "1", "2", "3", "4"};
+  } else if (argument == "OPERATION") {
+    found = operationNames();
+  } else if (argument == "[N]") {
+    found = {"1", "2", "3", "null", "throw"};
+  } else if (argument == "[null|throw]" && parseNumber(before[1], nth)) {
+    found = {"null", "throw"};
+  } else if ((argument == "ID" || argument == "[ID]") && command.name != "plant") {
+    const std::string kind = command.name == "click" ? "control"
+                             : before.empty()        ? "palette"
+                                                     : before[0];
+    for (const auto& [itsKind, object] : host.objects()) {
+      const bool isOfKind = std::count(kinds.begin(), kinds.end(), std::pair(kind, itsKind)) > 0;
+      if (isOfKind) found.push_back(object->id());
+    }
+  }
+  return found;
 }
 
 std::optional<int> parseLanguage(const std::string& word) {
@@ -351,28 +271,6 @@ const CommandEntry* findCommand(const std::string& name) {
     if (name == entry.name) return &entry;
   }
   return nullptr;
-}
-
-std::vector<std::string> completions(const std::string& typed, const Host& host) {
-  Arguments words;
-  std::istringstream stream(typed);
-  for (std::string word; stream >> word;) words.push_back(word);
-  std::string begun;
-  if (!words.empty() && typed.back() != ' ') {
-    begun = words.back();
-    words.pop_back();
-  }
-  std::vector<std::string> found;
-  if (words.empty()) {
-    for (const CommandEntry& entry : commands()) found.emplace_back(entry.name);
-  } else if (const CommandEntry* const entry = findCommand(words[0]);
-             entry != nullptr && entry->words != nullptr) {
-    words.erase(words.begin());
-    found = entry->words(host, words);
-  }
-  const auto differs = [&](const std::string& word) { return word.rfind(begun, 0) != 0; };
-  found.erase(std::remove_if(found.begin(), found.end(), differs), found.end());
-  return found;
 }
 
 }  // namespace substitute

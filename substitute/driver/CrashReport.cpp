@@ -1,7 +1,9 @@
 #include "substitute/driver/CrashReport.h"
 
 #ifdef __linux__
+#include <elfutils/libdwfl.h>
 #include <execinfo.h>
+#include <fcntl.h>
 #include <sys/syscall.h>
 #endif
 #include <poll.h>
@@ -12,14 +14,17 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
 #include <initializer_list>
 #include <new>
+#include <sstream>
 #include <stdexcept>
 #include <system_error>
 
-#include "substitute/driver/ExitStatus.h"
+#include "substitute/driver/Errors.h"
 #include "substitute/driver/Text.h"
 
 namespace substitute {
@@ -28,8 +33,8 @@ namespace {
 
 CrashRecord* kept = nullptr;  // what this process keeps; null until there is a host
 bool isSupervised = false;
-pid_t process = 0;     // of the host; its child processes inherit the handlers
-unsigned seconds = 0;  // that a call of the add-in may take; 0: no limit
+pid_t hostProcess = 0;  // the host's; its child processes inherit the handlers
+unsigned seconds = 0;   // that a call of the add-in may take; 0: no limit
 FixedString<16> secondsInWords;
 bool exits = false;
 
@@ -55,12 +60,89 @@ const FatalSignal* fatalSignal(int number) {
   return nullptr;
 }
 
-void write(int file, const char* string) {
-  for (std::size_t left = std::strlen(string); left > 0;) {
-    const ssize_t written = ::write(file, string, left);
-    if (written <= 0) return;
-    string += written;
-    left -= static_cast<std::size_t>(written);
+#ifdef __linux__
+std::array<char, 262144> handlersStack;  // enough for a whole report
+
+// The line for the function that `address` returns to. The call is before that address.
+std::string describe(Dwfl* process, const void* address) {
+  const auto place = reinterpret_cast<Dwarf_Addr>(address);
+  Dwfl_Module* const module = dwfl_addrmodule(process, place - 1);
+  Dwarf_Addr begin = 0;
+  std::ostringstream line;
+  line << "    ";
+  if (module != nullptr) {
+    const char* const function = dwfl_module_addrname(module, place - 1);
+    const char* const file =
+        dwfl_module_info(module, nullptr, &begin, nullptr, nullptr, nullptr, nullptr, nullptr);
+    if (function != nullptr) line << demangled(function) << " in ";
+    line << std::filesystem::path(file).filename().string() << " at ";
+  }
+  line << "0x" << std::hex << place - begin << '\n';
+  return line.str();
+}
+#endif
+
+// To be called once before keepStack(). Also sets an alternate stack for signal handlers, which
+// they need when the stack has overflowed.
+void prepareStack() {
+#ifdef __linux__
+  std::array<void*, 1> first = {};
+  backtrace(first.data(), 1);  // its first call loads a library, which a handler must not do
+  stack_t stack = {};
+  stack.ss_sp = handlersStack.data();
+  stack.ss_size = handlersStack.size();
+  sigaltstack(&stack, nullptr);
+#endif
+}
+
+// Keeps the stack of this process, without this function and its `callers` innermost callers. Safe
+// in a signal handler. macOS writes a report with the stack itself.
+__attribute__((noinline)) void keepStack([[maybe_unused]] StackTrace& stack,
+                                         [[maybe_unused]] std::size_t callers) {
+#ifdef __linux__
+  auto& addresses = stack.addresses;
+  const int found = backtrace(addresses.data(), static_cast<int>(addresses.size()));
+  auto* const end = addresses.data() + found;
+  auto* const first = std::min(addresses.data() + callers + 1, end);
+  stack.count = static_cast<std::size_t>(end - first);
+  std::move(first, end, addresses.data());
+  const int file = open("/proc/self/maps", O_RDONLY | O_CLOEXEC);
+  std::size_t length = 0;
+  for (ssize_t got = 1; got > 0 && length < stack.mappings.size() - 1;) {
+    got = read(file, stack.mappings.data() + length, stack.mappings.size() - 1 - length);
+    length += static_cast<std::size_t>(std::max<ssize_t>(got, 0));
+  }
+  stack.mappings[length] = '\0';
+  close(file);
+#endif
+}
+
+// A line for each function; functions that are not exported are named, too.
+std::string describe([[maybe_unused]] const StackTrace& stack) {
+  std::string lines;
+#ifdef __linux__
+  // Nothing but the loaded files is read: a search for separate debug files may use the network.
+  const auto findNone = [](Dwfl_Module*, void**, const char*, Dwarf_Addr, const char*, const char*,
+                           GElf_Word, char**) { return -1; };
+  const Dwfl_Callbacks callbacks = {dwfl_linux_proc_find_elf, findNone, nullptr, nullptr};
+  const std::unique_ptr<Dwfl, void (*)(Dwfl*)> process(dwfl_begin(&callbacks), &dwfl_end);
+  const std::string mappings = stack.mappings.data();
+  std::FILE* const file =
+      fmemopen(const_cast<char*>(mappings.data()), mappings.rfind('\n') + 1, "r");
+  dwfl_linux_proc_maps_report(process.get(), file);
+  dwfl_report_end(process.get(), nullptr, nullptr);
+  std::fclose(file);
+  for (std::size_t i = 0; i < stack.count; ++i) {
+    lines += describe(process.get(), stack.addresses[i]);
+  }
+#endif
+  return lines;
+}
+
+// Safe in a signal handler.
+void writeAll(int file, std::initializer_list<const char*> strings) {
+  for (const char* const string : strings) {
+    static_cast<void>(!write(file, string, std::strlen(string)));
   }
 }
 
@@ -68,11 +150,11 @@ void write(int file, const char* string) {
 // To describe the stack takes memory, and a process that crashed may have corrupt memory. So
 // another process does that: the supervisor, or a child, which may fail. Nothing else here takes a
 // lock.
-__attribute__((noinline)) void keepStackAndReport(ReportCause cause, const char* detail) {
+__attribute__((noinline)) void keepStackAndReport(const char* cause, const char* detail) {
   constexpr std::size_t callers = 3;  // this function, the handler, and what called it
   keepStack(kept->stack, callers);
   if (isSupervised) return;
-  int status = -1;
+  writeReport(STDERR_FILENO, *kept, cause, detail);
 #ifdef __linux__
   const pid_t child = _Fork();
   if (child == 0) {
@@ -82,20 +164,18 @@ __attribute__((noinline)) void keepStackAndReport(ReportCause cause, const char*
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
     alarm(longest);
-    writeReport(STDERR_FILENO, *kept, cause, detail, describe(kept->stack).c_str());
+    writeStack(STDERR_FILENO, *kept);
     _exit(EXIT_SUCCESS);
   }
-  while (child > 0 && waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  while (child > 0 && waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
   }
 #endif
-  if (status != 0) writeReport(STDERR_FILENO, *kept, cause, detail, nullptr);
 }
 
 // SA_RESETHAND has restored the default action: the raised signal ends the process on return.
 void onFatalSignal(int number) {
-  if (isReported(number, *kept)) {
-    keepStackAndReport(ReportCause::signal, fatalSignal(number)->name);
-  }
+  const char* const name = fatalSignal(number)->name;
+  if (isReported(number, *kept)) keepStackAndReport(report_cause::signal, name);
   std::raise(number);
 }
 
@@ -106,51 +186,35 @@ void onFatalSignal(int number) {
 }
 
 void onTimeout(int /*signal*/) {
-  keepStackAndReport(ReportCause::timeout, secondsInWords.get());
+  keepStackAndReport(report_cause::timeout, secondsInWords.get());
   endProcess(exit_status::timedOut);
 }
 
 // A scenario must not pass when the add-in ends the process before the scenario's end. A child
 // process of the add-in may exit.
 __attribute__((noinline)) void onExit() {
-  if (exits || process != getpid() || kept->underWay.empty()) return;
+  if (exits || hostProcess != getpid() || kept->underWay.empty()) return;
   exits = true;
-  keepStackAndReport(ReportCause::exit, "");
+  keepStackAndReport(report_cause::exit, "");
   if (!isSupervised) endProcess(exit_status::failed);
 }
 
-// True for a signal that a shell's `nohup` or `&` has made the process ignore.
-bool isIgnored(int signal) {
-  struct sigaction action = {};
-  return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
-}
-
+// Does nothing for a signal that a shell's `nohup` or `&` has made the process ignore.
 void handle(int signal, void (*handler)(int), int flags) {
   struct sigaction action = {};
+  sigaction(signal, nullptr, &action);
+  if (action.sa_handler == SIG_IGN) return;
   action.sa_handler = handler;
   action.sa_flags = SA_ONSTACK | flags;
   sigemptyset(&action.sa_mask);
   sigaction(signal, &action, nullptr);
 }
 
-void begin(const std::string& what) {
-  if (kept == nullptr) return;
-  kept->underWay.set(what);
-  kept->begun = monotonicTime();
-  if (seconds > 0) alarm(seconds);
-}
-
-void end() {
-  if (kept == nullptr) return;
-  kept->underWay.set("");
-  kept->begun = kept->isTimedBetween ? monotonicTime() : 0;
-  if (seconds > 0) alarm(0);
-}
-
+// A call of the add-in has returned. It may do so in a copy of the process that it has made.
 void endCall() {
-  if (process == getpid()) return end();
-  write(STDERR_FILENO,
-        "The add-in has forked the process. The copy ends where it returns to the host.\n");
+  if (hostProcess == getpid()) return CrashReport::noteActivity("");
+  writeAll(STDERR_FILENO,
+           {"The add-in has forked the process. The copy ends where it returns to the host.\n"});
   endProcess(exit_status::failed);
 }
 
@@ -161,9 +225,9 @@ void follow(const Json& entry) {
   if (event == entry.end()) {
     kept->lastCallReturned = true;
   } else if (*event == "run" || *event == "stop") {
-    begin(event->get<std::string>());
+    CrashReport::noteActivity(*event);
   } else if (*event == "notify") {
-    begin(entry["handler"].get<std::string>());
+    CrashReport::noteActivity(entry["handler"]);
   }
 }
 
@@ -190,40 +254,28 @@ std::int64_t monotonicTime() {
   return now.tv_sec * nanosecondsInSecond + now.tv_nsec;
 }
 
-void writeReport(int file, const CrashRecord& record, ReportCause cause, const char* detail,
-                 const char* stack) {
-  constexpr const char* causes[] = {
-      ": the host is ended by the signal ", ": the add-in ends the process",
-      ": a call of the add-in has not returned after the seconds of --timeout: ",
-      ": a call of the add-in has not returned and is ended"};
-  const auto writeAll = [file](std::initializer_list<const char*> strings) {
-    for (const char* const string : strings) write(file, string);
+void writeReport(int file, const CrashRecord& record, const char* cause, const char* detail) {
+  const auto orElse = [](const auto& string, const char* none) {
+    return string.empty() ? none : string.get();
   };
-  writeAll({record.program.get(), causes[static_cast<std::size_t>(cause)], detail,
-            "\n  last call of the host: "});
-  if (record.lastCall.empty()) {
-    writeAll({"none"});
-  } else {
-    writeAll(
-        {record.lastCall.get(),
-         record.lastCallReturned ? ", which had returned, by " : ", which had not returned, by ",
-         record.lastCallMadeBy.get()});
+  writeAll(file, {record.program.get(), cause, detail,
+                  "\n  last call of the host: ", orElse(record.lastCall, "none")});
+  if (!record.lastCall.empty()) {
+    writeAll(file, {record.lastCallReturned ? ", which had returned, by "
+                                            : ", which had not returned, by ",
+                    record.lastCallMadeBy.get()});
   }
-  writeAll(
-      {"\n  under way: ", record.underWay.empty() ? "nothing of the add-in" : record.underWay.get(),
-       "\n  command: ", record.command.empty() ? "none" : record.command.get(),
-       "\n  end of the trace:\n"});
+  writeAll(file, {"\n  under way: ", orElse(record.underWay, "nothing of the add-in"),
+                  "\n  command: ", orElse(record.command, "none"), "\n  end of the trace:\n"});
   const std::size_t lines = record.trace.size();
   for (std::size_t i = record.traceLines - std::min(record.traceLines, lines);
        i < record.traceLines; ++i) {
-    writeAll({"    ", record.trace[i % lines].get(), "\n"});
+    writeAll(file, {"    ", record.trace[i % lines].get(), "\n"});
   }
-  if (record.stack.count == 0) return;
-  writeAll({"  stack:\n", stack == nullptr ? "" : stack});
-#ifdef __linux__
-  if (stack != nullptr) return;
-  backtrace_symbols_fd(record.stack.addresses.data(), static_cast<int>(record.stack.count), file);
-#endif
+}
+
+void writeStack(int file, const CrashRecord& record) {
+  if (record.stack.count > 0) writeAll(file, {"  stack:\n", describe(record.stack).c_str()});
 }
 
 std::string signalName(int number) {
@@ -264,12 +316,11 @@ CrashReport::CrashReport(Host& host, const std::string& program, unsigned timeou
   kept->program.set(program);
   seconds = isSupervised ? 0 : timeout;
   secondsInWords.set(std::to_string(timeout));
-  process = getpid();
+  hostProcess = getpid();
   // A process that the add-in forks is not the one that is reported on.
   pthread_atfork(nullptr, nullptr, [] { kept = newCrashRecord().release(); });
   prepareStack();
   for (const FatalSignal& signal : fatalSignals) {
-    if (isIgnored(signal.number)) continue;
     handle(signal.number, onFatalSignal, static_cast<int>(SA_RESETHAND));
   }
   if (seconds > 0) handle(SIGALRM, onTimeout, 0);
@@ -285,17 +336,16 @@ void CrashReport::noteCommand(const Command& command) {
       printable(command.place.empty() ? command.line : command.place + ": " + command.line));
 }
 
+void CrashReport::noteActivity(const std::string& what) {
+  if (kept == nullptr) return;
+  kept->underWay.set(what);
+  kept->begun = what.empty() && !kept->isTimedBetween ? 0 : monotonicTime();
+  if (seconds > 0) alarm(what.empty() ? 0 : seconds);
+}
+
 void CrashReport::noteExit() {
   exits = true;
-  begin("the end of the process");
-}
-
-CrashReport::Activity::Activity(const char* what) {
-  begin(what);
-}
-
-CrashReport::Activity::~Activity() {
-  end();
+  noteActivity("the end of the process");
 }
 
 }  // namespace substitute

@@ -14,7 +14,6 @@
 
 #include "substitute/api/Host.h"
 #include "substitute/driver/Scenario.h"
-#include "substitute/driver/StackTrace.h"
 
 namespace substitute {
 
@@ -33,6 +32,14 @@ class FixedString {
 
  private:
   std::array<char, size> bytes_ = {};
+};
+
+// The stack of a process that crashes. The process itself keeps it; one whose memory is sound
+// describes it.
+struct StackTrace {
+  std::size_t count = 0;
+  std::array<void*, 64> addresses = {};  // that functions return to, the innermost first
+  std::array<char, 262144> mappings;     // the files in the memory of the process; ends with a zero
 };
 
 // What the report needs of the process that plays. It holds no pointers, so that processes can
@@ -60,13 +67,21 @@ SharedCrashRecord newCrashRecord();
 // The system's monotonic clock, which processes have in common, in nanoseconds.
 std::int64_t monotonicTime();
 
-// Why there is a report. Its first line ends with the signal's name or the seconds of --timeout.
-enum class ReportCause { signal, exit, timeout, hang };
+// Why there is a report, for its first line. That ends with the signal's name or the seconds of
+// --timeout.
+namespace report_cause {
+inline constexpr const char* signal = ": the host is ended by the signal ";
+inline constexpr const char* exit = ": the add-in ends the process";
+inline constexpr const char* timeout =
+    ": a call of the add-in has not returned after the seconds of --timeout: ";
+inline constexpr const char* hang = ": a call of the add-in has not returned and is ended";
+}  // namespace report_cause
 
-// Writes the report to the file descriptor `file`. `stack` describes the stack; null: nothing does,
-// and the C library names what it can. Safe in a signal handler.
-void writeReport(int file, const CrashRecord& record, ReportCause cause, const char* detail,
-                 const char* stack);
+// Writes the report but for the stack to the file descriptor `file`. Safe in a signal handler.
+void writeReport(int file, const CrashRecord& record, const char* cause, const char* detail);
+
+// Writes the stack, if it was kept.
+void writeStack(int file, const CrashRecord& record);
 
 // The name of a signal, such as SIGABRT.
 std::string signalName(int number);
@@ -92,17 +107,11 @@ class CrashReport {
   // Names the command that is played from now on.
   static void noteCommand(const Command& command);
 
+  // Names the activity of the add-in that is under way from now on; "": none.
+  static void noteActivity(const std::string& what);
+
   // The process is about to exit, which is no doing of the add-in.
   static void noteExit();
-
-  // While it exists, `what` is the activity of the add-in that is under way.
-  class Activity {
-   public:
-    explicit Activity(const char* what);
-    ~Activity();
-    Activity(const Activity&) = delete;
-    Activity& operator=(const Activity&) = delete;
-  };
 
  private:
   Signal<Operation>::Subscription callBegins_;

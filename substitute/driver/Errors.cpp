@@ -4,7 +4,6 @@
 #include <iostream>
 
 #include "substitute/driver/AddIn.h"
-#include "substitute/driver/ExitStatus.h"
 #include "substitute/driver/Text.h"
 
 namespace substitute {

@@ -6,6 +6,14 @@
 
 namespace substitute {
 
+// The exit statuses of the programs besides 0.
+namespace exit_status {
+inline constexpr int cannotLoad = 1;
+inline constexpr int wrongInput = 2;
+inline constexpr int failed = 3;
+inline constexpr int timedOut = 4;
+}  // namespace exit_status
+
 // Wrong use of a program: wrong options or a wrong scenario. what() says in one sentence, without
 // its full stop, what is wrong.
 class UsageError : public std::runtime_error {

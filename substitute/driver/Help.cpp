@@ -1,5 +1,7 @@
 #include "substitute/driver/Help.h"
 
+#include <algorithm>
+
 #include "substitute/driver/Commands.h"
 #include "substitute/driver/Scenario.h"
 #include "substitute/driver/Text.h"
@@ -34,7 +36,7 @@ std::string help(const std::string& name, const std::vector<PromptWord>& words, 
   }
   if (const CommandEntry* const entry = findCommand(name)) {
     list += row(*entry, layout);
-    const Arguments choice = entry->words == nullptr ? Arguments() : entry->words(host, {});
+    const Arguments choice = candidates(*entry, host, {});
     if (!choice.empty()) list += "  It takes one of these: " + listed(choice) + ".\n";
   }
   if (list.empty()) throw ScenarioError("'" + name + "' is not a command; 'help' lists them");
@@ -43,13 +45,23 @@ std::string help(const std::string& name, const std::vector<PromptWord>& words, 
 
 std::vector<std::string> completionsAtPrompt(const std::string& typed, const Host& host,
                                              const std::vector<PromptWord>& words) {
-  const std::string asking = std::string(helpWord.name) + " ";
-  const std::string begun = typed.rfind(asking, 0) == 0 ? typed.substr(asking.size()) : typed;
-  std::vector<std::string> found = completions(begun, host);
-  if (begun.find(' ') != std::string::npos) return found;
-  for (const PromptWord& word : words) {
-    if (std::string(word.name).rfind(begun, 0) == 0) found.emplace_back(word.name);
+  const bool asks = typed.rfind(std::string(helpWord.name) + " ", 0) == 0;
+  Arguments before = wordsIn(asks ? typed.substr(typed.find(' ')) : typed);
+  std::string begun;
+  if (!before.empty() && typed.back() != ' ') {
+    begun = before.back();
+    before.pop_back();
   }
+  std::vector<std::string> found;
+  if (before.empty()) {
+    for (const CommandEntry& entry : commands()) found.push_back(entry.name);
+    for (const PromptWord& word : words) found.emplace_back(word.name);
+  } else if (const CommandEntry* const entry = findCommand(before[0])) {
+    before.erase(before.begin());
+    found = candidates(*entry, host, before);
+  }
+  const auto differs = [&](const std::string& word) { return word.rfind(begun, 0) != 0; };
+  found.erase(std::remove_if(found.begin(), found.end(), differs), found.end());
   return found;
 }
 

@@ -30,8 +30,8 @@ std::string commandList(HelpLayout layout = HelpLayout::columns);
 std::string help(const std::string& name, const std::vector<PromptWord>& words, const Host& host,
                  HelpLayout layout = HelpLayout::columns);
 
-// As completions(), with `words` as candidates for the first word, and with candidates after
-// `help`.
+// The candidates for the last word of the line `typed`, which may be incomplete: they begin with
+// it. `words` are candidates for the first word. None where any word is possible.
 std::vector<std::string> completionsAtPrompt(const std::string& typed, const Host& host,
                                              const std::vector<PromptWord>& words);
 

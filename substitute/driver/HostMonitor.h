@@ -1,4 +1,4 @@
-// The state of a host as the command `state` prints it.
+// The state of a host as the command `state` prints it, and what a scenario expects of it.
 #pragma once
 
 #include <optional>
@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "substitute/api/Host.h"
+#include "substitute/driver/Commands.h"
 
 namespace substitute {
 
@@ -21,40 +22,43 @@ class HostMonitor {
   Json state() const;
   static std::vector<std::string> stateKeys();
 
-  // The arguments of each run of `open` so far.
-  const std::vector<std::vector<std::string>>& opened() const { return opened_; }
-
-  // The types of the exceptions that left the add-in so far.
-  const std::vector<std::string>& thrown() const { return thrown_; }
-
-  // How often an entry point returned false so far.
-  long failedRuns() const { return run_.failed; }
-  long failedStops() const { return stop_.failed; }
+  // What the trace has shown so far.
+  struct Seen {
+    std::vector<std::vector<std::string>> opened;  // the arguments of each run of `open`
+    std::vector<std::string> thrown;               // the types of exceptions that left the add-in
+    std::optional<bool> run;  // what the entry point returned last; empty after an exception
+    std::optional<bool> stop;
+    long failedRuns = 0;  // how often the entry point returned false
+    long failedStops = 0;
+  };
+  const Seen& seen() const { return seen_; }
+  const std::vector<std::vector<std::string>>& opened() const { return seen_.opened; }
 
   // The planned faults that have not happened, in the syntax of the command `fail`.
   std::vector<std::string> pendingFaults() const;
 
  private:
-  // The last result of an entry point, empty after an exception, and how often it was false.
-  struct Returned {
-    std::optional<bool> last;
-    long failed = 0;
-  };
-
-  struct StateEntry {
-    const char* key;
-    Json (*valueIn)(const HostMonitor& monitor);
-  };
-  static const std::vector<StateEntry>& stateEntries();  // after those of host and profile
-
   void follow(const Json& entry);
 
   Host& host_;
-  std::vector<std::vector<std::string>> opened_;
-  std::vector<std::string> thrown_;
-  Returned run_;
-  Returned stop_;
+  Seen seen_;
   Signal<Json>::Subscription trace_;
+};
+
+// A value that the state must have, or must not have, at a JSON pointer.
+class Expectation {
+ public:
+  // `arguments` are a JSON pointer and a JSON value. Throws ScenarioError.
+  Expectation(const Arguments& arguments, bool negated);
+
+  // Empty when `state` is as expected; else a sentence with both values. The order of an object's
+  // keys does not matter.
+  std::optional<std::string> failure(const Json& state) const;
+
+ private:
+  Json::json_pointer pointer_;
+  Json value_;
+  bool negated_;
 };
 
 }  // namespace substitute

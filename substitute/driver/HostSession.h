@@ -7,8 +7,7 @@
 
 #include "substitute/api/Host.h"
 #include "substitute/driver/CrashReport.h"
-#include "substitute/driver/Expectation.h"
-#include "substitute/driver/Installation.h"
+#include "substitute/driver/Folders.h"
 #include "substitute/driver/OpenRecorder.h"
 #include "substitute/driver/ScenarioRunner.h"
 #include "substitute/driver/TraceFiles.h"
@@ -16,6 +15,9 @@
 namespace substitute {
 
 struct CommandLine;
+
+// The values at the start of a host that is installed in `directory`.
+Settings settingsIn(const std::string& directory);
 
 class HostSession {
  public:
@@ -35,9 +37,22 @@ class HostSession {
   bool conclude();
 
  private:
+  std::string chooseFolder();
+  Settings settings() const;
+
+  // Creates the add-in's folder as an installer would, unless the options exclude it. Prints a
+  // warning when the add-in will not find it.
+  void addFolder();
+
+  // Where the data is, for the user, and whether another host uses it. Empty for a scenario, unless
+  // the options name the executable or there is another host.
+  std::string description() const;
+
   const CommandLine& values_;
   bool playsScenario_;
-  Installation installation_;
+  std::optional<LockedFolder> temporary_;
+  std::string folder_;  // in which the host is installed; not used with --executable
+  std::optional<FolderLock> lock_;
   Host host_;
   std::optional<CrashReport> crashReport_;
   std::optional<OpenRecorder> recorder_;

@@ -28,16 +28,6 @@ namespace {
 constexpr const char* script =
     "#!/bin/sh\nprintf '%s\\0' \"$#\" \"$@\" >>\"$0.runs\" || : >\"$0.failed\"\n";
 
-// The string that begins at `at` in `bytes`, up to its zero byte; `at` is advanced past it. Empty
-// when there is no zero byte.
-std::optional<std::string> nextString(const std::string& bytes, std::size_t& at) {
-  const auto end = bytes.find('\0', at);
-  if (end == std::string::npos) return {};
-  std::string string = bytes.substr(at, end - at);
-  at = end + 1;
-  return string;
-}
-
 // The file to which the shell writes its errors; null when there is no recorder.
 const std::string* shellErrors = nullptr;
 
@@ -118,11 +108,6 @@ void OpenRecorder::reportErrors() {
   }
 }
 
-bool OpenRecorder::hasFailed() const {
-  std::error_code unreachable;
-  return fs::exists(folder_.path() + "/open.failed", unreachable);
-}
-
 void OpenRecorder::checkRecorded() const {
   if (!hasFailed()) return;
   throw std::runtime_error("a run of open could not be recorded in " + folder_.path() +
@@ -132,25 +117,16 @@ void OpenRecorder::checkRecorded() const {
 std::vector<std::vector<std::string>> OpenRecorder::collect() {
   if (hasFailed()) return {};
   std::size_t end = read_;
-  const std::string bytes = readFrom(folder_.path() + "/open.runs", end);
+  std::istringstream strings(readFrom(folder_.path() + "/open.runs", end));
   std::vector<std::vector<std::string>> runs;
-  std::size_t at = 0;
-  std::size_t complete = 0;
-  while (const auto count = nextString(bytes, at)) {
-    std::vector<std::string> arguments(std::stoul(*count));
-    for (std::string& argument : arguments) {
-      const auto string = nextString(bytes, at);
-      // A run in the background is still writing. The next call collects it.
-      if (!string) {
-        read_ += complete;
-        return runs;
-      }
-      argument = *string;
-    }
+  // A run in the background may still be writing. The next call collects it.
+  for (std::string count; std::getline(strings, count, '\0') && !strings.eof();) {
+    std::vector<std::string> arguments(std::stoul(count));
+    for (std::string& argument : arguments) std::getline(strings, argument, '\0');
+    if (strings.eof() || !strings) break;
+    read_ = end - strings.str().size() + static_cast<std::size_t>(strings.tellg());
     runs.push_back(std::move(arguments));
-    complete = at;
   }
-  read_ += complete;
   return runs;
 }
 

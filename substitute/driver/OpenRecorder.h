@@ -2,12 +2,14 @@
 // records its arguments.
 #pragma once
 
+#include <unistd.h>
+
 #include <cstddef>
 #include <string>
 #include <vector>
 
 #include "substitute/api/Host.h"
-#include "substitute/driver/LockedFolder.h"
+#include "substitute/driver/Folders.h"
 
 namespace substitute {
 
@@ -28,11 +30,9 @@ class OpenRecorder {
 
   // Restores PATH and removes the command.
   ~OpenRecorder();
-  OpenRecorder(const OpenRecorder&) = delete;
-  OpenRecorder& operator=(const OpenRecorder&) = delete;
 
  private:
-  bool hasFailed() const;
+  bool hasFailed() const { return access((folder_.path() + "/open.failed").c_str(), F_OK) == 0; }
 
   // The arguments of each run since the last call, oldest first.
   std::vector<std::vector<std::string>> collect();

@@ -1,6 +1,5 @@
 #include "substitute/driver/Recording.h"
 
-#include <algorithm>
 #include <optional>
 #include <ostream>
 
@@ -38,24 +37,18 @@ std::string forShell(const std::string& word) {
 }  // namespace
 
 Recording::Recording(ScenarioRunner& runner) : runner_(runner) {
+  const auto addSetting = [this](const std::string& name, const Arguments& arguments) {
+    add({arguments.empty() ? name : name + " " + arguments[0], name, arguments});
+  };
   const Json state = runner_.state();
-  const std::string language = std::to_string(state["language"].get<int>());
-  add({"language " + language, "language", {language}});
-  if (state["entitlement"].is_null()) {
-    add({"entitlement", "entitlement", {}});
-  } else {
-    const std::string entitlement = state["entitlement"];
-    add({"entitlement " + entitlement, "entitlement", {entitlement}});
-  }
-  const std::string status = state["offline"] == true ? "offline" : "online";
-  add({status, status, {}});
+  const Json& entitlement = state["entitlement"];
+  addSetting("language", {std::to_string(state["language"].get<int>())});
+  addSetting("entitlement", entitlement.is_null() ? Arguments() : Arguments{entitlement});
+  addSetting(state["offline"] == true ? "offline" : "online", {});
   if (profile().restoration != nullptr) {
     const Restoration restoration = profile().restoration(runner.host());
-    if (restoration.omission.empty()) {
-      addLine(restoration.command);
-    } else {
-      addOmission(restoration.omission);
-    }
+    if (restoration.omission.empty()) addLine(restoration.command);
+    if (!restoration.omission.empty()) addOmission(restoration.omission);
   }
   playing_ = runner.playing.subscribe([this](const Command& command) { add(command); });
 }
@@ -75,27 +68,22 @@ void Recording::write(std::ostream& out, bool withExpectations) const {
   }
   for (const std::string& one : lines_) out << one << '\n';
   if (!withExpectations) return;
-  out << "# What came of it" << (profile().note == nullptr ? "" : "; ")
-      << (profile().note == nullptr ? "" : profile().note) << ".\n";
-  const std::vector<ProfileKey>& own = profile().keys;
+  const std::string note = profile().note == nullptr ? "" : std::string("; ") + profile().note;
+  out << "# What came of it" << note << ".\n";
   const Json state = runner_.state();
   for (const auto& entry : state.items()) {
-    const std::string& name = entry.key();
-    const Json& value = entry.value();
-    const auto key = std::find_if(own.begin(), own.end(),
-                                  [&](const ProfileKey& one) { return one.name == name; });
-    const std::vector<std::string> expectations =
-        key == own.end() ? std::vector{" " + line(value)} : key->expectations(value);
-    for (const std::string& one : expectations) out << "expect /" << name << one << '\n';
+    std::vector<std::string> expectations = {" " + line(entry.value())};
+    for (const ProfileKey& key : profile().keys) {
+      if (key.name == entry.key()) expectations = key.expectations(entry.value());
+    }
+    for (const std::string& one : expectations) out << "expect /" << entry.key() << one << '\n';
   }
 }
 
 void Recording::add(const Command& command) {
-  if (const auto line = lineOf(command)) {
-    addLine(*line);
-  } else {
-    addOmission(command.line);
-  }
+  const std::optional<std::string> line = lineOf(command);
+  if (line) addLine(*line);
+  if (!line) addOmission(command.line);
 }
 
 void Recording::addLine(const std::string& line) {

@@ -1,40 +1,33 @@
 #include "substitute/driver/Reporter.h"
 
-#include <algorithm>
-#include <ostream>
-
 #include "substitute/api/HostObjects.h"
 #include "substitute/driver/Profile.h"
-#include "substitute/driver/Text.h"
 
 namespace substitute {
 
 namespace {
 
-// The changed objects that exist in `all`, in the order of their creation.
-template <class T, class Changes>
-std::vector<const T*> present(const Collection<T>& all, const Changes& changes) {
-  std::vector<const T*> objects;
-  for (const auto& change : changes) {
-    const T* const object = all.find(change.first);
-    if (object != nullptr) objects.push_back(object);
-  }
-  std::sort(objects.begin(), objects.end(),
-            [](const T* a, const T* b) { return a->serial() < b->serial(); });
-  return objects;
+// What people are told of an object.
+Reporter::Seen seen(const PaletteObject& palette) {
+  const PaletteValues& values = palette.values();
+  return {palette.serial(), "The palette " + quoted(values.title), values.visible,
+          (values.visible ? " opened" : " was made, hidden,") +
+              (values.address.empty() ? " without a page." : " at " + values.address)};
 }
 
-// The titles of the changed objects that are not in `all` any more, in the same order.
-template <class T, class Changes>
-std::vector<std::string> titlesOfGone(const Collection<T>& all, const Changes& changes) {
-  std::map<unsigned long, std::string> titles;
-  for (const auto& [id, former] : changes) {
-    if (former && all.find(id) == nullptr) titles[former->serial] = former->title;
-  }
-  std::vector<std::string> result;
-  result.reserve(titles.size());
-  for (auto& title : titles) result.push_back(std::move(title.second));
-  return result;
+Reporter::Seen seen(const DefinitionObject& definition) {
+  const std::string& icons = definition.resourceFolder;
+  return {
+      definition.serial(), "The command " + quoted(definition.name), true,
+      " is defined, " + (icons.empty() ? "without icons." : "its icons in " + quoted(icons) + ".")};
+}
+
+using Names = std::vector<std::string>;
+
+Names namesOf(const ToolbarObject& toolbar) {
+  Names names;
+  for (const auto& control : toolbar.controls->all.items()) names.push_back(control->name());
+  return names;
 }
 
 }  // namespace
@@ -47,35 +40,25 @@ Reporter::Reporter(Host& host, std::ostream& out)
     : host_(host),
       out_(out),
       fileOfAddIn_(fileOfAddIn()),
-      trace_(
+      subscription_(
           host.interceptor().trace.subscribe([this](const Json& entry) { reportEvent(entry); })) {
   const UserInterfaceObject& ui = *host_.application().userInterface;
-  collections_ = {
-      ui.palettes->all.changing.subscribe([this](const std::string& id) { rememberPalette(id); }),
-      ui.definitions->all.changing.subscribe(
-          [this](const std::string& id) { rememberDefinition(id); }),
-      ui.toolbars->all.changing.subscribe([this](const std::string& id) { rememberControls(id); })};
+  watch(ui.palettes->all, palettes_);
+  watch(ui.definitions->all, definitions_);
+  const auto remember = [this](const std::string& id) {
+    const auto* const toolbar = host_.application().userInterface->toolbars->all.find(id);
+    if (toolbar != nullptr) toolbars_.emplace(id, namesOf(*toolbar));
+  };
+  subscriptions_.push_back(ui.toolbars->all.changing.subscribe(remember));
   for (const auto& toolbar : ui.toolbars->all.items()) {
-    collections_.push_back(toolbar->controls->all.changing.subscribe(
-        [this, id = toolbar->id()](const std::string& /*control*/) { rememberControls(id); }));
+    subscriptions_.push_back(toolbar->controls->all.changing.subscribe(
+        [remember, id = toolbar->id()](const std::string& /*control*/) { remember(id); }));
   }
-}
-
-void Reporter::echo(const std::string& line) {
-  out_ << printable(line) << '\n' << std::flush;
 }
 
 void Reporter::print(const std::string& line) {
   echo(line);
   printed.publish(printable(line));
-}
-
-void Reporter::report(const std::string& sentence) {
-  print("  " + sentence);
-}
-
-void Reporter::reportResult(const std::string& entryPoint, std::optional<bool> result) {
-  if (result) report(entryPoint + " returned " + (*result ? "true." : "false."));
 }
 
 void Reporter::reportUnloaded(const AddIn::Remains& remains) {
@@ -88,11 +71,9 @@ void Reporter::reportUnloaded(const AddIn::Remains& remains) {
     report("Its handler " + handler + " was still registered. The host has removed it.");
   }
   const ResourceCounts& counts = resourceCounts();
-  if (counts.references == 0 && counts.strings == 0) {
-    report("It holds nothing of the host any more.");
-  } else {
-    report("It left " + heldResources(counts) + " of the host's behind.");
-  }
+  const bool holds = counts.references != 0 || counts.strings != 0;
+  report(holds ? "It left " + heldResources(counts) + " of the host's behind."
+               : "It holds nothing of the host any more.");
 }
 
 void Reporter::forgetChanges() {
@@ -107,8 +88,8 @@ void Reporter::forgetChanges() {
 
 void Reporter::reportChanges() {
   reportSettings();
-  reportPalettes();
-  reportDefinitions();
+  reportObjects(host_.application().userInterface->palettes->all, palettes_);
+  reportObjects(host_.application().userInterface->definitions->all, definitions_);
   reportToolbars();
   reportFileOfAddIn();
   reportCountingErrors();
@@ -116,17 +97,17 @@ void Reporter::reportChanges() {
 }
 
 void Reporter::reportEvent(const Json& entry) {
-  const auto event = entry.find("event");
-  if (event == entry.end()) return;
-  if (*event == "threw") {
+  const std::string event = entry.value("event", "");
+  if (event == "threw") {
     report("An exception left the add-in: " + entry["type"].get<std::string>() + ", " +
-           quoted(entry["what"].get<std::string>()) + ".");
-  } else if (*event == "open") {
-    const Json& arguments = entry["args"];
-    std::string list;
-    for (const Json& argument : arguments) list += " " + quoted(argument.get<std::string>());
-    report("open ran with " + plural(static_cast<long>(arguments.size()), "argument") +
-           (list.empty() ? "" : ":" + list) + ".");
+           quoted(entry["what"]) + ".");
+  } else if (event == "open") {
+    const Names arguments = entry["args"];
+    std::string list = "open ran with " + plural(static_cast<long>(arguments.size()), "argument");
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+      list += (i == 0 ? ": " : " ") + quoted(arguments[i]);
+    }
+    report(list + ".");
   }
 }
 
@@ -143,49 +124,44 @@ void Reporter::reportSettings() {
   }
 }
 
-void Reporter::reportPalettes() {
-  const auto& all = host_.application().userInterface->palettes->all;
-  for (const PaletteObject* const palette : present(all, palettes_)) {
-    const PaletteValues& values = palette->values();
-    const std::string name = "The palette " + quoted(values.title);
-    const auto& former = palettes_.at(palette->id());
-    if (!former) {
-      report(name + (values.visible ? " opened" : " was made, hidden,") +
-             (values.address.empty() ? " without a page." : " at " + values.address));
-    } else if (former->visible != values.visible) {
-      report(name + (values.visible ? " is shown." : " is hidden."));
-    }
-  }
-  for (const std::string& title : titlesOfGone(all, palettes_)) {
-    report("The palette " + quoted(title) + " is gone.");
-  }
+template <class T>
+void Reporter::watch(Collection<T>& all, Changes& changes) {
+  subscriptions_.push_back(all.changing.subscribe([&](const std::string& id) {
+    const T* const object = all.find(id);
+    // Does nothing after the first change.
+    changes.emplace(id, object == nullptr ? std::nullopt : std::optional(seen(*object)));
+  }));
 }
 
-void Reporter::reportDefinitions() {
-  const auto& all = host_.application().userInterface->definitions->all;
-  for (const DefinitionObject* const definition : present(all, definitions_)) {
-    if (definitions_.at(definition->id())) continue;
-    const std::string& icons = definition->resourceFolder;
-    report("The command " + quoted(definition->name) + " is defined, " +
-           (icons.empty() ? "without icons." : "its icons in " + quoted(icons) + "."));
+template <class T>
+void Reporter::reportObjects(const Collection<T>& all, const Changes& changes) {
+  std::map<unsigned long, std::string> present;  // sentences, in the order of creation
+  std::map<unsigned long, std::string> gone;
+  for (const auto& [id, former] : changes) {
+    const T* const object = all.find(id);
+    if (object == nullptr) {
+      if (former) gone[former->serial] = former->title + " is gone.";
+      continue;
+    }
+    const Seen now = seen(*object);
+    if (former && former->isVisible == now.isVisible) continue;
+    present[now.serial] = now.title + (!former         ? now.opening
+                                       : now.isVisible ? " is shown."
+                                                       : " is hidden.");
   }
-  for (const std::string& title : titlesOfGone(all, definitions_)) {
-    report("The command " + quoted(title) + " is gone.");
-  }
+  for (const auto& sentence : present) report(sentence.second);
+  for (const auto& sentence : gone) report(sentence.second);
 }
 
 void Reporter::reportToolbars() {
   for (const auto& [id, former] : toolbars_) {
     const std::string name = "The toolbar " + quoted(id);
-    if (host_.application().userInterface->toolbars->all.find(id) == nullptr) {
-      report(name + " is gone.");
-      continue;
-    }
-    const Controls now = controlsOf(id);
-    if (now == former) continue;
-    std::string list;
-    for (const auto& control : now) list += (list.empty() ? "" : ", ") + control.first;
-    report(name + " now holds " + (list.empty() ? "nothing" : list) + ".");
+    const auto* const toolbar = host_.application().userInterface->toolbars->all.find(id);
+    if (toolbar == nullptr) report(name + " is gone.");
+    if (toolbar == nullptr || namesOf(*toolbar) == former) continue;
+    Names ids;
+    for (const auto& control : toolbar->controls->all.items()) ids.push_back(control->id());
+    report(name + " now holds " + (ids.empty() ? "nothing" : listed(ids)) + ".");
   }
 }
 
@@ -201,38 +177,6 @@ void Reporter::reportCountingErrors() {
   if (counts.invalidDeallocations != invalidDeallocations_) report(diagnostic::invalidDeallocation);
   invalidReleases_ = counts.invalidReleases;
   invalidDeallocations_ = counts.invalidDeallocations;
-}
-
-void Reporter::rememberPalette(const std::string& id) {
-  const PaletteObject* const palette = host_.application().userInterface->palettes->all.find(id);
-  std::optional<Former> former;
-  if (palette != nullptr) {
-    former = Former{palette->serial(), palette->values().title, palette->values().visible};
-  }
-  palettes_.emplace(id, former);  // does nothing after the first change
-}
-
-void Reporter::rememberDefinition(const std::string& id) {
-  const DefinitionObject* const definition =
-      host_.application().userInterface->definitions->all.find(id);
-  std::optional<Former> former;
-  if (definition != nullptr) former = Former{definition->serial(), definition->name, true};
-  definitions_.emplace(id, former);
-}
-
-void Reporter::rememberControls(const std::string& toolbar) {
-  const bool exists = host_.application().userInterface->toolbars->all.find(toolbar) != nullptr;
-  if (exists && toolbars_.count(toolbar) == 0) toolbars_[toolbar] = controlsOf(toolbar);
-}
-
-Reporter::Controls Reporter::controlsOf(const std::string& toolbar) const {
-  Controls controls;
-  const ToolbarObject* const object =
-      host_.application().userInterface->toolbars->all.find(toolbar);
-  for (const auto& control : object->controls->all.items()) {
-    controls.emplace_back(control->id(), control->className());
-  }
-  return controls;
 }
 
 std::string Reporter::fileOfAddIn() const {

@@ -1,15 +1,16 @@
 // The report of what happens in a host, for people.
 #pragma once
 
-#include <iosfwd>
 #include <map>
 #include <optional>
+#include <ostream>
 #include <string>
-#include <utility>
 #include <vector>
 
+#include "substitute/api/Collection.h"
 #include "substitute/api/Host.h"
 #include "substitute/driver/AddIn.h"
+#include "substitute/driver/Text.h"
 
 namespace substitute {
 
@@ -37,16 +38,13 @@ class Reporter {
   Reporter& operator=(const Reporter&) = delete;
 
   // Writes a line that is played next, with its control characters escaped.
-  void echo(const std::string& line);
+  void echo(const std::string& line) { out_ << printable(line) << std::endl; }
 
   // Writes a line of output in the same way, and publishes it.
   void print(const std::string& line);
 
   // Prints a sentence, indented.
-  void report(const std::string& sentence);
-
-  // Reports the result of an entry point. Does nothing when `result` is empty.
-  void reportResult(const std::string& entryPoint, std::optional<bool> result);
+  void report(const std::string& sentence) { print("  " + sentence); }
 
   // Reports that the add-in is unloaded, what remains of it, and which resources of the host it
   // still holds.
@@ -63,29 +61,28 @@ class Reporter {
   // A line of output, as it was written.
   Signal<std::string> printed;
 
- private:
-  // The former values of a palette or a definition; `visible` is used for palettes alone.
-  struct Former {
+  // What is told of a palette or of a definition, which is always visible.
+  struct Seen {
     unsigned long serial;
     std::string title;
-    bool visible;
+    bool isVisible;
+    std::string opening;  // what is said of it when it is new
   };
-  // The changed objects by id, as before the first change. Empty: the object did not exist.
-  using Changes = std::map<std::string, std::optional<Former>>;
-  using Controls = std::vector<std::pair<std::string, std::string>>;  // id and class
+
+ private:
+  // The changed objects by id, as before the first change; empty: there was none.
+  using Changes = std::map<std::string, std::optional<Seen>>;
 
   void reportEvent(const Json& entry);
   void reportSettings();
-  void reportPalettes();
-  void reportDefinitions();
+  template <class T>
+  void watch(Collection<T>& all, Changes& changes);
+  template <class T>
+  void reportObjects(const Collection<T>& all, const Changes& changes);
   void reportToolbars();
   void reportFileOfAddIn();
   void reportCountingErrors();
 
-  void rememberPalette(const std::string& id);
-  void rememberDefinition(const std::string& id);
-  void rememberControls(const std::string& toolbar);
-  Controls controlsOf(const std::string& toolbar) const;
   std::string fileOfAddIn() const;
 
   Host& host_;
@@ -95,12 +92,12 @@ class Reporter {
   std::optional<std::string> entitlement_;
   Changes palettes_;
   Changes definitions_;
-  std::map<std::string, Controls> toolbars_;  // by id; the changed ones
+  std::map<std::string, std::vector<std::string>> toolbars_;  // the names of the controls, by id
   std::string fileOfAddIn_;
   long invalidReleases_ = 0;
   long invalidDeallocations_ = 0;
-  Signal<Json>::Subscription trace_;
-  std::vector<Signal<std::string>::Subscription> collections_;
+  Signal<Json>::Subscription subscription_;
+  std::vector<Signal<std::string>::Subscription> subscriptions_;
 };
 
 }  // namespace substitute

@@ -3,10 +3,9 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <stdexcept>
 
-#include "substitute/driver/Program.h"
+#include "substitute/driver/Folders.h"
 #include "substitute/driver/Text.h"
 
 namespace fs = std::filesystem;
@@ -19,12 +18,10 @@ constexpr const char* spaces = " \t\r";
 
 // Why there is no command `name`.
 ScenarioError unknownCommand(const std::string& name) {
-  if (name == "help" || name == "calls") {
-    return ScenarioError("'" + name + "' is understood at the prompt alone");
-  }
-  if (name == "quit" || name == "exit") {
-    return ScenarioError("'" + name +
-                         "' is understood at the prompt alone; a scenario ends with its last line");
+  const bool ends = name == "quit" || name == "exit";
+  if (ends || name == "help" || name == "calls") {
+    return ScenarioError("'" + name + "' is understood at the prompt alone" +
+                         (ends ? "; a scenario ends with its last line" : ""));
   }
   std::vector<std::string> names;
   for (const CommandEntry& known : commands()) names.emplace_back(known.name);
@@ -32,15 +29,15 @@ ScenarioError unknownCommand(const std::string& name) {
                        listed(nearest(name, names)));
 }
 
-// The arguments in `line` from `at` on, which is the end of the command's name.
-Arguments split(const std::string& line, std::size_t at, const ArgumentForm& form) {
+// The arguments in `line` from `at` on, which is the end of the command's name. `usage` are their
+// names.
+Arguments split(const std::string& line, std::size_t at, const std::vector<std::string>& usage) {
+  const std::string last = usage.empty() ? "" : usage.back();
+  const bool endsInRest = last.find("DATA") != std::string::npos ||
+                          last.find("TEXT") != std::string::npos || last == "JSON";
+  if (!endsInRest) return wordsIn(line.substr(at));
   Arguments arguments;
-  if (!form.isRestOfLine) {
-    std::istringstream words(line.substr(at));
-    for (std::string word; words >> word;) arguments.push_back(word);
-    return arguments;
-  }
-  for (std::size_t i = 0; i < form.wordsBeforeRest; ++i) {
+  while (arguments.size() + 1 < usage.size()) {
     const auto word = line.find_first_not_of(spaces, at);
     if (word == std::string::npos) return arguments;
     at = std::min(line.find_first_of(spaces, word), line.size());
@@ -59,13 +56,16 @@ Command parseCommand(const std::string& line) {
   Command command{line, line.substr(begin, end - begin), {}};
   const CommandEntry* const entry = findCommand(command.name);
   if (entry == nullptr) throw unknownCommand(command.name);
-  command.arguments = split(line, end, entry->form);
-  const Arguments& arguments = command.arguments;
-  if (arguments.size() < entry->form.least || arguments.size() > entry->form.most) {
+  const std::vector<std::string> usage = wordsIn(entry->usage);
+  const auto least = std::count_if(usage.begin(), usage.end(),
+                                   [](const std::string& word) { return word[0] != '['; });
+  command.arguments = split(line, end, usage);
+  const std::size_t count = command.arguments.size();
+  if (count < static_cast<std::size_t>(least) || count > usage.size()) {
     throw ScenarioError("'" + command.name + "' takes " +
-                        (entry->form.most == 0 ? "no arguments" : entry->usage));
+                        (usage.empty() ? "no arguments" : entry->usage));
   }
-  if (entry->check != nullptr) entry->check(arguments);
+  if (entry->check != nullptr) entry->check(command.arguments);
   return command;
 }
 

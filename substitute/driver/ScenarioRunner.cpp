@@ -57,12 +57,14 @@ void ScenarioRunner::start() {
   if (addin_) return reportNoEffect("The add-in is loaded already.");
   addin_ = std::make_unique<AddIn>(addinFile_);
   reporter_.report("The add-in is loaded.");
-  reporter_.reportResult("run", addin_->run(host_));
+  const std::optional<bool> result = addin_->run(host_);
+  if (result) reporter_.report(*result ? "run returned true." : "run returned false.");
 }
 
 void ScenarioRunner::stop() {
   if (!addin_) return reportNoEffect("The add-in is not loaded.");
-  reporter_.reportResult("stop", addin_->stop(host_));
+  const std::optional<bool> result = addin_->stop(host_);
+  if (result) reporter_.report(*result ? "stop returned true." : "stop returned false.");
   reporter_.reportChanges();
   unload();
 }
@@ -86,22 +88,24 @@ void ScenarioRunner::unload() {
     handlersLeft_.push_back(
         {"The add-in left its handler " + handler + " registered", Finding::Kind::leftover});
   }
-  const std::vector<std::string> objects = host_.objectsOfAddIn();
+  std::vector<std::string> objects;
+  for (const auto& listed : host_.objects()) {
+    if (listed.object->isOfAddIn()) objects.push_back(listed.object->name());
+  }
   if (!objects.empty()) add("The add-in left in the host: " + listed(objects));
   staysLoaded_ = staysLoaded_ || (remains.isLoaded && remains.uniqueSymbol.empty());
 }
 
 void ScenarioRunner::reportNoEffect(const std::string& sentence) {
   reporter_.report(sentence);
-  const std::string plain = sentence.substr(0, sentence.size() - 1);
-  withoutEffect_.push_back(place_.empty() ? plain : place_ + ": " + plain);
+  withoutEffect_.push_back(placed(sentence.substr(0, sentence.size() - 1)));
 }
 
 void ScenarioRunner::expect(const Expectation& expectation) {
   ++expectations_;
   const auto failure = expectation.failure(state());
   if (!failure) return;
-  const std::string sentence = place_.empty() ? *failure : place_ + ": " + *failure;
+  const std::string sentence = placed(*failure);
   reporter_.print(sentence);
   noteFailure(sentence);
   failed.publish(sentence);
@@ -120,10 +124,10 @@ std::vector<Finding> ScenarioRunner::findings() const {
     all.push_back({sentence + (times == 1 ? "" : ", " + std::to_string(times) + " times"), kind});
   };
   std::map<std::string, long> thrown;
-  for (const std::string& type : monitor_.thrown()) ++thrown[type];
+  for (const std::string& type : monitor_.seen().thrown) ++thrown[type];
   for (const auto& [type, times] : thrown) add("An exception left the add-in: " + type, times);
-  add("run returned false", monitor_.failedRuns());
-  add("stop returned false", monitor_.failedStops());
+  add("run returned false", monitor_.seen().failedRuns);
+  add("stop returned false", monitor_.seen().failedStops);
   for (const std::string& fault : monitor_.pendingFaults()) {
     add("A failure was planned and did not happen: " + fault, 1);
   }

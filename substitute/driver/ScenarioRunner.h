@@ -9,7 +9,6 @@
 
 #include "substitute/api/Host.h"
 #include "substitute/driver/AddIn.h"
-#include "substitute/driver/Expectation.h"
 #include "substitute/driver/HostMonitor.h"
 #include "substitute/driver/Reporter.h"
 #include "substitute/driver/Scenario.h"
@@ -79,6 +78,11 @@ class ScenarioRunner {
 
  private:
   void noteFailure(const std::string& sentence);
+
+  // `sentence` after the place of the present command, where it has one.
+  std::string placed(const std::string& sentence) const {
+    return place_.empty() ? sentence : place_ + ": " + sentence;
+  }
 
   Host& host_;
   std::string addinFile_;

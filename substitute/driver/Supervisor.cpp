@@ -25,8 +25,8 @@
 #include <utility>
 
 #include "substitute/driver/CrashReport.h"
-#include "substitute/driver/ExitStatus.h"
-#include "substitute/driver/LockedFolder.h"
+#include "substitute/driver/Errors.h"
+#include "substitute/driver/Folders.h"
 
 namespace substitute {
 
@@ -46,28 +46,22 @@ int told = -1;  // in a child: the file that says how the scenario ended
   throw std::runtime_error(what + ": " + std::generic_category().message(errno));
 }
 
-// What a child writes, in a temporary file. A pipe would have to be read meanwhile, and would stay
+// What a child writes is in temporary files. A pipe would have to be read meanwhile, and would stay
 // open as long as a program runs that the add-in has started.
-class Output {
- public:
-  Output() : file_(std::tmpfile(), &std::fclose) {
-    if (!file_) throwError("no temporary file can be made");
-  }
+using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
-  int descriptor() const { return fileno(file_.get()); }
+File temporaryFile() {
+  File file(std::tmpfile(), &std::fclose);
+  if (!file) throwError("no temporary file can be made");
+  return file;
+}
 
-  std::string read() const {
-    std::string bytes;
-    std::rewind(file_.get());
-    for (int byte = std::fgetc(file_.get()); byte != EOF; byte = std::fgetc(file_.get())) {
-      bytes += static_cast<char>(byte);
-    }
-    return bytes;
-  }
-
- private:
-  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_;
-};
+std::string contentOf(const File& file) {
+  std::string bytes;
+  std::rewind(file.get());
+  for (int byte = 0; (byte = std::fgetc(file.get())) != EOF;) bytes += static_cast<char>(byte);
+  return bytes;
+}
 
 // The signals of this process, which arrive during wait() alone. One that is ignored stays so.
 class Signals {
@@ -139,11 +133,9 @@ class TerminalInput {
 
  private:
   [[noreturn]] void passOn() const {
-    std::array<char, 512> line = {};
-    for (ssize_t got = 0; (got = read(STDIN_FILENO, line.data(), line.size())) > 0;) {
-      if (write(ends_[1], line.data(), static_cast<std::size_t>(got)) < 0) break;
-    }
-    _exit(EXIT_SUCCESS);
+    dup2(ends_[1], STDOUT_FILENO);
+    execlp("cat", "cat", nullptr);
+    _exit(EXIT_FAILURE);
   }
 
   std::array<int, 2> ends_ = {};
@@ -169,15 +161,13 @@ class Child {
     kill();
     waitpid(process_, nullptr, 0);
   }
-  Child(const Child&) = delete;
-  Child& operator=(const Child&) = delete;
 
   // True when the process has ended; then result() is complete.
   bool isOver() {
     int status = 0;
     // One that lets itself be traced is only stopped by a signal.
-    if (waitpid(process_, &status, WNOHANG) != process_ || WIFSTOPPED(status)) return false;
-    isOver_ = true;
+    isOver_ = waitpid(process_, &status, WNOHANG) == process_ && !WIFSTOPPED(status);
+    if (!isOver_) return false;
     endWatcher();
     judge(status);
     return true;
@@ -222,14 +212,14 @@ class Child {
     signals_.restore();
     std::signal(SIGTTOU, SIG_IGN);  // it may write to the terminal
     if (how_.captures) {
-      dup2(output_.descriptor(), STDOUT_FILENO);
-      dup2(errors_.descriptor(), STDERR_FILENO);
+      dup2(fileno(output_.get()), STDOUT_FILENO);
+      dup2(fileno(errors_.get()), STDERR_FILENO);
     }
     if (terminal) dup2(terminal->descriptor(), STDIN_FILENO);
     if (!how_.readsInput) dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
     record_->isTimedBetween = how_.captures && !how_.readsInput;  // else it may wait for a user
     CrashReport::keepFor(*record_);
-    told = end_.descriptor();
+    told = fileno(end_.get());
     const ScenarioEnd end = task.play();
     CrashReport::noteExit();
     tellEnd(end);
@@ -283,17 +273,17 @@ class Child {
   void judge(int status) {
     result_.seconds = static_cast<double>(monotonicTime() - beganAt_) / second;
     if (how_.endsPrograms) ::kill(-process_, SIGKILL);
-    Json said = Json::parse(end_.read(), nullptr, false);
+    const Json said = Json::parse(contentOf(end_), nullptr, false);
     // A process that the add-in has forked may also say that it ended the scenario.
     const bool isComplete = said.is_object() && said["process"] == process_;
     if (result_.isCutOff) {
       judgeSignal("cut off by ", !record_->underWay.empty());
     } else if (isEnded_) {
       fail(exit_status::timedOut, "a call of the add-in did not return");
-      report(ReportCause::hang, "");
+      report(report_cause::hang, "");
     } else if (isTimedOut_) {
       fail(exit_status::timedOut, "a call of the add-in took longer than --timeout");
-      report(ReportCause::timeout, std::to_string(how_.timeout));
+      report(report_cause::timeout, std::to_string(how_.timeout));
     } else if (WIFSIGNALED(status)) {
       result_.signal = WTERMSIG(status);
       judgeSignal("ended by ", isReported(result_.signal, *record_));
@@ -302,16 +292,16 @@ class Child {
       result_.details = said["details"];
     } else {
       fail(exit_status::failed, "the add-in ended the process");
-      report(ReportCause::exit, "");
+      report(report_cause::exit, "");
     }
-    result_.output = output_.read();
-    result_.errors = (how_.captures ? errors_.read() : "") + report_;
+    result_.output = contentOf(output_);
+    result_.errors = (how_.captures ? contentOf(errors_) : "") + report_;
   }
 
   void judgeSignal(const std::string& what, bool reports) {
     const std::string name = signalName(result_.signal);
     result_.reason = what + name;
-    if (reports) report(ReportCause::signal, name);
+    if (reports) report(report_cause::signal, name);
   }
 
   void fail(int status, const std::string& reason) {
@@ -320,21 +310,22 @@ class Child {
     result_.reason = explains ? reason : "exit status " + std::to_string(status) + ": " + reason;
   }
 
-  void report(ReportCause cause, const std::string& detail) {
+  void report(const char* cause, const std::string& detail) {
     LockedFolder::removeAbandoned();
-    const Output report;  // the child knows of the others, and may have written there
-    writeReport(report.descriptor(), *record_, cause, detail.c_str(),
-                describe(record_->stack).c_str());
-    report_ = report.read();
+    const File report =
+        temporaryFile();  // the child knows of the others, and may have written there
+    writeReport(fileno(report.get()), *record_, cause, detail.c_str());
+    writeStack(fileno(report.get()), *record_);
+    report_ = contentOf(report);
   }
 
   const Supervision& how_;
   const Signals& signals_;
   std::int64_t beganAt_;
   SharedCrashRecord record_;
-  Output output_;
-  Output errors_;
-  Output end_;
+  File output_ = temporaryFile();
+  File errors_ = temporaryFile();
+  File end_ = temporaryFile();
   pid_t process_ = 0;
   std::int64_t askedAt_ = 0;  // for its stack; 0: it was not
   bool isTimedOut_ = false;
@@ -386,19 +377,12 @@ int supervise(const std::vector<ScenarioTask>& tasks, const Supervision& how,
       cutOffBy = signal;
       for (const auto& [number, child] : playing) child->cutOff(signal);
     }
-    for (auto child = playing.begin(); child != playing.end();) {
-      child->second->keepTime();
-      if (!child->second->isOver()) {
-        ++child;
-        continue;
-      }
-      done[child->first] = child->second->result();
-      child = playing.erase(child);
+    for (const auto& [number, child] : playing) {
+      child->keepTime();
+      if (child->isOver()) done[number] = child->result();
     }
-    while (const auto next = done.extract(passedOn)) {
-      finished(next.mapped());
-      ++passedOn;
-    }
+    for (const auto& result : done) playing.erase(result.first);
+    for (; done.count(passedOn) != 0; ++passedOn) finished(done.extract(passedOn).mapped());
   }
 }
 

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
 #include <numeric>
+#include <sstream>
 #include <utility>
 
 namespace substitute {
@@ -10,17 +12,11 @@ namespace substitute {
 namespace {
 
 std::string escaped(unsigned character) {
-  switch (character) {
-    case '\n':
-      return "\\n";
-    case '\r':
-      return "\\r";
-    case '\t':
-      return "\\t";
-    default:
-      const char* const digits = "0123456789abcdef";
-      return std::string("\\u00") + digits[character / 16] + digits[character % 16];
-  }
+  if (character == '\n') return "\\n";
+  if (character == '\r') return "\\r";
+  if (character == '\t') return "\\t";
+  const char* const digits = "0123456789abcdef";
+  return std::string("\\u00") + digits[character / 16] + digits[character % 16];
 }
 
 // The Levenshtein distance of two strings, in bytes.
@@ -64,6 +60,11 @@ std::string quoted(const std::string& string) {
 
 std::string plural(long count, const std::string& noun) {
   return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+std::vector<std::string> wordsIn(const std::string& line) {
+  std::istringstream stream(line);
+  return {std::istream_iterator<std::string>(stream), {}};
 }
 
 std::string listed(const std::vector<std::string>& words) {

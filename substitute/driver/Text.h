@@ -26,6 +26,9 @@ bool parseNumber(const std::string& word, Number& number) {
   return error == std::errc() && rest == end;
 }
 
+// The words in `line`, which spaces separate.
+std::vector<std::string> wordsIn(const std::string& line);
+
 // "a, b, c".
 std::string listed(const std::vector<std::string>& words);
 

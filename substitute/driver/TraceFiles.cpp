@@ -8,21 +8,6 @@
 
 namespace substitute {
 
-namespace {
-
-constexpr const char* noMore = "no more";  // in the place of a line, at the end of a trace
-
-std::string asCode(const std::string& line) {
-  return line == noMore ? line : callLine(Json::parse(line), CallForm::full);
-}
-
-// Ignores the order of an object's keys.
-bool equal(const Json& one, const Json& other) {
-  return nlohmann::json(one) == nlohmann::json(other);
-}
-
-}  // namespace
-
 TraceFile::TraceFile(const std::string& path) : path_(path), file_(path, std::ios::app) {
   if (!file_) throw UsageError("the trace cannot be written to " + path, "--trace");
 }
@@ -49,10 +34,6 @@ ExpectedTrace::ExpectedTrace(std::string path) : path_(std::move(path)) {
   }
 }
 
-void ExpectedTrace::begin(Host& host) {
-  trace_ = host.interceptor().trace.subscribe([this](const Json& entry) { compare(entry); });
-}
-
 std::optional<std::string> ExpectedTrace::difference() const {
   if (!found_ && next_ == lines_.size()) return {};
   return path_ + ":" + std::to_string(next_ + 1) + ": expected " + expected() + ", found " +
@@ -60,24 +41,21 @@ std::optional<std::string> ExpectedTrace::difference() const {
 }
 
 std::vector<std::string> ExpectedTrace::differingCalls() const {
+  const auto asCode = [](const std::string& line) {
+    return line == noMore ? line : callLine(Json::parse(line), CallForm::full);
+  };
   return {"expected " + asCode(expected()), "found    " + asCode(found_.value_or(noMore))};
 }
 
 void ExpectedTrace::compare(const Json& entry) {
   if (found_) return;
   const std::string found = line(entry);
-  const bool same =
-      next_ < lines_.size() &&
-      (lines_[next_] == found || equal(Json::parse(lines_[next_]), Json::parse(found)));
-  if (same) {
-    ++next_;
-  } else {
-    found_ = found;
-  }
-}
-
-std::string ExpectedTrace::expected() const {
-  return next_ < lines_.size() ? lines_[next_] : noMore;
+  // The order of an object's keys is no difference.
+  using nlohmann::json;
+  const bool isSame = next_ < lines_.size() &&
+                      (lines_[next_] == found || json::parse(lines_[next_]) == json::parse(found));
+  if (!isSame) found_ = found;
+  if (isSame) ++next_;
 }
 
 }  // namespace substitute

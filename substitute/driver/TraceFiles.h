@@ -17,9 +17,6 @@ class TraceFile {
   // Opens `path` without changing its content. Throws UsageError when it cannot be opened.
   explicit TraceFile(const std::string& path);
 
-  TraceFile(const TraceFile&) = delete;
-  TraceFile& operator=(const TraceFile&) = delete;
-
   // Empties the file, then writes each line of the trace of `host` to it at once.
   void begin(Host& host);
 
@@ -41,7 +38,9 @@ class ExpectedTrace {
   ExpectedTrace& operator=(const ExpectedTrace&) = delete;
 
   // Begins to compare the trace of `host`.
-  void begin(Host& host);
+  void begin(Host& host) {
+    trace_ = host.interceptor().trace.subscribe([this](const Json& entry) { compare(entry); });
+  }
 
   // A sentence about the first line that differs, with both lines; empty when none differs so far.
   std::optional<std::string> difference() const;
@@ -50,8 +49,10 @@ class ExpectedTrace {
   std::vector<std::string> differingCalls() const;
 
  private:
+  static constexpr const char* noMore = "no more";  // in the place of a line, at the trace's end
+
   void compare(const Json& entry);
-  std::string expected() const;
+  std::string expected() const { return next_ < lines_.size() ? lines_[next_] : noMore; }
 
   std::string path_;
   std::vector<std::string> lines_;

@@ -94,42 +94,40 @@ std::vector<std::string> expectationsOfLines(const Json& lines) {
   return expectations;
 }
 
+Profile velorin() {
+  Profile known;
+  known.library = VELORIN_LIBRARY_NAME;
+  known.folder = folder;
+  known.button = learningButton;
+  known.palette = learningPalette;
+  known.entitlement = "VELORIN-EXAMPLE 2026";
+  known.commands = {
+      {"info-lines", "JSON", "write the info file: a JSON array of its lines", writeInfoFile,
+       [](const Arguments& arguments) { parseInfoLines(arguments[0]); }},
+      {"reset", "", "remove the info file", removeInfoFile},
+  };
+  known.keys = {
+      {"infoFile", [](const Host& host) { return Json(infoFileOf(host)); },
+       [](const Json& /*path*/) { return std::vector<std::string>(); }},
+      {"infoLines", [](const Host& host) { return Json(linesOf(infoFileOf(host))); },
+       expectationsOfLines},
+  };
+  known.file = infoFileOf;
+  known.content = content;
+  known.summary = summary;
+  // The add-in has a buffer of fixed size for the path, and cuts the path at the first
+  // "Autodesk".
+  known.whyNotFound = "the path is too long, or holds the word Autodesk";
+  known.note = "the first line of the info file is a date";
+  known.restoration = restoration;
+  return known;
+}
+
 }  // namespace
 
 const Profile& profile() {
-  static const Profile velorin = [] {
-    Profile known;
-    known.library = VELORIN_LIBRARY_NAME;
-    known.folder = folder;
-    known.button = learningButton;
-    known.palette = learningPalette;
-    known.entitlement = "VELORIN-EXAMPLE 2026";
-    known.commands = {
-        {"info-lines",
-         "JSON",
-         "write the info file: a JSON array of its lines",
-         {1, 1, true},
-         writeInfoFile,
-         [](const Arguments& arguments) { parseInfoLines(arguments[0]); }},
-        {"reset", "", "remove the info file", {0, 0}, removeInfoFile},
-    };
-    known.keys = {
-        {"infoFile", [](const Host& host) { return Json(infoFileOf(host)); },
-         [](const Json& /*path*/) { return std::vector<std::string>(); }},
-        {"infoLines", [](const Host& host) { return Json(linesOf(infoFileOf(host))); },
-         expectationsOfLines},
-    };
-    known.file = infoFileOf;
-    known.content = content;
-    known.summary = summary;
-    // The add-in has a buffer of fixed size for the path, and cuts the path at the first
-    // "Autodesk".
-    known.whyNotFound = "the path is too long, or holds the word Autodesk";
-    known.note = "the first line of the info file is a date";
-    known.restoration = restoration;
-    return known;
-  }();
-  return velorin;
+  static const Profile known = velorin();
+  return known;
 }
 
 std::string addinFolderIn(const std::string& directory) {

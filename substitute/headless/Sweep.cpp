@@ -4,9 +4,10 @@
 
 #include <algorithm>
 #include <iostream>
+#include <map>
 #include <utility>
 
-#include "substitute/driver/ExitStatus.h"
+#include "substitute/driver/Errors.h"
 #include "substitute/driver/Text.h"
 
 namespace substitute {
@@ -47,6 +48,20 @@ Outcome compare(const ScenarioResult& result, const Json& first) {
   return outcome;
 }
 
+// A fault for each run of the sweep: every call of `calls`, those of the first run in their order,
+// fails once in each way.
+std::vector<PlannedFault> singleFaults(const Json& calls) {
+  std::vector<PlannedFault> faults;
+  std::map<std::string, std::uint64_t> made;
+  for (const Json& call : calls) {
+    const std::uint64_t nth = ++made[call];
+    for (const Failure how : {Failure::null, Failure::exception}) {
+      faults.push_back({operationNamed(call).value(), nth, how});
+    }
+  }
+  return faults;
+}
+
 void printProgress(std::size_t done, std::size_t count) {
   if (isatty(STDERR_FILENO) != 1 || isatty(STDOUT_FILENO) == 1) return;
   std::cerr << '\r' << done << " of " << count << (done == count ? "\n" : "") << std::flush;
@@ -81,9 +96,7 @@ SweepEnd run(const Sweep& sweep, const std::function<void(const ScenarioResult&)
     std::cerr << first.errors;
     return {false, cutOffBy};
   }
-  std::vector<Operation> calls;
-  for (const Json& call : first.details["calls"]) calls.push_back(*operationNamed(call));
-  const std::vector<PlannedFault> faults = singleFaults(calls);
+  const std::vector<PlannedFault> faults = singleFaults(first.details["calls"]);
   std::vector<ScenarioTask> tasks;
   for (const PlannedFault& fault : faults) {
     tasks.push_back({"fail " + inWords(fault), [&] { return sweep.play(&fault); }});

@@ -11,7 +11,6 @@
 
 #include "substitute/driver/CommandLine.h"
 #include "substitute/driver/Errors.h"
-#include "substitute/driver/ExitStatus.h"
 #include "substitute/driver/Help.h"
 #include "substitute/driver/HostSession.h"
 #include "substitute/driver/Scenario.h"
@@ -37,13 +36,7 @@ struct HeadlessOptions : CommandLine {
 
 constexpr const char* program = "substitute-host";
 constexpr unsigned sweepTimeout = 10;  // in seconds, where --timeout is left out
-
-std::string checkJobs(const std::string& value) {
-  unsigned jobs = 0;
-  constexpr unsigned most = 300;  // each has three files open, of the 1024 that are usual
-  if (parseNumber(value, jobs) && jobs >= 1 && jobs <= most) return "";
-  return "'" + value + "' is not a number of scenarios from 1 to " + std::to_string(most);
-}
+constexpr unsigned mostJobs = 300;     // each has three files open, of the 1024 that are usual
 
 std::string checkOutcome(const std::string& value) {
   if (allowedOutcomes.count(value) != 0) return "";
@@ -243,7 +236,7 @@ int main(int argc, char** argv) {
       ->check(checkNotEmpty);
   parser.add_option("-j", values.jobs, "play up to N scenarios at a time; 1 if left out")
       ->type_name("N")
-      ->check(checkJobs);
+      ->check(checkNumber("scenarios", mostJobs));
   parser.add_flag("--sweep", values.sweep,
                   "play the scenario once for its calls, then once for each call and each way to "
                   "fail; --timeout is 10 if left out");

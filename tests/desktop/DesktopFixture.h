@@ -31,10 +31,10 @@
 #include "substitute/desktop/PaletteDock.h"
 #include "substitute/desktop/Theme.h"
 #include "substitute/desktop/WebPage.h"
+#include "substitute/driver/Folders.h"
 #include "substitute/driver/HostMonitor.h"
-#include "substitute/driver/Installation.h"
+#include "substitute/driver/HostSession.h"
 #include "substitute/driver/OpenRecorder.h"
-#include "substitute/driver/Program.h"
 #include "substitute/driver/ScenarioRunner.h"
 #include "substitute/driver/Velorin.h"
 

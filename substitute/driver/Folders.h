@@ -1,10 +1,20 @@
-// Folders that hosts lock, so that they know of each other.
+// The folders of a host: those of the program and of its user, and temporary ones. Hosts lock the
+// folders that they use, so that they know of each other.
 #pragma once
 
 #include <optional>
 #include <string>
 
 namespace substitute {
+
+// The path of a file in the running program's folder, where the built library and the scenarios
+// are. Links to the program are resolved.
+std::string besideProgram(const std::string& name);
+
+// The substitute host's folder in the user's directory that the environment's `variable` names, or,
+// where it is not set, in `belowHome` in HOME. Empty when neither is set. The folder need not
+// exist.
+std::string userFolder(const char* variable, const std::string& belowHome);
 
 // The lock of a folder. Only one process has it at a time; others are not kept from the folder.
 class FolderLock {
@@ -31,8 +41,6 @@ class LockedFolder {
   // folder cannot be created.
   LockedFolder();
   ~LockedFolder();
-  LockedFolder(const LockedFolder&) = delete;
-  LockedFolder& operator=(const LockedFolder&) = delete;
 
   const std::string& path() const { return path_; }
 
