@@ -33,6 +33,7 @@ class HostMonitor {
   };
   const Seen& seen() const { return seen_; }
   const std::vector<std::vector<std::string>>& opened() const { return seen_.opened; }
+  const std::vector<std::string>& thrown() const { return seen_.thrown; }
 
   // The planned faults that have not happened, in the syntax of the command `fail`.
   std::vector<std::string> pendingFaults() const;

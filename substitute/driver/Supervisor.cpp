@@ -275,7 +275,7 @@ class Child {
     if (how_.endsPrograms) ::kill(-process_, SIGKILL);
     const Json said = Json::parse(contentOf(end_), nullptr, false);
     // A process that the add-in has forked may also say that it ended the scenario.
-    const bool isComplete = said.is_object() && said["process"] == process_;
+    const bool isComplete = said.contains("process") && said["process"] == process_;
     if (result_.isCutOff) {
       judgeSignal("cut off by ", !record_->underWay.empty());
     } else if (isEnded_) {
