@@ -342,7 +342,7 @@ void MainWindow::onMoved(PaletteDock& dock) {
 }
 
 void MainWindow::recordMoveLater() {
-  QTimer::singleShot(0, this, &MainWindow::recordMove);
+  QTimer::singleShot(0, this, [this] { recordMove(); });
 }
 
 // The docking state in the host follows. A drag is one move, which ends with the mouse button.

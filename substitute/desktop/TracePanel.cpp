@@ -85,7 +85,7 @@ TracePanel::TracePanel()
 }
 
 void TracePanel::append(const Json& entry, int command) {
-  constexpr int spacesALevel = 2;
+  constexpr qsizetype spacesALevel = 2;
   const QString json = QString::fromStdString(line(entry));
   json_ += json.toUtf8() + '\n';
   const QString number = QString::number(rows_->rowCount() + 1);

@@ -63,7 +63,7 @@ void setUpSentence(QLabel& label) {
 }
 
 void showSentence(QLabel& label, const QString& sentence) {
-  constexpr int half = 120;
+  constexpr qsizetype half = 120;
   const bool isLong = sentence.size() > 2 * half;
   label.setText(
       withLineBreaks(isLong ? sentence.left(half) + "…" + sentence.right(half) : sentence));
