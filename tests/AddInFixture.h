@@ -16,8 +16,8 @@
 #include "substitute/api/HostObjects.h"
 #include "substitute/driver/AddIn.h"
 #include "substitute/driver/HostMonitor.h"
-#include "substitute/driver/HostSession.h"
 #include "substitute/driver/OpenRecorder.h"
+#include "substitute/driver/Profile.h"
 #include "substitute/driver/Velorin.h"
 #include "tests/TemporaryFolder.h"
 

@@ -15,13 +15,6 @@ namespace fs = std::filesystem;
 
 namespace substitute {
 
-Settings settingsIn(const std::string& directory) {
-  Settings settings;
-  settings.executable = directory + "/Autodesk/webdeploy/production/Fusion";
-  settings.entitlement = profile().entitlement;
-  return settings;
-}
-
 HostSession::HostSession(const CommandLine& values, const std::string& program,
                          const std::vector<std::string>& scenarios)
     : values_(values),

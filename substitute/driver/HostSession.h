@@ -16,9 +16,6 @@ namespace substitute {
 
 struct CommandLine;
 
-// The values at the start of a host that is installed in `directory`.
-Settings settingsIn(const std::string& directory);
-
 class HostSession {
  public:
   // Sets up the host and its recorders by the options `values`, and prints where its data is.

@@ -45,4 +45,7 @@ struct Profile {
 
 const Profile& profile();
 
+// The values at the start of a host that is installed in `directory`.
+Settings settingsIn(const std::string& directory);
+
 }  // namespace substitute

@@ -130,6 +130,13 @@ const Profile& profile() {
   return known;
 }
 
+Settings settingsIn(const std::string& directory) {
+  Settings settings;
+  settings.executable = directory + "/Autodesk/webdeploy/production/Fusion";
+  settings.entitlement = profile().entitlement;
+  return settings;
+}
+
 std::string addinFolderIn(const std::string& directory) {
   return directory + "/" + folder;
 }

@@ -33,8 +33,8 @@
 #include "substitute/desktop/WebPage.h"
 #include "substitute/driver/Folders.h"
 #include "substitute/driver/HostMonitor.h"
-#include "substitute/driver/HostSession.h"
 #include "substitute/driver/OpenRecorder.h"
+#include "substitute/driver/Profile.h"
 #include "substitute/driver/ScenarioRunner.h"
 #include "substitute/driver/Velorin.h"
 

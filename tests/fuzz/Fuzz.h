@@ -13,7 +13,7 @@
 #include <system_error>
 
 #include "substitute/api/Host.h"
-#include "substitute/driver/HostSession.h"
+#include "substitute/driver/Profile.h"
 #include "substitute/driver/Velorin.h"
 
 // Ends the process when `holds` is false; libFuzzer then keeps the input.

@@ -17,7 +17,7 @@
 
 #include "substitute/api/Host.h"
 #include "substitute/driver/AddIn.h"
-#include "substitute/driver/HostSession.h"
+#include "substitute/driver/Profile.h"
 #include "substitute/driver/Velorin.h"
 #include "tests/TemporaryFolder.h"
 
