@@ -58,8 +58,7 @@ struct Export {
 // of it has run.
 class Image {
  public:
-  // Throws LoadError for what is no Mach-O file for arm64, is cut off, or needs what the loader
-  // lacks.
+  // Throws LoadError for what is no whole Mach-O file for arm64, or needs what the loader lacks.
   explicit Image(std::string path);
   ~Image();
   Image(const Image&) = delete;
@@ -97,8 +96,7 @@ class Image {
 
   // The name begins with the underscore of C. Empty when the file does not export it.
   std::optional<Export> findExport(const std::string& name) const;
-  // Gives the segments the protection that the file wants, once everything is bound. Throws
-  // LoadError when the system refuses.
+  // Protects the segments as the file wants, once all is bound. Throws LoadError on failure.
   void protect() const;
 
  private:

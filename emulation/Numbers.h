@@ -33,8 +33,7 @@ int numberToMac(const Pair (&pairs)[Size], int number, int other) {
   return other;
 }
 
-// The same flags. One that is in no pair ends the process with the name of the function that gets
-// it.
+// The same flags. One that is in no pair ends the process with the function's name.
 template <std::size_t Size>
 int flagsToLinux(const Pair (&pairs)[Size], int flags, const char* function) {
   int converted = 0;

@@ -15,15 +15,13 @@
 
 namespace emulation {
 
-// The address of a function or variable; null for a name that is not supplied. Names have the
-// underscore of C.
+// The address of a function or variable, by its name with the underscore; null: it is not supplied.
 void* findSystemName(const std::string& name);
 
 // Code in place of a function that is not supplied: called, it ends the process with its name.
 void* missingFunction(const std::string& name);
 
-// Ends the process because of something that is not supplied, which the sentence tells. It has no
-// full stop.
+// Ends the process. The sentence, without its full stop, tells what is not supplied.
 [[noreturn]] void endProcess(const std::string& sentence);
 
 // Supplies names: a string with commas between them, and the symbol of each, in which \\name is the
