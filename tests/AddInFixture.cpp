@@ -82,7 +82,7 @@ AddInFixture::~AddInFixture() {
     EXPECT_EQ(counts.invalidReleases, before_.invalidReleases)
         << "references were released that were not held";
     EXPECT_EQ(counts.invalidDeallocations, before_.invalidDeallocations)
-        << "strings were handed back that were not held";
+        << "strings were freed that were not held";
   }
   uninstall();
   EXPECT_EQ(counts.objects, 0) << "host objects outlived their host";

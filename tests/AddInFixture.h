@@ -70,7 +70,7 @@ class AddInFixture : public testing::Test {
   void fail(const std::string& operation, substitute::Failure how = substitute::Failure::null);
   void throwIn(const std::string& operation) { fail(operation, substitute::Failure::exception); }
 
-  // The test releases or hands back on purpose what is not held; its end accepts that.
+  // The test releases or frees what is not held, to see it noticed; its end accepts that.
   void allowCountingErrors() { countingErrorsAllowed_ = true; }
 
   // The host's palette "teachPalete" in its state; null when there is none.

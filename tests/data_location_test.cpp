@@ -64,7 +64,7 @@ TEST_F(DataLocation, FilesAndFoldersExist) {
   EXPECT_FALSE(FileExists(""));
 }
 
-TEST_F(DataLocation, AFileThatNobodyMayReadExistsAndOneBehindABarredFolderDoesNot) {
+TEST_F(DataLocation, UnreadableFileExistsAndOneBehindABarredFolderDoesNot) {
   const std::string unreadable = folder.path() + "/unreadable";
   const std::string barred = folder.path() + "/barred";
   mkdir(barred.c_str(), 0700);

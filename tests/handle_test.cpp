@@ -14,7 +14,7 @@ namespace core = adsk::core;
 
 namespace {
 
-// What the host's library would keep: the strings handed back.
+// What the host's library would keep: the strings that were freed.
 std::vector<char*> handedBack;
 
 // How counts changed, in their order: +A -A.
@@ -194,7 +194,7 @@ TEST_F(Handle, AnExceptionInTheDestructorEndsTheProcess) {
   EXPECT_EXIT(destroy(), testing::KilledBySignal(SIGABRT), "");
 }
 
-TEST_F(HandleConversion, OfAnEmptyOneOrAnotherKindIsEmptyAndChangesNoCount) {
+TEST_F(HandleConversion, EmptyOrOfAnotherKindGivesAnEmptyHandle) {
   EXPECT_FALSE(core::Ptr<core::CommandControl>(core::Ptr<core::ToolbarControl>()));
   FakeControl<core::ToolbarControl> object;
   const core::Ptr<core::ToolbarControl> control(&object, true);
@@ -203,7 +203,7 @@ TEST_F(HandleConversion, OfAnEmptyOneOrAnotherKindIsEmptyAndChangesNoCount) {
   EXPECT_EQ(counted(), "");
 }
 
-TEST_F(HandleConversion, OfTheKindAddsItsOwnReference) {
+TEST_F(HandleConversion, SameKindAddsAReference) {
   FakeControl<core::CommandControl> object;
   object.queried = &object;
   {
@@ -216,7 +216,7 @@ TEST_F(HandleConversion, OfTheKindAddsItsOwnReference) {
   EXPECT_EQ(counted(), " -X -X");
 }
 
-TEST_F(HostString, IsCopiedAndHandedBackOnce) {
+TEST_F(HostString, IsCopiedAndFreedOnce) {
   for (std::string string : {"P\xC5\x99\xC3\xADklad", ""}) {
     handedBack.clear();
     FakeMessage message;
@@ -226,7 +226,7 @@ TEST_F(HostString, IsCopiedAndHandedBackOnce) {
   }
 }
 
-TEST_F(HostString, NullIsAnEmptyStringAndNothingIsHandedBack) {
+TEST_F(HostString, NullIsAnEmptyStringAndNothingIsFreed) {
   const FakeMessage message;
   EXPECT_EQ(message.data(), "");
   EXPECT_TRUE(handedBack.empty());

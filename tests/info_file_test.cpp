@@ -81,7 +81,7 @@ TEST_F(InfoFile, FurtherLinesAreCarriedAlong) {
                            {"3\n" + longLine, 3, "4\n" + longLine + "\n"}});
 }
 
-TEST_F(InfoFile, OfLessThanTwoLinesGetsACounter) {
+TEST_F(InfoFile, FileOfLessThanTwoLinesGetsACounter) {
   expectUpdates({{"", 0, "1\n"},
                  {"1\n", 0, "1\n1\n"},
                  {"16.11.2026", 0, "16.11.2026\n1\n"},

@@ -85,7 +85,7 @@ TEST_F(SubstituteHost, FindsAReferenceLeftBehindOrDroppedTwice) {
   allowCountingErrors();
 }
 
-TEST_F(SubstituteHost, FindsATextLeftBehindOrHandedBackTwice) {
+TEST_F(SubstituteHost, FindsATextLeftBehindOrFreedTwice) {
   const auto application = core::Application::get();
   char* const text = application->executeTextCommand_raw("Debug.EntitlementString");
   EXPECT_STREQ(text, "TEXT");

@@ -30,7 +30,7 @@ class SUBSTITUTE_API CallInterceptor {
 
   // A call of `operation` on the object `on`, null for an operation of the class itself. `body`
   // does the work. What it returns is what the add-in gets: of an object, which may be null, it
-  // gets a reference; of a std::optional<std::string> it gets a string to hand back, or null; a
+  // gets a reference; of a std::optional<std::string> it gets a string to free, or null; a
   // bool or a number it gets as it is. Throws std::runtime_error when that fault is planned.
   template <class Body, class... Arguments>
   auto call(Operation operation, const ReferenceCounted* on, Body body,

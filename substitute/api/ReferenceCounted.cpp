@@ -9,7 +9,7 @@ namespace substitute {
 
 namespace {
 
-// Neither is ever destroyed: the add-in may release and hand back while the process ends.
+// Neither is ever destroyed: the add-in may release and free while the process ends.
 ResourceCounts& counts() {
   static auto* const counts = new ResourceCounts;
   return *counts;

@@ -13,15 +13,15 @@ namespace substitute {
 struct ResourceCounts {
   long objects = 0;     // host objects alive
   long references = 0;  // references that the add-in holds
-  long strings = 0;     // host strings that the add-in has not handed back
-  // References released and strings handed back that the add-in did not hold. Neither is done.
+  long strings = 0;     // host strings that the add-in has not freed
+  // References released and strings freed that the add-in did not hold. Neither is done.
   long invalidReleases = 0;
   long invalidDeallocations = 0;
 };
 
 SUBSTITUTE_API const ResourceCounts& resourceCounts();
 
-// A copy of `string` in the host's memory. The add-in hands it back by DeallocateArrayInternal.
+// A copy of `string` in the host's memory. The add-in frees it by DeallocateArrayInternal.
 SUBSTITUTE_API char* allocateForAddIn(const std::string& string);
 
 // The base of every host object: its name, its references, and whether it still stands for

@@ -78,7 +78,7 @@ class InfoFileOnDisk : public AddInFixture {
   }
 };
 
-TEST_F(InfoFileOnDisk, ThatCannotBeMadeLeavesEveryStartTheFirst) {
+TEST_F(InfoFileOnDisk, FileThatCannotBeMadeLeavesEveryStartTheFirst) {
   expectEach({
       {"no folder", [this] { fs::remove(addinFolder); }, {0, 0, 0}, {}},
       {"a file in place of the folder",
@@ -108,7 +108,7 @@ TEST_F(InfoFileOnDisk, ThatCannotBeMadeLeavesEveryStartTheFirst) {
   });
 }
 
-TEST_F(InfoFileOnDisk, ThatCannotBeReadOrWrittenIsKept) {
+TEST_F(InfoFileOnDisk, FileThatCannotBeReadOrWrittenIsKept) {
   expectEach({
       {"read-only", [this] { thirdStart(infoFile, 0444); }, {3, 3, 3}, day + "3\n"},
       {"write-only", [this] { thirdStart(infoFile, 0222); }, {-1, -1, -1}, day + "3\n"},

@@ -73,7 +73,7 @@ class Compare(unittest.TestCase):
         self.assertEqual("DefinitionsObject::addButtonDefinition_raw", function)
         self.assertIn(function + "(", (SOURCE / file).read_text())
 
-    def HoldsAnswersOfAnotherTypeForOthers(self):
+    def TellsAnswersOfDifferentTypesApart(self):
         for other in ("true", 1, None):
             with self.subTest(other):
                 self.change("palettes.delete", other)
