@@ -52,6 +52,14 @@ std::string readFile(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
+std::string stateOf(pid_t process) {
+  std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+  std::string status;
+  std::getline(file, status);
+  const auto name = status.rfind(") ");
+  return name == std::string::npos ? "" : status.substr(name + 2, 1);
+}
+
 void writeFile(const std::string& path, const std::string& bytes) {
   std::ofstream file(path, std::ios::binary);
   file << bytes;

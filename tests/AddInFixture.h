@@ -4,6 +4,7 @@
 
 #include <Core/CoreAll.h>
 #include <gtest/gtest.h>
+#include <sys/types.h>
 
 #include <filesystem>
 #include <functional>
@@ -27,6 +28,9 @@ std::string addinFile();
 // What a test reads and writes on the disk.
 std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& bytes);
+
+// The state of a process, a letter as in /proc; empty when there is none.
+std::string stateOf(pid_t process);
 
 // Gives up being root in this process, if it is: root may read and write everything. For child
 // processes; ends the process when it cannot.

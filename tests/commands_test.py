@@ -42,7 +42,7 @@ class Command(unittest.TestCase):
         """Runs a script; what it started is in self.started then, a list of words each."""
         environment = {
             key: value for key, value in os.environ.items()
-            if key not in ("DISPLAY", "WAYLAND_DISPLAY")
+            if key not in ("DISPLAY", "WAYLAND_DISPLAY", "VELORIN_WERROR")
         }
         environment |= {
             "PATH": f"{self.folder}/bin:{environment['PATH']}", "VELORIN_ASSUME_PACKAGES": "1",

@@ -73,6 +73,12 @@ class Terminal {
     while (tcgetattr(terminal_, &settings) == 0 && (settings.c_lflag & ICANON) != 0) usleep(1000);
   }
 
+  // Stops the program in front when it waits for a key.
+  void stop() const {
+    while (stateOf(tcgetpgrp(terminal_)) != "S") usleep(1000);
+    type(controlZ);
+  }
+
   // Types one line at the prompt and waits for `words`.
   void answer(const std::string& line, const std::string& words) {
     expectPrompt();
@@ -184,7 +190,7 @@ TEST_F(Prompt, IsDrawnAgainAfterAStop) {
   shell.expectPrompt();
   shell.type("offl");
   shell.expect("offl");
-  shell.type(controlZ);
+  shell.stop();
   shell.expect("Stopped");
   shell.type("fg\n");
   shell.expect("host> offl");

@@ -60,15 +60,6 @@ class Supervisor : public MisbehavingAddIn {
     while (stateOf(process) != "" && stateOf(process) != "Z") usleep(1000);
   }
 
-  // A letter, as in /proc; empty when there is no such process.
-  static std::string stateOf(pid_t process) {
-    std::ifstream file("/proc/" + std::to_string(process) + "/stat");
-    std::string status;
-    std::getline(file, status);
-    const auto name = status.rfind(") ");
-    return name == std::string::npos ? "" : status.substr(name + 2, 1);
-  }
-
   pid_t host_ = 0;
 };
 
