@@ -230,14 +230,14 @@ TEST_F(Supervisor, NothingOutlastsTheTimeLimit) {
   std::string all;
   for (const Case& one : cases) {  // all at once, since each takes its time
     const std::string files = "\"" + one.misbehaviour + ".";
-    all += "( MISBEHAVE='" + one.misbehaviour + "'; export MISBEHAVE; " +
-           command("--timeout 1 --addin '" VELORIN_MISBEHAVING "' s") + " >" + files + "out\" 2>" +
-           files + "err\" </dev/null; ) & ";
-    all += "echo $! >" + files + "process\"; ";
+    all.append("( MISBEHAVE='").append(one.misbehaviour).append("'; export MISBEHAVE; ");
+    all.append(command("--timeout 1 --addin '" VELORIN_MISBEHAVING "' s")).append(" >");
+    all.append(files).append("out\" 2>").append(files).append("err\" </dev/null; ) & ");
+    all.append("echo $! >").append(files).append("process\"; ");
   }
   for (const Case& one : cases) {
-    all += "wait $(cat \"" + one.misbehaviour + ".process\"); echo $? >\"" + one.misbehaviour +
-           ".status\"; ";
+    all.append("wait $(cat \"").append(one.misbehaviour).append(".process\"); echo $? >\"");
+    all.append(one.misbehaviour).append(".status\"; ");
   }
   ASSERT_EQ(system(("cd '" + folder.path() + "'; " + all).c_str()), 0);
   for (const Case& one : cases) {

@@ -3,8 +3,6 @@
 
 #include "tests/MisbehavingAddIn.h"
 
-namespace fs = std::filesystem;
-
 namespace {
 
 class Verdict : public MisbehavingAddIn {};

@@ -60,7 +60,7 @@ std::vector<std::string> Registrations::handlerNames() const {
 
 void Registrations::forEach(const std::function<void(core::EventHandler&)>& notify) const {
   const std::shared_ptr<const Handlers> present = handlers_;  // the event itself may end
-  const Handlers atFirst = *present;
+  const Handlers atFirst(present->begin(), present->end());
   for (core::EventHandler* const handler : atFirst) {
     const bool isThere = std::find(present->begin(), present->end(), handler) != present->end();
     if (isThere) notify(*handler);

@@ -76,7 +76,7 @@ std::string operationLine(const Json& entry, CallForm form) {
 }
 
 std::string eventLine(const Json& entry, CallForm form) {
-  const std::string event = entry.at("event");
+  std::string event = entry.at("event");
   if (event == "notify") return "notify " + named(entry.at("handler"), CallForm::full);
   if (event == "threw") {
     return "threw " + named(entry.at("type"), CallForm::full) +

@@ -299,8 +299,8 @@ SharedCrashRecord newCrashRecord() {
   return {new (memory) CrashRecord, [](CrashRecord* done) { munmap(done, sizeof *done); }};
 }
 
-void CrashReport::keepFor(CrashRecord& shared) {
-  kept = &shared;
+void CrashReport::keepFor(CrashRecord& record) {
+  kept = &record;
   isSupervised = true;
 }
 

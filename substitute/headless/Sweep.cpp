@@ -20,11 +20,11 @@ struct Outcome {
   std::string failure;    // the outcome that --allow would accept, or "ended"; empty: none
 };
 
-// Those in `findings` that are not in `others`.
-Json without(const Json& findings, const Json& others) {
+// Those in `all` that are not in `known`.
+Json without(const Json& all, const Json& known) {
   Json left = Json::array();
-  for (const Json& finding : findings) {
-    if (std::find(others.begin(), others.end(), finding) == others.end()) left.push_back(finding);
+  for (const Json& one : all) {
+    if (std::find(known.begin(), known.end(), one) == known.end()) left.push_back(one);
   }
   return left;
 }
@@ -98,6 +98,7 @@ SweepEnd run(const Sweep& sweep, const std::function<void(const ScenarioResult&)
   }
   const std::vector<PlannedFault> faults = singleFaults(first.details["calls"]);
   std::vector<ScenarioTask> tasks;
+  tasks.reserve(faults.size());
   for (const PlannedFault& fault : faults) {
     tasks.push_back({"fail " + inWords(fault), [&] { return sweep.play(&fault); }});
   }

@@ -36,7 +36,8 @@ TEST_F(WindowLayout, FitsItsScreen) {
   QCoreApplication::processEvents();
   EXPECT_LE(window.width(), room.width());
   EXPECT_LE(window.height(), room.height());
-  EXPECT_NEAR(trace_.height(), window.height() * 2 / 5, 3);
+  const int twoFifths = window.height() * 2 / 5;
+  EXPECT_NEAR(trace_.height(), twoFifths, 3);
   EXPECT_GE(canvas().height(), window.height() / 4);
   EXPECT_LE(commands.width(), 301);
   for (QWidget* const pane : {static_cast<QWidget*>(&trace_), static_cast<QWidget*>(&commands),
@@ -127,7 +128,7 @@ TEST_F(WindowLayout, TabsComeToTheFrontWhenTheyAreUsed) {
     const auto inFront = [](const QWidget& one) { return !one.visibleRegion().isEmpty(); };
     window.tabifyDockWidget(pane, &other);
     other.raise();
-    ASSERT_TRUE(waitUntil([&] { return inFront(other) && !inFront(*pane); }));
+    ASSERT_TRUE(waitUntil([&, hidden = pane] { return inFront(other) && !inFront(*hidden); }));
     use();
     EXPECT_TRUE(waitUntil([&, shown = pane] { return inFront(*shown); }));
   }

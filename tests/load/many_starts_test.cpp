@@ -105,7 +105,7 @@ TEST_F(ManyStarts, LeaveTheProcessAsItWas) {
   std::cout << "heap before " << before.heap << ", after " << after.heap << " bytes\n";
   // The heap's own caches differ by some hundred bytes. A leak in each tenth cycle would be more
   // than two bytes for each.
-  EXPECT_LT(after.heap, before.heap + 2 * cycles);
+  EXPECT_LT(after.heap, before.heap + std::size_t{2} * cycles);
   EXPECT_EQ(after.files, before.files);
   EXPECT_EQ(after.threads, before.threads);
   EXPECT_EQ(after.mappings, before.mappings);
