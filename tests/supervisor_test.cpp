@@ -185,6 +185,16 @@ TEST_F(Supervisor, ASignalThatIsIgnoredStaysIgnored) {
   EXPECT_EQ(result.errors, "");
 }
 
+TEST_F(Supervisor, TheEndIsNoticedWhereItsSignalWasBlocked) {
+  sigset_t blocked;
+  sigset_t before;
+  sigemptyset(&blocked);
+  sigaddset(&blocked, SIGCHLD);
+  sigprocmask(SIG_BLOCK, &blocked, &before);
+  EXPECT_EQ(play("start\nstop\n").status, 0);
+  sigprocmask(SIG_SETMASK, &before, nullptr);
+}
+
 TEST_F(Supervisor, AChildOfTheAddInMayEnd) {
   const Result result = playWith("end a child", "start\nstop\n", "--strict");
   EXPECT_EQ(result.status, 0) << result.output;

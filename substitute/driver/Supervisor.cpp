@@ -63,7 +63,8 @@ std::string contentOf(const File& file) {
   return bytes;
 }
 
-// The signals of this process, which arrive during wait() alone. One that is ignored stays so.
+// The signals of this process, which arrive during wait() alone. One that is ignored or blocked
+// stays so, except SIGCHLD, without which no end is noticed.
 class Signals {
  public:
   Signals() {
@@ -74,10 +75,14 @@ class Signals {
       sigaction(number, nullptr, &action);
       if (action.sa_handler == SIG_IGN && number != SIGCHLD) continue;
       sigaddset(&waited, number);
-      std::signal(number, [](int arrived) { last = arrived; });
+      std::signal(number, [](int arrived) {
+        if (arrived != SIGCHLD) last = arrived;  // the end of a child only ends the wait
+      });
       handled_.push_back(number);
     }
     sigprocmask(SIG_BLOCK, &waited, &before_);
+    duringWait_ = before_;
+    sigdelset(&duringWait_, SIGCHLD);
   }
   ~Signals() { restore(); }
   Signals(const Signals&) = delete;
@@ -88,11 +93,12 @@ class Signals {
     sigprocmask(SIG_SETMASK, &before_, nullptr);
   }
 
-  // Waits for a signal, for `duration` nanoseconds at most. Returns its number; 0: none came.
+  // Waits for a signal, for `duration` nanoseconds at most. Returns its number; 0: a child has
+  // ended, or none came.
   int wait(std::int64_t duration) const {
     const timespec time = {static_cast<std::time_t>(duration / second), duration % second};
     last = 0;
-    pselect(0, nullptr, nullptr, nullptr, &time, &before_);
+    pselect(0, nullptr, nullptr, nullptr, &time, &duringWait_);
     return last;
   }
 
@@ -100,6 +106,7 @@ class Signals {
   inline static volatile std::sig_atomic_t last = 0;
   std::vector<int> handled_;
   sigset_t before_ = {};
+  sigset_t duringWait_ = {};
 };
 
 // A child process, which the system ends with this one where it can. Throws std::runtime_error.
@@ -312,8 +319,8 @@ class Child {
 
   void report(const char* cause, const std::string& detail) {
     LockedFolder::removeAbandoned();
-    const File report =
-        temporaryFile();  // the child knows of the others, and may have written there
+    // The child knows of the other files, and may have written there.
+    const File report = temporaryFile();
     writeReport(fileno(report.get()), *record_, cause, detail.c_str());
     writeStack(fileno(report.get()), *record_);
     report_ = contentOf(report);
@@ -373,7 +380,7 @@ int supervise(const std::vector<ScenarioTask>& tasks, const Supervision& how,
     const int signal = signals.wait(left);
     if (signal == SIGTSTP) {
       pause(playing);
-    } else if (signal != 0 && signal != SIGCHLD) {
+    } else if (signal != 0) {
       cutOffBy = signal;
       for (const auto& [number, child] : playing) child->cutOff(signal);
     }
