@@ -11,6 +11,8 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <fstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -138,6 +140,20 @@ void writeToEveryFile() {
   syscall(SYS_exit_group, EXIT_SUCCESS);
 }
 
+// Over what the process shares with others.
+void writeOverSharedMemory() {
+  std::ifstream mappings("/proc/self/maps");
+  for (std::string line; std::getline(mappings, line);) {
+    void* begin = nullptr;
+    void* end = nullptr;
+    std::sscanf(line.c_str(), "%p-%p", &begin, &end);
+    if (line.find(" rw-s ") == std::string::npos) continue;
+    std::memset(begin, 'x',
+                static_cast<std::size_t>(static_cast<char*>(end) - static_cast<char*>(begin)));
+  }
+  syscall(SYS_exit_group, EXIT_SUCCESS);
+}
+
 enum class Moment { loading, run, notification, stop, unloading };
 
 struct Misbehaviour {
@@ -169,6 +185,7 @@ constexpr Misbehaviour misbehaviours[] = {
     {"exit by a system call", Moment::run, [] { syscall(SYS_exit_group, EXIT_SUCCESS); }},
     {"exit in a handler", Moment::notification, [] { syscall(SYS_exit_group, EXIT_SUCCESS); }},
     {"exit after writing everywhere", Moment::run, writeToEveryFile},
+    {"exit after writing over shared memory", Moment::run, writeOverSharedMemory},
     {"go on in a fork", Moment::run, endInAFork},
     {"come back from a fork", Moment::run, comeBackFromAFork},
     {"end a child", Moment::run, endAChild},

@@ -141,6 +141,16 @@ TEST_F(Supervisor, AReportNamesFunctionsOfAProcessWithCorruptMemory) {
 }
 #endif
 
+TEST_F(Supervisor, ASpoiledReportSpoilsNoOtherResult) {
+  setenv("MISBEHAVE", "exit after writing over shared memory", 1);
+  scenario("bad", "start\n");
+  const Result result = play("state\n", "--addin '" VELORIN_MISBEHAVING "' bad");
+  unsetenv("MISBEHAVE");
+  EXPECT_EQ(result.status, 3);
+  expectLine(result.output, "failed: bad: the add-in ended the process\n");
+  expectLine(result.output, "passed: s\n");
+}
+
 TEST_F(Supervisor, ACrashLeavesNoFolder) {
   playWith("abort", "start\n");
   EXPECT_TRUE(fs::is_empty(folder.path() + "/tmp"));

@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <iostream>
 #include <optional>
+#include <sstream>
 
 #include "substitute/desktop/Widgets.h"
 #include "substitute/driver/CrashReport.h"
@@ -84,10 +85,11 @@ int superviseWindow(const WindowTasks& tasks, Supervision how, std::string scena
 }
 
 bool asksToEnd(const CrashRecord& record) {
-  auto* const state =
-      new QLabel(QStringLiteral("%1 has not returned after two seconds.\n"
-                                "Command: %2\nLast call of the host: %3")
-                     .arg(record.underWay.get(), record.command.get(), record.lastCall.get()));
+  std::ostringstream words;
+  words << record.underWay.get()
+        << " has not returned after two seconds.\nCommand: " << record.command.get()
+        << "\nLast call of the host: " << record.lastCall.get();
+  auto* const state = new QLabel(QString::fromStdString(words.str()));
   state->setTextFormat(Qt::PlainText);
   state->setMinimumWidth(480);
   Question dialog("The add-in does not return", state);

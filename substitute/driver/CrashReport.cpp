@@ -126,13 +126,13 @@ std::string describe([[maybe_unused]] const StackTrace& stack) {
                            GElf_Word, char**) { return -1; };
   const Dwfl_Callbacks callbacks = {dwfl_linux_proc_find_elf, findNone, nullptr, nullptr};
   const std::unique_ptr<Dwfl, void (*)(Dwfl*)> process(dwfl_begin(&callbacks), &dwfl_end);
-  const std::string mappings = stack.mappings.data();
-  std::FILE* const file =
-      fmemopen(const_cast<char*>(mappings.data()), mappings.rfind('\n') + 1, "r");
+  std::string mappings(stack.mappings.data(), stack.mappings.size());
+  std::FILE* const file = fmemopen(mappings.data(), mappings.rfind('\n') + 1, "r");
+  if (file == nullptr) return "";
   dwfl_linux_proc_maps_report(process.get(), file);
   dwfl_report_end(process.get(), nullptr, nullptr);
   std::fclose(file);
-  for (std::size_t i = 0; i < stack.count; ++i) {
+  for (std::size_t i = 0; i < std::min(stack.count, stack.addresses.size()); ++i) {
     lines += describe(process.get(), stack.addresses[i]);
   }
 #endif
@@ -140,9 +140,9 @@ std::string describe([[maybe_unused]] const StackTrace& stack) {
 }
 
 // Safe in a signal handler.
-void writeAll(int file, std::initializer_list<const char*> strings) {
-  for (const char* const string : strings) {
-    static_cast<void>(!write(file, string, std::strlen(string)));
+void writeAll(int file, std::initializer_list<std::string_view> strings) {
+  for (const std::string_view string : strings) {
+    static_cast<void>(!write(file, string.data(), string.size()));
   }
 }
 
@@ -150,7 +150,7 @@ void writeAll(int file, std::initializer_list<const char*> strings) {
 // To describe the stack takes memory, and a process that crashed may have corrupt memory. So
 // another process does that: the supervisor, or a child, which may fail. Nothing else here takes a
 // lock.
-__attribute__((noinline)) void keepStackAndReport(const char* cause, const char* detail) {
+__attribute__((noinline)) void keepStackAndReport(std::string_view cause, std::string_view detail) {
   constexpr std::size_t callers = 3;  // this function, the handler, and what called it
   keepStack(kept->stack, callers);
   if (isSupervised) return;
@@ -254,8 +254,9 @@ std::int64_t monotonicTime() {
   return now.tv_sec * nanosecondsInSecond + now.tv_nsec;
 }
 
-void writeReport(int file, const CrashRecord& record, const char* cause, const char* detail) {
-  const auto orElse = [](const auto& string, const char* none) {
+void writeReport(int file, const CrashRecord& record, std::string_view cause,
+                 std::string_view detail) {
+  const auto orElse = [](const auto& string, std::string_view none) {
     return string.empty() ? none : string.get();
   };
   writeAll(file, {record.program.get(), cause, detail,
@@ -275,7 +276,7 @@ void writeReport(int file, const CrashRecord& record, const char* cause, const c
 }
 
 void writeStack(int file, const CrashRecord& record) {
-  if (record.stack.count > 0) writeAll(file, {"  stack:\n", describe(record.stack).c_str()});
+  if (record.stack.count > 0) writeAll(file, {"  stack:\n", describe(record.stack)});
 }
 
 std::string signalName(int number) {

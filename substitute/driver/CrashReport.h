@@ -11,6 +11,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "substitute/api/Host.h"
 #include "substitute/driver/Scenario.h"
@@ -18,7 +19,7 @@
 namespace substitute {
 
 // A string in a fixed buffer, which a signal handler can read in any state of the process. A longer
-// string is truncated.
+// string is truncated. Nothing beyond the buffer is read, whatever an add-in has written into it.
 template <std::size_t size>
 class FixedString {
  public:
@@ -27,7 +28,7 @@ class FixedString {
     std::memcpy(bytes_.data(), string.data(), length);
     bytes_[length] = '\0';
   }
-  const char* get() const { return bytes_.data(); }
+  std::string_view get() const { return {bytes_.data(), strnlen(bytes_.data(), size)}; }
   bool empty() const { return bytes_[0] == '\0'; }
 
  private:
@@ -78,7 +79,8 @@ inline constexpr const char* hang = ": a call of the add-in has not returned and
 }  // namespace report_cause
 
 // Writes the report but for the stack to the file descriptor `file`. Safe in a signal handler.
-void writeReport(int file, const CrashRecord& record, const char* cause, const char* detail);
+void writeReport(int file, const CrashRecord& record, std::string_view cause,
+                 std::string_view detail);
 
 // Writes the stack, if it was kept.
 void writeStack(int file, const CrashRecord& record);

@@ -321,7 +321,7 @@ class Child {
     LockedFolder::removeAbandoned();
     // The child knows of the other files, and may have written there.
     const File report = temporaryFile();
-    writeReport(fileno(report.get()), *record_, cause, detail.c_str());
+    writeReport(fileno(report.get()), *record_, cause, detail);
     writeStack(fileno(report.get()), *record_);
     report_ = contentOf(report);
   }
