@@ -1,5 +1,5 @@
-"""./run and ./test as they are typed. What they would install, build and start is only written down:
-stand-ins for cmake, ctest and dpkg-query are first on PATH, in a copy of the scripts."""
+"""./run and ./test as they are typed, and what they install. What they would install, build and start is
+only written down: stand-ins are first on PATH, in a copy of the scripts."""
 
 import os
 import re
@@ -10,11 +10,9 @@ import unittest
 from pathlib import Path
 
 SOURCE = Path(os.environ["VELORIN_SOURCE"])
-# Writes its name and arguments down, one a line and an empty line at the end.
-STAND_IN = """#!/bin/sh
-{{ printf '%s\\n' {name} "$@"; echo; }} >>{log}
-"""
+QUICK = [["release"]]
 ALL_BUILDS = [["release"], ["sanitize"], ["macos", "--target", "package"]]
+HOST = [["release", "--target", "substitute-host"]]
 
 
 class Command(unittest.TestCase):
@@ -27,83 +25,103 @@ class Command(unittest.TestCase):
             (self.folder / name).parent.mkdir(exist_ok=True)
             shutil.copy(SOURCE / name, self.folder / name)
         (self.folder / "build/release").mkdir(parents=True)
-        for name in ("cmake", "ctest", "apt-get"):
-            self.stand_in(self.folder / "bin" / name)
+        (self.folder / "bin").mkdir()
 
-    def stand_in(self, path):
-        path.parent.mkdir(exist_ok=True)
-        path.write_text(STAND_IN.format(name=path.name, log=self.log))
-        path.chmod(0o755)
+    def stand_in(self, *names, script=None):
+        """Commands that do what `script` says; else they write their name and arguments down, one a line
+        and an empty line at the end."""
+        for name in names:
+            path = self.folder / name
+            record = f"{{ printf '%s\\n' {path.name} \"$@\"; echo; }} >>'{self.log}'"
+            path.write_text(f"#!{shutil.which('bash')}\n{script or record}\n")
+            path.chmod(0o755)
 
-    def program(self, name):
-        self.stand_in(self.folder / "build/release" / name)
-
-    def type(self, *words, **variables):
-        """Runs a script; what it started is in self.started then, a list of words each."""
-        environment = {
-            key: value for key, value in os.environ.items()
-            if key not in ("DISPLAY", "WAYLAND_DISPLAY", "VELORIN_WERROR")
-        }
-        environment |= {
-            "PATH": f"{self.folder}/bin:{environment['PATH']}", "VELORIN_ASSUME_PACKAGES": "1",
-            **variables,
-        }
+    def run_it(self, command, path, **variables):
+        """What came of a command; what it started is in self.started then, a list of words each."""
+        left_out = ("DISPLAY", "WAYLAND_DISPLAY", "VELORIN_WERROR", "VELORIN_ASSUME_PACKAGES")
+        environment = {key: value for key, value in os.environ.items() if key not in left_out}
+        environment |= {"PATH": path, "TMPDIR": str(self.folder), **variables}
         self.log.write_text("")
-        result = subprocess.run(
-            [self.folder / words[0], *words[1:]], env=environment, stdin=subprocess.DEVNULL,
-            capture_output=True, text=True, check=False,
-        )
+        result = subprocess.run(command, env=environment, stdin=subprocess.DEVNULL,
+                                capture_output=True, text=True, check=False)
         self.started = [part.split("\n") for part in self.log.read_text().split("\n\n")[:-1]]
         return result
+
+
+class Typed(Command):
+    def setUp(self):
+        super().setUp()
+        self.stand_in("bin/cmake", "bin/ctest", "bin/apt-get", "bin/qemu-aarch64")
+
+    def type(self, *words, **variables):
+        path = f"{self.folder}/bin:{os.environ['PATH']}"
+        return self.run_it([self.folder / words[0], *words[1:]], path,
+                           VELORIN_ASSUME_PACKAGES="1", **variables)
 
     def built(self):
         """The presets that were built, each with its target if one was named."""
         return [words[3:] for words in self.started if words[:2] == ["cmake", "--build"]]
 
-    def expect_refused(self, result, words):
-        self.assertEqual(2, result.returncode)
-        self.assertEqual("", result.stdout)
-        self.assertRegex(result.stderr, r"\A[^\n]*--help[^\n]*\n\Z")
-        self.assertIn(words, result.stderr)
-        self.assertEqual([], self.started)
-
-
-class TestCommand(Command):
-    def options(self, *words):
-        """The options of ctest that ./test WORDS adds to its own."""
-        result = self.type("test", *words)
-        self.assertEqual("", result.stderr)
+    def expect_help(self, *words):
+        result = self.type(*words)
         self.assertEqual(0, result.returncode)
-        called = self.started[-1]
-        self.assertEqual(["ctest", "--test-dir"], called[:2])
-        self.assertIn("--no-tests=error", called)
-        called.remove("--no-tests=error")
-        return called[called.index("-j") + 2:]
+        self.assertIn(f"usage: ./{words[0]}", result.stdout)
+        return result.stdout
 
+    def expect_refused(self, words, said):
+        with self.subTest(words):
+            result = self.type(*words)
+            self.assertEqual((2, "", []), (result.returncode, result.stdout, self.started))
+            self.assertRegex(result.stderr, r"\A[^\n]*--help[^\n]*\n\Z")
+            self.assertIn(said, result.stderr)
+
+
+class TestCommand(Typed):
     def HelpBuildsNothing(self):
         for words in (["--help"], ["-h"], ["-R", "Info", "--quick", "--help"]):
-            result = self.type("test", *words)
-            self.assertEqual(0, result.returncode)
-            self.assertIn("usage: ./test", result.stdout)
+            self.expect_help("test", *words)
             self.assertEqual([], self.started)
 
     def HelpNamesTheLabels(self):
         lists = "\n".join(file.read_text() for file in (SOURCE / "tests").glob("**/CMakeLists.txt"))
         labels = set(re.findall(r"LABELS ([a-z]+)", lists))
         self.assertTrue(labels)
-        for label in labels:
-            self.assertIn(f'"{label}"', self.type("test", "--help").stdout)
+        said = self.expect_help("test", "--help")
+        self.assertEqual([], [label for label in labels if f'"{label}"' not in said])
 
-    def BuildsEveryConfiguration(self):
-        self.assertEqual([], self.options())
-        self.assertEqual(ALL_BUILDS, self.built())
-        tests = (self.folder / "build/CTestTestfile.cmake").read_text()
-        self.assertEqual("subdirs(release sanitize macos)\n", tests)
-
-    def SaysWhichBuildOfHowMany(self):
-        said = self.type("test").stdout
-        builds = "Building 1 of 3: release\nBuilding 2 of 3: sanitize\nBuilding 3 of 3: macos\n"
-        self.assertIn(builds, said)
+    def BuildsAndPassesOptionsOn(self):
+        rows = [
+            ([], [], ALL_BUILDS),
+            (["--quick", "-R", "Info"], ["-R", "Info", "-LE", "long"], QUICK),
+            (["-R", "Info", "--quick"], ["-R", "Info", "-LE", "long"], QUICK),
+            (["--quick", "-LE", "a"], ["-LE", "a|long"], QUICK),
+            (["--quick", "--label-exclude=a"], ["-LE", "a|long"], QUICK),
+            (["--lint", "-R", "Info"], ["-C", "lint", "-R", "Info"], ALL_BUILDS),
+            (["-R", "Info", "--lint"], ["-R", "Info", "-C", "lint"], ALL_BUILDS),
+            (["-V", "--", "--repeat", "until-fail:3", "--quick"],
+             ["-V", "--repeat", "until-fail:3", "--quick"], ALL_BUILDS),
+            (["--verbose", "-R", "x"], ["--verbose", "-R", "x"], ALL_BUILDS),
+        ]
+        for words in (["-LE", "a"], ["--label-exclude", "a"], ["--label-exclude=a"]):
+            rows.append((words, ["-LE", "a"], ALL_BUILDS))
+        for words in (["-j", "3"], ["-j3"], ["--parallel", "3"], ["--parallel=3"]):
+            rows.append((words, ["-j" if words[0][1] == "j" else "--parallel", "3"], ALL_BUILDS))
+        for short, long in ("-R", "--tests-regex"), ("-E", "--exclude-regex"), ("-L", "--label-regex"):
+            for words in ([short, "a b"], [long, "a b"], [long, "a=b"]):
+                rows.append((words, words, ALL_BUILDS))
+            rows.append(([f"{long}=a=b"], [long, "a=b"], ALL_BUILDS))
+        for words, options, builds in rows:
+            with self.subTest(words):
+                result = self.type("test", *words)
+                self.assertEqual((0, ""), (result.returncode, result.stderr))
+                for number, build in enumerate(builds, 1):
+                    self.assertIn(f"Building {number} of {len(builds)}: {build[0]}\n", result.stdout)
+                self.assertEqual(builds, self.built())
+                ctest, folder, _, *called = self.started[-1]
+                self.assertEqual(["ctest", "--test-dir"], [ctest, folder])
+                self.assertEqual(["--no-tests=error", *options], called[called.index("-j") + 2:])
+                tests = (self.folder / "build/CTestTestfile.cmake").read_text()
+                self.assertEqual(f"subdirs({' '.join(build[0] for build in builds)})\n", tests)
 
     def WarningsAreErrorsWhateverWasConfiguredBefore(self):
         (self.folder / "build/release/build.ninja").touch()
@@ -112,111 +130,130 @@ class TestCommand(Command):
         self.type("test", "--quick", VELORIN_WERROR="ON")
         self.assertEqual(["cmake", "--preset", "release"], self.started[0][:3])
 
-    def QuickIsTheReleaseWithoutTheLongTests(self):
-        for words in (["--quick", "-R", "Info"], ["-R", "Info", "--quick"]):
-            self.assertEqual(["-R", "Info", "-LE", "long"], self.options(*words))
-            self.assertEqual([["release"]], self.built())
-
-    def QuickLeavesOutFurtherLabels(self):
-        for words in (["--quick", "-LE", "a"], ["--quick", "--label-exclude=a"]):
-            self.assertEqual(["-LE", "a|long"], self.options(*words))
-
-    def TheLinterRunsWhenItIsAskedFor(self):
-        for words in (["--lint", "-R", "Info"], ["-R", "Info", "--lint"]):
-            self.assertCountEqual(["-C", "lint", "-R", "Info"], self.options(*words))
-            self.assertEqual(ALL_BUILDS, self.built())
-
-    def PassesOptionsOnInBothSpellings(self):
-        for short, long in (("-R", "--tests-regex"), ("-E", "--exclude-regex"),
-                            ("-L", "--label-regex")):
-            self.assertEqual([short, "a b"], self.options(short, "a b"))
-            self.assertEqual([long, "a b"], self.options(long, "a b"))
-            self.assertEqual([long, "a=b"], self.options(f"{long}=a=b"))
-        for words in (["-LE", "a"], ["--label-exclude", "a"], ["--label-exclude=a"]):
-            self.assertEqual(["-LE", "a"], self.options(*words))
-        for words in (["-j", "3"], ["-j3"], ["--parallel", "3"], ["--parallel=3"]):
-            self.assertIn(self.options(*words), (["-j", "3"], ["--parallel", "3"]))
-        for word in ("-V", "--verbose"):
-            self.assertEqual([word, "-R", "x"], self.options(word, "-R", "x"))
-
-    def PassesOnWhatFollowsTheDashes(self):
-        self.assertEqual(
-            ["-V", "--repeat", "until-fail:3", "--quick"],
-            self.options("-V", "--", "--repeat", "until-fail:3", "--quick"),
-        )
-        self.assertEqual(ALL_BUILDS, self.built())
-
     def RefusesTheRest(self):
-        for words in (["--fast"], ["-N"], ["InfoFile"], ["-R", "x", "--repeat", "2"], [""]):
-            self.expect_refused(self.type("test", *words), f"'{words[-1]}'"
-                                if words[-1] != "2" else "'--repeat'")
-
-    def RefusesAnOptionWithoutItsValue(self):
+        for words in (["--fast"], ["-N"], ["InfoFile"], [""], ["--repeat", "2"]):
+            self.expect_refused(["test", "-R", "x", *words], f"'{words[0]}'")
         for words in (["-R"], ["--tests-regex"], ["--label-regex="], ["-V", "-E", ""]):
-            self.expect_refused(self.type("test", *words), "needs a value")
+            self.expect_refused(["test", *words], "needs a value")
         for words in (["-j", "many"], ["--parallel=0x2"], ["-j2x"]):
-            self.expect_refused(self.type("test", *words), "needs a number")
+            self.expect_refused(["test", *words], "needs a number")
 
     def EndsWithTheStatusOfCtest(self):
-        (self.folder / "bin/ctest").write_text("#!/bin/sh\nexit 8\n")
+        self.stand_in("bin/ctest", script="exit 8")
         self.assertEqual(8, self.type("test").returncode)
 
 
-class RunCommand(Command):
-    def HelpBuildsNothing(self):
-        for words in (["--help"], ["-h"], ["--data", "x", "--help"], ["--desktop", "--help"]):
-            result = self.type("run", *words)
-            self.assertEqual(0, result.returncode)
-            self.assertIn("usage: ./run", result.stdout)
-            self.assertEqual([], self.started)
-
+class RunCommand(Typed):
     def HelpEndsWithThatOfTheProgramThatIsBuilt(self):
-        self.program("substitute-host")
-        self.program("substitute-desktop")
-        self.type("run", "--help")
+        for words in (["--help"], ["-h"], ["--data", "x", "--help"], ["--desktop", "--help"]):
+            self.expect_help("run", *words)
+            self.assertEqual([], self.started)
+        self.stand_in("build/release/substitute-host", "build/release/substitute-desktop")
+        self.expect_help("run", "--help")
         self.assertEqual([["substitute-host", "--help"]], self.started)
-        self.type("run", "--help", "--desktop")
+        self.expect_help("run", "--help", "--desktop")
         self.assertEqual([["substitute-desktop", "--help"]], self.started)
 
-    def ItsOwnOptionsAreKnownInAnyPosition(self):
-        self.program("substitute-host")
-        self.program("substitute-desktop")
-        for words in (["--headless", "--data", "x"], ["--data", "--headless", "x"],
-                      ["--data", "x", "--headless"]):
-            self.assertEqual(0, self.type("run", *words).returncode)
-            self.assertEqual(["substitute-host", "--data", "x"], self.started[-1])
-            self.assertEqual([["release", "--target", "substitute-host"]], self.built())
-        self.type("run", "--data", "x", "--desktop")
-        self.assertEqual(["substitute-desktop", "--data", "x"], self.started[-1])
-        self.assertEqual([["release", "--target", "hosts"]], self.built())
-
-    def PassesTheRestOn(self):
-        self.program("substitute-host")
-        for words in (["--trace", "a b", "-"], ["--", "--desktop", "--help"]):
-            self.type("run", *words)
-            self.assertEqual(["substitute-host", *words], self.started[-1])
+    def StartsTheProgramThatIsAskedFor(self):
+        self.stand_in("build/release/substitute-host", "build/release/substitute-desktop")
+        macos = self.folder / "build/macos"
+        emulated = ["qemu-aarch64", f"{macos}/emulation/macos-loader", f"{macos}/substitute-host"]
+        for words, built, started in (
+            (["--headless", "--data", "x"], HOST, ["substitute-host", "--data", "x"]),
+            (["--data", "--headless", "x"], HOST, ["substitute-host", "--data", "x"]),
+            (["--trace", "a b", "-"], HOST, ["substitute-host", "--trace", "a b", "-"]),
+            (["--", "--desktop", "--help"], HOST, ["substitute-host", "--", "--desktop", "--help"]),
+            (["--data", "x", "--desktop"], [["release", "--target", "hosts"]],
+             ["substitute-desktop", "--data", "x"]),
+            (["--data", "x", "--macos"], [["macos", "--target", "hosts"]], [*emulated, "--data", "x"]),
+        ):
+            with self.subTest(words):
+                self.assertEqual(0, self.type("run", *words).returncode)
+                self.assertEqual((built, started), (self.built(), self.started[-1]))
 
     def WithoutArgumentsTheFirstStartsArePlayed(self):
-        self.program("substitute-host")
+        self.stand_in("build/release/substitute-host")
         for words in ([], ["--headless"]):
             self.type("run", *words)
             program, option, _, scenario = self.started[-1]
             self.assertEqual(("substitute-host", "--data", "first-starts"),
                              (program, option, scenario))
 
-    def MacosIsEmulated(self):
-        self.stand_in(self.folder / "bin/qemu-aarch64")
-        self.assertEqual(0, self.type("run", "--data", "x", "--macos").returncode)
-        built = self.folder / "build/macos"
-        self.assertEqual(
-            ["qemu-aarch64", f"{built}/emulation/macos-loader", f"{built}/substitute-host",
-             "--data", "x"],
-            self.started[-1],
-        )
-        self.assertEqual([["macos", "--target", "hosts"]], self.built())
-
     def RefusesTwoPlacesAtOnce(self):
-        self.expect_refused(self.type("run", "--headless", "--desktop"), "exclude")
+        self.expect_refused(["run", "--headless", "--desktop"], "exclude")
+
+
+class Setup(Command):
+    def setUp(self):
+        super().setUp()
+        # No other commands than these, so that none of this machine's is found.
+        for tool in ("bash", "env", "grep", "tail", "tr", "mktemp", "rm"):
+            (self.folder / "bin" / tool).symlink_to(shutil.which(tool))
+
+    def system(self, name, **commands):
+        for command, script in {"uname": f"echo {name}", **commands}.items():
+            self.stand_in(f"bin/{command.replace('_', '-')}", script=script)
+
+    def mac(self, *installed, **commands):
+        self.stand_in("bin/brew-install")
+        there = f'[[ $1 != list ]] || {{ printf "%s\\n" {" ".join(installed)}; exit; }}; brew-install "$@"'
+        self.system("Darwin", **{"xcode_select": "exit 0", "brew": there, **commands})
+
+    def install(self, *groups):
+        """The exit status and what was said."""
+        script = 'set -euo pipefail; root=$1; . "$root/cmake/setup.sh"; shift; install_packages "$@"'
+        result = self.run_it(["bash", "-c", script, "run", SOURCE, *groups], str(self.folder / "bin"))
+        return result.returncode, result.stdout + result.stderr
+
+    def InstallsOnlyWhatIsMissingOnAMac(self):
+        self.mac("cmake", "cli11", "nlohmann-json-schema", ninja="")
+        status, said = self.install("build")
+        self.assertEqual(0, status, said)
+        self.assertEqual([["brew-install", "install", "nlohmann-json"]], self.started)
+
+    def InstallsOnlyWhatIsMissingOnDebian(self):
+        there = ("cmake", "libedit-dev")
+        self.system("Linux", sudo='"$@"', dpkg_query='case "${@: -1}" in '
+                    f'{"|".join(there)}) echo "ok installed" ;; *) exit 1 ;; esac')
+        self.stand_in("bin/apt-get")
+        status, said = self.install("build", "desktop")
+        self.assertEqual(0, status, said)
+        rows = [line.split() for line in (SOURCE / "packages.txt").read_text().splitlines()]
+        wanted = [row[1] for row in rows if row[0] in ("build", "desktop") and row[1] not in there]
+        self.assertIn("qt6-base-dev", wanted)
+        update, install = self.started
+        self.assertEqual(["apt-get", "update", "-q"], update)
+        self.assertEqual(["apt-get", "install", "-q", "-y", "--no-install-recommends", *wanted], install)
+
+    def SaysWhatStandsInTheWay(self):
+        def expect(said):
+            status, words = self.install("build")
+            self.assertEqual(1, status)
+            self.assertRegex(words, said)
+
+        self.system("FreeBSD")
+        expect("neither a Debian system nor a Mac.*Debian calls g.. cmake")
+        self.mac(brew='[[ $1 == list ]] || { echo "no network"; exit 1; }')
+        expect(r"(?s)no network.*could not be installed")
+        (self.folder / "bin/brew").unlink()
+        expect(r"\Arun: Homebrew \(https://brew.sh\) is missing\. .* cmake .* cli11,")
+        self.mac(xcode_select="exit 2")
+        expect(r"\Arun: the compiler is missing. Run this once: xcode-select --install\n\Z")
+
+    def NeedsNoNewerShellThanThatOfAMac(self):
+        newer = {
+            "mapfile": r"\b(mapfile|readarray)\b", "associative arrays": r"\b(declare|local) -A\b",
+            "references": r"\b(declare|local) -n\b", "changing case": r"\$\{\w+(\[@\])?(\^|,)",
+            "|&": r"\|&", "&>>": r"&>>", "coproc": r"\bcoproc\b", "-v": r"\[\[ -v\b",
+            "wait -n": r"\bwait -n\b", "transformations": r"\$\{\w+(\[@\])?@",
+            "an array that may be empty": r'(?<!\+)"\$\{(?!program|terminal|missing|arguments|BASH_SOURCE)\w+\[@\]\}"',
+            "nproc": r"\bnproc\b", "readlink -f": r"\breadlink -\w*f", "sed -i": r"\bsed -i",
+            "grep -P": r"\bgrep -\w*P", "sed -r": r"\bsed -r",
+        }
+        for command in ("run", "test", "benchmark", "cmake/setup.sh"):
+            text = (SOURCE / command).read_text()
+            for what, pattern in newer.items():
+                self.assertIsNone(re.search(pattern, text), f"{command}: {what}")
 
 
 if __name__ == "__main__":
