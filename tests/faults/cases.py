@@ -5,7 +5,7 @@ from collections import Counter
 from itertools import product
 
 import model
-from play import Case, predict
+from play import Case
 
 LINK = 'message "https://learning.velorin.example/sketch.asp"'
 
@@ -65,7 +65,7 @@ def calls_in(case, tools):
     """Every call that succeeds, as the model sees it, in the words that `fail` takes: the operation and
     which call of it."""
     count = Counter()
-    for entry in predict(case, tools).trace:
+    for entry in model.predict(case, tools).trace:
         if "op" in entry:
             count[entry["op"]] += 1
             if "fault" not in entry:
@@ -114,7 +114,7 @@ OBJECTS = ["palette teachPalete", "palette other", "definition openEshop",
            "plain-control HelpGroupCommand"]
 COUNTS = ["0", "1", "2", "3", "4", "5", "-1", "-5", "2147483646", "2147483647", "2147483648",
           "-2147483648", "-2147483649", "99999999999", "abc", "", " 7x", "\v\f\r3", "+2", "-", "+-3",
-          "0x10", "007", "3.9", "3\r"]
+          "0x10", "007", "3.9", "3\r", "3\0004"]
 RESTS = ["", "\n", "\n\n", "\nnotes", "\nnotes\r\n\nmore\n"]
 ODD_FILES = ["", "\n", "\n\n", "1", "1\n", "16.11.2026", "16.11.2026\n"]
 

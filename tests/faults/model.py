@@ -94,16 +94,12 @@ class Host:
         self.toolbars = [
             {"id": "QATRight", "controls": [{"id": "HelpGroupCommand", "class": "CommandControl"}]}
         ]
-        self.offline, self.language, self.entitlement = False, 2, "VELORIN-EXAMPLE 2026"
-        self.message = None  # the text of the message that is being delivered
+        # By the operation that reads them; the last is the message that is being delivered.
+        self.values = {"isOffLine": False, "userLanguage": 2,
+                       "executeTextCommand": "VELORIN-EXAMPLE 2026", "data": None}
         self.execute_handlers = []  # of the command that is being created
         self.faults = []  # lists of the operation, how many calls of it are left, and how it fails
         self.trace = []
-
-    def state(self):
-        return {"offline": self.offline, "language": self.language, "entitlement": self.entitlement,
-                "palettes": self.palettes, "toolbars": self.toolbars,
-                "definitions": self.definitions, "onlineStatusHandlers": self.online_handlers}
 
     def next_fault(self, operation):
         """How this call fails. Every planned fault counts every call; of two that are due at once
@@ -144,27 +140,17 @@ class Host:
         """The object of the class `kind` that belongs to `owner`."""
         return self.call(owner, operation, work=lambda: Handle(kind, owner.id))
 
-    def entitlement_text(self, application):
-        return self.call(application, "executeTextCommand", "Debug.EntitlementString",
-                         work=lambda: self.entitlement) or ""
-
-    def is_offline(self, on):
-        return self.call(on, "isOffLine", work=lambda: self.offline, nothing=False)
-
-    def user_language(self, preferences):
-        return self.call(preferences, "userLanguage", work=lambda: self.language, nothing=0)
-
-    def message_data(self):
-        return self.call(Handle("HTMLEventArgs"), "data", work=lambda: self.message) or ""
+    def value(self, on, operation, *arguments, nothing=None):
+        """One of the values that the user or the page sets."""
+        return self.call(on, operation, *arguments, work=lambda: self.values[operation],
+                         nothing=nothing)
 
     def add_handler(self, event, handler):
         def work():
-            owners = {"HTMLEvent": self.palettes, "CommandCreatedEvent": self.definitions}
-            others = {"CommandEvent": self.execute_handlers, "ApplicationEvent": self.online_handlers}
-            handlers = others.get(event.kind)
-            if handlers is None:
-                handlers = find(owners[event.kind], event.id)["handlers"]
-            handlers.append(handler)
+            {"HTMLEvent": lambda: find(self.palettes, event.id)["handlers"],
+             "CommandCreatedEvent": lambda: find(self.definitions, event.id)["handlers"],
+             "CommandEvent": lambda: self.execute_handlers,
+             "ApplicationEvent": lambda: self.online_handlers}[event.kind]().append(handler)
             return True
 
         return self.call(event, "add", handler, work=work, nothing=False)
@@ -185,33 +171,30 @@ class Host:
     def controls(self, toolbar):
         return (find(self.toolbars, toolbar) or {"controls": []})["controls"]
 
-    def add(self, collection, operation, arguments, entries, entry, kind):
-        """Creates what `entry` describes, unless its id is taken."""
-        def work():
-            if find(entries, entry["id"]):
-                return None
-            entries.append(entry)
-            return Handle(kind, entry["id"])
-
-        return self.call(collection, operation, *arguments, work=work)
+    def create(self, kind, entries, entry, place=None):
+        """Puts what `entry` describes there, unless its id is taken."""
+        if find(entries, entry["id"]):
+            return None
+        entries.insert(len(entries) if place is None else place, entry)
+        return Handle(kind, entry["id"])
 
     def add_palette(self, palettes, *values):
-        return self.add(palettes, "add", values, self.palettes,
-                        new_palette(*values[:4], *values[6:8]), "Palette")
+        entry = new_palette(*values[:4], *values[6:8])
+        return self.call(palettes, "add", *values,
+                         work=lambda: self.create("Palette", self.palettes, entry))
 
     def add_button_definition(self, definitions, *values):
-        return self.add(definitions, "addButtonDefinition", values, self.definitions,
-                        new_definition(*values), "CommandDefinition")
+        entry = new_definition(*values)
+        return self.call(definitions, "addButtonDefinition", *values,
+                         work=lambda: self.create("CommandDefinition", self.definitions, entry))
 
     def add_command(self, controls, definition, position, before):
         def work():
             entries = self.controls(controls.id)
-            if find(entries, definition.id):
-                return None
             neighbour = find(entries, position)
-            place = entries.index(neighbour) + (not before) if neighbour else len(entries)
-            entries.insert(place, {"id": definition.id, "class": "CommandControl"})
-            return Handle("CommandControl", definition.id)
+            place = entries.index(neighbour) + (not before) if neighbour else None
+            entry = {"id": definition.id, "class": "CommandControl"}
+            return self.create("CommandControl", entries, entry, place)
 
         return self.call(controls, "addCommand", str(definition), position, before, work=work)
 
@@ -279,9 +262,6 @@ class AddIn:
         self.count = 0
         self.targets = []  # what was given to the shell behind "open"
 
-    def references(self):
-        return sum(handle is not None for handle in (self.app, self.ui, self.palette))
-
     def first_starts(self):
         return 0 <= self.count <= 3
 
@@ -296,7 +276,7 @@ class AddIn:
 
         online = host.part(self.app, "onlineStatusChanged", "ApplicationEvent")
         host.add_handler(present(online), "OnlineStatusChangedHandler")
-        if not host.is_offline(self.app) and self.first_starts():
+        if not host.value(self.app, "isOffLine", nothing=False) and self.first_starts():
             self.open_palette()
 
         toolbar = self.toolbar()
@@ -366,15 +346,16 @@ class AddIn:
 
     def handle_online_status(self):
         """Uses the user interface that run stored."""
-        if self.host.is_offline(Handle("ApplicationEventArgs")) or not self.first_starts():
+        arguments = Handle("ApplicationEventArgs")
+        if self.host.value(arguments, "isOffLine", nothing=False) or not self.first_starts():
             return
         self.show(self.ui, self.page_address(), "CadFirst3sHTMLEventHandler")
 
     def page_address(self):
-        licence = self.host.entitlement_text(self.app)
+        licence = self.host.value(self.app, "executeTextCommand", "Debug.EntitlementString") or ""
         preferences = self.host.part(self.app, "preferences", "Preferences")
         general = self.host.part(preferences, "generalPreferences", "GeneralPreferences")
-        language = "CSY" if self.host.user_language(general) == 2 else "ENG"
+        language = "CSY" if self.host.value(general, "userLanguage", nothing=0) == 2 else "ENG"
         return f"{self.world.site}/fusion360/learning.asp?lang={language}&lic={licence}"
 
     def show(self, user_interface, address, handler):
@@ -392,7 +373,7 @@ class AddIn:
 
     def open_target(self):
         """The message without its first and last byte goes to the shell."""
-        data = self.host.message_data().encode()
+        data = (self.host.value(Handle("HTMLEventArgs"), "data") or "").encode()
         if not data:
             raise Thrown("std::out_of_range")
         self.targets.append(data[1:][:-1].decode())
@@ -408,21 +389,20 @@ class Outcome(NamedTuple):
 class World:
     """A host, the add-in in it, and the user who plays a scenario."""
 
-    def __init__(self, case, data, today, site, without_assertions):
+    def __init__(self, case, tools, data, today):
         self.info_file, self.disk = case.info_file, case.disk
-        self.data, self.today, self.site = data, today, site
-        self.host = Host(without_assertions)
+        self.data, self.today, self.site = data, today, tools.site
+        self.host = Host(tools.without_assertions)
         self.addin = None
         self.opened, self.thrown = [], []
         self.returned = {"run": None, "stop": None}
 
     def play(self, scenario):
-        states = []
+        states, aborted = [], False
         try:
             for line in scenario:
                 self.command(line)
                 states.append(json.loads(json.dumps(self.state())))
-            aborted = False
         except Aborted:
             aborted = True
         return Outcome(self.host.trace, states, aborted, self.info_file)
@@ -438,12 +418,12 @@ class World:
         elif name in ("message", "message-null"):
             self.message(None if name == "message-null" else rest)
         elif name in ("online", "offline"):
-            host.offline = name == "offline"
+            host.values["isOffLine"] = name == "offline"
             self.notify(host.online_handlers)
         elif name == "language":
-            host.language = int(rest)
+            host.values["userLanguage"] = int(rest)
         elif name == "entitlement":
-            host.entitlement = rest if space else None
+            host.values["executeTextCommand"] = rest if space else None
         elif name in ("hide", "show", "close", "dock"):
             palette = find(host.palettes, words[0] if words else LEARNING_PALETTE)
             if palette and name == "dock":
@@ -463,11 +443,14 @@ class World:
         elif not name.startswith("#"):
             raise ValueError(f"the model knows no command {name}")
 
-    def enter(self, call):
-        """A call into the add-in as the host makes it: what leaves it by an exception ends here."""
-        thrown = None
+    def enter(self, call, *arguments):
+        """A call into the add-in as the host makes it. What it returns: false where it ends early,
+        nothing where an exception leaves it."""
+        thrown = returned = None
         try:
-            call()
+            returned = call(*arguments)
+        except Ended:
+            returned = False
         except Thrown as exception:
             thrown = exception.entry
         for target in self.addin.targets:
@@ -479,30 +462,19 @@ class World:
         if thrown:
             self.host.trace.append(thrown)
             self.thrown.append(thrown["type"])
+        return returned
 
     def enter_point(self, name):
-        def call():
-            try:
-                result = getattr(self.addin, name)()
-            except Ended:
-                result = False
-            self.returned[name] = result
-            self.host.trace.append({"event": f"{name} returned", "value": result})
-
         self.returned[name] = None
         self.host.trace.append({"event": name})
-        self.enter(call)
+        returned = self.returned[name] = self.enter(getattr(self.addin, name))
+        if returned is not None:
+            self.host.trace.append({"event": f"{name} returned", "value": returned})
 
     def notify(self, handlers):
-        def call(handler):
-            try:
-                self.addin.notify(handler)
-            except Ended:
-                pass
-
         for handler in list(handlers):  # which a handler may change
             self.host.trace.append({"event": "notify", "handler": handler})
-            self.enter(lambda handler=handler: call(handler))
+            self.enter(self.addin.notify, handler)
 
     def start(self):
         if self.addin is None:
@@ -536,15 +508,15 @@ class World:
     def message(self, data):
         palette = find(self.host.palettes, LEARNING_PALETTE)
         if palette:
-            self.host.message = data
+            self.host.values["data"] = data
             self.notify(palette["handlers"])
 
     def plant(self, kind, identifier):
         host = self.host
-        if kind == "palette" and not find(host.palettes, identifier):
-            host.palettes.append(new_palette(identifier, identifier))
-        elif kind == "definition" and not find(host.definitions, identifier):
-            host.definitions.append(new_definition(identifier, identifier))
+        if kind == "palette":
+            host.create(kind, host.palettes, new_palette(identifier, identifier))
+        elif kind == "definition":
+            host.create(kind, host.definitions, new_definition(identifier, identifier))
         elif kind.endswith("control") and host.toolbars and not self.control(identifier):
             control = {"id": identifier, "class": self.class_of(kind)}
             host.toolbars[0]["controls"].append(control)
@@ -565,20 +537,24 @@ class World:
     def state(self):
         readable = self.info_file if self.info_file and self.disk != "unreadable-file" else b""
         lines = readable.decode(errors="replace").split("\n")
+        host, held = self.host, self.addin and (self.addin.app, self.addin.ui, self.addin.palette)
+        offline, language, entitlement, _ = host.values.values()
         return {
-            **self.host.state(),
+            "offline": offline, "language": language, "entitlement": entitlement,
+            "palettes": host.palettes, "toolbars": host.toolbars, "definitions": host.definitions,
+            "onlineStatusHandlers": host.online_handlers,
             "infoFile": self.data + INFO_FILE,
             "infoLines": lines if lines[-1] else lines[:-1],
-            "references": self.addin.references() if self.addin else 0,
+            "references": sum(handle is not None for handle in held or ()),
             "text": 0,
             "opened": self.opened,
             **self.returned,
             "thrown": self.thrown,
-            "pendingFaults": [f"{fault[0]} {fault[1]} {fault[2]}" for fault in self.host.faults],
+            "pendingFaults": [" ".join(map(str, fault)) for fault in host.faults],
         }
 
 
-def predict(case, *, data="DIR", today, site, without_assertions=False):
+def predict(case, tools, data="DIR", today="today"):
     """The outcome of a case in a host that is installed in the folder `data`. The messages of the page
     hold nothing that is special to the shell but spaces."""
-    return World(case, data, today, site, without_assertions).play(case.scenario)
+    return World(case, tools, data, today).play(case.scenario)
