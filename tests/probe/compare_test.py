@@ -23,31 +23,30 @@ class Compare(unittest.TestCase):
         self.accepted.write_text("[]")
         self.entries = [json.loads(line) for line in EXPECTED.read_text().splitlines()]
 
-    def run_compare(self, *options):
-        return subprocess.run(
-            [COMPARE, "--accepted", self.accepted, *options], capture_output=True, text=True,
-            check=False,
-        )
+    def run_compare(self):
+        return subprocess.run([COMPARE, "--accepted", self.accepted, self.real], capture_output=True,
+                              text=True, check=False)
 
     def compare(self, entries):
         """The exit status and the output for these answers of a host."""
         self.real.write_text("".join(json.dumps(entry) + "\n" for entry in entries))
-        result = self.run_compare(self.real)
+        result = self.run_compare()
         self.assertEqual("", result.stderr)
         return result.returncode, result.stdout
 
-    def expect_refusal(self, said):
-        result = self.run_compare(self.real)
-        self.assertEqual((2, ""), (result.returncode, result.stdout))
-        self.assertRegex(result.stderr, r"\Acompare: [^\n]+\.\n\Z")
-        self.assertRegex(result.stderr, said)
+    def expect_refusals(self, file, *contents):
+        """The file with each of these is refused, in one sentence with these words."""
+        for content, said in contents:
+            with self.subTest(said):
+                file.write_bytes(content)
+                result = self.run_compare()
+                self.assertEqual((2, ""), (result.returncode, result.stdout))
+                self.assertRegex(result.stderr, r"\Acompare: [^\n]+\.\n\Z")
+                self.assertRegex(result.stderr, said)
 
     def change(self, name, answer):
-        for entry in self.entries:
-            if entry["id"] == name:
-                entry["answer"] = answer
-                return
-        self.fail(f"there is no question {name}")
+        (entry,) = [entry for entry in self.entries if entry["id"] == name]
+        entry["answer"] = answer
 
     def FindsNoDifferenceInTheSameAnswers(self):
         total = len(self.entries)
@@ -101,8 +100,8 @@ class Compare(unittest.TestCase):
 
     def RefusesWhatAreNoAnswers(self):
         entry = json.dumps(self.entries[0]).encode()
-        for content, said in (
-            (None, r"\S+real.jsonl cannot be read"),
+        self.expect_refusals(
+            self.real,
             (b"\n\n", "holds no answers"),
             (b"\xff\n", "not UTF-8"),
             (entry + b"\n" + entry[:20], "real.jsonl:2: this line is not JSON"),
@@ -110,24 +109,20 @@ class Compare(unittest.TestCase):
             (b"[]\n", "exactly id, question and answer"),
             (b'{"id": 1, "question": "b", "answer": 2}\n', "are strings"),
             (b'{"id": "a", "question": "b", "answer": 2}\n', "a is not among the questions"),
-        ):
-            with self.subTest(said):
-                if content is not None:
-                    self.real.write_bytes(content)
-                self.expect_refusal(said)
+        )
+        self.real = self.folder
+        self.expect_refusals(self.accepted, (b"[]", r"\S+ cannot be read"))
 
     def RefusesAListThatSaysNotWhy(self):
-        self.real.write_bytes(EXPECTED.read_bytes())
-        for content, said in (
-            ("[", "accepted.json:1: this is not JSON"),
-            ("{}", "is not a list"),
-            ('[{"id": "message.bare"}]', "exactly id, answer and reason"),
-            ('[{"id": "message.bare", "answer": "", "reason": " "}]', "message.bare has no reason"),
-            ('[{"id": "none", "answer": "", "reason": "So."}]', "none is not among the questions"),
-        ):
-            with self.subTest(said):
-                self.accepted.write_text(content)
-                self.expect_refusal(said)
+        self.real = EXPECTED
+        self.expect_refusals(
+            self.accepted,
+            (b"[", "accepted.json:1: this is not JSON"),
+            (b"{}", "is not a list"),
+            (b'[{"id": "message.bare"}]', "exactly id, answer and reason"),
+            (b'[{"id": "message.bare", "answer": "", "reason": " "}]', "message.bare has no reason"),
+            (b'[{"id": "none", "answer": "", "reason": "So."}]', "none is not among the questions"),
+        )
 
     def ExplainsEveryQuestion(self):
         reliance = json.loads((SOURCE / "probe/reliance.json").read_text())

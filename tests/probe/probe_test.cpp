@@ -1,8 +1,10 @@
-// The probe in the substitute host.
+// The probe in the substitute host, and the file of its answers.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -15,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "probe/Answers.h"
 #include "substitute/api/Host.h"
 #include "substitute/driver/AddIn.h"
 #include "substitute/driver/Profile.h"
@@ -208,4 +211,38 @@ TEST_F(Probe, LeavesTheAddInAlone) {
   EXPECT_EQ(host->state(), before);
   EXPECT_EQ(idsIn(answers()), usualIds());
   EXPECT_EQ(addin.stop(*host), true);
+}
+
+TEST(Answers, HaveLeftAProcessThatEnds) {
+  const TemporaryFolder folder;
+  const std::string path = folder.path() + "/answers.jsonl";
+  const pid_t child = fork();
+  if (child == 0) {
+    probe::Answers lost;
+    lost.open(path);
+    lost.write("first", "One?", true);
+    lost.write("second", "Two?", 2);
+    raise(SIGKILL);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFSIGNALED(status));
+  EXPECT_EQ(readFile(path), R"({"id": "first", "question": "One?", "answer": true}
+{"id": "second", "question": "Two?", "answer": 2}
+)");
+}
+
+TEST(Answers, AreAsciiAndGivenOnceToEachQuestion) {
+  const TemporaryFolder folder;
+  const std::string path = folder.path() + "/answers.jsonl";
+  probe::Answers answers;
+  ASSERT_TRUE(answers.open(path));
+  answers.write("status", "Which?", "\"\\\n\x7fč\xff");
+  answers.write("status", "Which?", true);
+  answers.write("stat", "Which?", false);
+  EXPECT_EQ(
+      readFile(path),
+      R"({"id": "status", "question": "Which?", "answer": "\"\\\u000a\u007f\u00c4\u008d\u00ff"}
+{"id": "stat", "question": "Which?", "answer": false}
+)");
 }
