@@ -32,11 +32,6 @@ def contrast(one, other):
     return (lighter + 0.05) / (darker + 0.05)
 
 
-def solid(picture):
-    """The colours of what covers all that is behind it."""
-    return [colour for *colour, alpha in picture.getdata() if alpha == 255]
-
-
 class Icons(unittest.TestCase):
     def picture(self, icon, folder=SOURCE / "resources"):
         return Image.open(folder / icon)
@@ -50,21 +45,12 @@ class Icons(unittest.TestCase):
         for icon in ICONS:
             self.assertEqual((0, 255), self.picture(icon).getchannel("A").getextrema(), icon)
 
-    def TellTheFirstStartsApart(self):
-        for folder in ("Velorin", "Eshop"):
-            for name, size in PICTURES.items():
-                pair = [self.picture(f"{folder}{kind}/{name}") for kind in ("", "/LessTen")]
-                differing = sum(
-                    one != other and (one[3] > 0 or other[3] > 0)
-                    for one, other in zip(*[picture.getdata() for picture in pair])
-                )
-                self.assertGreater(differing, size * size / 10, f"{folder}/{name}")
-
     def StandOutOnLightAndDarkBars(self):
         smallest = [icon for icon in ICONS if icon.endswith("/16x16.png")]
         for icons, least, share in ((ICONS, 2, 0.6), (smallest, 3, 0.85)):
             for icon, bar in itertools.product(icons, BARS):
-                colours = solid(self.picture(icon))
+                # Of what covers all that is behind it.
+                colours = [colour for *colour, alpha in self.picture(icon).getdata() if alpha == 255]
                 clear = sum(contrast(colour, bar) >= least for colour in colours)
                 self.assertGreater(clear, len(colours) * share, f"{icon} on {bar}")
 
@@ -74,17 +60,14 @@ class Icons(unittest.TestCase):
             blurred = sum(0 < alpha < 255 for alpha in alphas)
             self.assertLess(blurred, sum(alpha > 0 for alpha in alphas) * 0.4, folder)
 
-    def AreToldApartAlsoWhenSmallest(self):
-        for bar in BARS:
-            ground = Image.new("RGBA", (16, 16), bar)
-            seen = {
-                folder: Image.alpha_composite(ground, self.picture(f"{folder}/16x16.png"))
-                for folder in FOLDERS
-            }
-            for one, other in itertools.combinations(FOLDERS, 2):
-                colours = ImageChops.difference(seen[one], seen[other]).getdata()
+    def AreToldApartInEverySize(self):
+        for bar, (name, size) in itertools.product(BARS, PICTURES.items()):
+            ground = Image.new("RGBA", (size, size), bar)
+            seen = [Image.alpha_composite(ground, self.picture(f"{folder}/{name}")) for folder in FOLDERS]
+            for one, other in itertools.combinations(seen, 2):
+                colours = ImageChops.difference(one, other).getdata()
                 differing = sum(max(colour) > 64 for colour in colours)
-                self.assertGreater(differing, 16 * 16 / 4, f"{one} and {other} on {bar}")
+                self.assertGreater(differing, size * size / (4 if size == 16 else 6), f"{name} on {bar}")
 
     def AreThoseOfTheDrawings(self):
         with tempfile.TemporaryDirectory() as folder:

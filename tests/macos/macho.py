@@ -1,10 +1,15 @@
 """What a library for macOS holds, as LLVM's tools tell it."""
 
 import hashlib
+import os
 import re
 import struct
 import subprocess
 from pathlib import Path
+
+SOURCE = Path(os.environ["VELORIN_SOURCE"])
+BUILD = Path(os.environ["VELORIN_MACOS_BUILD"])
+CMAKE = os.environ["VELORIN_CMAKE"]
 
 
 def attempt(*command, **how):
@@ -21,6 +26,11 @@ def run(*command, **how):
     return said
 
 
+def configure(folder, *options, **how):
+    """Configures a build for macOS in `folder`: whether it went well, and what was said."""
+    return attempt(CMAKE, "--preset", "macos", "-B", folder, *options, cwd=SOURCE, **how)
+
+
 class Library:
     def __init__(self, path):
         self.path = Path(path)
@@ -29,26 +39,14 @@ class Library:
         self.addresses = self._symbols("--defined-only")  # every symbol in the file, by name
         self.undefined = set(self._symbols("--undefined-only"))
         self.binds = self._binds()  # address: (library, symbol, addend)
-        self.rebases = {int(row[2], 16) for row in self._table("--rebase", 4)}
 
     def objdump(self, *options):
         return run("llvm-objdump", "--macho", *options, self.path)
 
-    def header(self):
-        text = run("llvm-readobj", "--file-headers", self.path)
-        return dict(re.findall(r"^ *(\w+): (\w+) \(", text, re.M))
-
-    def install_name(self):
-        return self.objdump("--dylib-id").splitlines()[-1]
-
-    def loaded_libraries(self):
-        """The libraries that the library loads, in order; the command stands behind the name of
-        one that is not simply loaded, but weakly, lazily, upward or to export it again."""
-        commands = [c for c in self.commands if re.search(r"DYLIB|FVMLIB|^\?", c.get("cmd", ""))]
-        return [
-            c.get("name", "") + ("" if c["cmd"] == "LC_LOAD_DYLIB" else " by " + c["cmd"])
-            for c in commands if c["cmd"] != "LC_ID_DYLIB"
-        ]
+    def libraries(self):
+        """Its own name and the libraries that it loads, in order, each with the load command."""
+        return [(c["cmd"], c.get("name")) for c in self.commands
+                if re.search(r"DYLIB|FVMLIB|^\?", c["cmd"])]
 
     def exports(self):
         return set(re.findall(r"^0x[0-9A-F]+ +(\S+)", self.objdump("--exports-trie"), re.M))
@@ -61,19 +59,7 @@ class Library:
         """The pointer at an address of the file: what it is bound to, or the place it points to."""
         if address in self.binds:
             return self.binds[address]
-        offset = self._offset(address)
-        (target,) = struct.unpack_from("<Q", self.data, offset)
-        # The highest bit of a pointer to a type's name says how types are compared.
-        target &= ~(1 << 63)
-        if target == 0:
-            return None
-        if address not in self.rebases:
-            raise AssertionError(f"the pointer at {address:#x} is not adapted to the loaded place")
-        return target
-
-    def text(self, address):
-        offset = self._offset(address)
-        return self.data[offset : self.data.index(b"\0", offset)].decode()
+        return struct.unpack_from("<Q", self.data, self._offset(address))[0]
 
     def names_at(self, address):
         return {name for name, place in self.addresses.items() if place == address}
@@ -100,14 +86,14 @@ class Library:
         return flags, covers_all, matches
 
     def _load_commands(self):
-        commands, sections = [], []
+        commands, sections, current = [], [], {}
         for line in self.objdump("--private-headers").splitlines():
             words = line.split(maxsplit=1)
             if line.startswith("Load command"):
                 commands.append(current := {})
             elif line.startswith("Section"):
                 sections.append(current := {})
-            elif commands and len(words) == 2:
+            elif len(words) == 2:
                 current.setdefault(words[0], words[1].split(" (")[0])
         return commands, sections
 
