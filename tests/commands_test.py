@@ -1,5 +1,5 @@
-"""./run and ./test as they are typed, and what they install. What they would install, build and start is
-only written down: stand-ins are first on PATH, in a copy of the scripts."""
+"""./run and ./test as they are typed, and what they install. What they would install, build and
+start is only written down: stand-ins are first on PATH, in a copy of the scripts."""
 
 import os
 import re
@@ -28,8 +28,8 @@ class Command(unittest.TestCase):
         (self.folder / "bin").mkdir()
 
     def stand_in(self, *names, script=None):
-        """Commands that do what `script` says; else they write their name and arguments down, one a line
-        and an empty line at the end."""
+        """Commands that do what `script` says; else they write down their name and arguments, one a
+        line, and an empty line."""
         for name in names:
             path = self.folder / name
             record = f"{{ printf '%s\\n' {path.name} \"$@\"; echo; }} >>'{self.log}'"
@@ -106,7 +106,8 @@ class TestCommand(Typed):
             rows.append((words, ["-LE", "a"], ALL_BUILDS))
         for words in (["-j", "3"], ["-j3"], ["--parallel", "3"], ["--parallel=3"]):
             rows.append((words, ["-j" if words[0][1] == "j" else "--parallel", "3"], ALL_BUILDS))
-        for short, long in ("-R", "--tests-regex"), ("-E", "--exclude-regex"), ("-L", "--label-regex"):
+        for short, name in ("-R", "tests"), ("-E", "exclude"), ("-L", "label"):
+            long = f"--{name}-regex"
             for words in ([short, "a b"], [long, "a b"], [long, "a=b"]):
                 rows.append((words, words, ALL_BUILDS))
             rows.append(([f"{long}=a=b"], [long, "a=b"], ALL_BUILDS))
@@ -114,8 +115,8 @@ class TestCommand(Typed):
             with self.subTest(words):
                 result = self.type("test", *words)
                 self.assertEqual((0, ""), (result.returncode, result.stderr))
-                for number, build in enumerate(builds, 1):
-                    self.assertIn(f"Building {number} of {len(builds)}: {build[0]}\n", result.stdout)
+                for number, (preset, *_) in enumerate(builds, 1):
+                    self.assertIn(f"Building {number} of {len(builds)}: {preset}\n", result.stdout)
                 self.assertEqual(builds, self.built())
                 ctest, folder, _, *called = self.started[-1]
                 self.assertEqual(["ctest", "--test-dir"], [ctest, folder])
@@ -165,7 +166,8 @@ class RunCommand(Typed):
             (["--", "--desktop", "--help"], HOST, ["substitute-host", "--", "--desktop", "--help"]),
             (["--data", "x", "--desktop"], [["release", "--target", "hosts"]],
              ["substitute-desktop", "--data", "x"]),
-            (["--data", "x", "--macos"], [["macos", "--target", "hosts"]], [*emulated, "--data", "x"]),
+            (["--data", "x", "--macos"], [["macos", "--target", "hosts"]],
+             [*emulated, "--data", "x"]),
         ):
             with self.subTest(words):
                 self.assertEqual(0, self.type("run", *words).returncode)
@@ -196,13 +198,15 @@ class Setup(Command):
 
     def mac(self, *installed, **commands):
         self.stand_in("bin/brew-install")
-        there = f'[[ $1 != list ]] || {{ printf "%s\\n" {" ".join(installed)}; exit; }}; brew-install "$@"'
-        self.system("Darwin", **{"xcode_select": "exit 0", "brew": there, **commands})
+        there = f'printf "%s\\n" {" ".join(installed)}'
+        brew = f'if [[ $1 == list ]]; then {there}; else brew-install "$@"; fi'
+        self.system("Darwin", **{"xcode_select": "exit 0", "brew": brew, **commands})
 
     def install(self, *groups):
         """The exit status and what was said."""
-        script = 'set -euo pipefail; root=$1; . "$root/cmake/setup.sh"; shift; install_packages "$@"'
-        result = self.run_it(["bash", "-c", script, "run", SOURCE, *groups], str(self.folder / "bin"))
+        script = 'set -euo pipefail; root=$1; . "$1/cmake/setup.sh"; shift; install_packages "$@"'
+        command = ["bash", "-c", script, "run", SOURCE, *groups]
+        result = self.run_it(command, str(self.folder / "bin"))
         return result.returncode, result.stdout + result.stderr
 
     def InstallsOnlyWhatIsMissingOnAMac(self):
@@ -223,7 +227,8 @@ class Setup(Command):
         self.assertIn("qt6-base-dev", wanted)
         update, install = self.started
         self.assertEqual(["apt-get", "update", "-q"], update)
-        self.assertEqual(["apt-get", "install", "-q", "-y", "--no-install-recommends", *wanted], install)
+        options = ["-q", "-y", "--no-install-recommends"]
+        self.assertEqual(["apt-get", "install", *options, *wanted], install)
 
     def SaysWhatStandsInTheWay(self):
         def expect(said):
@@ -246,7 +251,8 @@ class Setup(Command):
             "references": r"\b(declare|local) -n\b", "changing case": r"\$\{\w+(\[@\])?(\^|,)",
             "|&": r"\|&", "&>>": r"&>>", "coproc": r"\bcoproc\b", "-v": r"\[\[ -v\b",
             "wait -n": r"\bwait -n\b", "transformations": r"\$\{\w+(\[@\])?@",
-            "an array that may be empty": r'(?<!\+)"\$\{(?!program|terminal|missing|arguments|BASH_SOURCE)\w+\[@\]\}"',
+            "an array that may be empty":
+                r'(?<!\+)"\$\{(?!program|terminal|missing|arguments|BASH_SOURCE)\w+\[@\]\}"',
             "nproc": r"\bnproc\b", "readlink -f": r"\breadlink -\w*f", "sed -i": r"\bsed -i",
             "grep -P": r"\bgrep -\w*P", "sed -r": r"\bsed -r",
         }

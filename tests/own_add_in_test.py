@@ -1,5 +1,5 @@
-"""docs/own-add-in.md: its files are written as they stand there, its commands typed, and what it shows
-compared with what is printed."""
+"""docs/own-add-in.md: its files are written as they stand there, its commands typed, and what it
+shows compared with what is printed."""
 
 import os
 import re

@@ -62,8 +62,8 @@ def sequences(length):
 
 
 def calls_in(case, tools):
-    """Every call that succeeds, as the model sees it, in the words that `fail` takes: the operation and
-    which call of it."""
+    """Every call that succeeds, as the model sees it, in the words that `fail` takes: the operation
+    and which call of it."""
     count = Counter()
     for entry in model.predict(case, tools).trace:
         if "op" in entry:
@@ -85,7 +85,7 @@ def with_each_fault(cases, tools):
 
 
 def pair_of_faults(seed, tools):
-    """A scenario with two calls that fail; the second is one that is made although the first fails."""
+    """A scenario with two calls that fail; the second is made although the first fails."""
     chance = random.Random(seed)
 
     def with_one(case, calls):
@@ -113,8 +113,8 @@ OBJECTS = ["palette teachPalete", "palette other", "definition openEshop",
            "control HelpGroupCommand", "plain-control openEshop", "plain-control runTeachPalette",
            "plain-control HelpGroupCommand"]
 COUNTS = ["0", "1", "2", "3", "4", "5", "-1", "-5", "2147483646", "2147483647", "2147483648",
-          "-2147483648", "-2147483649", "99999999999", "abc", "", " 7x", "\v\f\r3", "+2", "-", "+-3",
-          "0x10", "007", "3.9", "3\r", "3\0004"]
+          "-2147483648", "-2147483649", "99999999999", "abc", "", " 7x", "\v\f\r3", "+2", "-",
+          "+-3", "0x10", "007", "3.9", "3\r", "3\0004"]
 RESTS = ["", "\n", "\n\n", "\nnotes", "\nnotes\r\n\nmore\n"]
 ODD_FILES = ["", "\n", "\n\n", "1", "1\n", "16.11.2026", "16.11.2026\n"]
 

@@ -48,7 +48,7 @@ class Ended(Exception):
 
 
 class Handle(NamedTuple):
-    """A host object: its class, and the id of what it stands for or belongs to. No object is None."""
+    """A host object: its class, and the id of what it stands for or belongs to; or None."""
 
     kind: str
     id: str = ""
@@ -115,8 +115,8 @@ class Host:
 
     def call(self, on, operation, *arguments, work, nothing=None):
         """One call, as the trace tells it: of an operation of the class of `on`, unless it names
-        another one. One that fails does no work and gives `nothing`. The use of an empty handle leaves
-        no trace."""
+        another one. One that fails does no work and gives `nothing`. The use of an empty handle
+        leaves no trace."""
         if on is None:
             raise Thrown("std::exception", "std::exception") if self.without_assertions else Aborted
         if "." not in operation:
@@ -223,8 +223,8 @@ class Host:
 
 
 def leading_number(text):
-    """The number that a text begins with, white space before it skipped; 0 when there is no digit or
-    the number has more than 32 bits."""
+    """The number that a text begins with, white space before it skipped; 0 when there is no digit
+    or the number has more than 32 bits."""
     text = text.lstrip(b" \t\n\v\f\r")
     sign, digits = (text[:1], text[1:]) if text[:1] in (b"-", b"+") else (b"", text)
     length = next((i for i, byte in enumerate(digits) if byte not in b"0123456789"), len(digits))
@@ -233,8 +233,8 @@ def leading_number(text):
 
 
 def update_info_file(before, today, disk):
-    """What a start returns and makes of the info file with these bytes; None: there is no file. That
-    the file cannot be made or written goes unnoticed; that it cannot be read does not."""
+    """What a start returns and makes of the info file with these bytes; None: there is no file.
+    That the file cannot be made or written goes unnoticed; that it cannot be read does not."""
     if before is None:
         return 0, None if disk in ("no-folder", "read-only-folder") else today.encode() + b"\n1"
     if disk == "unreadable-file":
@@ -555,6 +555,6 @@ class World:
 
 
 def predict(case, tools, data="DIR", today="today"):
-    """The outcome of a case in a host that is installed in the folder `data`. The messages of the page
-    hold nothing that is special to the shell but spaces."""
+    """The outcome of a case in a host that is installed in the folder `data`. The messages of the
+    page hold nothing that is special to the shell but spaces."""
     return World(case, tools, data, today).play(case.scenario)

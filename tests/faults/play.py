@@ -17,7 +17,7 @@ as_text = partial(json.dumps, ensure_ascii=False)
 ASSERTION = "Memory:150: operator->: Assertion `ptr_ != nullptr' failed."
 MAC_ASSERTION = "Assertion failed: (ptr_ != nullptr), function operator->, file Memory, line 150."
 ENDED = "substitute-host: the host is ended by the signal SIGABRT"
-# What substitute-host says of an add-in that breaks the rules; what is still held shows in the states.
+# What substitute-host says of an add-in that breaks the rules; what it holds shows in the states.
 DIAGNOSTICS = (
     "A reference was dropped that the add-in did not hold!",
     "A text was handed back that the add-in did not hold!",
@@ -57,7 +57,7 @@ def differences(cases, tools):
 
 
 def play(cases, places, tools, temporary):
-    """What the player says of each case. One start of it serves all that may do the same to files."""
+    """What the player says of each case. One start serves all that may do the same to files."""
     temporary.mkdir()
     results = {}
     for with_rights in (True, False):
@@ -68,8 +68,9 @@ def play(cases, places, tools, temporary):
             command = ["setpriv", "--bounding-set", "-dac_override,-dac_read_search", *command]
         if some:
             given = "".join(as_text(prepare(cases[at], places[at])) + "\n" for at in some)
-            said = subprocess.run(command, env={**os.environ, "TMPDIR": str(temporary)}, input=given,
-                                  stdout=subprocess.PIPE, text=True, check=True).stdout
+            environment = {**os.environ, "TMPDIR": str(temporary)}
+            said = subprocess.run(command, env=environment, input=given, stdout=subprocess.PIPE,
+                                  text=True, check=True).stdout
             results.update(zip(some, map(json.loads, said.splitlines())))
     return [results[at] for at in range(len(cases))]
 
@@ -86,8 +87,8 @@ def prepare(case, place):
     elif case.disk.endswith("-file"):
         info_file.chmod(0o200 if case.disk == "unreadable-file" else 0o400)
     scenario = [line for command in case.scenario for line in (command, "state")]
-    return {"data": str(data), "addinFolder": case.disk != "no-folder", "trace": str(place / "trace"),
-            "scenario": scenario}
+    return {"data": str(data), "addinFolder": case.disk != "no-folder",
+            "trace": str(place / "trace"), "scenario": scenario}
 
 
 def compare(case, place, result, today, tools):
@@ -100,7 +101,8 @@ def compare(case, place, result, today, tools):
     expected = model.predict(case, tools, str(data), today)
 
     found = []
-    ending, status = -result["signal"] or result["status"], -signal.SIGABRT if expected.aborted else 0
+    ending = -result["signal"] or result["status"]
+    status = -signal.SIGABRT if expected.aborted else 0
     if ending != status:
         found.append(f"expected {of_status(status)}, got {of_status(ending)}")
     errors = result["errors"]
@@ -122,8 +124,8 @@ def of_status(status):
 
 
 def tells_the_assertion(errors, macos):
-    """The assertion behind the name of the program, then the host's report; an emulator adds a line of
-    its own."""
+    """The assertion behind the name of the program, then the host's report; an emulator adds a line
+    of its own."""
     lines = errors.splitlines()
     emulators = [line for line in lines if line.startswith("qemu: uncaught target signal 6 ")]
     first, second, *_ = [*(line for line in lines if line not in emulators), "", ""]

@@ -50,7 +50,8 @@ class Icons(unittest.TestCase):
         for icons, least, share in ((ICONS, 2, 0.6), (smallest, 3, 0.85)):
             for icon, bar in itertools.product(icons, BARS):
                 # Of what covers all that is behind it.
-                colours = [colour for *colour, alpha in self.picture(icon).getdata() if alpha == 255]
+                pixels = self.picture(icon).getdata()
+                colours = [colour for *colour, alpha in pixels if alpha == 255]
                 clear = sum(contrast(colour, bar) >= least for colour in colours)
                 self.assertGreater(clear, len(colours) * share, f"{icon} on {bar}")
 
@@ -63,11 +64,13 @@ class Icons(unittest.TestCase):
     def AreToldApartInEverySize(self):
         for bar, (name, size) in itertools.product(BARS, PICTURES.items()):
             ground = Image.new("RGBA", (size, size), bar)
-            seen = [Image.alpha_composite(ground, self.picture(f"{folder}/{name}")) for folder in FOLDERS]
+            seen = [Image.alpha_composite(ground, self.picture(f"{folder}/{name}"))
+                    for folder in FOLDERS]
             for one, other in itertools.combinations(seen, 2):
                 colours = ImageChops.difference(one, other).getdata()
                 differing = sum(max(colour) > 64 for colour in colours)
-                self.assertGreater(differing, size * size / (4 if size == 16 else 6), f"{name} on {bar}")
+                least = size * size / (4 if size == 16 else 6)
+                self.assertGreater(differing, least, f"{name} on {bar}")
 
     def AreThoseOfTheDrawings(self):
         with tempfile.TemporaryDirectory() as folder:

@@ -15,8 +15,8 @@ INFO_FILE = "Autodesk/Autodesk Fusion 360/API/AddIns/Velorin/Velorin_Info.txt"
 
 
 def play(command, addin, scenario):
-    """What comes of a scenario: the status, the output, the errors, the trace and the info file. The
-    text of its own exception is the C++ library's, and the only difference that there may be."""
+    """What comes of a scenario: the status, the output, the errors, the trace and the info file.
+    The text of its own exception is the C++ library's, the only difference that there may be."""
     with tempfile.TemporaryDirectory() as folder:
         data, trace = Path(folder, "data"), Path(folder, "trace")
         result = subprocess.run(
@@ -40,7 +40,7 @@ class MacExecuted(unittest.TestCase):
                 self.assertEqual(linux, play(MACOS, BUILD / "Velorin.dylib", scenario))
 
     def ALibraryLinkedWithTheHostAsksTheHostForItsPath(self):
-        # Elsewhere the loader lets the host answer in the system's place; here the name is the host's.
+        # Elsewhere the loader lets the host answer in the system's place; here it is the host's name.
         library = BUILD / "Velorin-linked.dylib"
         bound = run("llvm-objdump", "--macho", "--lazy-bind", library)
         self.assertRegex(bound, r"\bXInterface10 +__NSGetExecutablePath\b")

@@ -16,7 +16,7 @@ VERSION = re.search(r"project\(Velorin VERSION (\S+)", (SOURCE / "CMakeLists.txt
 
 
 def files_in(folder):
-    return sorted(str(path.relative_to(folder)) for path in Path(folder).rglob("*") if path.is_file())
+    return sorted(str(path.relative_to(folder)) for path in folder.rglob("*") if path.is_file())
 
 
 class MacPackage(unittest.TestCase):
@@ -91,8 +91,8 @@ class MacPackage(unittest.TestCase):
         guide = self.zip.read("Velorin/Install.html").decode("utf-8")
         sections = re.findall(r"<section .*?</section>", guide, re.S)
         both = [
-            "<code>xattr -dr com.apple.quarantine "
-            '~/"Library/Application Support/Autodesk/Autodesk Fusion 360/API/AddIns/Velorin"</code>',
+            '<code>xattr -dr com.apple.quarantine ~/"Library/Application Support/'
+            'Autodesk/Autodesk Fusion 360/API/AddIns/Velorin"</code>',
             f"Velorin {VERSION}</h1>", "Velorin 2",
         ]
         czech = ["„+“", "Nevolte „Create“", "Pokud složka AddIns chybí", "Licenční text"]

@@ -24,8 +24,8 @@ class Compare(unittest.TestCase):
         self.entries = [json.loads(line) for line in EXPECTED.read_text().splitlines()]
 
     def run_compare(self):
-        return subprocess.run([COMPARE, "--accepted", self.accepted, self.real], capture_output=True,
-                              text=True, check=False)
+        command = [COMPARE, "--accepted", self.accepted, self.real]
+        return subprocess.run(command, capture_output=True, text=True, check=False)
 
     def compare(self, entries):
         """The exit status and the output for these answers of a host."""
@@ -96,7 +96,8 @@ class Compare(unittest.TestCase):
         status, said = self.compare(asked)
         self.assertEqual(0, status)
         self.assertIn("0 otherwise and accepted, 4 not answered.", said)
-        self.assertEqual(4, len(re.findall(r"^- .*\((exception\.|query\.plain-control)", said, re.M)))
+        rows = re.findall(r"(?m)^- .*\((exception\.|query\.plain-control)", said)
+        self.assertEqual(4, len(rows))
 
     def RefusesWhatAreNoAnswers(self):
         entry = json.dumps(self.entries[0]).encode()
@@ -120,7 +121,7 @@ class Compare(unittest.TestCase):
             (b"[", "accepted.json:1: this is not JSON"),
             (b"{}", "is not a list"),
             (b'[{"id": "message.bare"}]', "exactly id, answer and reason"),
-            (b'[{"id": "message.bare", "answer": "", "reason": " "}]', "message.bare has no reason"),
+            (b'[{"id": "message.bare", "answer": "", "reason": " "}]', "bare has no reason"),
             (b'[{"id": "none", "answer": "", "reason": "So."}]', "none is not among the questions"),
         )
 
