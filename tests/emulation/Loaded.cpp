@@ -1,10 +1,13 @@
 // The library that the tests of the loader load.
-#include "tests/emulation/Loaded.h"
+#include <string>
+#include <vector>
 
-#include <stdexcept>
+// Defined in the program, too; they share one.
+inline int shared = 0;
 
 namespace {
 
+using Names = std::vector<std::string>;
 Names* destroyed = nullptr;
 thread_local int countOfThread = 40;
 
@@ -23,12 +26,9 @@ const Recorded second("second");
 
 extern "C" {
 
+// Lets the library write there what is destroyed while it is unloaded.
 void setDestroyed(Names* names) {
   destroyed = names;
-}
-
-void throwOutOfRange(const char* what) {
-  throw std::out_of_range(what);
 }
 
 int count() {

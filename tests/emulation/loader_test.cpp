@@ -11,13 +11,17 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "tests/TemporaryFolder.h"
-#include "tests/emulation/Loaded.h"
+
+// Defined in the library, too; they share one.
+inline int shared = 0;
 
 namespace {
+
+using Names = std::vector<std::string>;
 
 template <typename Function>
 Function functionIn(void* library, const char* name) {
@@ -141,8 +145,8 @@ TEST_F(MacLoader, RefusesADamagedLibrary) {
 TEST_F(MacLoader, RefusesALibraryThatNeedsWhatIsMissing) {
   const std::string libcxx =
       std::filesystem::path(VELORIN_LOADED).replace_filename("libc++.1.dylib");
-  expectRefused(changed("__ZNSt12out_of_rangeD1Ev", "__ZNSt12out_of_rangfD1Ev"),
-                "needs the name __ZNSt12out_of_rangfD1Ev, which " + libcxx + " lacks");
+  expectRefused(changed("__ZNSt12length_errorD1Ev", "__ZNSt12length_errofD1Ev"),
+                "needs the name __ZNSt12length_errofD1Ev, which " + libcxx + " lacks");
   expectRefused(changed("/libc++.1.", "/libc++.2."),
                 "needs /usr/lib/libc++.2.dylib, which is missing");
 }
@@ -161,24 +165,12 @@ TEST_F(MacLoader, EndsWithTheNameOfASystemFunctionThatItLacksWhenItIsCalled) {
   EXPECT_EXIT(pthread_create(&thread, nullptr, doNothing, nullptr), testing::ExitedWithCode(1),
               "macos-loader: the system function pthread_create is called and not supplied.");
 }
-TEST_F(MacLoader, LetsAnExceptionOutOfALibrary) {
-  void* const library = dlopen(VELORIN_LOADED, RTLD_NOW);
-  ASSERT_NE(library, nullptr) << dlerror();
-  const auto throwIt = functionIn<Throw>(library, "throwOutOfRange");
-  try {
-    throwIt("what");
-    ADD_FAILURE() << "nothing was thrown";
-  } catch (const std::out_of_range& error) {
-    EXPECT_STREQ(error.what(), "what");
-  }
-  EXPECT_EQ(dlclose(library), 0);
-}
 
 TEST_F(MacLoader, DestroysALibrarysObjectsInReverseOrder) {
   void* const library = dlopen(VELORIN_LOADED, RTLD_NOW);
   ASSERT_NE(library, nullptr) << dlerror();
   Names destroyed;
-  functionIn<SetDestroyed>(library, "setDestroyed")(&destroyed);
+  functionIn<void (*)(Names*)>(library, "setDestroyed")(&destroyed);
   ASSERT_EQ(dlopen(VELORIN_LOADED, RTLD_NOW), library);
   dlclose(library);
   EXPECT_EQ(destroyed, Names{}) << "it was opened twice";
@@ -191,7 +183,7 @@ TEST_F(MacLoader, SharesWhatBothDefine) {
   for (int time = 1; time <= 2; ++time) {
     void* const library = dlopen(VELORIN_LOADED, RTLD_NOW);
     ASSERT_NE(library, nullptr) << dlerror();
-    EXPECT_EQ(functionIn<Count>(library, "count")(), 41);
+    EXPECT_EQ(functionIn<int (*)()>(library, "count")(), 41);
     EXPECT_EQ(shared, time);
     dlclose(library);
   }
