@@ -134,7 +134,7 @@ class TestCommand(Typed):
     def RefusesTheRest(self):
         for words in (["--fast"], ["-N"], ["InfoFile"], [""], ["--repeat", "2"]):
             self.expect_refused(["test", "-R", "x", *words], f"'{words[0]}'")
-        for words in (["-R"], ["--tests-regex"], ["--label-regex="], ["-V", "-E", ""]):
+        for words in (["-R"], ["-LE"], ["--tests-regex"], ["--label-regex="], ["-V", "-E", ""]):
             self.expect_refused(["test", *words], "needs a value")
         for words in (["-j", "many"], ["--parallel=0x2"], ["-j2x"]):
             self.expect_refused(["test", *words], "needs a number")
@@ -218,7 +218,7 @@ class Setup(Command):
     def InstallsOnlyWhatIsMissingOnDebian(self):
         there = ("cmake", "libedit-dev")
         self.system("Linux", sudo='"$@"', dpkg_query='case "${@: -1}" in '
-                    f'{"|".join(there)}) echo "ok installed" ;; *) exit 1 ;; esac')
+                    f'{"|".join(there)}) echo "ok installed" ;; *) echo "ok not-installed" ;; esac')
         self.stand_in("bin/apt-get")
         status, said = self.install("build", "desktop")
         self.assertEqual(0, status, said)
