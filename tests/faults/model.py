@@ -20,6 +20,7 @@ LEARNING_BUTTON = "runTeachPalette"
 LEARNING_PALETTE = "teachPalete"
 # In the folder in which the host is installed.
 INFO_FILE = "/Autodesk/Autodesk Fusion 360/API/AddIns/Velorin/Velorin_Info.txt"
+CONTROLS = {"control": "CommandControl", "plain-control": "ToolbarControl"}  # by what is planted
 LOWEST, HIGHEST = -(2**31), 2**31 - 1
 
 
@@ -492,8 +493,8 @@ class World:
             entry["handlers"].clear()
 
     def control(self, identifier):
-        return next((control for toolbar in self.host.toolbars
-                     for control in toolbar["controls"] if control["id"] == identifier), None)
+        controls = sum((toolbar["controls"] for toolbar in self.host.toolbars), [])
+        return find(controls, identifier)
 
     def click(self, identifier):
         button = self.control(identifier)
@@ -515,22 +516,18 @@ class World:
             host.create(kind, host.palettes, new_palette(identifier, identifier))
         elif kind == "definition":
             host.create(kind, host.definitions, new_definition(identifier, identifier))
-        elif kind.endswith("control") and host.toolbars and not self.control(identifier):
-            control = {"id": identifier, "class": self.class_of(kind)}
+        elif host.toolbars and not self.control(identifier):
+            control = {"id": identifier, "class": CONTROLS[kind]}
             host.toolbars[0]["controls"].append(control)
 
     def remove(self, kind, identifier):
         host = self.host
         control = self.control(identifier)
-        if not kind.endswith("control"):
+        if kind not in CONTROLS:
             erase({"palette": host.palettes, "definition": host.definitions,
                    "toolbar": host.toolbars}[kind], identifier)
-        elif control and control["class"] == self.class_of(kind):
+        elif control and control["class"] == CONTROLS[kind]:
             host.toolbars[0]["controls"].remove(control)
-
-    @staticmethod
-    def class_of(kind):
-        return "CommandControl" if kind == "control" else "ToolbarControl"
 
     def state(self):
         readable = self.info_file if self.info_file and self.disk != "unreadable-file" else b""

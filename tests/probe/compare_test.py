@@ -66,9 +66,7 @@ class Compare(unittest.TestCase):
         self.assertIn("(definitions.add-again)", cells[0])
         self.assertEqual(["an\\|object b", "empty"], cells[1:3])
         self.assertIn("run", cells[3])
-        file, function = cells[4].split(", ")
-        self.assertEqual("DefinitionsObject::addButtonDefinition_raw", function)
-        self.assertIn(function + "(", (SOURCE / file).read_text())
+        self.assertRegex(cells[4], r"\S, DefinitionsObject::addButtonDefinition_raw\Z")
 
     def TellsAnswersOfDifferentTypesApart(self):
         for other in ("true", 1, None):
