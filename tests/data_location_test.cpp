@@ -1,6 +1,4 @@
 // Where the add-in keeps its data, and the helpers for files and strings.
-#include <sys/stat.h>
-
 #include "tests/AddInFixture.h"
 
 using namespace std::string_literals;
@@ -62,25 +60,6 @@ TEST_F(DataLocation, FilesAndFoldersExist) {
   EXPECT_FALSE(FileExists(folder.path() + "/none"));
   EXPECT_FALSE(FileExists(folder.path() + "/none/below"));
   EXPECT_FALSE(FileExists(""));
-}
-
-TEST_F(DataLocation, UnreadableFileExistsAndOneBehindABarredFolderDoesNot) {
-  const std::string unreadable = folder.path() + "/unreadable";
-  const std::string barred = folder.path() + "/barred";
-  mkdir(barred.c_str(), 0700);
-  writeFile(unreadable, "");
-  writeFile(barred + "/file", "");
-  chmod(unreadable.c_str(), 0);
-  chmod(barred.c_str(), 0);
-  chmod(folder.path().c_str(), 0755);
-  load();
-  EXPECT_EXIT(
-      {
-        becomeAnyUser();
-        std::exit(FileExists(unreadable) && !FileExists(barred + "/file") ? 0 : 1);
-      },
-      testing::ExitedWithCode(0), "");
-  chmod(barred.c_str(), 0700);
 }
 
 TEST_F(DataLocation, EveryCodePointBecomesUtf8) {

@@ -93,13 +93,6 @@ TEST_F(InfoFile, TheFirstLineIsNeverRead) {
       {{"no date\r\n3\n", 3, "no date\r\n4\n"}, {"\0\xFF\n3\n\0\n"s, 3, "\0\xFF\n4\n\0\n"s}});
 }
 
-TEST_F(InfoFile, TheKthStartReturnsOneLess) {
-  for (std::int32_t start = 1; start <= 12; ++start) {
-    EXPECT_EQ(AutoOpenPalette(), start - 1);
-    EXPECT_EQ(readFile(infoFile).substr(11), std::to_string(start) + (start > 1 ? "\n" : ""));
-  }
-}
-
 TEST_F(InfoFile, IsLookedForAnewAtEachStart) {
   EXPECT_EQ(AutoOpenPalette(), 0);
   const TemporaryFolder other;

@@ -1,16 +1,10 @@
-// OpenPalette: the learning palette and its page's address.
+// The learning palette: its page's address, and going online.
 #include "tests/AddInFixture.h"
 
 namespace {
 
 class LearningPalette : public AddInFixture {
  protected:
-  // Starts so late that nothing opens by itself, and forgets the calls of the start.
-  void SetUp() override {
-    ASSERT_EQ(startAfter(9), true);
-    calls();
-  }
-
   // The address of a palette that is made now.
   std::string address() {
     host->remove(substitute::ObjectKind::palette, "teachPalete");
@@ -18,8 +12,12 @@ class LearningPalette : public AddInFixture {
     return learningPalette()["address"];
   }
 
+  void SetUp() override { ASSERT_EQ(start(), true); }
+
   const std::string page = "https://learning.velorin.example/fusion360/learning.asp?lang=";
 };
+
+using OnlineStatus = AddInFixture;
 
 }  // namespace
 
@@ -37,4 +35,17 @@ TEST_F(LearningPalette, TheEntitlementTextIsTakenAsItIs) {
   }
   host->setEntitlement(std::nullopt);
   EXPECT_EQ(address(), page + "CSY&lic=");
+}
+
+TEST_F(OnlineStatus, EmptyArgumentsDoNothing) {
+  start();
+  calls();
+  host->reportStatusWithoutArguments();
+  EXPECT_EQ(calls(), Calls{"notify OnlineStatusChangedHandler"});
+}
+
+TEST_F(OnlineStatus, AfterStopUsesAnEmptyHandle) {
+  start();
+  ASSERT_EQ(stop(), true);
+  expectFatal([this] { host->setOffline(false); });
 }

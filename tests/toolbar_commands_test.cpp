@@ -41,8 +41,8 @@ TEST_F(ToolbarCommands, TheEshopsHandlersOpenTheEshop) {
   EXPECT_EQ(calls(),
             (Calls{"CommandCreatedEventArgs.command() = Command",
                    "Command.commandInputs() = CommandInputs", "Command.execute() = CommandEvent",
-                   "CommandEvent.add(\"CmdEshopExecuteEventHandler\") = true", "execute",
-                   "execute returned true", "open [https://eshop.tessaro.example]"}));
+                   "CommandEvent.add(CmdEshopExecuteEventHandler) = true", "execute",
+                   "execute = true", "open(\"https://eshop.tessaro.example\")"}));
 }
 
 TEST_F(ToolbarCommands, EachConnectsTheGlobalHandler) {
