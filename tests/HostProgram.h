@@ -4,11 +4,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -54,12 +52,8 @@ class HostProgram : public testing::Test {
 
   HostProgram() { std::filesystem::create_directory(folder.path() + "/tmp"); }
 
-  // Runs it with the host installed in the folder "data" and `input` as standard input.
+  // Runs it with `input` as standard input.
   Result run(const std::string& arguments, const std::string& input = "") {
-    return runAsTyped("--data '" + folder.path() + "/data' " + arguments, input);
-  }
-
-  Result runAsTyped(const std::string& arguments, const std::string& input = "") {
     writeFile(folder.path() + "/in", input);
     const std::string whole =
         "exec <'" + folder.path() + "/in' && " + command(arguments + " >out 2>err");
@@ -83,16 +77,6 @@ class HostProgram : public testing::Test {
     while (readFile(folder.path() + "/started").find(words) == std::string::npos) usleep(10000);
   }
 
-  // Expects one sentence on standard error, nothing on standard output, and no folder created.
-  void expectRefused(const Result& result, int status, const std::string& words) {
-    EXPECT_EQ(result.status, status);
-    EXPECT_EQ(result.output, "");
-    EXPECT_EQ(result.errors.rfind("substitute-host: ", 0), 0U) << result.errors;
-    EXPECT_NE(result.errors.find(words), std::string::npos) << result.errors;
-    EXPECT_EQ(std::count(result.errors.begin(), result.errors.end(), '\n'), 1) << result.errors;
-    EXPECT_FALSE(std::filesystem::exists(folder.path() + "/data"));
-  }
-
   // `part` is a line of `text`, or the beginning of one.
   static void expectLine(const std::string& text, const std::string& part) {
     EXPECT_NE(("\n" + text).find("\n" + part), std::string::npos)
@@ -100,21 +84,30 @@ class HostProgram : public testing::Test {
         << text;
   }
 
-  // The lines of the output that are JSON: what `state` printed.
-  static std::vector<substitute::Json> states(const Result& result) {
-    std::vector<substitute::Json> all;
-    std::istringstream lines(result.output);
-    for (std::string line; std::getline(lines, line);) {
-      if (line.rfind('{', 0) == 0) all.push_back(substitute::Json::parse(line));
-    }
-    return all;
+  // A scenario in the folder.
+  void scenario(const std::string& name, const std::string& lines) {
+    writeFile(folder.path() + "/" + name, lines);
   }
 
-  std::vector<substitute::Json> trace(const std::string& file) {
-    std::vector<substitute::Json> all;
-    std::istringstream lines(readFile(folder.path() + "/" + file));
-    for (std::string line; std::getline(lines, line);) all.push_back(substitute::Json::parse(line));
-    return all;
+  // The add-in that ships plays `lines`, as the scenario "s". It leaves no folder behind.
+  Result play(const std::string& lines, const std::string& options = "") {
+    scenario("s", lines);
+    // What the add-in leaves behind is for the host to tell, not for a sanitizer.
+    setenv("ASAN_OPTIONS", "detect_leaks=0", 1);
+    Result result = run(options + " s");
+    unsetenv("ASAN_OPTIONS");
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path() + "/tmp"));
+    return result;
+  }
+
+  // The same by an add-in that does what none should: `misbehaviour` is the name of a row in
+  // misbehaving.cpp, or empty.
+  Result playWith(const std::string& misbehaviour, const std::string& lines,
+                  const std::string& options = "") {
+    setenv("MISBEHAVE", misbehaviour.c_str(), 1);
+    Result result = play(lines, "--addin '" VELORIN_MISBEHAVING "' " + options);
+    unsetenv("MISBEHAVE");
+    return result;
   }
 
   TemporaryFolder folder;

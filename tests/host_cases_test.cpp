@@ -1,5 +1,6 @@
 // What substitute-host does with its arguments and its input: the table host_cases.txt, which says
 // how it is read.
+#include <algorithm>
 #include <fstream>
 #include <set>
 
@@ -32,7 +33,7 @@ class HostCase : public HostProgram {
         EXPECT_THROW(substitute::parseCommand(begin->text), substitute::ScenarioError);
       }
       if (begin->word == "refused") refuse(filled(begin->text));
-      if (begin->word == "$") play({begin, line});
+      if (begin->word == "$") playCase({begin, line});
     }
   }
 
@@ -56,19 +57,26 @@ class HostCase : public HostProgram {
     writeFile(path, substitute::Json::parse(text.substr(quote + 1)));
   }
 
+  // The program says one sentence, prints nothing, and makes no folder.
   void refuse(const std::string& text) {
     const auto arrow = text.find(" => ");
-    expectRefused(runAsTyped(text.substr(2, arrow - 2)), std::stoi(text), text.substr(arrow + 4));
+    const Result result = run(text.substr(2, arrow - 2));
+    EXPECT_EQ(result.status, std::stoi(text));
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.errors.rfind("substitute-host: ", 0), 0U) << result.errors;
+    EXPECT_NE(result.errors.find(text.substr(arrow + 4)), std::string::npos) << result.errors;
+    EXPECT_EQ(result.errors.find('\n'), result.errors.size() - 1) << result.errors;
+    EXPECT_FALSE(fs::exists(folder.path() + "/data"));
   }
 
-  void play(const std::vector<Line>& lines) {
+  void playCase(const std::vector<Line>& lines) {
     std::string input;
     int status = 0;
     for (const Line& line : lines) {
       if (line.word == "<") input += filled(line.text) + "\n";
       if (line.word == "=") status = std::stoi(line.text);
     }
-    const Result result = runAsTyped(filled(lines[0].text), input);
+    const Result result = run(filled(lines[0].text), input);
     EXPECT_TRUE(fs::is_empty(folder.path() + "/tmp"));
     for (const Line& line : lines) {
       SCOPED_TRACE("host_cases.txt:" + std::to_string(line.number));

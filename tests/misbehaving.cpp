@@ -42,6 +42,15 @@ void waitForever() {
   while (true) pause();
 }
 
+// And blocks all signals.
+void hangInAnotherGroup() {
+  sigset_t all;
+  sigfillset(&all);
+  sigprocmask(SIG_BLOCK, &all, nullptr);
+  setpgid(0, getppid());
+  waitForever();
+}
+
 int deeper(volatile int depth) {
   volatile char used[4096] = {};
   used[0] = static_cast<char>(depth);
@@ -55,12 +64,6 @@ void spoilMemory() {
   auto* const bytes = static_cast<volatile char*>(std::malloc(size));
   for (std::size_t i = 0; i < size + behind; ++i) bytes[i] = -1;
   if (std::malloc(size) == nullptr) std::exit(EXIT_FAILURE);
-}
-
-void blockSignals() {
-  sigset_t all;
-  sigfillset(&all);
-  sigprocmask(SIG_BLOCK, &all, nullptr);
 }
 
 class StatusHandler : public core::ApplicationEventHandler {
@@ -193,11 +196,8 @@ constexpr Misbehaviour misbehaviours[] = {
     {"read the input", Moment::run, readInput},
 
     {"hang", Moment::run, waitForever},
-    {"hang in a handler", Moment::notification, waitForever},
     {"hang at exit", Moment::run, [] { stayLoaded(), std::atexit(waitForever); }},
-    {"hang without signals", Moment::run, [] { blockSignals(), waitForever(); }},
-    {"hang in a group of its own", Moment::run,
-     [] { setpgid(0, getppid()), blockSignals(), waitForever(); }},
+    {"hang in a group of its own", Moment::run, hangInAnotherGroup},
     {"hang when refused", Moment::run,
      [] {
        if (!app()->onlineStatusChanged()->add(&statusHandler)) waitForever();

@@ -32,7 +32,7 @@ class RecordedScenario : public HostProgram {
 
   // Plays that file in another host, whose settings are different at the start.
   Result playAgain() {
-    return runAsTyped("--language 7 --entitlement other --trace again.trace again.txt");
+    return run("--language 7 --entitlement other --trace again.trace again.txt");
   }
 
   void expectSameTrace() {
