@@ -79,15 +79,15 @@ void registerAnother() {
   app()->onlineStatusChanged()->add(another);
 }
 
+void inACopy(void (*act)()) {
+  const pid_t copy = fork();
+  if (copy == 0) return act();
+  waitpid(copy, nullptr, 0);
+}
+
 void endInAFork() {
   if (fork() == 0) return;  // the copy goes on
   _exit(EXIT_SUCCESS);
-}
-
-void endAChild() {
-  const pid_t child = fork();
-  if (child == 0) _exit(EXIT_SUCCESS);
-  waitpid(child, nullptr, 0);
 }
 
 std::string ownFile() {
@@ -113,17 +113,6 @@ void leaveAHandlerOfAPart() {
   part.library = dlopen((file.substr(0, file.rfind('/')) + "/libpart.so").c_str(), RTLD_NOW);
   setenv("MISBEHAVE", "leave a handler", 1);
   reinterpret_cast<bool (*)(const char*)>(dlsym(part.library, "run"))(nullptr);
-}
-
-void comeBackFromAFork() {
-  const pid_t copy = fork();
-  if (copy != 0) waitpid(copy, nullptr, 0);
-}
-
-void exitInAChild() {
-  const pid_t child = fork();
-  if (child == 0) std::exit(EXIT_SUCCESS);
-  waitpid(child, nullptr, 0);
 }
 
 void readInput() {
@@ -190,9 +179,9 @@ constexpr Misbehaviour misbehaviours[] = {
     {"exit after writing everywhere", Moment::run, writeToEveryFile},
     {"exit after writing over shared memory", Moment::run, writeOverSharedMemory},
     {"go on in a fork", Moment::run, endInAFork},
-    {"come back from a fork", Moment::run, comeBackFromAFork},
-    {"end a child", Moment::run, endAChild},
-    {"exit in a child", Moment::run, exitInAChild},
+    {"come back from a fork", Moment::run, [] { inACopy([] {}); }},
+    {"end a child", Moment::run, [] { inACopy([] { _exit(EXIT_SUCCESS); }); }},
+    {"exit in a child", Moment::run, [] { inACopy([] { std::exit(EXIT_SUCCESS); }); }},
     {"read the input", Moment::run, readInput},
 
     {"hang", Moment::run, waitForever},
