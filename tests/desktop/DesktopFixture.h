@@ -3,21 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include <QAction>
-#include <QApplication>
-#include <QElapsedTimer>
-#include <QEventLoop>
-#include <QFile>
-#include <QFileDialog>
-#include <QLineEdit>
-#include <QMenuBar>
-#include <QProcess>
-#include <QTemporaryDir>
-#include <QTest>
-#include <QTimer>
-#include <QToolButton>
 #include <QWebEnginePage>
 #include <QWebEngineView>
+#include <QtTest>
+#include <QtWidgets>
 #include <algorithm>
 #include <filesystem>
 #include <fstream>

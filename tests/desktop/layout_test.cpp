@@ -1,8 +1,4 @@
 // The layout of the window: on its screen, with long names, and with many or floating palettes.
-#include <QLabel>
-#include <QScreen>
-#include <QToolBar>
-
 #include "substitute/desktop/CommandPanel.h"
 #include "substitute/desktop/Playback.h"
 #include "substitute/desktop/TracePanel.h"
@@ -80,14 +76,6 @@ TEST_F(WindowLayout, ButtonsAtTheLeftControlHostAndScenario) {
   EXPECT_EQ(names, QStringList({"Start", "Stop", "Offline", "Next", "Play", "To the end at once"}));
   EXPECT_EQ(controls.x(), 0);
   EXPECT_LT(controls.geometry().right(), part<QToolBar>("toolbar:QATRight").geometry().left());
-  window.playback().add({parseCommand("language 4"), parseCommand("language 5")});
-  for (const char* const name : {"start", "stop", "offline", "nextCommand", "playOn"}) {
-    part<QToolButton>(QStringLiteral("control:") + name).click();
-  }
-  EXPECT_TRUE(waitUntil([this] { return host.state()["language"] == 5; }));
-  EXPECT_TRUE(host.application().offline);
-  EXPECT_EQ(trace.front()["event"], "run");
-  EXPECT_FALSE(runner.loaded());
 }
 
 TEST_F(WindowLayout, PalettesOnOneSideShareIt) {

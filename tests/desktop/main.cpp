@@ -2,8 +2,6 @@
 // VELORIN_TEST_SCREEN says.
 #include <gtest/gtest.h>
 
-#include <QApplication>
-
 #include "tests/desktop/DesktopFixture.h"
 
 int main(int argc, char** argv) {

@@ -1,7 +1,4 @@
 // Failures of a palette's page, and what the window offers then.
-#include <QLabel>
-#include <QPlainTextEdit>
-#include <QPushButton>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <csignal>
@@ -12,24 +9,15 @@ namespace {
 
 using namespace substitute;
 
-// Has a port of its own. Until it begins to serve, connections to it are refused. Then it answers
-// every request with one status and one page.
-class PlainServer {
+// Answers every request with one page and, until that changes, with one status.
+class PlainServer : public QTcpServer {
  public:
-  PlainServer() {
-    EXPECT_TRUE(server_.listen(QHostAddress::LocalHost));
-    port_ = server_.serverPort();
-    server_.close();
-  }
-  explicit PlainServer(const QByteArray& status, const QByteArray& page) : PlainServer() {
-    serve(status, page);
-  }
-
-  void serve(const QByteArray& status, const QByteArray& page) {
-    EXPECT_TRUE(server_.listen(QHostAddress::LocalHost, port_));
-    QObject::connect(&server_, &QTcpServer::newConnection, &server_, [this, status, page] {
-      QTcpSocket* const connection = server_.nextPendingConnection();
-      QObject::connect(connection, &QTcpSocket::readyRead, connection, [connection, status, page] {
+  PlainServer(const QByteArray& firstStatus, const QByteArray& page) : status(firstStatus) {
+    EXPECT_TRUE(listen(QHostAddress::LocalHost));
+    port_ = serverPort();
+    connect(this, &QTcpServer::newConnection, this, [this, page] {
+      QTcpSocket* const connection = nextPendingConnection();
+      connect(connection, &QTcpSocket::readyRead, connection, [this, connection, page] {
         if (!connection->readAll().contains("\r\n\r\n")) return;
         connection->write("HTTP/1.1 " + status + "\r\nContent-Type: text/html\r\nContent-Length: " +
                           QByteArray::number(page.size()) + "\r\nConnection: close\r\n\r\n" + page);
@@ -42,8 +30,9 @@ class PlainServer {
     return "http://127.0.0.1:" + std::to_string(port_) + path;
   }
 
+  QByteArray status;
+
  private:
-  QTcpServer server_;
   quint16 port_ = 0;
 };
 
@@ -83,7 +72,8 @@ class Page : public Desktop {
 
 TEST_F(Page, FailureIsReportedWithItsReason) {
   const PlainServer busy("503 Service Unavailable", "busy");
-  const PlainServer silent;
+  PlainServer silent("", "");
+  silent.close();
   const QByteArray port = site().engineSwitch().split(':').last().chopped(1);
   const std::string missing = std::string("https://") + LearningSite::host + "/fusion360/none.asp";
   const std::string foreign = "https://127.0.0.1:" + port.toStdString() + "/fusion360/learning.asp";
@@ -113,10 +103,10 @@ TEST_F(Page, FailureIsReportedWithItsReason) {
 }
 
 TEST_F(Page, FailedPageIsRetriedByF5) {
-  PlainServer server;
+  PlainServer server("503 Service Unavailable", "<title>There</title>");
   open(server.address("/there"));
   EXPECT_FALSE(dock()->loaded());
-  server.serve("200 OK", "<title>There</title>");
+  server.status = "200 OK";
   press(Qt::Key_F5);
   ASSERT_TRUE(waitUntil([this] { return dock()->loaded(); }));
   EXPECT_FALSE(in<QWidget>("errorPage").isVisible());

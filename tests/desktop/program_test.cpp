@@ -2,11 +2,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <QClipboard>
-#include <QDir>
-#include <QLabel>
-#include <QPlainTextEdit>
-#include <QPushButton>
 #include <csignal>
 
 #include "substitute/desktop/WindowParent.h"
@@ -75,65 +70,63 @@ TEST(DesktopProgram, TakesAScreenshot) {
   EXPECT_GT(accent, 50);
 }
 
-// It asks for nothing when it leaves by itself.
-TEST(DesktopProgram, EndsAsTheAddInEndsIt) {
-  const QTemporaryDir folder;
-  QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-  for (const auto& [misbehaviour, status, words] :
-       {std::tuple("crash", SIGSEGV,
-                   "substitute-desktop: the host is ended by the signal SIGSEGV\n"),
-        std::tuple("hang", 4, "substitute-desktop: a call of the add-in has not returned after "),
-        std::tuple("exit", 3, "substitute-desktop: the add-in ends the process\n"),
-        // It is still loaded, since nobody has stopped it.
-        std::tuple("", 3, "")}) {
-    environment.insert("MISBEHAVE", misbehaviour);
-    const ProgramResult ended = runProgram("substitute-desktop",
-                                           {"--quit", "--strict", "--timeout", "1", "--data",
-                                            folder.path(), "--addin", beside("libmisbehaving.so")},
-                                           environment);
-    EXPECT_EQ(ended.status, status);
-    EXPECT_TRUE(ended.errors.startsWith(words)) << ended.errors.toStdString();
-  }
-}
-
-TEST(DesktopProgram, SaysWhatIsWrong) {
-  const QTemporaryDir folder;
-  const QStringList data = {"--data", folder.path(), "--quit"};
-  const std::tuple<QStringList, int, const char*> cases[] = {
-      {{"--wrong"}, 2, "--wrong"},
-      {{"--theme", "pink"}, 2, "'pink' is not light or dark"},
-      {{"no-such"}, 2, "there is no scenario no-such; there are failing-host, "},
-      {{"-"}, 2, "there is no scenario -; there are failing-host, "},
-      {{"--addin", "/nowhere/lib.so"}, 1, "there is no library /nowhere/lib.so; see --addin."},
-      {{"--site", folder.path()}, 2, "holds no learning.html."},
-      {{"--screenshot", "/nowhere/a.png"}, 2, "cannot be written to /nowhere/a.png."},
-      {{"--screenshot", folder.filePath("a.docx")}, 2, "cannot be written to "}};
-  for (const auto& [arguments, status, words] : cases) {
-    const ProgramResult ended = runProgram("substitute-desktop", data + arguments);
-    EXPECT_EQ(ended.status, status) << words;
-    EXPECT_TRUE(ended.errors.contains(words)) << ended.errors.toStdString();
-  }
-}
-
-// A window needs a display, a picture does not.
-TEST(DesktopProgram, SaysThatThereIsNoDisplay) {
+// It asks for nothing when it leaves by itself. A window needs a display, a picture does not.
+TEST(DesktopProgram, SaysWhyItEnds) {
   const QTemporaryDir folder;
   const QString picture = folder.filePath("a.png");
-  for (const auto& [display, arguments, status, errors] :
-       {std::tuple("", QStringList{"--screenshot", picture}, 0, ""),
-        std::tuple("", QStringList{}, 2,
-                   "substitute-desktop: there is no display to open a window on; "
-                   "substitute-host plays in the terminal.\n"),
-        std::tuple(":4077", QStringList{}, 2,
-                   "substitute-desktop: no window can be opened on the display :4077; "
-                   "substitute-host plays in the terminal.\n")}) {
-    QProcessEnvironment blind = QProcessEnvironment::systemEnvironment();
-    for (const char* const name : {"WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) blind.remove(name);
-    blind.insert("DISPLAY", display);
-    const ProgramResult ended =
-        runProgram("substitute-desktop", QStringList{"--data", folder.path()} + arguments, blind);
-    EXPECT_EQ(ended.status, status);
-    EXPECT_EQ(ended.errors, errors);
+  const QStringList strictly = {"--strict", "--timeout", "1", "--addin",
+                                beside("libmisbehaving.so")};
+  const struct {
+    const char* variable;
+    const char* value;
+    QStringList arguments;
+    int status;
+    QString words;
+  } cases[] = {
+      {"MISBEHAVE", "crash", strictly, SIGSEGV, ": the host is ended by the signal SIGSEGV\n"},
+      {"MISBEHAVE", "hang", strictly, 4, ": a call of the add-in has not returned after "},
+      {"MISBEHAVE", "exit", strictly, 3, ": the add-in ends the process\n"},
+      // It is still loaded, since nobody has stopped it.
+      {"MISBEHAVE", "", strictly, 3, ""},
+      {"DISPLAY", "", {"--screenshot", picture}, 0, ""},
+      {"DISPLAY",
+       "",
+       {},
+       2,
+       ": there is no display to open a window on; "
+       "substitute-host plays in the terminal.\n"},
+      {"DISPLAY",
+       ":4077",
+       {},
+       2,
+       ": no window can be opened on the display :4077; "
+       "substitute-host plays in the terminal.\n"},
+      {"", "", {"--wrong"}, 2, "--wrong"},
+      {"", "", {"--theme", "pink"}, 2, "'pink' is not light or dark"},
+      {"", "", {"no-such"}, 2, "there is no scenario no-such; there are failing-host, "},
+      {"", "", {"-"}, 2, "there is no scenario -; there are failing-host, "},
+      {"",
+       "",
+       {"--addin", "/nowhere/lib.so"},
+       1,
+       "there is no library /nowhere/lib.so; see --addin."},
+      {"", "", {"--site", folder.path()}, 2, "holds no learning.html."},
+      {"", "", {"--screenshot", "/nowhere/a.png"}, 2, "cannot be written to /nowhere/a.png."},
+      {"", "", {"--screenshot", folder.filePath("a.docx")}, 2, "cannot be written to "}};
+  for (const auto& [variable, value, arguments, status, words] : cases) {
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    QStringList all = QStringList{"--data", folder.path()} + arguments;
+    if (variable == std::string("DISPLAY")) {
+      for (const char* const other : {"WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
+        environment.remove(other);
+    } else {
+      all << "--quit";
+    }
+    environment.insert(variable, value);
+    const ProgramResult ended = runProgram("substitute-desktop", all, environment);
+    EXPECT_EQ(ended.status, status) << value << words.toStdString();
+    EXPECT_TRUE(ended.errors.contains(words.toUtf8())) << ended.errors.toStdString();
+    EXPECT_EQ(ended.errors.isEmpty(), words.isEmpty()) << ended.errors.toStdString();
   }
 }
 

@@ -1,6 +1,4 @@
 // Accessibility and content of the sample learning page, in both languages and in both themes.
-#include <QSignalSpy>
-
 #include "tests/desktop/DesktopFixture.h"
 
 namespace {

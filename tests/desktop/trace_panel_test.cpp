@@ -1,12 +1,4 @@
 // The trace panel: its lines of code, its filter, copying and saving.
-#include <QClipboard>
-#include <QFileDialog>
-#include <QLabel>
-#include <QPlainTextEdit>
-#include <QScrollBar>
-#include <QSignalSpy>
-#include <QTreeView>
-
 #include "substitute/desktop/TracePanel.h"
 #include "substitute/driver/Calls.h"
 #include "tests/desktop/DesktopFixture.h"
@@ -20,12 +12,6 @@ constexpr int codeColumn = 1;
 
 class TraceList : public Desktop {
  protected:
-  // Causes a null, an exception, an exception that leaves the add-in, and an `open`.
-  void playEveryKind() {
-    play({"fail Palettes.itemById 1 null", "start", "fail Palette.isVisible 1 throw", "click",
-          "message \"a b\"", "message "});
-  }
-
   int rows() const { return list.model()->rowCount(); }
   QModelIndex cell(int row, int column) const { return list.model()->index(row, column); }
   QString margin(int row) const { return cell(row, marginColumn).data().toString(); }
@@ -42,36 +28,29 @@ class TraceList : public Desktop {
   TracePanel& panel = part<TracePanel>("trace");
 };
 
-TEST_F(TraceList, ShowsCallsAsCodeBelowTheirEvents) {
-  playEveryKind();
+TEST_F(TraceList, ShowsCallsAsCodeAndMarksWhatStandsOut) {
+  // A null, an exception, an exception that leaves the add-in, and an `open`.
+  play({"fail Palettes.itemById 1 null", "start", "fail Palette.isVisible 1 throw", "click",
+        "message \"a b\"", "message "});
   ASSERT_EQ(rows(), static_cast<int>(trace.size()));
-  for (int row = 0; row < rows(); ++row) {
-    const Json& entry = trace[static_cast<std::size_t>(row)];
-    EXPECT_TRUE(margin(row).endsWith(QString::number(row + 1)));
-    EXPECT_EQ(code(row).toStdString(), std::string(callLevel(entry) == 2 ? "  " : "") +
-                                           callLine(entry, CallForm::shortened));
-  }
-  EXPECT_EQ(code(1), "  Application.get() = Application");
-}
-
-TEST_F(TraceList, TintAndSignShowWhatStandsOut) {
-  playEveryKind();
-  QStringList signs;
+  QSet<QString> signs;
   for (int row = 0; row < rows(); ++row) {
     const Json& entry = trace[static_cast<std::size_t>(row)];
     const std::string event = entry.value("event", "");
-    const QString spoken = cell(row, marginColumn).data(Qt::AccessibleTextRole).toString();
-    const QString sign = margin(row).chopped(QString::number(row + 1).size()).trimmed();
-    const auto [wanted, words] = entry.contains("fault") ? std::pair("×", "planned failure")
-                                 : event == "threw"      ? std::pair("!", "exception")
-                                 : event == "open"       ? std::pair("→", "run of open")
-                                                         : std::pair("", "");
-    EXPECT_EQ(sign, QString::fromUtf8(wanted)) << line(entry);
-    EXPECT_EQ(spoken.section(", ", 1), words);
+    EXPECT_EQ(code(row).toStdString(), std::string(callLevel(entry) == 2 ? "  " : "") +
+                                           callLine(entry, CallForm::shortened));
+    const auto [sign, words] = entry.contains("fault") ? std::pair("×", "planned failure")
+                               : event == "threw"      ? std::pair("!", "exception")
+                               : event == "open"       ? std::pair("→", "run of open")
+                                                       : std::pair("", "");
+    const QString number = QString::number(row + 1);
+    EXPECT_EQ(margin(row).remove(' '), sign + number) << line(entry);
+    EXPECT_EQ(cell(row, marginColumn).data(Qt::AccessibleTextRole).toString().section(", ", 1),
+              words);
     for (const int column : {marginColumn, codeColumn}) {
-      EXPECT_EQ(cell(row, column).data(Qt::BackgroundRole).isValid(), !sign.isEmpty());
+      EXPECT_EQ(cell(row, column).data(Qt::BackgroundRole).isValid(), *sign != '\0');
     }
-    if (!signs.contains(sign)) signs << sign;
+    signs << sign;
   }
   EXPECT_EQ(signs.size(), 4);
 }
@@ -114,8 +93,7 @@ TEST_F(TraceList, CopyTakesTheSelectedLinesAsJsonInTheirOrder) {
 TEST_F(TraceList, SaveWritesTheTraceFileWhateverIsFiltered) {
   TraceFile file(folder.filePath("wanted").toStdString());
   file.begin(host);
-  playEveryKind();
-  window.play("message \xff");
+  play({"start", "message \xff"});
   filter.setText("Palettes");
   typeInFileDialog(folder.filePath("saved"));
   action("saveTrace").trigger();

@@ -1,5 +1,4 @@
 // The add-in in the window, with palette and page in the real web engine.
-#include <QLabel>
 #include <QSslSocket>
 #include <set>
 
