@@ -172,17 +172,3 @@ TEST_F(FailedCall, OfGoingOnline) {
               {"HTMLEvent.add", nothing, ends, "kept there docked shown", ready},
               {"Palette.isVisible", nothing, ends, shown, ready}});
 }
-
-TEST_F(FailedCall, OfAClick) {
-  const auto before = [this] { startAfter(9); };
-  const auto step = [this] {
-    host->click("runTeachPalette");
-    return nothing;
-  };
-  expectEach(before, step,
-             {{nullptr, nothing, goesOn, shown, ready},
-              {"Command.commandInputs", nothing, ends, "", ready},
-              {"Command.execute", nothing, ends, "", ready},
-              {"CommandEvent.add", nothing, ends, "", ready},
-              {"Palettes.add", nothing, ends, "", ready}});
-}

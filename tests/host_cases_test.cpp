@@ -29,9 +29,7 @@ class HostCase : public HostProgram {
       const auto begin = line;
       line = std::find_if(begin + 1, lines_.end(), [](const Line& next) { return next.begins; });
       if (begin->word == "file") makeFile(begin->text);
-      if (begin->word == "wrong") {
-        EXPECT_THROW(substitute::parseCommand(begin->text), substitute::ScenarioError);
-      }
+      if (begin->word == "wrong") refuseLine(begin->text);
       if (begin->word == "refused") refuse(filled(begin->text));
       if (begin->word == "$") playCase({begin, line});
     }
@@ -55,6 +53,16 @@ class HostCase : public HostProgram {
     const fs::path path = folder.path() + "/" + text.substr(0, quote);
     fs::create_directories(path.parent_path());
     writeFile(path, substitute::Json::parse(text.substr(quote + 1)));
+  }
+
+  static void refuseLine(const std::string& text) {
+    const auto arrow = std::min(text.find(" => "), text.size());
+    try {
+      substitute::parseCommand(text.substr(0, arrow));
+      ADD_FAILURE() << text;
+    } catch (const substitute::ScenarioError& error) {
+      EXPECT_EQ(error.what(), arrow < text.size() ? text.substr(arrow + 4) : error.what());
+    }
   }
 
   // The program says one sentence, prints nothing, and makes no folder.

@@ -4,12 +4,8 @@
 using Verdict = HostProgram;
 
 TEST_F(Verdict, AFindingIsReportedAndFailsWhenStrict) {
-  struct Case {
-    const char* misbehaviour;
-    const char* lines;
-    const char* sentence;
-  };
-  for (const Case& one : std::vector<Case>{
+  using Row = std::tuple<const char*, const char*, const char*>;
+  for (const auto& [misbehaviour, lines, sentence] : std::vector<Row>{
            {"throw", "start\nstop\n", "An exception left the add-in: std::__"},
            {"return false from run", "start\nstop\n", "run returned false."},
            {"return false from stop", "start\nstop\n", "stop returned false."},
@@ -25,11 +21,11 @@ TEST_F(Verdict, AFindingIsReportedAndFailsWhenStrict) {
            {"leave a handler", "start\nstop\n",
             "The add-in left its handler (anonymous namespace)::StatusHandler registered."},
        }) {
-    SCOPED_TRACE(one.sentence);
-    const Result plain = playWith(one.misbehaviour, one.lines);
+    SCOPED_TRACE(sentence);
+    const Result plain = playWith(misbehaviour, lines);
     EXPECT_EQ(plain.status, 0) << plain.errors;
-    expectLine(plain.output, "What is suspicious:\n  " + std::string(one.sentence));
-    const Result strict = playWith(one.misbehaviour, one.lines, "--strict");
+    expectLine(plain.output, "What is suspicious:\n  " + std::string(sentence));
+    const Result strict = playWith(misbehaviour, lines, "--strict");
     EXPECT_EQ(strict.status, 3);
     EXPECT_EQ(strict.output.rfind(plain.output, 0), 0U) << strict.output;
     EXPECT_NE(strict.lastLine().find(", 0 expectations, 1 failed\n"), std::string::npos);
@@ -121,13 +117,8 @@ TEST_F(Verdict, TheResultsAreXmlWhateverIsPrinted) {
 
 TEST_F(Verdict, TheResultsGiveTheReason) {
   scenario("t", "{}\n");
-  struct Case {
-    const char* misbehaviour;
-    const char* lines;
-    const char* options;
-    const char* reason;
-  };
-  for (const Case& one : std::vector<Case>{
+  using Row = std::tuple<const char*, const char*, const char*, const char*>;
+  for (const auto& [misbehaviour, lines, options, reason] : std::vector<Row>{
            {"", "start\nexpect /run true\nexpect /run 1\nexpect /run 2\n", "",
             "s:3: expected /run 1, found true"},
            {"return false from run", "start\nstop\n", "--strict", "run returned false"},
@@ -141,10 +132,10 @@ TEST_F(Verdict, TheResultsGiveTheReason) {
            {"hang", "start\n", "--timeout 1",
             "exit status 4: a call of the add-in took longer than --timeout"},
        }) {
-    playWith(one.misbehaviour, one.lines, std::string("--junit r.xml ") + one.options);
+    playWith(misbehaviour, lines, std::string("--junit r.xml ") + options);
     const std::string xml = readFile(folder.path() + "/r.xml");
-    EXPECT_NE(xml.find("<failure message=\"" + std::string(one.reason) + "\"/>"), std::string::npos)
-        << one.reason << " in\n"
+    EXPECT_NE(xml.find("<failure message=\"" + std::string(reason) + "\"/>"), std::string::npos)
+        << reason << " in\n"
         << xml;
   }
 }

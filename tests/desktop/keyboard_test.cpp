@@ -56,7 +56,7 @@ TEST_F(Keyboard, PressesTheButtonAndALinkOfThePage) {
   ASSERT_TRUE(waitUntilInPage("!document.hasFocus()"));
 }
 
-TEST_F(Keyboard, F6GoesToWhatIsUsedInEachPane) {
+TEST_F(Keyboard, F6GoesToWhatIsUsedInEachPaneAndTabThroughThePanels) {
   startWithPage();
   addPalette("empty", "Empty");
   window.setFocus();
@@ -73,15 +73,12 @@ TEST_F(Keyboard, F6GoesToWhatIsUsedInEachPane) {
   press(Qt::Key_F6);
   press(Qt::Key_F6, Qt::ShiftModifier);
   EXPECT_EQ(focused(), "commandList");
-}
-
-TEST_F(Keyboard, TabGoesFromTheToolbarThroughThePanelsToThePalette) {
-  startWithPage();
   part<QToolBar>("controls").widgetForAction(&action("stop"))->setFocus();
-  const std::vector<QWidget*> order = {&part<QWidget>("commandList"), &part<QWidget>("commandLine"),
-                                       &part<QWidget>("traceFilter"), &part<QWidget>("traceList"),
-                                       &part<QWidget>("float", learningDock())};
-  for (QWidget* const next : order) ASSERT_TRUE(tabTo(*next)) << next->objectName().toStdString();
+  for (QWidget* const next :
+       {&part<QWidget>("commandList"), &part<QWidget>("commandLine"), &part<QWidget>("traceFilter"),
+        &part<QWidget>("traceList"), &part<QWidget>("float", learningDock())}) {
+    ASSERT_TRUE(tabTo(*next)) << next->objectName().toStdString();
+  }
 }
 
 TEST_F(Keyboard, EachShortcutStandsInAMenu) {

@@ -78,19 +78,15 @@ TEST_F(WindowLayout, ButtonsAtTheLeftControlHostAndScenario) {
   EXPECT_LT(controls.geometry().right(), part<QToolBar>("toolbar:QATRight").geometry().left());
 }
 
-TEST_F(WindowLayout, PalettesOnOneSideShareIt) {
-  startWithPage();
-  const int width = learningDock()->width();
-  play({"plant palette two", "dock two 4"});
-  ASSERT_TRUE(waitUntil([this] { return window.dock("two")->y() > learningDock()->y(); }));
-  EXPECT_NEAR(window.dock("two")->height(), learningDock()->height(), 3);
-  EXPECT_EQ(learningDock()->width(), width);
-}
-
-TEST_F(WindowLayout, TwentyPalettesFitTheScreen) {
+TEST_F(WindowLayout, PalettesOnOneSideShareItAndFitTheScreen) {
   const QSize size = window.size();
   for (int i = 0; i < 20; ++i) {
     addPalette(("side-" + std::to_string(i)).c_str(), "Side", 4, 300, "https://nowhere.example/");
+    if (i != 1) continue;
+    ASSERT_TRUE(
+        waitUntil([this] { return window.dock("side-1")->y() > window.dock("side-0")->y(); }));
+    EXPECT_NEAR(window.dock("side-1")->height(), window.dock("side-0")->height(), 3);
+    EXPECT_EQ(window.dock("side-0")->width(), 300);
   }
   ASSERT_TRUE(waitUntil([this] { return window.settled(); }));
   QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);

@@ -76,13 +76,8 @@ TEST(DesktopProgram, SaysWhyItEnds) {
   const QString picture = folder.filePath("a.png");
   const QStringList strictly = {"--strict", "--timeout", "1", "--addin",
                                 beside("libmisbehaving.so")};
-  const struct {
-    const char* variable;
-    const char* value;
-    QStringList arguments;
-    int status;
-    QString words;
-  } cases[] = {
+  using Row = std::tuple<const char*, const char*, QStringList, int, QString>;
+  const std::vector<Row> cases = {
       {"MISBEHAVE", "crash", strictly, SIGSEGV, ": the host is ended by the signal SIGSEGV\n"},
       {"MISBEHAVE", "hang", strictly, 4, ": a call of the add-in has not returned after "},
       {"MISBEHAVE", "exit", strictly, 3, ": the add-in ends the process\n"},
@@ -103,7 +98,6 @@ TEST(DesktopProgram, SaysWhyItEnds) {
        "substitute-host plays in the terminal.\n"},
       {"", "", {"--wrong"}, 2, "--wrong"},
       {"", "", {"--theme", "pink"}, 2, "'pink' is not light or dark"},
-      {"", "", {"no-such"}, 2, "there is no scenario no-such; there are failing-host, "},
       {"", "", {"-"}, 2, "there is no scenario -; there are failing-host, "},
       {"",
        "",
