@@ -7,12 +7,9 @@
 #include <QWebEngineView>
 #include <QtTest>
 #include <QtWidgets>
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <initializer_list>
-#include <stdexcept>
 
 #include "substitute/api/HostObjects.h"
 #include "substitute/desktop/LearningSite.h"

@@ -8,8 +8,6 @@ namespace {
 
 using namespace substitute;
 
-using Runs = std::vector<std::vector<std::string>>;
-
 TEST_F(Desktop, FirstStartOpensThePaletteDocked) {
   startWithPage();
   const PaletteDock& dock = *learningDock();
@@ -37,7 +35,8 @@ TEST_F(Desktop, MessagesReachTheShellAsTheyStand) {
   for (const char* const data : {"'\"first second\"'", "'\"\"'", "'\"příště\"'"}) {
     ASSERT_TRUE(pageSends(QString::fromUtf8(data)));
   }
-  EXPECT_EQ(monitor.opened(), Runs({{"first", "second"}, {}, {"příště"}}));
+  EXPECT_EQ(monitor.opened(),
+            (std::vector<std::vector<std::string>>{{"first", "second"}, {}, {"příště"}}));
   // For an empty string the library throws, which the host survives, and nothing is run.
   ASSERT_TRUE(pageSends("''"));
   EXPECT_EQ(monitor.opened().size(), 3U);
@@ -113,13 +112,9 @@ TEST_F(Desktop, ButtonBearsTheIconOfItsFolder) {
 
 // What each entry and its shortcut do, one after the other.
 TEST_F(Desktop, MenusAndShortcutsChangeTheHost) {
-  struct Step {
-    const char* entry;
-    QKeySequence shortcut;  // none: the entry is triggered
-    const char* pointer;
-    Json value;
-  };
-  const Step steps[] = {
+  // Without a shortcut, the entry is triggered.
+  using Step = std::tuple<const char*, QKeySequence, const char*, Json>;
+  const std::vector<Step> steps = {
       {"start", Qt::Key_F9, "/run", true},
       {"press", Qt::CTRL | Qt::Key_B, "/palettes/0/visible", true},
       {"showPalette", Qt::CTRL | Qt::SHIFT | Qt::Key_P, "/palettes/0/visible", false},
@@ -135,18 +130,18 @@ TEST_F(Desktop, MenusAndShortcutsChangeTheHost) {
   for (const char* const none : {"stop", "press", "showPalette", "closePalette"}) {
     EXPECT_FALSE(action(none).isEnabled()) << none;
   }
-  for (const Step& step : steps) {
-    SCOPED_TRACE(step.entry);
-    ASSERT_TRUE(action(step.entry).isEnabled());
-    EXPECT_EQ(action(step.entry).shortcut(), step.shortcut);
-    if (step.shortcut.isEmpty()) {
-      action(step.entry).trigger();
+  for (const auto& [entry, shortcut, pointer, value] : steps) {
+    SCOPED_TRACE(entry);
+    ASSERT_TRUE(action(entry).isEnabled());
+    EXPECT_EQ(action(entry).shortcut(), shortcut);
+    if (shortcut.isEmpty()) {
+      action(entry).trigger();
     } else {
-      QTest::keySequence(&window, step.shortcut);
+      QTest::keySequence(&window, shortcut);
     }
-    EXPECT_EQ(runner.state().at(Json::json_pointer(step.pointer)), step.value);
-    if (action(step.entry).isCheckable()) {
-      EXPECT_EQ(action(step.entry).isChecked(), step.value != false);
+    EXPECT_EQ(runner.state().at(Json::json_pointer(pointer)), value);
+    if (action(entry).isCheckable()) {
+      EXPECT_EQ(action(entry).isChecked(), value != false);
     }
   }
 }
