@@ -99,18 +99,17 @@ bool isA(const core::EventHandler* handler) {
 
 // A host may keep them by their base.
 TEST_F(Handlers, CanBeCastFromTheirBaseToTheirOwnClassAndBack) {
-  using Kinds = std::vector<bool>;
-  const Kinds page = {true, false, false, false};
-  const Kinds command = {false, true, false, false};
-  const Kinds created = {false, false, true, false};
-  const Kinds online = {false, false, false, true};
-  std::vector<Kinds> found;
-  for (const void* const address : made()) {
-    const auto* const handler = static_cast<const core::EventHandler*>(address);
-    found.push_back({isA<core::HTMLEventHandler>(handler), isA<core::CommandEventHandler>(handler),
-                     isA<core::CommandCreatedEventHandler>(handler),
-                     isA<core::ApplicationEventHandler>(handler)});
+  using Cast = bool (*)(const core::EventHandler*);
+  const Cast page = isA<core::HTMLEventHandler>;
+  const Cast command = isA<core::CommandEventHandler>;
+  const Cast created = isA<core::CommandCreatedEventHandler>;
+  const Cast online = isA<core::ApplicationEventHandler>;
+  const std::vector<Cast> own = {page, page, command, command, created, created, online};
+  ASSERT_EQ(made().size(), own.size());
+  for (std::size_t i = 0; i < own.size(); ++i) {
+    for (const Cast cast : {page, command, created, online}) {
+      EXPECT_EQ(cast(static_cast<const core::EventHandler*>(made()[i])), cast == own[i]) << i;
+    }
   }
-  EXPECT_EQ(found, (std::vector<Kinds>{page, page, command, command, created, created, online}));
 }
 #endif

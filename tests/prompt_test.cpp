@@ -1,5 +1,4 @@
 // The prompt of substitute-host, at a pseudo-terminal.
-#include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
 #include <sys/wait.h>
@@ -216,7 +215,6 @@ TEST_F(Prompt, AnswersEachLine) {
       {"calls", "> offline\r\n  It led to no call.\r\n"},
       {"state", "{\r\n  \"offline\": true,\r\n"},
       {"strat", "'strat' is not a command; the nearest are start, "},
-      {"fail Palets.add", "the nearest are Palettes.add, "},
       {"help fail", "fail OPERATION [N] [null|throw]"},
       {"help remove", "It takes one of these: palette, definition, "},
       {"help", "\n  help [COMMAND]"},

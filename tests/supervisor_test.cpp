@@ -66,16 +66,9 @@ class Timeout : public AddInFixture {};
 }  // namespace
 
 TEST_F(Supervisor, EveryEndBeforeTheScenariosEndIsReported) {
-  struct Case {
-    const char* misbehaviour;
-    const char* lines;
-    int status;
-    const char* underWay;
-    const char* command;
-    bool hasStack;
-  };
   const char* const handler = "(anonymous namespace)::StatusHandler";
-  for (const Case& one : std::vector<Case>{
+  using Row = std::tuple<const char*, const char*, int, const char*, const char*, bool>;
+  for (const auto& [misbehaviour, lines, status, underWay, command, hasStack] : std::vector<Row>{
            {"crash", "offline\nstart\nstop\n", -SIGSEGV, "run", "s:2: start", true},
            {"crash in a handler", "start\nonline\n", -SIGSEGV, handler, "s:2: online", true},
            {"crash in the host", "start\n", -SIGSEGV, "run", "s:1: start", true},
@@ -103,20 +96,20 @@ TEST_F(Supervisor, EveryEndBeforeTheScenariosEndIsReported) {
            {"hang in a group of its own", "start\n", 4, "run", "s:1: start", false},
            {"hang under a tracer", "start\n", 4, "run", "s:1: start", false},
        }) {
-    SCOPED_TRACE(one.misbehaviour);
+    SCOPED_TRACE(misbehaviour);
     const Result result =
-        playWith(one.misbehaviour, one.lines, one.status == 4 ? "--timeout 1" : "--timeout 60");
-    EXPECT_EQ(result.status, one.status);
+        playWith(misbehaviour, lines, status == 4 ? "--timeout 1" : "--timeout 60");
+    EXPECT_EQ(result.status, status);
     expectLine(result.errors,
-               one.status == 4   ? "substitute-host: a call of the add-in has not returned after "
-                                   "the seconds of --timeout: 1\n"
-               : one.status == 3 ? "substitute-host: the add-in ends the process\n"
-                                 : "substitute-host: the host is ended by the signal SIG");
+               status == 4   ? "substitute-host: a call of the add-in has not returned after "
+                               "the seconds of --timeout: 1\n"
+               : status == 3 ? "substitute-host: the add-in ends the process\n"
+                             : "substitute-host: the host is ended by the signal SIG");
     expectLine(result.errors, "  last call of the host: ");
-    expectLine(result.errors, "  under way: " + std::string(one.underWay) + "\n");
-    expectLine(result.errors, "  command: " + std::string(one.command) + "\n");
+    expectLine(result.errors, "  under way: " + std::string(underWay) + "\n");
+    expectLine(result.errors, "  command: " + std::string(command) + "\n");
     expectLine(result.errors, "  end of the trace:\n");
-    EXPECT_EQ(result.errors.find("  stack:\n") != std::string::npos, one.hasStack) << result.errors;
+    EXPECT_EQ(result.errors.find("  stack:\n") != std::string::npos, hasStack) << result.errors;
   }
 }
 

@@ -1,6 +1,4 @@
 // --sweep: a scenario in which every call of the host fails once, in each way.
-#include <algorithm>
-
 #include "tests/HostProgram.h"
 
 namespace {

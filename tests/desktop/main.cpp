@@ -1,7 +1,5 @@
 // Runs tests of the window on the platform "offscreen", on a screen of 1440 by 900 pixels, or as
 // VELORIN_TEST_SCREEN says.
-#include <gtest/gtest.h>
-
 #include "tests/desktop/DesktopFixture.h"
 
 int main(int argc, char** argv) {
