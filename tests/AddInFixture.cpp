@@ -119,10 +119,10 @@ void AddInFixture::expectFatal(const std::function<void()>& call) {
   EXPECT_EXIT(call(), testing::KilledBySignal(SIGABRT), emptyHandleAssertion);
 }
 
-void AddInFixture::fail(const std::string& operation, substitute::Failure how) {
+void AddInFixture::fail(const std::string& operation) {
   const auto found = substitute::operationNamed(operation);
   if (!found) throw std::invalid_argument(operation + " is not an operation");
-  host->interceptor().faults.add(*found, 1, how);
+  host->interceptor().faults.add(*found, 1, substitute::Failure::null);
 }
 
 Json AddInFixture::learningPalette() {

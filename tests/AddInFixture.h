@@ -68,9 +68,8 @@ class AddInFixture : public testing::Test {
   // `call` uses an empty handle: it ends the process with the host's assertion.
   void expectFatal(const std::function<void()>& call);
 
-  // The next call of `operation` fails.
-  void fail(const std::string& operation, substitute::Failure how = substitute::Failure::null);
-  void throwIn(const std::string& operation) { fail(operation, substitute::Failure::exception); }
+  // The next call of `operation` returns nothing.
+  void fail(const std::string& operation);
 
   // The host's palette "teachPalete" in its state; null when there is none.
   substitute::Json learningPalette();

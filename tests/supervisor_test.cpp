@@ -25,9 +25,9 @@ class Supervisor : public HostProgram {
     if (host_ > 0) kill(host_, SIGKILL);
   }
 
-  // Starts the host with its output in "out"; it goes on while the test does. Where it plays the
-  // scenario "lasting", a call of the add-in lasts until something is written to the fifo "never".
-  // Returns the process that plays it.
+  // Starts the host with its output in "out"; it goes on while the test does. `arguments` name the
+  // scenario "lasting", in which a call of the add-in lasts until the fifo "never" is opened for
+  // writing. Returns the process that plays it.
   pid_t begin(const std::string& arguments) {
     scenario("first", "offline\n");
     scenario("lasting", "start\nmessage \"x; echo $PPID >process; cat never\"\nstop\n");
