@@ -119,10 +119,6 @@ bool mac__dyld_find_unwind_sections(const void* address, UnwindSections* found) 
   return true;
 }
 
-std::uint32_t mac__dyld_image_count() {
-  return static_cast<std::uint32_t>(loadedLibraries().size());
-}
-
 const char* mac__dyld_get_image_name(std::uint32_t index) {
   return index < loadedLibraries().size() ? loadedLibraries()[index]->image.path().c_str()
                                           : nullptr;
@@ -149,6 +145,6 @@ int mac_atexit(void (*function)(void*)) {
 
 EMULATION_CONVERTED(
     "_NSGetArgc, _NSGetArgv, __cxa_atexit, _dyld_find_unwind_sections, _dyld_get_image_name, "
-    "_dyld_image_count, atexit, dladdr, dlclose, dlerror, dlopen, dlsym");
+    "atexit, dladdr, dlclose, dlerror, dlopen, dlsym");
 
 }  // namespace emulation
