@@ -85,6 +85,17 @@ TEST_F(SubstituteHost, ADeletedPaletteTakesNoValue) {
   EXPECT_FALSE(palette->dockingState(static_cast<core::PaletteDockingStates>(4)));
 }
 
+TEST_F(SubstituteHost, RefusesAnIdThatIsTakenAndToRemoveWhatIsNotThere) {
+  using substitute::ObjectKind;
+  for (const ObjectKind kind : {ObjectKind::palette, ObjectKind::definition, ObjectKind::control,
+                                ObjectKind::plainControl}) {
+    EXPECT_FALSE(host->remove(kind, "x"));
+    EXPECT_TRUE(host->plant(kind, "x"));
+    EXPECT_FALSE(host->plant(kind, "x"));
+    EXPECT_TRUE(host->remove(kind, "x"));
+  }
+}
+
 TEST_F(SubstituteHost, AHandlerThatEndsIsDroppedFromEveryEvent) {
   CountingHandler stays;
   {

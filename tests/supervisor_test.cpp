@@ -110,6 +110,8 @@ TEST_F(Supervisor, EveryEndBeforeTheScenariosEndIsReported) {
     expectLine(result.errors, "  command: " + std::string(command) + "\n");
     expectLine(result.errors, "  end of the trace:\n");
     EXPECT_EQ(result.errors.find("  stack:\n") != std::string::npos, hasStack) << result.errors;
+    if (status >= 0) continue;
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path() + "/tmp")) << "left by a crash";
   }
 }
 
