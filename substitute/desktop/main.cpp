@@ -1,5 +1,4 @@
 // substitute-desktop: the substitute host with a window.
-#include <CLI/CLI.hpp>
 #include <QApplication>
 #include <QTimer>
 #include <cstdlib>
@@ -36,10 +35,6 @@ struct DesktopOptions : CommandLine {
 };
 
 constexpr const char* program = "substitute-desktop";
-
-std::string checkTheme(const std::string& value) {
-  return value == "light" || value == "dark" ? "" : "'" + value + "' is not light or dark";
-}
 
 // The options that no command of a scenario stands for, as words; a recording names them.
 std::vector<std::string> optionsToRecord(const CommandLine& values) {
@@ -212,32 +207,23 @@ WindowTasks tasksFor(DesktopOptions& values) {
 
 int main(int argc, char** argv) {
   DesktopOptions values;
-  CLI::App parser(
+  const auto takeTheme = [&values](const std::string& value) {
+    values.theme = value;
+    return value == "light" || value == "dark" ? "" : "'" + value + "' is not light or dark";
+  };
+  const Program description = {
+      program,
       "Shows the add-in in a host made for it: a window with toolbar, palettes and their pages.",
-      program);
-  parser.set_version_flag("--version", "substitute-desktop " VELORIN_VERSION);
-  addOptions(parser, values);
-  parser.add_flag("--quit", values.quit, "leave when the scenario has been played");
-  parser
-      .add_option("--screenshot", values.screenshot,
-                  "save a picture of the window when the scenario has been played, and leave")
-      ->type_name("FILE")
-      ->check(checkNotEmpty);
-  parser.add_option("--theme", values.theme, "light or dark; the desktop's if left out")
-      ->type_name("THEME")
-      ->check(checkTheme);
-  parser
-      .add_option("--site", values.site,
-                  "the folder shown as the learning site; the sample page if left out")
-      ->type_name("DIR")
-      ->check(checkNotEmpty);
-  parser
-      .add_option(
-          "SCENARIO", values.scenario,
-          "what to play: a file or a name (first-starts); if left out, the add-in is started")
-      ->option_text(" ")
-      ->check(checkNotEmpty);
-  if (const auto status = readCommandLine(parser, values, argc, argv)) return *status;
+      {{"--quit", "", &values.quit, "leave when the scenario has been played"},
+       {"--screenshot", "FILE", &values.screenshot,
+        "save a picture of the window when the scenario has been played, and leave"},
+       {"--theme", "THEME", takeTheme, "light or dark; the desktop's if left out"},
+       {"--site", "DIR", &values.site,
+        "the folder shown as the learning site; the sample page if left out"},
+       {"SCENARIO", "", &values.scenario,
+        "what to play: a file or a name (first-starts); if left out, the add-in is started"}},
+      ""};
+  if (const auto status = readCommandLine(description, values, argc, argv)) return *status;
   try {
     Supervision how{program, values.timeout};
     how.endsPrograms = !values.systemOpen;

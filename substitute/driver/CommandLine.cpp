@@ -74,20 +74,80 @@ std::vector<std::string> readable(const CLI::App& parser,
   return result;
 }
 
-void parse(CLI::App& parser, CommandLine& values, int argc, char** argv) {
-  std::vector<std::string> arguments = readable(parser, {argv + 1, argv + argc});
-  std::reverse(arguments.begin(), arguments.end());  // CLI11 takes the last one first
-  try {
-    parser.parse(std::move(arguments));
-  } catch (const CLI::ValidationError& error) {
-    throw UsageError(error.what());  // a check of addOptions() says so
-  } catch (const CLI::ExtrasError&) {
-    throw UsageError("there is more than one SCENARIO");
+std::vector<Option> sharedOptions(CommandLine& values) {
+  const auto takeLanguage = [&values](const std::string& value) {
+    const std::optional<int> language = parseLanguage(value);
+    if (language) values.language = *language;
+    return language ? "" : notALanguage(value);
+  };
+  const auto takeCalls = [&values](const std::string& value) {
+    values.calls = value == shortenedCalls ? CallForm::shortened : CallForm::full;
+    return value == "full" || value == shortenedCalls ? "" : "'" + value + "' is not full";
+  };
+  return {
+      {"--addin", "FILE", &values.addin, "the library to load; the built one if left out"},
+      {"--data", "DIR", &values.data,
+       "where the host is installed; if left out, a temporary folder for a scenario, else a folder "
+       "of the user's"},
+      {"--fresh", "", &values.fresh, "a temporary folder there without a scenario, too"},
+      {"--no-addin-folder", "", &values.noAddinFolder, "do not make the add-in's folder"},
+      {"--executable", "PATH", &values.executable,
+       "report PATH as the host's executable and make no folder"},
+      {"--language", "N", takeLanguage, "the host's user language; 2, which is Czech, if left out"},
+      {"--entitlement", "TEXT", &values.entitlement,
+       "the host's entitlement text; an example if left out"},
+      {"--offline", "", &values.offline, "the host starts offline"},
+      {"--trace", "FILE", &values.trace, "write every call of the host there, a line of JSON each"},
+      {"--expect-trace", "FILE", &values.expectedTrace,
+       "the trace must be this one; the first line that differs is reported"},
+      {"--strict", "", &values.strict, "what is reported as suspicious at the end is a failure"},
+      {"--timeout", "SECONDS", number(values.timeout, "seconds", 1000000),
+       "end when a call of the add-in takes longer than SECONDS"},
+      {"--calls", "full", takeCalls,
+       "below each command, print the calls that it led to, as code; without =full, long strings "
+       "and lists are shortened"},
+      {"--system-open", "", &values.systemOpen,
+       "let the system's own `open` run instead of recording its arguments"},
+      {"--list-scenarios", "", &values.listScenarios, "list the scenarios that come with the host"},
+      {"--list-operations", "", &values.listOperations,
+       "list the operations of the host, which `fail` takes"},
+  };
+}
+
+// Keeps `value` in `target`. Returns what is wrong with it, or an empty string.
+std::string take(const Option::Target& target, const std::string& value) {
+  if (const auto* const function = std::get_if<TakeValue>(&target)) return (*function)(value);
+  const auto* const any = std::get_if<std::optional<std::string>*>(&target);
+  if (any != nullptr) **any = value;
+  if (const auto* const one = std::get_if<std::string*>(&target)) **one = value;
+  if (const auto* const all = std::get_if<std::vector<std::string>*>(&target))
+    (*all)->push_back(value);
+  return value.empty() && any == nullptr ? "the value is empty" : "";
+}
+
+void add(CLI::App& parser, const Option& option) {
+  if (const auto* const flag = std::get_if<bool*>(&option.target)) {
+    parser.add_flag(option.name, **flag, option.help);
+    return;
   }
-  if (values.fresh && !values.data.empty()) {
-    throw UsageError("--fresh and --data do not go together");
-  }
-  if (values.addin.empty()) values.addin = besideProgram(profile().library);
+  // CLI11 checks each value in turn, and need not keep it.
+  CLI::Option* const added = parser.add_option(option.name, CLI::callback_t(), option.help);
+  added->type_name(option.valueName)->check([target = option.target](const std::string& value) {
+    return take(target, value);
+  });
+  const bool hasName = option.name[0] == '-';
+  if (option.takesSeveral) added->expected(CLI::detail::expected_max_vector_size)->take_all();
+  if (option.takesSeveral && hasName) added->delimiter(',')->allow_extra_args(false);
+  if (!hasName) added->option_text(" ");
+}
+
+void addOptions(CLI::App& parser, const Program& program, CommandLine& values) {
+  parser.set_version_flag("--version", std::string(program.name) + " " VELORIN_VERSION);
+  parser.footer(program.footer);
+  parser.option_defaults()->take_last();
+  for (const Option& option : sharedOptions(values)) add(parser, option);
+  parser.get_option("--calls")->expected(0, 1)->default_str(shortenedCalls)->option_text("[=full]");
+  for (const Option& option : program.options) add(parser, option);
 }
 
 // Whether two paths name the same file, which need not exist.
@@ -99,99 +159,48 @@ bool isSameFile(const std::string& one, const std::string& other) {
 
 }  // namespace
 
-void addOptions(CLI::App& parser, CommandLine& values) {
-  values.entitlement = profile().entitlement;
-  parser.option_defaults()->take_last();
-  const auto add = [&parser](const char* name, auto& value, const char* type, const char* help) {
-    return parser.add_option(name, value, help)->type_name(type);
-  };
-  add("--addin", values.addin, "FILE", "the library to load; the built one if left out")
-      ->check(checkNotEmpty);
-  add("--data", values.data, "DIR",
-      "where the host is installed; if left out, a temporary folder for a scenario, else a folder "
-      "of the user's")
-      ->check(checkNotEmpty);
-  parser.add_flag("--fresh", values.fresh, "a temporary folder there without a scenario, too");
-  parser.add_flag("--no-addin-folder", values.noAddinFolder, "do not make the add-in's folder");
-  add("--executable", values.executable, "PATH",
-      "report PATH as the host's executable and make no folder");
-  const auto setLanguage = [&values](const std::string& word) {
-    values.language = *parseLanguage(word);
-  };
-  parser
-      .add_option_function<std::string>("--language", setLanguage,
-                                        "the host's user language; 2, which is Czech, if left out")
-      ->type_name("N")
-      ->check(
-          [](const std::string& word) { return parseLanguage(word) ? "" : notALanguage(word); });
-  add("--entitlement", values.entitlement, "TEXT",
-      "the host's entitlement text; an example if left out");
-  parser.add_flag("--offline", values.offline, "the host starts offline");
-  add("--trace", values.trace, "FILE", "write every call of the host there, a line of JSON each")
-      ->check(checkNotEmpty);
-  add("--expect-trace", values.expectedTrace, "FILE",
-      "the trace must be this one; the first line that differs is reported")
-      ->check(checkNotEmpty);
-  parser.add_flag("--strict", values.strict,
-                  "what is reported as suspicious at the end is a failure");
-  add("--timeout", values.timeout, "SECONDS",
-      "end when a call of the add-in takes longer than SECONDS")
-      ->check(checkNumber("seconds", 1000000));
-  const auto setCalls = [&values](const std::string& word) {
-    values.calls = word == shortenedCalls ? CallForm::shortened : CallForm::full;
-  };
-  parser
-      .add_option_function<std::string>(
-          "--calls", setCalls,
-          "below each command, print the calls that it led to, as code; without =full, long "
-          "strings and lists are shortened")
-      ->expected(0, 1)
-      ->default_str(shortenedCalls)
-      ->option_text("[=full]")
-      ->check([](const std::string& word) {
-        return word == "full" || word == shortenedCalls ? "" : "'" + word + "' is not full";
-      });
-  parser.add_flag("--system-open", values.systemOpen,
-                  "let the system's own `open` run instead of recording its arguments");
-  parser.add_flag("--list-scenarios", values.listScenarios,
-                  "list the scenarios that come with the host");
-  parser.add_flag("--list-operations", values.listOperations,
-                  "list the operations of the host, which `fail` takes");
-}
-
-std::function<std::string(const std::string&)> checkNumber(const std::string& of, unsigned most) {
-  return [of, most](const std::string& value) {
-    unsigned number = 0;
-    if (parseNumber(value, number) && number >= 1 && number <= most) return std::string();
+TakeValue number(unsigned& target, const std::string& of, unsigned most) {
+  return [of, most, &target](const std::string& value) {
+    if (parseNumber(value, target) && target >= 1 && target <= most) return std::string();
     return "'" + value + "' is not a number of " + of + " from 1 to " + std::to_string(most);
   };
 }
 
-std::string checkNotEmpty(const std::string& value) {
-  return value.empty() ? "the value is empty" : "";
-}
-
-std::optional<int> readCommandLine(CLI::App& parser, CommandLine& values, int argc, char** argv) {
+std::optional<int> readCommandLine(const Program& program, CommandLine& values, int argc,
+                                   char** argv) {
   try {
+    CLI::App parser(program.description, program.name);
+    addOptions(parser, program, values);
+    std::vector<std::string> arguments = readable(parser, {argv + 1, argv + argc});
+    std::reverse(arguments.begin(), arguments.end());  // CLI11 takes the last one first
     try {
-      parse(parser, values, argc, argv);
-      if (!values.listScenarios && !values.listOperations) return {};
-      std::vector<std::string> names;
-      if (values.listScenarios) names = scenarioNames();
-      if (values.listOperations) {
-        names.insert(names.end(), operationNames().begin(), operationNames().end());
-      }
-      for (const std::string& name : names) std::cout << name << '\n';
+      parser.parse(std::move(arguments));
     } catch (const CLI::Success& asked) {
       parser.exit(asked);  // prints the help or the version
+      flushOutput();
+      return EXIT_SUCCESS;
+    } catch (const CLI::ValidationError& error) {
+      throw UsageError(error.what());  // take() says so
+    } catch (const CLI::ExtrasError&) {
+      throw UsageError("there is more than one SCENARIO");
     }
+    if (values.fresh && !values.data.empty()) {
+      throw UsageError("--fresh and --data do not go together");
+    }
+    if (values.addin.empty()) values.addin = besideProgram(profile().library);
+    if (!values.listScenarios && !values.listOperations) return {};
+    const auto print = [](const auto& names) {
+      for (const std::string& name : names) std::cout << name << '\n';
+    };
+    if (values.listScenarios) print(scenarioNames());
+    if (values.listOperations) print(operationNames());
     flushOutput();
     return EXIT_SUCCESS;
   } catch (const CLI::ParseError&) {
-    printError(parser.get_name(), "the options cannot be read; see --help");
+    printError(program.name, "the options cannot be read; see --help");
     return exit_status::wrongInput;
   } catch (const std::exception&) {
-    return printException(parser.get_name());
+    return printException(program.name);
   }
 }
 

@@ -4,13 +4,10 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "substitute/api/Host.h"
-
-namespace CLI {
-class App;
-}
 
 namespace substitute {
 
@@ -24,7 +21,7 @@ struct CommandLine {
   bool noAddinFolder = false;
   std::optional<std::string> executable;  // that of a host installed in `data` if left out
   int language = czechLanguage;
-  std::string entitlement;  // that of the profile if left out
+  std::optional<std::string> entitlement;  // that of the profile if left out
   bool offline = false;
   std::string trace;
   std::string expectedTrace;
@@ -36,19 +33,35 @@ struct CommandLine {
   bool listOperations = false;
 };
 
-// Adds the options to `parser`, which fills `values`. `values` outlives it.
-void addOptions(CLI::App& parser, CommandLine& values);
+// Takes a value as typed. Returns what is wrong with it, or an empty string.
+using TakeValue = std::function<std::string(const std::string& value)>;
 
-// A validator for CLI11: returns an error when `value` is empty, else an empty string.
-std::string checkNotEmpty(const std::string& value);
+// Takes a number from 1 to `most`, of what `of` says.
+TakeValue number(unsigned& target, const std::string& of, unsigned most);
 
-// The same for a value that is to be a number from 1 to `most`, of what `of` says.
-std::function<std::string(const std::string&)> checkNumber(const std::string& of, unsigned most);
+struct Option {
+  // A flag, any text, one or several that are not empty, or what a function takes.
+  using Target = std::variant<bool*, std::optional<std::string>*, std::string*,
+                              std::vector<std::string>*, TakeValue>;
+  const char* name;       // such as "--data" or "-j"; that of arguments has no dash
+  const char* valueName;  // for the help
+  Target target;
+  const char* help;
+  bool takesSeveral = false;  // arguments, or what commas separate
+};
 
-// Reads the command line into the options of `parser`, and sets the library in `values` if it was
+struct Program {
+  const char* name;
+  const char* description;
+  std::vector<Option> options;  // besides those of CommandLine
+  std::string footer;           // of the help
+};
+
+// Reads the command line into `values` and the options of `program`, and sets the library if it was
 // left out. The result is an exit status when the program is to end: it has printed what an option
 // asked for, or an error.
-std::optional<int> readCommandLine(CLI::App& parser, CommandLine& values, int argc, char** argv);
+std::optional<int> readCommandLine(const Program& program, CommandLine& values, int argc,
+                                   char** argv);
 
 // Throws UsageError when `path`, the value of `option`, is "-" or names one of `files`.
 void checkOutput(const std::string& option, const std::string& path,

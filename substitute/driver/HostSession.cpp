@@ -70,7 +70,7 @@ Settings HostSession::settings() const {
   if (values_.executable) settings.executable = *values_.executable;
   settings.offline = values_.offline;
   settings.language = values_.language;
-  settings.entitlement = values_.entitlement;
+  if (values_.entitlement) settings.entitlement = values_.entitlement;
   return settings;
 }
 

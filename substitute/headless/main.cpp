@@ -2,10 +2,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <cstdlib>
 #include <iostream>
-#include <optional>
+#include <set>
 #include <sstream>
 #include <utility>
 
@@ -31,23 +30,12 @@ struct HeadlessOptions : CommandLine {
   std::string junit;
   unsigned jobs = 1;
   bool sweep = false;
-  std::vector<std::string> allowed;
+  std::set<std::string> allowed;
 };
 
 constexpr const char* program = "substitute-host";
 constexpr unsigned sweepTimeout = 10;  // in seconds, where --timeout is left out
 constexpr unsigned mostJobs = 300;     // each has three files open, of the 1024 that are usual
-
-std::string checkOutcome(const std::string& value) {
-  if (allowedOutcomes.count(value) != 0) return "";
-  return "'" + value + "' is not signal, timeout or leftover";
-}
-
-// Throws std::runtime_error when standard input cannot be read.
-void checkStandardInput() {
-  char none = 0;
-  if (read(STDIN_FILENO, &none, 0) < 0) throw std::runtime_error("standard input cannot be read");
-}
 
 // Plays each line of standard input as it arrives. Throws ScenarioError for a wrong line. For the
 // add-in and the programs that it starts standard input is empty. Nothing is read ahead: a copy of
@@ -72,32 +60,26 @@ void playInput(ScenarioRunner& runner) {
 }
 
 // Plays `commands`, the scenario of the name `scenario`. When that is "-", plays standard input;
-// when it is empty, runs the prompt.
+// when it is empty, runs the prompt. An exception is printed, and is the end.
 ScenarioEnd play(const HeadlessOptions& values, const std::string& scenario,
                  const Commands& commands) {
-  HostSession session(values, program,
-                      scenario.empty() ? std::vector<std::string>() : std::vector{scenario});
-  std::vector<Operation> calls;
-  const auto callBegins = session.host().interceptor().callBegins.subscribe(
-      [&calls](const Operation& call) { calls.push_back(call); });
-  if (scenario.empty()) {
-    runPrompt(session.runner());
-  } else if (scenario == "-") {
-    playInput(session.runner());
-  } else {
-    for (const Command& command : commands) session.runner().play(command);
-  }
-  const bool passed = session.conclude();
-  flushOutput();
-  return {passed ? EXIT_SUCCESS : exit_status::failed, session.runner().firstFailure(),
-          values.sweep ? describeRun(calls, session.runner().findings()) : Json()};
-}
-
-// As play(), but prints an exception and returns it as the end.
-ScenarioEnd playAndReport(const HeadlessOptions& values, const std::string& scenario,
-                          const Commands& commands) {
   try {
-    return play(values, scenario, commands);
+    HostSession session(values, program,
+                        scenario.empty() ? std::vector<std::string>() : std::vector{scenario});
+    std::vector<Operation> calls;
+    const auto callBegins = session.host().interceptor().callBegins.subscribe(
+        [&calls](const Operation& call) { calls.push_back(call); });
+    if (scenario.empty()) {
+      runPrompt(session.runner());
+    } else if (scenario == "-") {
+      playInput(session.runner());
+    } else {
+      for (const Command& command : commands) session.runner().play(command);
+    }
+    const bool passed = session.conclude();
+    flushOutput();
+    return {passed ? EXIT_SUCCESS : exit_status::failed, session.runner().firstFailure(),
+            values.sweep ? describeRun(calls, session.runner().findings()) : Json()};
   } catch (const std::exception&) {
     FatalError error = currentError();
     printError(program, error.sentence);
@@ -128,7 +110,7 @@ int playAll(const HeadlessOptions& values, const std::vector<Commands>& all) {
   std::vector<ScenarioTask> tasks;
   for (std::size_t i = 0; i < all.size(); ++i) {
     const std::string& name = values.scenarios[i];
-    tasks.push_back({name, [&, i] { return playAndReport(values, name, all[i]); }});
+    tasks.push_back({name, [&, i] { return play(values, name, all[i]); }});
   }
   const bool isAlone = tasks.size() == 1;
   Supervision how{program, values.timeout, values.jobs};
@@ -165,14 +147,14 @@ int sweepAll(const HeadlessOptions& values, const std::vector<Commands>& all) {
   bool passed = true;
   for (std::size_t i = 0; i < all.size(); ++i) {
     const std::string& name = values.scenarios[i];
-    const auto play = [&](const PlannedFault* fault) {
+    const auto playWith = [&](const PlannedFault* fault) {
       Commands commands = all[i];
       if (fault != nullptr)
         commands.insert(commands.begin(), parseCommand("fail " + inWords(*fault)));
-      return playAndReport(values, name, commands);
+      return play(values, name, commands);
     };
     Supervision how{program, values.timeout == 0 ? sweepTimeout : values.timeout, values.jobs};
-    const SweepEnd end = run({name, play, how, {values.allowed.begin(), values.allowed.end()}},
+    const SweepEnd end = run({name, playWith, how, values.allowed},
                              [&](const ScenarioResult& result) { results.add(result); });
     if (end.cutOffBy != 0) endBySignal(end.cutOffBy);
     passed = passed && end.passed;
@@ -199,7 +181,7 @@ void checkOptionsForSeveral(const HeadlessOptions& values) {
 int playAsTyped(HeadlessOptions& values) {
   if (hasPrompt && !values.sweep && values.scenarios.empty() && isatty(STDIN_FILENO) == 1) {
     if (!values.junit.empty()) throw UsageError("--junit goes with scenarios only");
-    return playAndReport(values, "", {}).status;
+    return play(values, "", {}).status;
   }
   if (values.scenarios.empty() && values.sweep) throw UsageError("--sweep wants a scenario");
   if (!values.allowed.empty() && !values.sweep) throw UsageError("--allow goes with --sweep only");
@@ -209,7 +191,10 @@ int playAsTyped(HeadlessOptions& values) {
   std::vector<std::string> files = {values.addin, values.trace, values.expectedTrace};
   for (const std::string& scenario : values.scenarios) {
     if (scenario == "-") {
-      checkStandardInput();
+      char none = 0;
+      if (read(STDIN_FILENO, &none, 0) < 0) {
+        throw std::runtime_error("standard input cannot be read");
+      }
       all.emplace_back();
     } else {
       all.push_back(readScenario(scenario));
@@ -224,36 +209,27 @@ int playAsTyped(HeadlessOptions& values) {
 
 int main(int argc, char** argv) {
   HeadlessOptions values;
-  CLI::App parser(
+  const auto takeOutcome = [&values](const std::string& value) {
+    values.allowed.insert(value);
+    return allowedOutcomes.count(value) != 0 ? ""
+                                             : "'" + value + "' is not signal, timeout or leftover";
+  };
+  const Program description = {
+      program,
       "Plays scenarios with the add-in in a host made for it. At a terminal without a scenario, "
       "plays the commands that you type.",
-      program);
-  parser.set_version_flag("--version", "substitute-host " VELORIN_VERSION);
-  parser.footer(commandList());
-  addOptions(parser, values);
-  parser.add_option("--junit", values.junit, "write the results of the scenarios there")
-      ->type_name("FILE")
-      ->check(checkNotEmpty);
-  parser.add_option("-j", values.jobs, "play up to N scenarios at a time; 1 if left out")
-      ->type_name("N")
-      ->check(checkNumber("scenarios", mostJobs));
-  parser.add_flag("--sweep", values.sweep,
-                  "play the scenario once for its calls, then once for each call and each way to "
-                  "fail; --timeout is 10 if left out");
-  parser
-      .add_option("--allow", values.allowed,
-                  "what --sweep accepts: signal, timeout, leftover, separated by commas")
-      ->type_name("OUTCOMES")
-      ->delimiter(',')
-      ->allow_extra_args(false)
-      ->check(checkOutcome);
-  parser
-      .add_option("SCENARIO", values.scenarios,
-                  "what to play: files, names (first-starts), or - for standard input")
-      ->option_text(" ")
-      ->take_all()
-      ->check(checkNotEmpty);
-  if (const auto status = readCommandLine(parser, values, argc, argv)) return *status;
+      {{"--junit", "FILE", &values.junit, "write the results of the scenarios there"},
+       {"-j", "N", number(values.jobs, "scenarios", mostJobs),
+        "play up to N scenarios at a time; 1 if left out"},
+       {"--sweep", "", &values.sweep,
+        "play the scenario once for its calls, then once for each call and each way to fail; "
+        "--timeout is 10 if left out"},
+       {"--allow", "OUTCOMES", takeOutcome,
+        "what --sweep accepts: signal, timeout, leftover, separated by commas", true},
+       {"SCENARIO", "", &values.scenarios,
+        "what to play: files, names (first-starts), or - for standard input", true}},
+      commandList()};
+  if (const auto status = readCommandLine(description, values, argc, argv)) return *status;
   try {
     return playAsTyped(values);
   } catch (const std::exception&) {
