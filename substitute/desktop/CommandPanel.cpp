@@ -24,7 +24,7 @@ constexpr int outputRole = Qt::UserRole;
 constexpr int markColumn = 0;
 constexpr int lineColumn = 1;
 
-QString text(const std::string& bytes) {
+QString printableText(const std::string& bytes) {
   return QString::fromStdString(printable(bytes));
 }
 
@@ -143,7 +143,7 @@ void CommandPanel::submit() {
     follows_ = true;
     Q_EMIT commandTyped(command);
   } catch (const ScenarioError& error) {
-    showMessage(text(error.what()) + '.');
+    showMessage(printableText(error.what()) + '.');
   }
 }
 
@@ -207,7 +207,7 @@ void CommandPanel::refreshCount() {
 }
 
 void CommandPanel::insertRow(int row, const Command& command) {
-  const QString line = text(command.line);
+  const QString line = printableText(command.line);
   auto* const mark = new QStandardItem;
   auto* const item = new QStandardItem(line);
   mark->setTextAlignment(Qt::AlignRight | Qt::AlignVCenter);

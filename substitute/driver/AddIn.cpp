@@ -29,7 +29,7 @@ std::string loadedAs(const std::string& file) {
   return file.find('/') == std::string::npos ? "./" + file : file;
 }
 
-void close(void* library) {
+void closeLibrary(void* library) {
   CrashReport::noteActivity("the unloading of the library");
   dlclose(library);
   CrashReport::noteActivity("");
@@ -116,7 +116,7 @@ AddIn::AddIn(std::string file) : file_(std::move(file)) {
     run_ = entryPoint("run");
     stop_ = entryPoint("stop");
   } catch (const LoadError&) {
-    close(library_);
+    closeLibrary(library_);
     throw;
   }
 }
@@ -134,7 +134,7 @@ AddIn::Remains AddIn::unload() {
     const void* const itsCode = *reinterpret_cast<const void* const*>(handler);  // virtual table
     all.emplace_back(handler, itsCode, typeName(typeid(*handler)));
   }
-  close(std::exchange(library_, nullptr));
+  closeLibrary(std::exchange(library_, nullptr));
   remains.isLoaded = isLoaded(file_);
   if (remains.isLoaded) remains.uniqueSymbol = uniqueSymbolIn(loadedAs(file_));
   for (const auto& [handler, itsCode, name] : all) {

@@ -11,7 +11,7 @@ namespace substitute {
 namespace {
 
 // The keys that stand behind those of the host and of the profile.
-Json describe(const HostMonitor::Seen& seen, const std::vector<std::string>& pendingFaults) {
+Json describeSeen(const HostMonitor::Seen& seen, const std::vector<std::string>& pendingFaults) {
   return {{"references", resourceCounts().references},
           {"text", resourceCounts().strings},
           {"opened", seen.opened},
@@ -48,14 +48,14 @@ HostMonitor::HostMonitor(Host& host)
 Json HostMonitor::state() const {
   Json state = host_.state();
   for (const ProfileKey& key : profile().keys) state[key.name] = key.valueIn(host_);
-  state.update(describe(seen_, pendingFaults()));
+  state.update(describeSeen(seen_, pendingFaults()));
   return state;
 }
 
 std::vector<std::string> HostMonitor::stateKeys() {
   std::vector<std::string> keys = Host::stateKeys();
   for (const ProfileKey& key : profile().keys) keys.emplace_back(key.name);
-  const Json own = describe({}, {});
+  const Json own = describeSeen({}, {});
   for (const auto& entry : own.items()) keys.push_back(entry.key());
   return keys;
 }

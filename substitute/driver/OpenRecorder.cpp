@@ -51,9 +51,10 @@ std::string shellErrorIn(const std::string& line) {
 }  // namespace
 
 #ifdef __ELF__
-// Replaces the system's function for all libraries, since the loader looks in the program first.
+// Replaces the system's function for all libraries, since the loader looks in the program first. A
+// program may bring its own.
 // The shell reads line by line, so it redirects its errors before it parses the command.
-extern "C" int system(const char* command) {
+extern "C" __attribute__((weak)) int system(const char* command) {
   static const auto real = reinterpret_cast<int (*)(const char*)>(dlsym(RTLD_NEXT, "system"));
   // The length of an argument is limited by the system: a long command is passed on unchanged.
   constexpr std::size_t longest = 0x10000;
