@@ -16,7 +16,7 @@ enum class CallForm;
 // The values of the options, as typed.
 struct CommandLine {
   std::string addin;  // the built library if left out
-  std::string data;   // see Installation if left out
+  std::string data;   // see HostSession if left out
   bool fresh = false;
   bool noAddinFolder = false;
   std::optional<std::string> executable;  // that of a host installed in `data` if left out

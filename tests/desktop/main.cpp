@@ -12,6 +12,7 @@ int main(int argc, char** argv) {
       << R"("logicalBaseDpi": 96, "width": )" << size[0].toStdString() << R"(, "height": )"
       << size[1].toStdString() << "}]}";
   qputenv("QT_QPA_PLATFORM", "offscreen:configfile=" + folder.filePath("screen").toUtf8());
+  qputenv("XDG_RUNTIME_DIR", folder.path().toUtf8());  // Qt warns where there is none
   QApplication application(argc, argv);
   substitute::apply(substitute::testTheme());
   return RUN_ALL_TESTS();
