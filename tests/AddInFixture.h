@@ -85,10 +85,10 @@ class AddInFixture : public testing::Test {
     return function<std::string()>("_Z22GetExecutableDirectory" + returnsText)();
   }
   std::string SetAddinLocation(const std::string& path) {
-    return function<std::string(std::string)>("_Z16SetAddinLocation" + text)(path);
+    return function<std::string(std::string)>("_Z16SetAddinLocation" + narrowText)(path);
   }
   bool FileExists(const std::string& path) {
-    return function<bool(const std::string&)>("_Z10FileExistsRK" + text)(path);
+    return function<bool(const std::string&)>("_Z10FileExistsRK" + narrowText)(path);
   }
   std::string ws2s(const std::wstring& wide) {
     return function<std::string(const std::wstring&)>("_Z4ws2sRK" + wideText)(wide);
@@ -124,7 +124,7 @@ class AddInFixture : public testing::Test {
 #else
   const std::string returnsText = "B5cxx11v";
 #endif
-  const std::string text = typeid(std::string).name();
+  const std::string narrowText = typeid(std::string).name();
   const std::string wideText = typeid(std::wstring).name();
 
   void uninstall();
