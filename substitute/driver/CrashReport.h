@@ -50,7 +50,7 @@ struct CrashRecord {
   FixedString<256> underWay;  // the activity of the add-in; empty: none
   FixedString<256> lastCall;  // of the host
   FixedString<256> lastCallMadeBy;
-  bool lastCallReturned = false;
+  char lastCallReturned = false;  // no bool: an add-in may write any byte there
   FixedString<1024> command;
   std::array<FixedString<4096>, 5> trace;
   std::size_t traceLines = 0;  // so far; line i is kept at i % trace.size()
