@@ -28,7 +28,10 @@ class FixedString {
     std::memcpy(bytes_.data(), string.data(), length);
     bytes_[length] = '\0';
   }
-  std::string_view get() const { return {bytes_.data(), strnlen(bytes_.data(), size)}; }
+  std::string_view get() const {
+    const std::string_view all(bytes_.data(), size);
+    return all.substr(0, all.find('\0'));
+  }
   bool empty() const { return bytes_[0] == '\0'; }
 
  private:
