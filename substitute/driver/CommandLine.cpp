@@ -58,6 +58,9 @@ std::vector<std::string> readable(const CLI::App& parser,
     const bool takesValue = option->get_expected_max() > 0;
     if (!takesValue && name != *at) throw UsageError(name + " takes no value");
     if (*at == name + "=") {
+      if (option->get_expected_min() == 0) {
+        throw UsageError(name + "= wants a value, " + option->get_type_name());
+      }
       result.back() = name;
       result.emplace_back();
     }

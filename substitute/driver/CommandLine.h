@@ -1,4 +1,4 @@
-// The options that both programs share.
+// Reads the command line: the options that both programs share, and each program's own.
 #pragma once
 
 #include <functional>
