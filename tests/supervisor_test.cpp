@@ -141,18 +141,20 @@ TEST_F(Supervisor, AReportNamesFunctionsOfAProcessWithCorruptMemory) {
 
 TEST_F(Supervisor, ASpoiledReportSpoilsNoOtherResult) {
   scenario("harmless", "offline\n");
-  const Result result = playWith("exit after writing over shared memory", "start\n", "harmless");
+  const Result result = playWith("exit after writing over shared memory", "start\n", "s harmless");
   EXPECT_EQ(result.status, 3);
-  expectLine(result.output, "passed: harmless\nfailed: s: the add-in ended the process\n");
+  expectLine(result.output, "failed: s: the add-in ended the process\n");
+  expectLine(result.output, "passed: harmless\n");
 }
 
 TEST_F(Supervisor, AnEndIsOneResultOfSeveral) {
   scenario("harmless", "offline\n");
-  const Result result = playWith("abort", "start\nstop\n", "harmless");
+  const Result result = playWith("abort", "start\nstop\n", "s harmless");
   EXPECT_EQ(result.status, 3);
-  expectLine(result.output, "passed: harmless\nfailed: s: ended by SIGABRT\n");
+  expectLine(result.output, "failed: s: ended by SIGABRT\n");
+  expectLine(result.output, "passed: harmless\n");
   expectLine(result.output, "      last call of the host: ");
-  EXPECT_EQ(result.lastLine(), "1 passed, 1 failed\n");
+  EXPECT_EQ(result.lastLine(), "1 passed, 2 failed\n");
 }
 
 TEST_F(Supervisor, ASignalThatOthersSendIsReportedDuringACall) {

@@ -127,6 +127,7 @@ std::string describe([[maybe_unused]] const StackTrace& stack) {
   const Dwfl_Callbacks callbacks = {dwfl_linux_proc_find_elf, findNone, nullptr, nullptr};
   const std::unique_ptr<Dwfl, void (*)(Dwfl*)> process(dwfl_begin(&callbacks), &dwfl_end);
   std::string mappings(stack.mappings.data(), stack.mappings.size());
+  mappings.resize(std::min(mappings.find('\0'), mappings.size()));
   std::FILE* const file = fmemopen(mappings.data(), mappings.rfind('\n') + 1, "r");
   if (file == nullptr) return "";
   dwfl_linux_proc_maps_report(process.get(), file);

@@ -81,17 +81,18 @@ TEST_F(Keyboard, F6GoesToWhatIsUsedInEachPaneAndTabThroughThePanels) {
   }
 }
 
-TEST_F(Keyboard, EachShortcutStandsInAMenu) {
-  int shortcuts = 0;
+TEST_F(Keyboard, EachShortcutIsOneEntrysAndStandsInAMenu) {
+  QSet<QKeySequence> shortcuts;
   for (const QAction* const entry : window.findChildren<QAction*>()) {
     if (entry->shortcut().isEmpty()) continue;
     const QObjectList places = entry->associatedObjects();
     EXPECT_TRUE(std::any_of(places.begin(), places.end(), [](QObject* place) {
       return qobject_cast<QMenu*>(place) != nullptr;
     })) << entry->text().toStdString();
-    ++shortcuts;
+    EXPECT_FALSE(shortcuts.contains(entry->shortcut())) << entry->text().toStdString();
+    shortcuts.insert(entry->shortcut());
   }
-  EXPECT_GT(shortcuts, 20);
+  EXPECT_GT(shortcuts.size(), 20);
 }
 
 // Every widget that takes the focus gets a frame of two pixels inside its edges, in both themes.

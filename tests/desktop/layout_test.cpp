@@ -68,7 +68,7 @@ TEST_F(WindowLayout, IsPaintedBeforeTheAddInStarts) {
   EXPECT_TRUE(waitUntil([this] { return runner.loaded(); }));
 }
 
-TEST_F(WindowLayout, ButtonsAtTheLeftControlHostAndScenario) {
+TEST_F(WindowLayout, ButtonsOfHostAndScenarioStandAtTheLeft) {
   const auto& controls = part<QToolBar>("controls");
   action("speed:atOnce").trigger();
   QStringList names;

@@ -76,17 +76,18 @@ TEST(DesktopProgram, SaysWhyItEnds) {
   const QString picture = folder.filePath("a.png");
   const QStringList strictly = {"--strict", "--timeout", "1", "--addin",
                                 beside("libmisbehaving.so")};
+  const QString own = "substitute-desktop: ";
   const QString elsewhere = "; substitute-host plays in the terminal.\n";
   using Row = std::tuple<QString, QStringList, int, QString>;
   const std::vector<Row> cases = {
-      {"MISBEHAVE=crash", strictly, SIGSEGV, ": the host is ended by the signal SIGSEGV\n"},
-      {"MISBEHAVE=hang", strictly, 4, ": a call of the add-in has not returned after "},
-      {"MISBEHAVE=exit", strictly, 3, ": the add-in ends the process\n"},
+      {"MISBEHAVE=crash", strictly, SIGSEGV, own + "the host is ended by the signal SIGSEGV\n"},
+      {"MISBEHAVE=hang", strictly, 4, own + "a call of the add-in has not returned after "},
+      {"MISBEHAVE=exit", strictly, 3, own + "the add-in ends the process\n"},
       // It is still loaded, since nobody has stopped it.
       {"MISBEHAVE=", strictly, 3, ""},
       {"DISPLAY=", {"--screenshot", picture}, 0, ""},
-      {"DISPLAY=", {}, 2, ": there is no display to open a window on" + elsewhere},
-      {"DISPLAY=:4077", {}, 2, ": no window can be opened on the display :4077" + elsewhere},
+      {"DISPLAY=", {}, 2, own + "there is no display to open a window on" + elsewhere},
+      {"DISPLAY=:4077", {}, 2, own + "no window can be opened on the display :4077" + elsewhere},
       {"", {"--wrong"}, 2, "--wrong"},
       {"", {"--theme", "pink"}, 2, "'pink' is not light or dark"},
       {"", {"-"}, 2, "there is no scenario -; there are failing-host, "},
@@ -103,7 +104,9 @@ TEST(DesktopProgram, SaysWhyItEnds) {
     } else {
       all << "--quit";
     }
-    environment.insert(variable.section('=', 0, 0), variable.section('=', 1));
+    if (!variable.isEmpty()) {
+      environment.insert(variable.section('=', 0, 0), variable.section('=', 1));
+    }
     const ProgramResult ended = runProgram("substitute-desktop", all, environment);
     EXPECT_EQ(ended.status, status) << words.toStdString();
     EXPECT_TRUE(ended.errors.contains(words.toUtf8())) << ended.errors.toStdString();
