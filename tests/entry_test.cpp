@@ -12,7 +12,13 @@ using GlobalState = AddInFixture;
 }  // namespace
 
 TEST_F(Run, TheCountAndTheStatusDecideOnThePaletteAndTheIcons) {
-  const std::tuple<int, bool, bool, bool, const char*> starts[] = {
+  const struct {
+    int count;
+    bool offline;
+    bool opens;
+    bool opensLater;  // when the host goes offline and online
+    const char* icons;
+  } starts[] = {
       {-1, false, false, false, "resources/Velorin/LessTen"},
       {0, false, true, true, "resources/Velorin/LessTen"},
       {0, true, false, true, "resources/Velorin/LessTen"},
@@ -21,7 +27,6 @@ TEST_F(Run, TheCountAndTheStatusDecideOnThePaletteAndTheIcons) {
       {3, true, false, true, "resources/Velorin"},
       {4, false, false, false, "resources/Velorin"},
   };
-  // It opens later when the host goes offline and online.
   for (const auto& [count, offline, opens, opensLater, icons] : starts) {
     SCOPED_TRACE(count);
     host->setOffline(offline);

@@ -74,7 +74,10 @@ class HostCase : public HostProgram {
     EXPECT_EQ(result.errors.rfind("substitute-host: ", 0), 0U) << result.errors;
     EXPECT_NE(result.errors.find(text.substr(arrow + 4)), std::string::npos) << result.errors;
     EXPECT_EQ(result.errors.find('\n'), result.errors.size() - 1) << result.errors;
-    EXPECT_FALSE(fs::exists(folder.path() + "/data"));
+    EXPECT_TRUE(fs::is_empty(folder.path() + "/tmp"));
+    for (const char* const made : {"/data", "/.local"}) {
+      EXPECT_FALSE(fs::exists(folder.path() + made));
+    }
   }
 
   void playCase(const std::vector<Line>& lines) {

@@ -51,9 +51,9 @@ std::string shellErrorIn(const std::string& line) {
 }  // namespace
 
 #ifdef __ELF__
-// Replaces the system's function for all libraries, since the loader looks in the program first. A
-// program may bring its own.
-// The shell reads line by line, so it redirects its errors before it parses the command.
+// Replaces the system's function for all libraries, since the loader looks in the program first. It
+// is weak, so a program may bring its own. The shell reads line by line, so it redirects its errors
+// before it parses the command.
 extern "C" __attribute__((weak)) int system(const char* command) {
   static const auto real = reinterpret_cast<int (*)(const char*)>(dlsym(RTLD_NEXT, "system"));
   // The length of an argument is limited by the system: a long command is passed on unchanged.

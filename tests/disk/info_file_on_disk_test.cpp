@@ -66,8 +66,8 @@ class InfoFileOnDisk : public AddInFixture {
 
   // A disk, and what starts of a user without rights of his own make of it.
   struct Disk {
-    const char*
-        made;  // by the shell, in an empty folder of the add-in that every user can write to
+    // The commands that make it, in an empty folder of the add-in that every user can write to.
+    const char* made;
     std::vector<std::int32_t> counts;  // one for each start
     std::optional<std::string> after;  // none: there is no such file
   };

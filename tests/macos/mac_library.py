@@ -1,4 +1,4 @@
-"""The library for macOS, looked at from outside; libraries and builds that must be refused."""
+"""The library for macOS, looked at from outside; a library and builds that must be refused."""
 
 import json
 import os
