@@ -58,9 +58,6 @@ std::vector<std::string> readable(const CLI::App& parser,
     const bool takesValue = option->get_expected_max() > 0;
     if (!takesValue && name != *at) throw UsageError(name + " takes no value");
     if (*at == name + "=") {
-      if (option->get_expected_min() == 0) {
-        throw UsageError(name + "= wants a value, " + option->get_type_name());
-      }
       result.back() = name;
       result.emplace_back();
     }
@@ -133,13 +130,17 @@ void add(CLI::App& parser, const Option& option) {
     parser.add_flag(option.name, **flag, option.help);
     return;
   }
-  // CLI11 checks each value in turn, and need not keep it.
-  CLI::Option* const added = parser.add_option(option.name, CLI::callback_t(), option.help);
-  added->type_name(option.valueName)->check([target = option.target](const std::string& value) {
-    return take(target, value);
-  });
+  const auto takeAll = [option](const CLI::results_t& values) {
+    for (const std::string& value : values) {
+      const std::string wrong = take(option.target, value);
+      if (!wrong.empty()) throw UsageError(option.name + (": " + wrong));
+    }
+    return true;
+  };
+  CLI::Option* const added = parser.add_option(option.name, takeAll, option.help);
+  added->type_name(option.valueName)->take_all();  // of one value the last counts
   const bool hasName = option.name[0] == '-';
-  if (option.takesSeveral) added->expected(CLI::detail::expected_max_vector_size)->take_all();
+  if (option.takesSeveral) added->expected(CLI::detail::expected_max_vector_size);
   if (option.takesSeveral && hasName) added->delimiter(',')->allow_extra_args(false);
   if (!hasName) added->option_text(" ");
 }
@@ -182,8 +183,6 @@ std::optional<int> readCommandLine(const Program& program, CommandLine& values, 
       parser.exit(asked);  // prints the help or the version
       flushOutput();
       return EXIT_SUCCESS;
-    } catch (const CLI::ValidationError& error) {
-      throw UsageError(error.what());  // take() says so
     } catch (const CLI::ExtrasError&) {
       throw UsageError("there is more than one SCENARIO");
     }
