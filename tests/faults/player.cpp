@@ -9,6 +9,7 @@
 
 #include "substitute/driver/CommandLine.h"
 #include "substitute/driver/Errors.h"
+#include "substitute/driver/Folders.h"
 #include "substitute/driver/HostSession.h"
 #include "substitute/driver/Profile.h"
 #include "substitute/driver/Scenario.h"
@@ -35,27 +36,6 @@ CommandLine optionsFor(const std::string& addin) {
   return values;
 }
 
-#ifdef __APPLE__
-// An emulator keeps the code that it has translated for the processes that are forked later. So
-// this process plays, too, if a child shows that it ends well.
-void playForTheEmulator(const std::string& addin) {
-  CommandLine values = optionsFor(addin);
-  values.fresh = true;
-  const auto playOnce = [&values] {
-    play(values, {"fail Toolbars.itemById throw", "start", "message x", "click", "state", "stop"});
-    return ScenarioEnd();
-  };
-  bool endsWell = false;
-  supervise({{"", playOnce}}, {program, timeout},
-            [&endsWell](const ScenarioResult& result) { endsWell = result.passed(); });
-  if (!endsWell) return;
-  std::ostringstream nothing;
-  std::streambuf* const output = std::cout.rdbuf(nothing.rdbuf());
-  playOnce();
-  std::cout.rdbuf(output);
-}
-#endif
-
 ScenarioEnd playCase(const Json& one, const std::string& addin) {
   try {
     CommandLine values = optionsFor(addin);
@@ -68,6 +48,30 @@ ScenarioEnd playCase(const Json& one, const std::string& addin) {
     return {printException(program), ""};
   }
 }
+
+#ifdef __APPLE__
+// An emulator keeps the code that it has translated for the processes that are forked later. So
+// this process plays a case, too, if a child shows that it ends well.
+void playForTheEmulator(const std::string& addin) {
+  const LockedFolder folder;
+  const Json scenario = {"start",   "click",  "hide",  "message x", "message https://example.org",
+                         "offline", "online", "state", "stop",      "fail Toolbars.itemById throw",
+                         "start",   "stop"};
+  const Json one = {{"data", folder.path()},
+                    {"addinFolder", true},
+                    {"trace", folder.path() + "/trace"},
+                    {"scenario", scenario}};
+  const auto playOnce = [&one, &addin] { return playCase(one, addin); };
+  bool endsWell = false;
+  supervise({{"", playOnce}}, {program, timeout},
+            [&endsWell](const ScenarioResult& result) { endsWell = result.passed(); });
+  if (!endsWell) return;
+  std::ostringstream nothing;
+  std::streambuf* const output = std::cout.rdbuf(nothing.rdbuf());
+  tellEnd(playOnce());  // it reaches nobody
+  std::cout.rdbuf(output);
+}
+#endif
 
 }  // namespace
 
