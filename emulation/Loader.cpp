@@ -28,8 +28,7 @@ namespace {
 
 constexpr const char* systemLibrary = "/usr/lib/libSystem.B.dylib";
 
-// Never destroyed: at the end of the process the system is quicker.
-std::vector<std::unique_ptr<Library>>& images = *new std::vector<std::unique_ptr<Library>>;
+auto& images = *new std::vector<std::unique_ptr<Library>>;  // the system frees it more quickly
 Arguments arguments;
 
 // The same for each path that leads to a file.

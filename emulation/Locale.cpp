@@ -87,6 +87,6 @@ EMULATION_SUPPLY("strtod_l, strtold_l", "strtod");
 EMULATION_SUPPLY("strtoll_l", "strtoll");
 EMULATION_SUPPLY("strtoull_l", "strtoull");
 EMULATION_SAME(
-    "atoi, bzero, localeconv, memchr, memcmp, memcpy, memmove, memset, nextafter, strcasecmp, "
-    "strchr, strcmp, strdup, strlen, strncmp, strrchr, strstr, strtod, strtol, strtoll, strtoul, "
-    "strtoull, wcscmp, wcslen, wcsstr, wmemchr, wmemcmp");
+    "bzero, localeconv, memchr, memcmp, memcpy, memmove, memset, nextafter, strcasecmp, strchr, "
+    "strcmp, strdup, strlen, strncmp, strrchr, strstr, strtod, strtol, strtoll, strtoul, strtoull, "
+    "wcscmp, wcslen, wcsstr, wmemchr, wmemcmp");

@@ -63,5 +63,5 @@ EMULATION_SUPPLY("__stdinp", "stdin");
 EMULATION_SUPPLY("__stdoutp", "stdout");
 EMULATION_SUPPLY("__stderrp", "stderr");
 EMULATION_SAME(
-    "fclose, fdopen, ferror, fflush, fgetc, fileno, fopen, fputc, fputs, fread, fseek, fseeko, "
-    "ftell, ftello, fwrite, getc, putchar, puts, rewind, setbuf, tmpfile, ungetc");
+    "fclose, fdopen, fflush, fgetc, fileno, fopen, fputc, fputs, fread, fseek, fseeko, ftell, "
+    "ftello, fwrite, getc, rewind, setbuf, tmpfile, ungetc");
