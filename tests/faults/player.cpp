@@ -54,13 +54,10 @@ ScenarioEnd playCase(const Json& one, const std::string& addin) {
 // this process plays a case, too, if a child shows that it ends well.
 void playForTheEmulator(const std::string& addin) {
   const LockedFolder folder;
-  const Json scenario = {"start",   "click",  "hide",  "message x", "message https://example.org",
-                         "offline", "online", "state", "stop",      "fail Toolbars.itemById throw",
-                         "start",   "stop"};
-  const Json one = {{"data", folder.path()},
-                    {"addinFolder", true},
-                    {"trace", folder.path() + "/trace"},
-                    {"scenario", scenario}};
+  Json one = Json::parse(R"({"addinFolder": true, "scenario": ["start", "click", "online",
+      "message https://a", "stop", "fail Toolbars.itemById throw", "start", "state", "stop"]})");
+  one["data"] = folder.path();
+  one["trace"] = folder.path() + "/trace";
   const auto playOnce = [&one, &addin] { return playCase(one, addin); };
   bool endsWell = false;
   supervise({{"", playOnce}}, {program, timeout},
