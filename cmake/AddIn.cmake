@@ -6,7 +6,7 @@ function(add_addin_library target file exports)
   add_library(${target} SHARED ${ARGN})
   set_target_properties(${target} PROPERTIES
     OUTPUT_NAME ${file} PREFIX "" INSTALL_NAME_DIR @rpath BUILD_WITH_INSTALL_NAME_DIR ON
-    MACHO_CURRENT_VERSION ${PROJECT_VERSION} UNITY_BUILD OFF)
+    MACHO_CURRENT_VERSION ${PROJECT_VERSION})
   target_include_directories(${target} PUBLIC ${PROJECT_SOURCE_DIR})
   target_link_libraries(${target} PUBLIC host_api PRIVATE host_libraries project_options)
   export_only_listed_names(${target} ${exports})

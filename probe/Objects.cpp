@@ -121,8 +121,8 @@ void askAboutDefinitions() {
   ask("query.command-control", "What is a control that was added, queried for a command control?",
       [] { return given(Ptr<CommandControl>(need(controls()->itemById(passingId)))); });
   ask("references.query", "Is a control valid after a handle on its query was let go?", [&] {
-    const CommandControl* const seen = need(control)->query<CommandControl>();
-    const Ptr<CommandControl> passing(seen, false);
+    const CommandControl* const queried = need(control)->query<CommandControl>();
+    const Ptr<CommandControl> passing(queried, false);
     return need(passing)->isValid() && control->isValid();
   });
   Ptr<CommandCreatedEvent> event;
