@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <exception>
-#include <filesystem>
 #include <iostream>
 
 #include "substitute/api/Operation.h"
@@ -15,8 +14,6 @@
 #include "substitute/driver/Profile.h"
 #include "substitute/driver/Scenario.h"
 #include "substitute/driver/Text.h"
-
-namespace fs = std::filesystem;
 
 namespace substitute {
 
@@ -154,13 +151,6 @@ void addOptions(CLI::App& parser, const Program& program, CommandLine& values) {
   for (const Option& option : program.options) add(parser, option);
 }
 
-// Whether two paths name the same file, which need not exist.
-bool isSameFile(const std::string& one, const std::string& other) {
-  std::error_code error;
-  const fs::path first = fs::weakly_canonical(fs::absolute(one, error), error);
-  return !error && first == fs::weakly_canonical(fs::absolute(other, error), error) && !error;
-}
-
 }  // namespace
 
 TakeValue number(unsigned& target, const std::string& of, unsigned most) {
@@ -204,26 +194,6 @@ std::optional<int> readCommandLine(const Program& program, CommandLine& values, 
   } catch (const std::exception&) {
     return printException(program.name);
   }
-}
-
-void checkOutput(const std::string& option, const std::string& path,
-                 const std::vector<std::string>& files) {
-  if (path.empty()) return;
-  if (path == "-") throw UsageError(option + " wants a file; standard output is taken");
-  const std::string wrong = option + " would overwrite ";
-  for (const std::string& file : files) {
-    if (isSameFile(path, file)) throw UsageError(wrong + file);
-  }
-}
-
-void checkTrace(const CommandLine& values, const std::vector<std::string>& scenarios,
-                const Host& host) {
-  std::vector<std::string> files = {values.addin, values.expectedTrace};
-  if (profile().file != nullptr) files.push_back(profile().file(host));
-  for (const std::string& scenario : scenarios) {
-    if (scenario != "-") files.push_back(scenarioFile(scenario));
-  }
-  checkOutput("--trace", values.trace, files);
 }
 
 }  // namespace substitute

@@ -63,13 +63,4 @@ struct Program {
 std::optional<int> readCommandLine(const Program& program, CommandLine& values, int argc,
                                    char** argv);
 
-// Throws UsageError when `path`, the value of `option`, is "-" or names one of `files`.
-void checkOutput(const std::string& option, const std::string& path,
-                 const std::vector<std::string>& files);
-
-// Throws UsageError when the trace would overwrite a file that the run of `host` reads or writes:
-// one of `scenarios`, the library, the profile's file or the expected trace.
-void checkTrace(const CommandLine& values, const std::vector<std::string>& scenarios,
-                const Host& host);
-
 }  // namespace substitute

@@ -15,6 +15,21 @@ namespace fs = std::filesystem;
 
 namespace substitute {
 
+namespace {
+
+// Throws UsageError when the trace would overwrite a file that the run of `host` reads or writes.
+void checkTrace(const CommandLine& values, const std::vector<std::string>& scenarios,
+                const Host& host) {
+  std::vector<std::string> files = {values.addin, values.expectedTrace};
+  if (profile().file != nullptr) files.push_back(profile().file(host));
+  for (const std::string& scenario : scenarios) {
+    if (scenario != "-") files.push_back(scenarioFile(scenario));
+  }
+  checkOutput("--trace", values.trace, files);
+}
+
+}  // namespace
+
 HostSession::HostSession(const CommandLine& values, const std::string& program,
                          const std::vector<std::string>& scenarios)
     : values_(values),

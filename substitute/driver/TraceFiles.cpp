@@ -6,7 +6,24 @@
 #include "substitute/driver/Calls.h"
 #include "substitute/driver/Errors.h"
 
+namespace fs = std::filesystem;
+
 namespace substitute {
+
+void checkOutput(const std::string& option, const std::string& path,
+                 const std::vector<std::string>& files) {
+  if (path.empty()) return;
+  if (path == "-") throw UsageError(option + " wants a file; standard output is taken");
+  std::error_code error;
+  const auto canonical = [&error](const std::string& name) {
+    return fs::weakly_canonical(fs::absolute(name, error), error);  // it need not exist
+  };
+  const fs::path output = canonical(path);
+  if (error) return;
+  for (const std::string& file : files) {
+    if (canonical(file) == output && !error) throw UsageError(option + " would overwrite " + file);
+  }
+}
 
 TraceFile::TraceFile(const std::string& path) : path_(path), file_(path, std::ios::app) {
   if (!file_) throw UsageError("the trace cannot be written to " + path, "--trace");
@@ -14,7 +31,7 @@ TraceFile::TraceFile(const std::string& path) : path_(path), file_(path, std::io
 
 void TraceFile::begin(Host& host) {
   std::error_code notAFileOfBytes;
-  std::filesystem::resize_file(path_, 0, notAFileOfBytes);
+  fs::resize_file(path_, 0, notAFileOfBytes);
   trace_ = host.interceptor().trace.subscribe(
       [this](const Json& entry) { file_ << line(entry) << std::endl; });
 }

@@ -1,4 +1,4 @@
-// The files of --trace and --expect-trace.
+// The files of --trace and --expect-trace, and what no output may overwrite.
 #pragma once
 
 #include <cstddef>
@@ -10,6 +10,10 @@
 #include "substitute/api/Host.h"
 
 namespace substitute {
+
+// Throws UsageError when `path`, the value of `option`, is "-" or names one of `files`.
+void checkOutput(const std::string& option, const std::string& path,
+                 const std::vector<std::string>& files);
 
 // The file of --trace.
 class TraceFile {

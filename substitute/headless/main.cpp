@@ -15,6 +15,7 @@
 #include "substitute/driver/Scenario.h"
 #include "substitute/driver/Supervisor.h"
 #include "substitute/driver/Text.h"
+#include "substitute/driver/TraceFiles.h"
 #include "substitute/headless/JUnit.h"
 #include "substitute/headless/Prompt.h"
 #include "substitute/headless/Sweep.h"
