@@ -237,12 +237,12 @@ void follow(const Json& entry) {
 #ifdef __linux__
 // These replace the system's functions for all libraries, since the loader looks in the program
 // first. On a Mac each library is bound to the system's functions.
-extern "C" void _exit(int status) {
+extern "C" __attribute__((noreturn)) void _exit(int status) {
   onExit();
   while (true) syscall(SYS_exit_group, status);
 }
 
-extern "C" void _Exit(int status) noexcept {
+extern "C" __attribute__((noreturn)) void _Exit(int status) noexcept {
   onExit();
   while (true) syscall(SYS_exit_group, status);
 }
