@@ -28,7 +28,7 @@ namespace {
 
 constexpr const char* systemLibrary = "/usr/lib/libSystem.B.dylib";
 
-auto& images = *new std::vector<std::unique_ptr<Library>>;  // the system frees it more quickly
+auto& images = *new std::vector<std::unique_ptr<Library>>;  // freed with the process: quicker
 Arguments arguments;
 
 // The same for each path that leads to a file.
