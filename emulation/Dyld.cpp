@@ -68,11 +68,8 @@ void* mac_dlopen(const char* path, int mode) {
   try {
     Library* const library = findByFile(path);
     if (library == nullptr && (mode & onlyIfLoaded) == 0) return load(path);
-    if (library == nullptr) {
-      setError(std::string(path) + " is not loaded");
-    } else {
-      ++library->users;
-    }
+    if (library == nullptr) setError(std::string(path) + " is not loaded");
+    if (library != nullptr) ++library->users;
     return library;
   } catch (const LoadError& error) {
     setError(error.what());
@@ -125,11 +122,11 @@ const char* mac__dyld_get_image_name(std::uint32_t index) {
 }
 
 int* mac__NSGetArgc() {
-  return &programArguments().count;
+  return &programArguments.count;
 }
 
 char*** mac__NSGetArgv() {
-  return &programArguments().values;
+  return &programArguments.values;
 }
 
 int mac___cxa_atexit(void (*function)(void*), void* argument, const void* header) {

@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <map>
+#include <utility>
 
 namespace emulation {
 
@@ -13,6 +15,10 @@ namespace {
 
 // More than the code of a file can reach.
 constexpr std::uint64_t largestImage = std::uint64_t{1} << 32;
+constexpr int blockFlags = MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE;
+
+// The blocks of the files that were unloaded, by their paths.
+auto& formerBlocks = *new std::map<std::string, std::pair<void*, std::uint64_t>>;
 
 std::string_view fixedString(const char (&characters)[16]) {
   return {characters, strnlen(characters, sizeof(characters))};
@@ -80,7 +86,11 @@ Image::Image(std::string path) : path_(std::move(path)), file_(readFile(path_)) 
 }
 
 Image::~Image() {
-  munmap(memory_, memorySize_);
+  for (const auto& [begin, size, protection] : segments_) {
+    const bool isCode = (protection & PROT_EXEC) != 0;
+    if (!isCode) mmap(begin, size, PROT_NONE, blockFlags | MAP_FIXED, -1, 0);
+  }
+  formerBlocks[path_] = {memory_, memorySize_};
 }
 
 bool Image::contains(const void* address) const {
@@ -115,13 +125,11 @@ std::optional<Export> Image::findExport(const std::string& name) const {
 }
 
 void Image::protect() const {
-  for (const Segment& segment : segments_) {
-    if (segment.size == 0) continue;
-    if (mprotect(segment.begin, segment.size, segment.protection) != 0) {
+  for (const auto& [begin, size, protection] : segments_) {
+    if (size != 0 && mprotect(begin, size, protection) != 0) {
       throw LoadError(std::string("cannot be protected in memory: ") + std::strerror(errno));
     }
-    __builtin___clear_cache(reinterpret_cast<char*>(segment.begin),
-                            reinterpret_cast<char*>(segment.begin + segment.size));
+    __builtin___clear_cache(reinterpret_cast<char*>(begin), reinterpret_cast<char*>(begin + size));
   }
 }
 
@@ -196,8 +204,10 @@ void Image::mapSegments(Bytes file, const std::vector<const macho::SegmentComman
   }
   if (first >= last) throw LoadError("has no segments");
   if (last - first > largestImage) throw LoadError("does not fit into memory");
-  void* const memory = mmap(nullptr, last - first, PROT_READ | PROT_WRITE,
-                            MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  const auto [former, formerSize] = std::exchange(formerBlocks[path_], {});
+  void* const memory = formerSize == last - first
+                           ? former
+                           : mmap(nullptr, last - first, PROT_READ | PROT_WRITE, blockFlags, -1, 0);
   if (memory == MAP_FAILED) throw LoadError("does not fit into memory");
   memory_ = static_cast<std::uint8_t*>(memory);
   memorySize_ = last - first;
@@ -208,7 +218,12 @@ void Image::mapSegments(Bytes file, const std::vector<const macho::SegmentComman
       continue;
     }
     std::uint8_t* const begin = memory_ + (segment->address - first);
-    std::memcpy(begin, file.part(segment->fileOffset, segment->fileSize).data(), segment->fileSize);
+    const std::uint8_t* const content = file.part(segment->fileOffset, segment->fileSize).data();
+    const bool isCode = (segment->protection & PROT_EXEC) != 0;
+    if (!isCode || std::memcmp(begin, content, segment->fileSize) != 0) {
+      mprotect(begin, segment->size, PROT_READ | PROT_WRITE);
+      std::memcpy(begin, content, segment->fileSize);
+    }
     // The file format has mmap's bits.
     const bool readOnly = (segment->flags & macho::SG_READ_ONLY) != 0;
     const auto wanted = static_cast<int>(segment->protection);

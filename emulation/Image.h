@@ -3,7 +3,9 @@
 // On a Mac the kernel maps the segments of a program, and the loader dyld those of each library:
 // the text with the code, the data, and the lists that describe both. They lie anywhere in memory,
 // but at fixed distances, by which the code reaches its data. Here the whole file is read, and its
-// segments are copied into one block of memory. The lists stay in the bytes of the file.
+// segments are copied into one block of memory. The lists stay in the bytes of the file. A file
+// that is loaded again gets its block again, in which its code still lies: the emulator has
+// translated that, and would have to do so once more elsewhere.
 #pragma once
 
 #include <cstdint>

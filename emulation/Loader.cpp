@@ -29,7 +29,6 @@ namespace {
 constexpr const char* systemLibrary = "/usr/lib/libSystem.B.dylib";
 
 auto& images = *new std::vector<std::unique_ptr<Library>>;  // freed with the process: quicker
-Arguments arguments;
 
 // The same for each path that leads to a file.
 std::string canonical(const std::string& path) {
@@ -182,8 +181,10 @@ void initialize(Library& library) {
 
 }  // namespace
 
+Arguments programArguments;
+
 int runProgram(const std::string& path, const Arguments& given) {
-  arguments = given;
+  programArguments = given;
   Library* const loaded = prepare(path);
   if (loaded->image.entry() == nullptr) {
     throw LoadError(loaded->image.path() + " is a library, not a program");
@@ -191,11 +192,7 @@ int runProgram(const std::string& path, const Arguments& given) {
   std::atexit([] { runAtExit(nullptr); });
   initialize(*loaded);
   const auto main = reinterpret_cast<int (*)(int, char**)>(loaded->image.entry());
-  return main(arguments.count, arguments.values);
-}
-
-Arguments& programArguments() {
-  return arguments;
+  return main(programArguments.count, programArguments.values);
 }
 
 const std::vector<std::unique_ptr<Library>>& loadedLibraries() {

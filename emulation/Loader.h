@@ -40,7 +40,7 @@ struct Arguments {
 // before anything of it has run.
 int runProgram(const std::string& path, const Arguments& given);
 
-Arguments& programArguments();
+extern Arguments programArguments;
 
 // In the order of loading: the program comes first.
 const std::vector<std::unique_ptr<Library>>& loadedLibraries();

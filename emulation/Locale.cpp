@@ -4,9 +4,8 @@
 // the C++ library calls those that its streams need, with a null pointer for the locale of C. The
 // kinds of characters stand in a table into which programs look. Here that of C is the only locale:
 // the forms with a locale ignore it, and the table is made by asking Linux's functions.
-#include <clocale>
+#include <cctype>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <cwctype>
 
@@ -70,20 +69,15 @@ int mac___maskrune(int character, unsigned long mask) {
   return static_cast<int>(typesOf(character) & mask);
 }
 
-// On macOS a long double is a double.
-double mac_strtold(const char* string, char** end) {
-  return std::strtod(string, end);
-}
-
 }  // extern "C"
 
-EMULATION_CONVERTED("_DefaultRuneLocale, __maskrune, setlocale, strtold");
+EMULATION_CONVERTED("_DefaultRuneLocale, __maskrune, setlocale");
 EMULATION_SUPPLY("__tolower", "towlower");
 EMULATION_SUPPLY("__toupper", "towupper");
 EMULATION_SUPPLY("___mb_cur_max_l", "__ctype_get_mb_cur_max");
 EMULATION_SUPPLY("mbtowc_l", "mbtowc");
 EMULATION_SUPPLY("wcrtomb_l", "wcrtomb");
-EMULATION_SUPPLY("strtod_l, strtold_l", "strtod");
+EMULATION_SUPPLY("strtod_l, strtold, strtold_l", "strtod");  // on macOS a long double is a double
 EMULATION_SUPPLY("strtoll_l", "strtoll");
 EMULATION_SUPPLY("strtoull_l", "strtoull");
 EMULATION_SAME(

@@ -14,7 +14,6 @@
 #include "System.h"
 
 using emulation::Pair;
-using emulation::signalToMac;
 
 constexpr Pair waitFlags[] = {{0x1, WNOHANG}, {0x2, WUNTRACED}};
 constexpr Pair limits[] = {{29, _SC_PAGESIZE}, {58, _SC_NPROCESSORS_ONLN}};
@@ -22,8 +21,8 @@ constexpr Pair clocks[] = {{0, CLOCK_REALTIME}, {4, CLOCK_MONOTONIC_RAW}, {6, CL
 
 static int statusToMac(int status) {
   constexpr int stopped = 0x7f;
-  if (WIFSTOPPED(status)) return signalToMac(WSTOPSIG(status)) << 8 | stopped;
-  if (WIFSIGNALED(status)) return (status & ~0x7f) | signalToMac(WTERMSIG(status));
+  if (WIFSTOPPED(status)) return emulation::signalToMac(WSTOPSIG(status)) << 8 | stopped;
+  if (WIFSIGNALED(status)) return (status & ~0x7f) | emulation::signalToMac(WTERMSIG(status));
   return status;
 }
 
