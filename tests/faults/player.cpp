@@ -53,12 +53,15 @@ ScenarioEnd playCase(const Json& one, const std::string& addin) {
 // An emulator keeps the code that it has translated for the processes that are forked later. So
 // this process plays a case, too, if a child shows that it ends well.
 void playForTheEmulator(const std::string& addin) {
-  const LockedFolder folder;
-  Json one = Json::parse(R"({"addinFolder": true, "scenario": ["start", "click", "online",
-      "message https://a", "stop", "fail Toolbars.itemById throw", "start", "state", "stop"]})");
-  one["data"] = folder.path();
-  one["trace"] = folder.path() + "/trace";
-  const auto playOnce = [&one, &addin] { return playCase(one, addin); };
+  const auto playOnce = [&addin] {
+    const LockedFolder folder;
+    Json one = Json::parse(R"({"addinFolder": true, "scenario": ["start", "state", "click",
+        "online", "message https://a", "stop", "fail Toolbars.itemById 2 throw",
+        "fail Palettes.itemById", "state", "start", "click", "state", "stop"]})");
+    one["data"] = folder.path();
+    one["trace"] = folder.path() + "/trace";
+    return playCase(one, addin);
+  };
   bool endsWell = false;
   supervise({{"", playOnce}}, {program, timeout},
             [&endsWell](const ScenarioResult& result) { endsWell = result.passed(); });
