@@ -43,10 +43,8 @@ class ManyStarts : public AddInFixture {
     writeFile(open, "#!/bin/sh\nprintf '%s\\n' \"$1\" >>\"$0.runs\"\n");
     fs::permissions(open, fs::perms::owner_all);
     recordNothing();
-    oldPath_ = std::getenv("PATH");
-    setenv("PATH", (folder.path() + ":" + oldPath_).c_str(), 1);
+    setenv("PATH", (folder.path() + ":" + std::getenv("PATH")).c_str(), 1);
   }
-  ~ManyStarts() override { setenv("PATH", oldPath_.c_str(), 1); }
 
   // In turn, the palette is created by going online and by run; each tenth time by the click, since
   // the info file that this takes is written back to the disk.
@@ -67,9 +65,6 @@ class ManyStarts : public AddInFixture {
     ASSERT_EQ(substitute::resourceCounts().references, 0) << "in cycle " << number;
     ASSERT_EQ(substitute::resourceCounts().strings, 0) << "in cycle " << number;
   }
-
- private:
-  std::string oldPath_;
 };
 
 TEST_F(ManyStarts, LeaveTheProcessAsItWas) {
