@@ -17,12 +17,8 @@ namespace {
 constexpr std::uint64_t largestImage = std::uint64_t{1} << 32;
 constexpr int blockFlags = MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE;
 
-// The blocks of the files that were unloaded, by their paths.
-auto& formerBlocks = *new std::map<std::string, std::pair<void*, std::uint64_t>>;
-
-std::string_view fixedString(const char (&characters)[16]) {
-  return {characters, strnlen(characters, sizeof(characters))};
-}
+// Of the files that were unloaded, by path: the bytes, and the block in which the code still lies.
+auto& formerImages = *new std::map<std::string, std::pair<std::vector<std::uint8_t>, void*>>;
 
 std::vector<std::uint8_t> readFile(const std::string& path) {
   errno = 0;
@@ -87,10 +83,10 @@ Image::Image(std::string path) : path_(std::move(path)), file_(readFile(path_)) 
 
 Image::~Image() {
   for (const auto& [begin, size, protection] : segments_) {
-    const bool isCode = (protection & PROT_EXEC) != 0;
-    if (!isCode) mmap(begin, size, PROT_NONE, blockFlags | MAP_FIXED, -1, 0);
+    const bool stays = isWhole_ && (protection & PROT_EXEC) != 0;
+    if (!stays) mmap(begin, size, PROT_NONE, blockFlags | MAP_FIXED, -1, 0);
   }
-  formerBlocks[path_] = {memory_, memorySize_};
+  if (isWhole_) formerImages[path_] = {std::move(file_), memory_};
 }
 
 bool Image::contains(const void* address) const {
@@ -124,13 +120,14 @@ std::optional<Export> Image::findExport(const std::string& name) const {
   }
 }
 
-void Image::protect() const {
+void Image::protect() {
   for (const auto& [begin, size, protection] : segments_) {
     if (size != 0 && mprotect(begin, size, protection) != 0) {
       throw LoadError(std::string("cannot be protected in memory: ") + std::strerror(errno));
     }
     __builtin___clear_cache(reinterpret_cast<char*>(begin), reinterpret_cast<char*>(begin + size));
   }
+  isWhole_ = true;
 }
 
 void Image::readCommands(Bytes file) {
@@ -204,9 +201,10 @@ void Image::mapSegments(Bytes file, const std::vector<const macho::SegmentComman
   }
   if (first >= last) throw LoadError("has no segments");
   if (last - first > largestImage) throw LoadError("does not fit into memory");
-  const auto [former, formerSize] = std::exchange(formerBlocks[path_], {});
-  void* const memory = formerSize == last - first
-                           ? former
+  const auto former = formerImages.extract(path_);
+  const bool isThere = !former.empty() && former.mapped().first == file_;
+  void* const memory = isThere
+                           ? former.mapped().second
                            : mmap(nullptr, last - first, PROT_READ | PROT_WRITE, blockFlags, -1, 0);
   if (memory == MAP_FAILED) throw LoadError("does not fit into memory");
   memory_ = static_cast<std::uint8_t*>(memory);
@@ -218,25 +216,25 @@ void Image::mapSegments(Bytes file, const std::vector<const macho::SegmentComman
       continue;
     }
     std::uint8_t* const begin = memory_ + (segment->address - first);
-    const std::uint8_t* const content = file.part(segment->fileOffset, segment->fileSize).data();
-    const bool isCode = (segment->protection & PROT_EXEC) != 0;
-    if (!isCode || std::memcmp(begin, content, segment->fileSize) != 0) {
-      mprotect(begin, segment->size, PROT_READ | PROT_WRITE);
-      std::memcpy(begin, content, segment->fileSize);
-    }
     // The file format has mmap's bits.
     const bool readOnly = (segment->flags & macho::SG_READ_ONLY) != 0;
     const auto wanted = static_cast<int>(segment->protection);
-    segments_.push_back({begin, segment->size,
-                         readOnly ? PROT_READ : wanted & (PROT_READ | PROT_WRITE | PROT_EXEC)});
+    const int protection = readOnly ? PROT_READ : wanted & (PROT_READ | PROT_WRITE | PROT_EXEC);
+    const Bytes content = file.part(segment->fileOffset, segment->fileSize);
+    if (!isThere || (protection & PROT_EXEC) == 0) {
+      if (isThere) mprotect(begin, segment->size, PROT_READ | PROT_WRITE);
+      std::memcpy(begin, content.data(), segment->fileSize);
+    }
+    segments_.push_back({begin, segment->size, protection});
     const auto* const section = reinterpret_cast<const macho::Section*>(segment + 1);
     for (std::uint32_t i = 0; i < segment->sectionCount; ++i) {
       const std::uint64_t offset = section[i].address - segment->address;
       if (offset > segment->size || section[i].size > segment->size - offset) {
         throw LoadError("has a section outside of its segment");
       }
-      sections_.push_back({fixedString(section[i].name), begin + offset, section[i].size,
-                           section[i].flags & 0xffU});
+      const std::string_view name(section[i].name,
+                                  strnlen(section[i].name, sizeof(section[i].name)));
+      sections_.push_back({name, begin + offset, section[i].size, section[i].flags & 0xffU});
     }
   }
 }

@@ -3,9 +3,8 @@
 // On a Mac the kernel maps the segments of a program, and the loader dyld those of each library:
 // the text with the code, the data, and the lists that describe both. They lie anywhere in memory,
 // but at fixed distances, by which the code reaches its data. Here the whole file is read, and its
-// segments are copied into one block of memory. The lists stay in the bytes of the file. A file
-// that is loaded again gets its block again, in which its code still lies: the emulator has
-// translated that, and would have to do so once more elsewhere.
+// segments are copied into one block of memory. The lists stay in the bytes of the file. The code
+// of an unloaded file stays, too: the emulator has translated it, and the file may be loaded again.
 #pragma once
 
 #include <cstdint>
@@ -99,7 +98,7 @@ class Image {
   // The name begins with the underscore of C. Empty when the file does not export it.
   std::optional<Export> findExport(const std::string& name) const;
   // Protects the segments as the file wants, once all is bound. Throws LoadError on failure.
-  void protect() const;
+  void protect();
 
  private:
   void readCommands(Bytes file);
@@ -115,6 +114,7 @@ class Image {
   std::vector<std::string> libraries_;
   std::string installName_;
   void* entry_ = nullptr;
+  bool isWhole_ = false;  // all is bound and protected
   Bytes rebase_, bind_, weakBind_, lazyBind_, exports_;
 };
 

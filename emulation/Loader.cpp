@@ -130,7 +130,7 @@ void prepareThreadLocals(const std::vector<Image::Section>& sections) {
 }
 
 void link(Library& library) {
-  const Image& image = library.image;
+  Image& image = library.image;
   try {
     rebase(image);
     bind(

@@ -50,7 +50,7 @@ Library* findByFile(const std::string& path);
 Library* findByAddress(const void* address);
 
 // Loads the library and what it needs, runs their initialisers and counts the caller as user.
-// Throws LoadError, and then nothing is left of it.
+// Throws LoadError, and then it is not loaded.
 Library* load(const std::string& path);
 
 // Counts one user less; the last one's release unloads the library.

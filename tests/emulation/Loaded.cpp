@@ -5,22 +5,26 @@
 // Defined in the program, too; they share one.
 inline int shared = 0;
 
+using Names = std::vector<std::string>;
+
+struct Destroyed {
+  char room[100'000];  // more than the file has of this segment
+  Names* names;
+} destroyed;
+
 namespace {
 
-using Names = std::vector<std::string>;
-Names* destroyed = nullptr;
 thread_local int countOfThread = 40;
 
 struct Recorded {
-  explicit Recorded(const char* itsName) : name(itsName) {}
-  ~Recorded() {
-    if (destroyed != nullptr) destroyed->push_back(name);
-  }
   const char* name;
+  ~Recorded() {
+    if (destroyed.names != nullptr) destroyed.names->push_back(name);
+  }
 };
 
-const Recorded first("first");
-const Recorded second("second");
+const Recorded first{"first"};
+const Recorded second{"second"};
 
 }  // namespace
 
@@ -28,7 +32,7 @@ extern "C" {
 
 // Lets the library write there what is destroyed while it is unloaded.
 void setDestroyed(Names* names) {
-  destroyed = names;
+  destroyed.names = names;
 }
 
 int count() {
