@@ -9,14 +9,6 @@
 #include <iostream>
 #include <system_error>
 
-namespace {
-
-void check(int result, const char* what) {
-  if (result != 0) throw std::system_error(errno, std::generic_category(), what);
-}
-
-}  // namespace
-
 pid_t fork(const std::function<void()>& work) {
   const pid_t child = ::fork();
   if (child < 0) throw std::system_error(errno, std::generic_category(), "fork");
@@ -32,7 +24,7 @@ pid_t fork(const std::function<void()>& work) {
 
 std::optional<std::int32_t> inChild(const std::function<std::int32_t()>& work) {
   int ends[2];
-  check(pipe(ends), "pipe");
+  if (pipe(ends) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
   const pid_t child = fork([&] {
     const std::int32_t result = work();
     if (write(ends[1], &result, sizeof result) != sizeof result) _exit(EXIT_FAILURE);

@@ -141,12 +141,12 @@ class Prompt : public testing::Test {
 TEST_F(Prompt, ItsFirstLineNamesTheDataAndTheStarts) {
   const std::string first =
       "The host's data is in " + home.path() + "/.local/share/velorin-substitute-host; ";
-  int count = 0;
-  for (const char* const starts : {"there is no info file yet.", "its info file counts 1 start.",
-                                   "its info file counts 2 starts."}) {
+  const char* const lines = R"(info-lines ["5.3.2026", "2\r"])";  // as some editors end it
+  for (const auto& [starts, typed] : {std::pair("there is no info file yet.", "start"),
+                                      std::pair("its info file counts 1 start.", lines),
+                                      std::pair("its info file counts 2 starts.", "start")}) {
     Terminal terminal = open();
-    const std::string line = "\"" + std::to_string(++count) + "\\r\"";  // as some editors end it
-    terminal.answer("info-lines [\"5.3.2026\", " + line + "]", "The info file reads");
+    terminal.answer(typed, "The info file reads");
     quit(terminal);
     EXPECT_EQ(terminal.seen().rfind(first + starts + "\r\n", 0), 0U) << terminal.seen();
   }
