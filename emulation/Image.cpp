@@ -84,7 +84,9 @@ Image::Image(std::string path) : path_(std::move(path)), file_(readFile(path_)) 
 Image::~Image() {
   for (const auto& [begin, size, protection] : segments_) {
     const bool stays = isWhole_ && (protection & PROT_EXEC) != 0;
-    if (!stays) mmap(begin, size, PROT_NONE, blockFlags | MAP_FIXED, -1, 0);
+    if (stays) continue;
+    void* const none = mmap(begin, size, PROT_NONE, blockFlags | MAP_FIXED, -1, 0);
+    isWhole_ = isWhole_ && none != MAP_FAILED;
   }
   if (isWhole_) formerImages[path_] = {std::move(file_), memory_};
 }
