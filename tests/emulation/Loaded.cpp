@@ -8,7 +8,7 @@ inline int shared = 0;
 using Names = std::vector<std::string>;
 
 struct Destroyed {
-  char room[100'000];  // more than the file has of this segment
+  char room[100'000];  // so `names` lies behind what the file holds of the segment
   Names* names;
 } destroyed;
 
