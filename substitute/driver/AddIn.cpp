@@ -8,10 +8,7 @@
 #endif
 
 #include <algorithm>
-#include <cerrno>
 #include <filesystem>
-#include <fstream>
-#include <regex>
 #include <system_error>
 #include <tuple>
 #include <typeinfo>
@@ -75,54 +72,25 @@ std::string uniqueSymbolIn([[maybe_unused]] const std::string& file) {
   return found;
 }
 
-// Why the loader refuses `file`. `said` is the loader's message, which only experts understand; the
-// result says the same in plain words.
-std::string whyRefused(const std::string& file, const std::string& said) {
-  std::error_code unknown;
-  if (std::filesystem::is_directory(file, unknown)) return "it is a folder";
-  errno = 0;
-  std::ifstream input(file, std::ios::binary);
-  if (!input) return std::generic_category().message(errno);
-#ifdef __ELF__
-  std::string magic(SELFMAG, ' ');
-  input.read(magic.data(), SELFMAG);
-  if (magic != std::string(ELFMAG, SELFMAG)) return "it is no library of this system";
-#endif
-  std::smatch missing;
-  if (std::regex_search(said, missing, std::regex("undefined symbol: ([^ \t(,]+)"))) {
-    return "it needs " + missing.str(1) + ", which no library has";
-  }
-  if (std::regex_search(said, missing, std::regex("^([^:]*): cannot open shared object file"))) {
-    return "it needs the library " + missing.str(1) + ", which is not found";
-  }
-  return "the system's loader refuses it";
-}
-
 }  // namespace
 
-AddIn::AddIn(std::string file) : file_(std::move(file)) {
+AddIn::AddIn(std::string file) : file_(std::move(file)), library_(nullptr, &closeLibrary) {
   std::error_code unknown;  // the loader says why
   if (!std::filesystem::exists(file_, unknown) && !unknown) {
     throw LoadError("there is no library " + file_);
   }
   CrashReport::noteActivity("the loading of the library");
-  library_ = dlopen(loadedAs(file_).c_str(), RTLD_NOW | RTLD_LOCAL);
+  library_.reset(dlopen(loadedAs(file_).c_str(), RTLD_NOW | RTLD_LOCAL));
   CrashReport::noteActivity("");
   if (library_ == nullptr) {
-    const std::string why = whyRefused(file_, dlerror());
-    throw LoadError("the library " + file_ + " cannot be loaded: " + why);
+    throw LoadError("the library cannot be loaded: " + std::string(dlerror()));
   }
-  try {
-    run_ = entryPoint("run");
-    stop_ = entryPoint("stop");
-  } catch (const LoadError&) {
-    closeLibrary(library_);
-    throw;
-  }
+  run_ = entryPoint("run");
+  stop_ = entryPoint("stop");
 }
 
 void* AddIn::symbol(const char* name) const {
-  return dlsym(library_, name);
+  return dlsym(library_.get(), name);
 }
 
 AddIn::Remains AddIn::unload() {
@@ -134,7 +102,7 @@ AddIn::Remains AddIn::unload() {
     const void* const itsCode = *reinterpret_cast<const void* const*>(handler);  // virtual table
     all.emplace_back(handler, itsCode, typeName(typeid(*handler)));
   }
-  closeLibrary(std::exchange(library_, nullptr));
+  library_.reset();
   remains.isLoaded = isLoaded(file_);
   if (remains.isLoaded) remains.uniqueSymbol = uniqueSymbolIn(loadedAs(file_));
   for (const auto& [handler, itsCode, name] : all) {
@@ -150,7 +118,7 @@ AddIn::Remains AddIn::unload() {
 }
 
 AddIn::EntryPoint AddIn::entryPoint(const char* name) const {
-  void* const address = dlsym(library_, name);
+  void* const address = symbol(name);
   if (address == nullptr) throw LoadError("the library " + file_ + " has no \"" + name + "\"");
   return reinterpret_cast<EntryPoint>(address);
 }

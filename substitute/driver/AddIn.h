@@ -1,6 +1,7 @@
 // Loading an add-in: a library with the entry points `run` and `stop`.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -56,7 +57,7 @@ class AddIn {
   EntryPoint entryPoint(const char* name) const;
 
   std::string file_;
-  void* library_;  // null after unload()
+  std::unique_ptr<void, void (*)(void*)> library_;  // null after unload()
   EntryPoint run_;
   EntryPoint stop_;
 };
