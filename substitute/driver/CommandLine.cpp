@@ -19,56 +19,50 @@ namespace substitute {
 
 namespace {
 
-constexpr const char* shortenedCalls = "shortened";  // --calls without a value
-
 // The name in "--name", "--name=VALUE", "-n" and "-nVALUE"; empty for what is no option.
 std::string nameIn(const std::string& argument) {
-  if (argument.size() < 2 || argument[0] != '-') return "";
+  if (argument.size() < 2 || argument[0] != '-' || argument == "--") return "";
   return argument[1] == '-' ? argument.substr(0, argument.find('=')) : argument.substr(0, 2);
 }
 
-// The arguments in a form that CLI11 reads as they are meant: it would take an option for the value
-// of the one before, and the next word for the value of "--name=". Throws UsageError.
-std::vector<std::string> readable(const CLI::App& parser,
-                                  const std::vector<std::string>& arguments) {
+// The arguments as CLI11 takes them: the last one first, and "--name=" as two words, since it would
+// take the next word for the value.
+std::vector<std::string> readable(const std::vector<std::string>& arguments) {
   std::vector<std::string> result;
-  const auto isOption = [&](const std::string& word) {
-    return word == "--" || parser.get_option_no_throw(nameIn(word)) != nullptr;
-  };
-  for (auto at = arguments.begin(); at != arguments.end(); ++at) {
-    const std::string name = nameIn(*at);
-    if (*at == "--") {
-      result.insert(result.end(), at, arguments.end());
-      break;
-    }
-    result.push_back(*at);
-    if (name.empty()) continue;
-    const CLI::Option* const option = parser.get_option_no_throw(name);
-    if (option == nullptr) {
-      std::vector<std::string> names;
-      for (const CLI::Option* const one : parser.get_options()) {
-        for (const std::string& known : one->get_lnames()) names.push_back("--" + known);
-      }
-      throw UsageError("there is no option " + name + "; the nearest are " +
-                       listed(nearest(name, names)));
-    }
-    const bool takesValue = option->get_expected_max() > 0;
-    if (!takesValue && name != *at) throw UsageError(name + " takes no value");
-    if (*at == name + "=") {
-      result.back() = name;
-      result.emplace_back();
-    }
-    if (!takesValue || name != *at) continue;
-    if (option->get_expected_min() == 0) {  // it can do without: the next word is none of it
-      result.back() += "=" + option->get_default_str();
-      continue;
-    }
-    if (++at == arguments.end() || isOption(*at)) {
-      throw UsageError(name + " wants a value, " + option->get_type_name());
-    }
-    result.push_back(*at);
+  for (const std::string& argument : arguments) {
+    result.push_back(argument);
+    if (argument.rfind("--", 0) != 0 || argument.find('=') != argument.size() - 1) continue;
+    result.back().pop_back();
+    result.emplace_back();
   }
+  std::reverse(result.begin(), result.end());
   return result;
+}
+
+// The error for the first argument that no option and no SCENARIO of `parser` has taken.
+UsageError notExpected(const CLI::App& parser) {
+  const std::string name = nameIn(parser.remaining().front());
+  if (name.empty()) return UsageError("there is more than one SCENARIO");
+  std::vector<std::string> names;
+  for (const CLI::Option* const option : parser.get_options()) names.push_back(option->get_name());
+  return UsageError("there is no option " + name + "; the nearest are " +
+                    listed(nearest(name, names)));
+}
+
+// False when it has printed what an option asked for. Throws UsageError.
+bool parse(CLI::App& parser, const std::vector<std::string>& arguments) {
+  try {
+    parser.parse(readable(arguments));
+    return true;
+  } catch (const CLI::Success& asked) {
+    parser.exit(asked);  // prints the help or the version
+    flushOutput();
+    return false;
+  } catch (const CLI::ExtrasError&) {
+    throw notExpected(parser);
+  } catch (const CLI::ParseError& error) {
+    throw UsageError(error.what());
+  }
 }
 
 std::vector<Option> sharedOptions(CommandLine& values) {
@@ -78,8 +72,8 @@ std::vector<Option> sharedOptions(CommandLine& values) {
     return language ? "" : notALanguage(value);
   };
   const auto takeCalls = [&values](const std::string& value) {
-    values.calls = value == shortenedCalls ? CallForm::shortened : CallForm::full;
-    return value == "full" || value == shortenedCalls ? "" : "'" + value + "' is not full";
+    values.calls = value == "shortened" ? CallForm::shortened : CallForm::full;
+    return value == "full" || value == "shortened" ? "" : "'" + value + "' is not full";
   };
   return {
       {"--addin", "FILE", &values.addin, "the library to load; the built one if left out"},
@@ -105,9 +99,6 @@ std::vector<Option> sharedOptions(CommandLine& values) {
        "and lists are shortened"},
       {"--system-open", "", &values.systemOpen,
        "let the system's own `open` run instead of recording its arguments"},
-      {"--list-scenarios", "", &values.listScenarios, "list the scenarios that come with the host"},
-      {"--list-operations", "", &values.listOperations,
-       "list the operations of the host, which `fail` takes"},
   };
 }
 
@@ -124,19 +115,21 @@ std::string take(const Option::Target& target, const std::string& value) {
 
 void add(CLI::App& parser, const Option& option) {
   if (const auto* const flag = std::get_if<bool*>(&option.target)) {
-    parser.add_flag(option.name, **flag, option.help);
+    parser.add_flag(option.name, **flag, option.help)->disable_flag_override();
     return;
   }
-  const auto takeAll = [option](const CLI::results_t& values) {
+  const bool hasName = option.name[0] == '-';
+  const auto takeAll = [&parser, option, hasName](const CLI::results_t& values) {
     for (const std::string& value : values) {
-      const std::string wrong = take(option.target, value);
+      const bool isOption = hasName && parser.get_option_no_throw(nameIn(value)) != nullptr;
+      const std::string wrong =
+          isOption ? "'" + value + "' is an option, not a value" : take(option.target, value);
       if (!wrong.empty()) throw UsageError(option.name + (": " + wrong));
     }
     return true;
   };
   CLI::Option* const added = parser.add_option(option.name, takeAll, option.help);
   added->type_name(option.valueName)->take_all();  // of one value the last counts
-  const bool hasName = option.name[0] == '-';
   if (option.takesSeveral) added->expected(CLI::detail::expected_max_vector_size);
   if (option.takesSeveral && hasName) added->delimiter(',')->allow_extra_args(false);
   if (!hasName) added->option_text(" ");
@@ -145,9 +138,19 @@ void add(CLI::App& parser, const Option& option) {
 void addOptions(CLI::App& parser, const Program& program, CommandLine& values) {
   parser.set_version_flag("--version", std::string(program.name) + " " VELORIN_VERSION);
   parser.footer(program.footer);
-  parser.option_defaults()->take_last();
   for (const Option& option : sharedOptions(values)) add(parser, option);
-  parser.get_option("--calls")->expected(0, 1)->default_str(shortenedCalls)->option_text("[=full]");
+  // Without "=" it takes no value.
+  parser.get_option("--calls")->expected(0, 0)->default_str("shortened")->option_text("[=full]");
+  const auto print = [](const auto& names) {
+    for (const std::string& name : names) std::cout << name << '\n';
+    throw CLI::Success();
+  };
+  parser.add_flag_callback(
+      "--list-scenarios", [print] { print(scenarioNames()); },
+      "list the scenarios that come with the host");
+  parser.add_flag_callback(
+      "--list-operations", [print] { print(operationNames()); },
+      "list the operations of the host, which `fail` takes");
   for (const Option& option : program.options) add(parser, option);
 }
 
@@ -165,32 +168,12 @@ std::optional<int> readCommandLine(const Program& program, CommandLine& values, 
   try {
     CLI::App parser(program.description, program.name);
     addOptions(parser, program, values);
-    std::vector<std::string> arguments = readable(parser, {argv + 1, argv + argc});
-    std::reverse(arguments.begin(), arguments.end());  // CLI11 takes the last one first
-    try {
-      parser.parse(std::move(arguments));
-    } catch (const CLI::Success& asked) {
-      parser.exit(asked);  // prints the help or the version
-      flushOutput();
-      return EXIT_SUCCESS;
-    } catch (const CLI::ExtrasError&) {
-      throw UsageError("there is more than one SCENARIO");
-    }
+    if (!parse(parser, {argv + 1, argv + argc})) return EXIT_SUCCESS;
     if (values.fresh && !values.data.empty()) {
       throw UsageError("--fresh and --data do not go together");
     }
     if (values.addin.empty()) values.addin = besideProgram(profile().library);
-    if (!values.listScenarios && !values.listOperations) return {};
-    const auto print = [](const auto& names) {
-      for (const std::string& name : names) std::cout << name << '\n';
-    };
-    if (values.listScenarios) print(scenarioNames());
-    if (values.listOperations) print(operationNames());
-    flushOutput();
-    return EXIT_SUCCESS;
-  } catch (const CLI::ParseError&) {
-    printError(program.name, "the options cannot be read; see --help");
-    return exit_status::wrongInput;
+    return {};
   } catch (const std::exception&) {
     return printException(program.name);
   }

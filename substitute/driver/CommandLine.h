@@ -29,8 +29,6 @@ struct CommandLine {
   unsigned timeout = 0;           // in seconds; 0: no limit
   std::optional<CallForm> calls;  // calls are printed so; not at all if left out
   bool systemOpen = false;
-  bool listScenarios = false;
-  bool listOperations = false;
 };
 
 // Takes a value as typed. Returns what is wrong with it, or an empty string.
