@@ -5,7 +5,7 @@
 #include <QStringList>
 #include <vector>
 
-#include "substitute/driver/Help.h"
+#include "substitute/driver/Commands.h"
 
 class QStringListModel;
 

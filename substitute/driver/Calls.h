@@ -6,7 +6,7 @@
 
 #include "substitute/api/Signal.h"
 #include "substitute/api/Trace.h"
-#include "substitute/driver/Help.h"
+#include "substitute/driver/Commands.h"
 
 namespace substitute {
 

@@ -67,9 +67,8 @@ bool parse(CLI::App& parser, const std::vector<std::string>& arguments) {
 
 std::vector<Option> sharedOptions(CommandLine& values) {
   const auto takeLanguage = [&values](const std::string& value) {
-    const std::optional<int> language = parseLanguage(value);
-    if (language) values.language = *language;
-    return language ? "" : notALanguage(value);
+    values.language = parseLanguage(value);
+    return "";
   };
   const auto takeCalls = [&values](const std::string& value) {
     values.calls = value == "shortened" ? CallForm::shortened : CallForm::full;

@@ -1,7 +1,7 @@
 #include "substitute/driver/Commands.h"
 
 #include <algorithm>
-#include <cstdint>
+#include <cstddef>
 #include <optional>
 #include <sstream>
 #include <utility>
@@ -18,22 +18,15 @@ namespace substitute {
 
 namespace {
 
-const std::vector<std::pair<std::string, ObjectKind>> kinds = {
-    {"palette", ObjectKind::palette},
-    {"definition", ObjectKind::definition},
-    {"control", ObjectKind::control},
-    {"toolbar", ObjectKind::toolbar},
-    {"plain-control", ObjectKind::plainControl},
-};
+// The names of the objects' kinds, in the order of ObjectKind.
+const std::vector<std::string> kinds = {"palette", "definition", "control", "plain-control",
+                                        "toolbar"};
 
 // Throws ScenarioError for a name that is not one of `kinds`.
 ObjectKind parseKind(const std::string& name) {
-  std::vector<std::string> all;
-  for (const auto& kind : kinds) {
-    if (kind.first == name) return kind.second;
-    all.push_back(kind.first);
-  }
-  throw ScenarioError("'" + name + "' is not a kind of object; there are " + listed(all));
+  const auto kind = std::find(kinds.begin(), kinds.end(), name);
+  if (kind != kinds.end()) return static_cast<ObjectKind>(kind - kinds.begin());
+  throw ScenarioError("'" + name + "' is not a kind of object; there are " + listed(kinds));
 }
 
 void click(ScenarioRunner& runner, const Arguments& arguments) {
@@ -52,15 +45,8 @@ void sendMessage(ScenarioRunner& runner, const std::string& palette,
   runner.reportNoEffect("There is no palette " + quoted(palette) + " whose page could send that.");
 }
 
-// Throws ScenarioError.
-int languageIn(const std::string& word) {
-  const std::optional<int> language = parseLanguage(word);
-  if (!language) throw ScenarioError(notALanguage(word));
-  return *language;
-}
-
 void setLanguage(ScenarioRunner& runner, const Arguments& arguments) {
-  runner.host().setLanguage(languageIn(arguments[0]));
+  runner.host().setLanguage(parseLanguage(arguments[0]));
 }
 
 void setEntitlement(ScenarioRunner& runner, const Arguments& arguments) {
@@ -170,6 +156,39 @@ std::vector<CommandEntry> withCommandsOfProfile(std::vector<CommandEntry> entrie
   return entries;
 }
 
+// The candidates for the argument of `command` after `before`; none where any word is possible.
+std::vector<std::string> candidates(const CommandEntry& command, const Host& host,
+                                    const Arguments& before) {
+  const std::vector<std::string> usage = wordsIn(command.usage);
+  const std::string argument = before.size() < usage.size() ? usage[before.size()] : "";
+  if (argument == "KIND") {
+    const bool canBeToolbar = command.name == "remove";
+    return {kinds.begin(), canBeToolbar ? kinds.end() : kinds.end() - 1};
+  }
+  if (argument == "STATE") return {"0", "1", "2", "3", "4"};
+  if (argument == "OPERATION") return operationNames();
+  if (argument == "[N]" || argument == "[null|throw]") return {"null", "throw"};
+  std::vector<std::string> ids;
+  if ((argument == "ID" || argument == "[ID]") && command.name != "plant") {
+    const std::string kind = command.name == "click" ? "control"
+                             : before.empty()        ? "palette"
+                                                     : before[0];
+    for (const auto& [itsKind, object] : host.objects()) {
+      if (kinds[static_cast<std::size_t>(itsKind)] == kind) ids.push_back(object->id());
+    }
+  }
+  return ids;
+}
+
+template <class Entry>
+std::string row(const Entry& entry, HelpLayout layout) {
+  constexpr std::size_t width = 34;
+  const std::string usage = std::string(entry.name) + " " + entry.usage;
+  if (layout == HelpLayout::narrow) return usage + "\n    " + entry.help + "\n";
+  return "  " + usage + std::string(usage.size() < width ? width - usage.size() : 1, ' ') +
+         entry.help + "\n";
+}
+
 }  // namespace
 
 const std::vector<CommandEntry>& commands() {
@@ -199,7 +218,7 @@ const std::vector<CommandEntry>& commands() {
       {"offline", "", "go offline and raise the online-status event",
        [](Runner& runner, const Arguments&) { runner.host().setOffline(true); }},
       {"language", "N", "set the host's user language (2 is Czech)", setLanguage,
-       [](const Arguments& arguments) { languageIn(arguments[0]); }},
+       [](const Arguments& arguments) { parseLanguage(arguments[0]); }},
       {"entitlement", "[TEXT]", "set the host's entitlement text; alone, the host has none",
        setEntitlement},
       {"hide", "[ID]", "the user hides the palette" + unlessNamed(profile().palette),
@@ -225,52 +244,61 @@ const std::vector<CommandEntry>& commands() {
   return all;
 }
 
-std::vector<std::string> candidates(const CommandEntry& command, const Host& host,
-                                    const Arguments& before) {
-  const std::vector<std::string> usage = wordsIn(command.usage);
-  const std::string argument = before.size() < usage.size() ? usage[before.size()] : "";
-  std::uint64_t nth = 0;
-  std::vector<std::string> found;
-  if (argument == "KIND") {
-    for (const auto& kind : kinds) {
-      if (command.name == "remove" || kind.second != ObjectKind::toolbar) {
-        found.push_back(kind.first);
-      }
-    }
-  } else if (argument == "STATE") {
-    found = {"0", "1", "2", "3", "4"};
-  } else if (argument == "OPERATION") {
-    found = operationNames();
-  } else if (argument == "[N]") {
-    found = {"1", "2", "3", "null", "throw"};
-  } else if (argument == "[null|throw]" && parseNumber(before[1], nth)) {
-    found = {"null", "throw"};
-  } else if ((argument == "ID" || argument == "[ID]") && command.name != "plant") {
-    const std::string kind = command.name == "click" ? "control"
-                             : before.empty()        ? "palette"
-                                                     : before[0];
-    for (const auto& [itsKind, object] : host.objects()) {
-      const bool isOfKind = std::count(kinds.begin(), kinds.end(), std::pair(kind, itsKind)) > 0;
-      if (isOfKind) found.push_back(object->id());
-    }
-  }
-  return found;
-}
-
-std::optional<int> parseLanguage(const std::string& word) {
-  int number = 0;
-  return parseNumber(word, number) ? std::optional(number) : std::nullopt;
-}
-
-std::string notALanguage(const std::string& word) {
-  return "'" + word + "' is not a 32-bit number";
-}
-
 const CommandEntry* findCommand(const std::string& name) {
   for (const CommandEntry& entry : commands()) {
     if (name == entry.name) return &entry;
   }
   return nullptr;
+}
+
+int parseLanguage(const std::string& word) {
+  int number = 0;
+  if (!parseNumber(word, number)) throw ScenarioError("'" + word + "' is not a 32-bit number");
+  return number;
+}
+
+std::string commandList(HelpLayout layout) {
+  std::string list = "Commands of a scenario, one a line; # starts a comment line:\n";
+  for (const CommandEntry& entry : commands()) list += row(entry, layout);
+  return list;
+}
+
+std::string help(const std::string& name, const std::vector<PromptWord>& words, const Host& host,
+                 HelpLayout layout) {
+  const bool all = name.empty();
+  std::string list = all ? commandList(layout) + "At the prompt also:\n" : "";
+  for (const PromptWord& word : words) {
+    if (all || name == word.name) list += row(word, layout);
+  }
+  if (const CommandEntry* const entry = findCommand(name)) {
+    list += row(*entry, layout);
+    const Arguments choice = candidates(*entry, host, {});
+    if (!choice.empty()) list += "  It takes one of these: " + listed(choice) + ".\n";
+  }
+  if (list.empty()) throw ScenarioError("'" + name + "' is not a command; 'help' lists them");
+  return list;
+}
+
+std::vector<std::string> completionsAtPrompt(const std::string& typed, const Host& host,
+                                             const std::vector<PromptWord>& words) {
+  const bool asks = typed.rfind(std::string(helpWord.name) + " ", 0) == 0;
+  Arguments before = wordsIn(asks ? typed.substr(typed.find(' ')) : typed);
+  std::string begun;
+  if (!before.empty() && typed.back() != ' ') {
+    begun = before.back();
+    before.pop_back();
+  }
+  std::vector<std::string> found;
+  if (before.empty()) {
+    for (const CommandEntry& entry : commands()) found.push_back(entry.name);
+    for (const PromptWord& word : words) found.emplace_back(word.name);
+  } else if (const CommandEntry* const entry = findCommand(before[0])) {
+    before.erase(before.begin());
+    found = candidates(*entry, host, before);
+  }
+  const auto differs = [&](const std::string& word) { return word.rfind(begun, 0) != 0; };
+  found.erase(std::remove_if(found.begin(), found.end(), differs), found.end());
+  return found;
 }
 
 }  // namespace substitute

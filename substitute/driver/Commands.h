@@ -1,8 +1,7 @@
-// The table of the commands of a scenario. The reader, the runner, the help and the completion use
+// The commands of a scenario: their table, and the help and the completion that a prompt makes of
 // it.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -38,13 +37,34 @@ const std::vector<CommandEntry>& commands();
 // Null when there is no command of that name.
 const CommandEntry* findCommand(const std::string& name);
 
-// The candidates for the argument of `command` after `before`; none where any word is possible.
-std::vector<std::string> candidates(const CommandEntry& command, const Host& host,
-                                    const Arguments& before);
+// The number of a user language. Throws ScenarioError when `word` is no decimal 32-bit number.
+int parseLanguage(const std::string& word);
 
-// The number of a user language; empty when `word` is not a decimal 32-bit number. notALanguage()
-// returns the error message for that case.
-std::optional<int> parseLanguage(const std::string& word);
-std::string notALanguage(const std::string& word);
+// A word that a prompt understands besides the commands of a scenario.
+struct PromptWord {
+  const char* name;
+  const char* usage;
+  const char* help;
+};
+
+// The word `help`, which every prompt understands.
+inline constexpr PromptWord helpWord = {"help", "[COMMAND]", "list the commands, or tell of one"};
+
+// Whether the description of a command is beside its usage, or below it in a narrow panel.
+enum class HelpLayout { columns, narrow };
+
+// The list of all commands, for people.
+std::string commandList(HelpLayout layout = HelpLayout::columns);
+
+// The output of `help NAME`, for commands and `words`; for all of them when `name` is empty. For
+// one command it also lists the candidates for the first argument, such as the ids in `host`.
+// Throws ScenarioError when there is no such command or word.
+std::string help(const std::string& name, const std::vector<PromptWord>& words, const Host& host,
+                 HelpLayout layout = HelpLayout::columns);
+
+// The candidates for the last word of the line `typed`, which may be incomplete: they begin with
+// it. `words` are candidates for the first word. None where any word is possible.
+std::vector<std::string> completionsAtPrompt(const std::string& typed, const Host& host,
+                                             const std::vector<PromptWord>& words);
 
 }  // namespace substitute

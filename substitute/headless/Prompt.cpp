@@ -20,8 +20,8 @@
 #include <vector>
 
 #include "substitute/driver/Calls.h"
+#include "substitute/driver/Commands.h"
 #include "substitute/driver/Folders.h"
-#include "substitute/driver/Help.h"
 #include "substitute/driver/Text.h"
 
 namespace substitute {

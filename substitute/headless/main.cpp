@@ -9,8 +9,8 @@
 #include <utility>
 
 #include "substitute/driver/CommandLine.h"
+#include "substitute/driver/Commands.h"
 #include "substitute/driver/Errors.h"
-#include "substitute/driver/Help.h"
 #include "substitute/driver/HostSession.h"
 #include "substitute/driver/Scenario.h"
 #include "substitute/driver/Supervisor.h"
