@@ -76,7 +76,7 @@ class AddInFixture : public testing::Test {
   substitute::Json state() { return monitor->state(); }
 
   // The arguments of each run of `open` so far.
-  const std::vector<std::vector<std::string>>& runsOfOpen() { return monitor->opened(); }
+  const substitute::Json& runsOfOpen() { return monitor->opened(); }
 
   // The add-in's functions.
   bool OpenPalette() { return function<bool()>("_Z11OpenPalettev")(); }

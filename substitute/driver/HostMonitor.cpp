@@ -10,15 +10,20 @@ namespace substitute {
 
 namespace {
 
-// The keys that stand behind those of the host and of the profile.
-Json describeSeen(const HostMonitor::Seen& seen, const std::vector<std::string>& pendingFaults) {
-  return {{"references", resourceCounts().references},
-          {"text", resourceCounts().strings},
-          {"opened", seen.opened},
-          {"run", seen.run ? Json(*seen.run) : Json()},
-          {"stop", seen.stop ? Json(*seen.stop) : Json()},
-          {"thrown", seen.thrown},
-          {"pendingFaults", pendingFaults}};
+// The keys that stand behind those of the host and of the profile, before anything happens.
+const Json ownKeys = {{"references", 0},
+                      {"text", 0},
+                      {"opened", Json::array()},
+                      {"run", nullptr},
+                      {"stop", nullptr},
+                      {"thrown", Json::array()},
+                      {"pendingFaults", Json::array()}};
+
+std::vector<std::string> stateKeys() {
+  std::vector<std::string> keys = Host::stateKeys();
+  for (const ProfileKey& key : profile().keys) keys.emplace_back(key.name);
+  for (const auto& entry : ownKeys.items()) keys.push_back(entry.key());
+  return keys;
 }
 
 Json::json_pointer parsePointer(const std::string& string) {
@@ -31,7 +36,7 @@ Json::json_pointer parsePointer(const std::string& string) {
   Json::json_pointer first = pointer;
   if (first.empty()) return pointer;
   while (!first.parent_pointer().empty()) first.pop_back();
-  const std::vector<std::string> keys = HostMonitor::stateKeys();
+  const std::vector<std::string> keys = stateKeys();
   if (std::find(keys.begin(), keys.end(), first.back()) == keys.end()) {
     throw ScenarioError("the state has no '" + first.back() + "'; the nearest are " +
                         listed(nearest(first.back(), keys)));
@@ -43,21 +48,17 @@ Json::json_pointer parsePointer(const std::string& string) {
 
 HostMonitor::HostMonitor(Host& host)
     : host_(host),
+      own_(ownKeys),
       trace_(host.interceptor().trace.subscribe([this](const Json& entry) { follow(entry); })) {}
 
 Json HostMonitor::state() const {
   Json state = host_.state();
   for (const ProfileKey& key : profile().keys) state[key.name] = key.valueIn(host_);
-  state.update(describeSeen(seen_, pendingFaults()));
+  state.update(own_);
+  state["references"] = resourceCounts().references;
+  state["text"] = resourceCounts().strings;
+  state["pendingFaults"] = pendingFaults();
   return state;
-}
-
-std::vector<std::string> HostMonitor::stateKeys() {
-  std::vector<std::string> keys = Host::stateKeys();
-  for (const ProfileKey& key : profile().keys) keys.emplace_back(key.name);
-  const Json own = describeSeen({}, {});
-  for (const auto& entry : own.items()) keys.push_back(entry.key());
-  return keys;
 }
 
 std::vector<std::string> HostMonitor::pendingFaults() const {
@@ -70,14 +71,13 @@ std::vector<std::string> HostMonitor::pendingFaults() const {
 
 void HostMonitor::follow(const Json& entry) {
   const std::string event = entry.value("event", "");
-  if (event == "open") seen_.opened.push_back(entry["args"]);
-  if (event == "threw") seen_.thrown.push_back(entry["type"]);
-  if (event == "run") seen_.run.reset();
-  if (event == "stop") seen_.stop.reset();
-  if (event == "run returned") seen_.run = entry["value"].get<bool>();
-  if (event == "stop returned") seen_.stop = entry["value"].get<bool>();
-  if (event == "run returned" && !*seen_.run) ++seen_.failedRuns;
-  if (event == "stop returned" && !*seen_.stop) ++seen_.failedStops;
+  if (event == "open") own_["opened"].push_back(entry["args"]);
+  if (event == "threw") own_["thrown"].push_back(entry["type"]);
+  if (event == "run" || event == "stop") own_[event] = nullptr;
+  if (event == "run returned") own_["run"] = entry["value"];
+  if (event == "stop returned") own_["stop"] = entry["value"];
+  if (event == "run returned" && entry["value"] == false) ++failedRuns_;
+  if (event == "stop returned" && entry["value"] == false) ++failedStops_;
 }
 
 Expectation::Expectation(const Arguments& arguments, bool negated)

@@ -18,22 +18,15 @@ class HostMonitor {
   HostMonitor(const HostMonitor&) = delete;
   HostMonitor& operator=(const HostMonitor&) = delete;
 
-  // The state, in the order of stateKeys(); docs/substitute-host.md describes its keys.
+  // The state; docs/substitute-host.md describes its keys.
   Json state() const;
-  static std::vector<std::string> stateKeys();
 
-  // What the trace has shown so far.
-  struct Seen {
-    std::vector<std::vector<std::string>> opened;  // the arguments of each run of `open`
-    std::vector<std::string> thrown;               // the types of exceptions that left the add-in
-    std::optional<bool> run;  // what the entry point returned last; empty after an exception
-    std::optional<bool> stop;
-    long failedRuns = 0;  // how often the entry point returned false
-    long failedStops = 0;
-  };
-  const Seen& seen() const { return seen_; }
-  const std::vector<std::vector<std::string>>& opened() const { return seen_.opened; }
-  const std::vector<std::string>& thrown() const { return seen_.thrown; }
+  // What the trace has shown so far: the arguments of each run of `open`, the types of the
+  // exceptions that left the add-in, and how often an entry point returned false.
+  const Json& opened() const { return own_["opened"]; }
+  const Json& thrown() const { return own_["thrown"]; }
+  long failedRuns() const { return failedRuns_; }
+  long failedStops() const { return failedStops_; }
 
   // The planned faults that have not happened, in the syntax of the command `fail`.
   std::vector<std::string> pendingFaults() const;
@@ -42,7 +35,9 @@ class HostMonitor {
   void follow(const Json& entry);
 
   Host& host_;
-  Seen seen_;
+  Json own_;  // the keys that are not the host's or the profile's
+  long failedRuns_ = 0;
+  long failedStops_ = 0;
   Signal<Json>::Subscription trace_;
 };
 

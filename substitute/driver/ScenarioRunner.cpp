@@ -124,10 +124,10 @@ std::vector<Finding> ScenarioRunner::findings() const {
     all.push_back({sentence + (times == 1 ? "" : ", " + std::to_string(times) + " times"), kind});
   };
   std::map<std::string, long> thrown;
-  for (const std::string& type : monitor_.thrown()) ++thrown[type];
+  for (const Json& type : monitor_.thrown()) ++thrown[type];
   for (const auto& [type, times] : thrown) add("An exception left the add-in: " + type, times);
-  add("run returned false", monitor_.seen().failedRuns);
-  add("stop returned false", monitor_.seen().failedStops);
+  add("run returned false", monitor_.failedRuns());
+  add("stop returned false", monitor_.failedStops());
   for (const std::string& fault : monitor_.pendingFaults()) {
     add("A failure was planned and did not happen: " + fault, 1);
   }
