@@ -142,9 +142,9 @@ TEST_F(Prompt, ItsFirstLineNamesTheDataAndTheStarts) {
   const std::string first =
       "The host's data is in " + home.path() + "/.local/share/velorin-substitute-host; ";
   const char* const lines = R"(info-lines ["5.3.2026", "2\r"])";  // as some editors end it
-  for (const auto& [starts, typed] : {std::pair("there is no info file yet.", "start"),
-                                      std::pair("its info file counts 1 start.", lines),
-                                      std::pair("its info file counts 2 starts.", "start")}) {
+  for (const auto& [starts, typed] :
+       {std::pair("starts so far: none.", "start"), std::pair("starts so far: 1.", lines),
+        std::pair("starts so far: 2.", "start")}) {
     Terminal terminal = open();
     terminal.answer(typed, "The info file reads");
     quit(terminal);

@@ -18,12 +18,6 @@ struct ProfileKey {
   std::vector<std::string> (*expectations)(const Json& value);
 };
 
-// How a saved scenario restores what the add-in keeps on the disk.
-struct Restoration {
-  std::string command;
-  std::string omission;  // what no command can restore; `command` is empty then
-};
-
 struct Profile {
   std::string library;  // the file beside the program that is loaded without --addin
   std::string folder;   // the add-in's own, below the folder in which the host is installed
@@ -38,7 +32,8 @@ struct Profile {
   std::string (*file)(const Host& host) = nullptr;     // its path
   std::string (*content)(const Host& host) = nullptr;  // a sentence, reported when it changes
   std::string (*summary)(const Host& host) = nullptr;  // a clause
-  Restoration (*restoration)(const Host& host) = nullptr;
+  // The command that restores it; empty when none can.
+  std::string (*restoration)(const Host& host) = nullptr;
   const char* whyNotFound = nullptr;  // why the add-in may look for it in another folder
   const char* note = nullptr;         // on the expectations of a saved scenario
 };

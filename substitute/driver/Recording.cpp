@@ -46,9 +46,9 @@ Recording::Recording(ScenarioRunner& runner) : runner_(runner) {
   addSetting("entitlement", entitlement.is_null() ? Arguments() : Arguments{entitlement});
   addSetting(state["offline"] == true ? "offline" : "online", {});
   if (profile().restoration != nullptr) {
-    const Restoration restoration = profile().restoration(runner.host());
-    if (restoration.omission.empty()) addLine(restoration.command);
-    if (!restoration.omission.empty()) addOmission(restoration.omission);
+    const std::string line = profile().restoration(runner.host());
+    if (!line.empty()) addLine(line);
+    if (line.empty()) addOmission("the file " + profile().file(runner.host()));
   }
   playing_ = runner.playing.subscribe([this](const Command& command) { add(command); });
 }

@@ -1,13 +1,13 @@
 #include "substitute/driver/Velorin.h"
 
 #include <algorithm>
-#include <cctype>
 #include <filesystem>
 #include <fstream>
 
 #include "substitute/driver/Profile.h"
 #include "substitute/driver/Scenario.h"
 #include "substitute/driver/ScenarioRunner.h"
+#include "substitute/driver/Text.h"
 
 namespace substitute {
 
@@ -25,23 +25,16 @@ std::vector<std::string> linesOf(const std::string& path) {
 
 std::string content(const Host& host) {
   constexpr std::size_t longest = 80;
-  const std::vector<std::string> lines = linesOf(infoFileOf(host));
-  const std::string count = lines.size() > 1 ? lines[1] : "";
-  return "The info file reads: " +
-         (lines.empty() ? "nothing"
-                        : lines[0].substr(0, longest) + " / " + count.substr(0, longest));
+  std::vector<std::string> lines = linesOf(infoFileOf(host));
+  if (lines.empty()) return "The info file reads: nothing";
+  lines.resize(2);
+  return "The info file reads: " + lines[0].substr(0, longest) + " / " +
+         lines[1].substr(0, longest);
 }
 
 std::string summary(const Host& host) {
-  const std::string path = infoFileOf(host);
-  std::error_code unreachable;
-  if (!std::filesystem::exists(path, unreachable)) return "there is no info file yet";
-  const std::string count = startCountIn(path);
-  const bool isNumber = !count.empty() && std::all_of(count.begin(), count.end(), [](char digit) {
-    return std::isdigit(static_cast<unsigned char>(digit)) != 0;
-  });
-  if (!isNumber) return "its info file has no count of starts";
-  return "its info file counts " + count + (count == "1" ? " start" : " starts");
+  const std::string count = startCountIn(infoFileOf(host));
+  return "starts so far: " + (count.empty() ? "none" : printable(count));
 }
 
 // Throws ScenarioError.
@@ -73,16 +66,15 @@ void removeInfoFile(ScenarioRunner& runner, const Arguments& /*arguments*/) {
   if (!removed) runner.reporter().report("There is no info file.");
 }
 
-Restoration restoration(const Host& host) {
+std::string restoration(const Host& host) {
   const std::string path = infoFileOf(host);
   std::error_code error;
-  if (!std::filesystem::exists(path, error)) return {"reset", ""};
-  if (!std::ifstream(path)) return {"", "the info file, which cannot be read"};
+  if (!std::filesystem::exists(path, error)) return "reset";
   const Json lines = linesOf(path);
   const std::string json = line(lines);
   // What is not UTF-8 is replaced in `json`.
-  if (Json::parse(json) != lines) return {"", "the info file " + json};
-  return {"info-lines " + json, ""};
+  const bool isWhole = std::ifstream(path) && Json::parse(json) == lines;
+  return isWhole ? "info-lines " + json : "";
 }
 
 // Without the first line, the date of the first start.
@@ -115,8 +107,7 @@ Profile velorin() {
   known.file = infoFileOf;
   known.content = content;
   known.summary = summary;
-  // The add-in has a buffer of fixed size for the path, and cuts the path at the first
-  // "Autodesk".
+  // The add-in has a buffer of fixed size, and cuts the path at the first "Autodesk".
   known.whyNotFound = "the path is too long, or holds the word Autodesk";
   known.note = "the first line of the info file is a date";
   known.restoration = restoration;
