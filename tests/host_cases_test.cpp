@@ -60,7 +60,7 @@ class HostCase : public HostProgram {
     try {
       substitute::parseCommand(text.substr(0, arrow));
       ADD_FAILURE() << text;
-    } catch (const substitute::ScenarioError& error) {
+    } catch (const substitute::UsageError& error) {
       EXPECT_EQ(error.what(), arrow < text.size() ? text.substr(arrow + 4) : error.what());
     }
   }

@@ -142,7 +142,7 @@ void CommandPanel::submit() {
     line_->finishLine();
     follows_ = true;
     Q_EMIT commandTyped(command);
-  } catch (const ScenarioError& error) {
+  } catch (const UsageError& error) {
     showMessage(printableText(error.what()) + '.');
   }
 }

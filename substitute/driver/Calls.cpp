@@ -122,12 +122,12 @@ CallLog::CallLog(ScenarioRunner& runner)
       })) {}
 
 std::string CallLog::linesOf(const std::string& number) const {
-  if (played_.empty()) throw ScenarioError("no command has been played");
+  if (played_.empty()) throw UsageError("no command has been played");
   std::size_t place = played_.size();
   const bool isNumber = number.empty() || parseNumber(number, place);
   if (!isNumber || place == 0 || place > played_.size()) {
-    throw ScenarioError("there is no command " + quoted(number) + "; the last one is " +
-                        std::to_string(played_.size()));
+    throw UsageError("there is no command " + quoted(number) + "; the last one is " +
+                     std::to_string(played_.size()));
   }
   const Played& played = played_[place - 1];
   std::string lines = "> " + printable(played.command) + '\n';

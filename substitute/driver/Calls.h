@@ -43,7 +43,7 @@ class CallLog {
   CallLog& operator=(const CallLog&) = delete;
 
   // The output of `calls NUMBER`; of `calls` when `number` is empty. Commands are counted from 1.
-  // Throws ScenarioError when there is no such command.
+  // Throws UsageError when there is no such command.
   std::string linesOf(const std::string& number) const;
 
  private:

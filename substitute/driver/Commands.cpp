@@ -22,11 +22,11 @@ namespace {
 const std::vector<std::string> kinds = {"palette", "definition", "control", "plain-control",
                                         "toolbar"};
 
-// Throws ScenarioError for a name that is not one of `kinds`.
+// Throws UsageError for a name that is not one of `kinds`.
 ObjectKind parseKind(const std::string& name) {
   const auto kind = std::find(kinds.begin(), kinds.end(), name);
   if (kind != kinds.end()) return static_cast<ObjectKind>(kind - kinds.begin());
-  throw ScenarioError("'" + name + "' is not a kind of object; there are " + listed(kinds));
+  throw UsageError("'" + name + "' is not a kind of object; there are " + listed(kinds));
 }
 
 void click(ScenarioRunner& runner, const Arguments& arguments) {
@@ -63,14 +63,14 @@ void setVisible(ScenarioRunner& runner, const Arguments& arguments) {
   if (!runner.host().setVisible(id, visible)) reportNoPalette(runner, id);
 }
 
-// Throws ScenarioError.
+// Throws UsageError.
 int parseDockingState(const std::string& word) {
   constexpr int last = 4;
   int state = 0;
   if (!parseNumber(word, state) || state < 0 || state > last) {
-    throw ScenarioError("'" + word +
-                        "' is not a docking state; they are 0 (floating), 1 (top), 2 (bottom), 3 "
-                        "(left) and 4 (right)");
+    throw UsageError("'" + word +
+                     "' is not a docking state; they are 0 (floating), 1 (top), 2 (bottom), 3 "
+                     "(left) and 4 (right)");
   }
   return state;
 }
@@ -82,7 +82,7 @@ void dock(ScenarioRunner& runner, const Arguments& arguments) {
 
 void checkPlantArguments(const Arguments& arguments) {
   if (parseKind(arguments[0]) == ObjectKind::toolbar) {
-    throw ScenarioError("a toolbar can only be removed");
+    throw UsageError("a toolbar can only be removed");
   }
 }
 
@@ -97,25 +97,25 @@ void remove(ScenarioRunner& runner, const Arguments& arguments) {
   runner.reportNoEffect("There is no " + arguments[0] + " " + quoted(arguments[1]) + ".");
 }
 
-// OPERATION [N] [null|throw]. Throws ScenarioError.
+// OPERATION [N] [null|throw]. Throws UsageError.
 PlannedFault parseFault(const Arguments& arguments) {
   const std::optional<Operation> operation = operationNamed(arguments[0]);
   if (!operation) {
-    throw ScenarioError("'" + arguments[0] + "' is not an operation of the host; the nearest are " +
-                            listed(nearest(arguments[0], operationNames())),
-                        "--list-operations");
+    throw UsageError("'" + arguments[0] + "' is not an operation of the host; the nearest are " +
+                         listed(nearest(arguments[0], operationNames())),
+                     "--list-operations");
   }
   PlannedFault fault{*operation, 1, Failure::null};
   std::size_t next = 1;
   if (next < arguments.size() && parseNumber(arguments[next], fault.nth)) ++next;
-  if (fault.nth == 0) throw ScenarioError("calls are counted from 1");
+  if (fault.nth == 0) throw UsageError("calls are counted from 1");
   if (next == arguments.size()) return fault;
   const std::string& how = arguments[next];
   if (how != "null" && how != "throw") {
-    throw ScenarioError("'" + how + "' is not a count of calls, nor 'null' or 'throw'");
+    throw UsageError("'" + how + "' is not a count of calls, nor 'null' or 'throw'");
   }
   if (how == "throw") fault.how = Failure::exception;
-  if (next + 1 < arguments.size()) throw ScenarioError("'fail' takes nothing behind that");
+  if (next + 1 < arguments.size()) throw UsageError("'fail' takes nothing behind that");
   return fault;
 }
 
@@ -253,7 +253,7 @@ const CommandEntry* findCommand(const std::string& name) {
 
 int parseLanguage(const std::string& word) {
   int number = 0;
-  if (!parseNumber(word, number)) throw ScenarioError("'" + word + "' is not a 32-bit number");
+  if (!parseNumber(word, number)) throw UsageError("'" + word + "' is not a 32-bit number");
   return number;
 }
 
@@ -275,7 +275,7 @@ std::string help(const std::string& name, const std::vector<PromptWord>& words, 
     const Arguments choice = candidates(*entry, host, {});
     if (!choice.empty()) list += "  It takes one of these: " + listed(choice) + ".\n";
   }
-  if (list.empty()) throw ScenarioError("'" + name + "' is not a command; 'help' lists them");
+  if (list.empty()) throw UsageError("'" + name + "' is not a command; 'help' lists them");
   return list;
 }
 

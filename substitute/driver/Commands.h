@@ -23,7 +23,7 @@ struct CommandEntry {
   // Carries out the command. `arguments` have been checked.
   void (*play)(ScenarioRunner& runner, const Arguments& arguments);
 
-  // Throws ScenarioError, with one sentence, when an argument is wrong; their number is right.
+  // Throws UsageError, with one sentence, when an argument is wrong; their number is right.
   // Null: every argument is right.
   void (*check)(const Arguments& arguments) = nullptr;
 
@@ -37,7 +37,7 @@ const std::vector<CommandEntry>& commands();
 // Null when there is no command of that name.
 const CommandEntry* findCommand(const std::string& name);
 
-// The number of a user language. Throws ScenarioError when `word` is no decimal 32-bit number.
+// The number of a user language. Throws UsageError when `word` is no decimal 32-bit number.
 int parseLanguage(const std::string& word);
 
 // A word that a prompt understands besides the commands of a scenario.
@@ -58,7 +58,7 @@ std::string commandList(HelpLayout layout = HelpLayout::columns);
 
 // The output of `help NAME`, for commands and `words`; for all of them when `name` is empty. For
 // one command it also lists the candidates for the first argument, such as the ids in `host`.
-// Throws ScenarioError when there is no such command or word.
+// Throws UsageError when there is no such command or word.
 std::string help(const std::string& name, const std::vector<PromptWord>& words, const Host& host,
                  HelpLayout layout = HelpLayout::columns);
 

@@ -31,15 +31,15 @@ Json::json_pointer parsePointer(const std::string& string) {
   try {
     pointer = Json::json_pointer(string);
   } catch (const Json::parse_error&) {
-    throw ScenarioError("'" + string + "' is not a JSON pointer, such as /palettes/0/visible");
+    throw UsageError("'" + string + "' is not a JSON pointer, such as /palettes/0/visible");
   }
   Json::json_pointer first = pointer;
   if (first.empty()) return pointer;
   while (!first.parent_pointer().empty()) first.pop_back();
   const std::vector<std::string> keys = stateKeys();
   if (std::find(keys.begin(), keys.end(), first.back()) == keys.end()) {
-    throw ScenarioError("the state has no '" + first.back() + "'; the nearest are " +
-                        listed(nearest(first.back(), keys)));
+    throw UsageError("the state has no '" + first.back() + "'; the nearest are " +
+                     listed(nearest(first.back(), keys)));
   }
   return pointer;
 }
@@ -84,7 +84,7 @@ Expectation::Expectation(const Arguments& arguments, bool negated)
     : pointer_(parsePointer(arguments[0])),
       value_(Json::parse(arguments[1], nullptr, false)),
       negated_(negated) {
-  if (value_.is_discarded()) throw ScenarioError("'" + arguments[1] + "' is not JSON");
+  if (value_.is_discarded()) throw UsageError("'" + arguments[1] + "' is not JSON");
 }
 
 std::optional<std::string> Expectation::failure(const Json& state) const {

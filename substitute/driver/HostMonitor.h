@@ -44,7 +44,7 @@ class HostMonitor {
 // A value that the state must have, or must not have, at a JSON pointer.
 class Expectation {
  public:
-  // `arguments` are a JSON pointer and a JSON value. Throws ScenarioError.
+  // `arguments` are a JSON pointer and a JSON value. Throws UsageError.
   Expectation(const Arguments& arguments, bool negated);
 
   // Empty when `state` is as expected; else a sentence with both values. The order of an object's

@@ -18,7 +18,7 @@ std::optional<std::string> lineOf(const Command& command) {
   try {
     const Command read = ScenarioReader("").read(line);
     if (read.name != command.name || read.arguments != command.arguments) return {};
-  } catch (const ScenarioError&) {
+  } catch (const UsageError&) {
     return {};
   }
   return line;

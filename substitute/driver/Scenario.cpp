@@ -17,16 +17,14 @@ namespace {
 constexpr const char* spaces = " \t\r";
 
 // Why there is no command `name`.
-ScenarioError unknownCommand(const std::string& name) {
-  const bool ends = name == "quit" || name == "exit";
-  if (ends || name == "help" || name == "calls") {
-    return ScenarioError("'" + name + "' is understood at the prompt alone" +
-                         (ends ? "; a scenario ends with its last line" : ""));
-  }
+UsageError unknownCommand(const std::string& name) {
   std::vector<std::string> names;
   for (const CommandEntry& known : commands()) names.emplace_back(known.name);
-  return ScenarioError("'" + name + "' is not a command; the nearest are " +
-                       listed(nearest(name, names)));
+  for (const char* const word : {"calls", "exit", "help", "quit"}) {
+    if (name == word) return UsageError("'" + name + "' is understood at the prompt alone");
+  }
+  return UsageError("'" + name + "' is not a command; the nearest are " +
+                    listed(nearest(name, names)));
 }
 
 // The arguments in `line` from `at` on, which is the end of the command's name. `usage` are their
@@ -51,7 +49,8 @@ Arguments split(const std::string& line, std::size_t at, const std::vector<std::
 
 Command parseCommand(const std::string& line) {
   const auto begin = line.find_first_not_of(spaces);
-  if (begin == std::string::npos || line[begin] == '#') return {line, "", {}};
+  if (begin == std::string::npos) return {};
+  if (line[begin] == '#') return {line, "", {}};
   const auto end = std::min(line.find_first_of(spaces, begin), line.size());
   Command command{line, line.substr(begin, end - begin), {}};
   const CommandEntry* const entry = findCommand(command.name);
@@ -62,8 +61,8 @@ Command parseCommand(const std::string& line) {
   command.arguments = split(line, end, usage);
   const std::size_t count = command.arguments.size();
   if (count < static_cast<std::size_t>(least) || count > usage.size()) {
-    throw ScenarioError("'" + command.name + "' takes " +
-                        (usage.empty() ? "no arguments" : entry->usage));
+    throw UsageError("'" + command.name + "' takes " +
+                     (usage.empty() ? "no arguments" : entry->usage));
   }
   if (entry->check != nullptr) entry->check(command.arguments);
   return command;
@@ -76,26 +75,13 @@ Command ScenarioReader::read(std::string line) {
   if (!line.empty() && line.back() == '\r') line.pop_back();
   const std::string place = source_ + ":" + std::to_string(number_);
   try {
-    if (line.find('\0') != std::string::npos) throw ScenarioError("the line holds a zero byte");
+    if (line.find('\0') != std::string::npos) throw UsageError("the line holds a zero byte");
     Command command = parseCommand(line);
     command.place = place;
-    const bool isEmpty = command.name.empty() && line.find('#') == std::string::npos;
-    if (isEmpty) command.line.clear();
     return command;
-  } catch (const ScenarioError& error) {
-    throw ScenarioError(place + ": " + error.what(), error.option());
+  } catch (const UsageError& error) {
+    throw UsageError(place + ": " + error.what(), error.option());
   }
-}
-
-std::vector<Command> parseScenario(std::istream& input, const std::string& source) {
-  std::vector<Command> commands;
-  ScenarioReader reader(source);
-  for (std::string line; std::getline(input, line);) {
-    Command command = reader.read(line);
-    if (!command.line.empty()) commands.push_back(std::move(command));
-  }
-  if (input.bad()) throw std::runtime_error(source + " cannot be read");
-  return commands;
 }
 
 std::vector<std::string> scenarioNames() {
@@ -110,10 +96,9 @@ std::vector<std::string> scenarioNames() {
 
 std::string scenarioFile(const std::string& word) {
   std::error_code unreachable;
-  if (fs::is_regular_file(word, unreachable)) return word;
+  if (fs::exists(word, unreachable) && !fs::is_directory(word, unreachable)) return word;
   std::string known = besideProgram("scenarios/" + word + ".txt");
   if (word.find('/') == std::string::npos && fs::is_regular_file(known, unreachable)) return known;
-  if (fs::exists(word, unreachable) && !fs::is_directory(word, unreachable)) return word;
   throw UsageError("there is no scenario " + word + "; there are " + listed(scenarioNames()),
                    "--list-scenarios");
 }
@@ -121,8 +106,15 @@ std::string scenarioFile(const std::string& word) {
 std::vector<Command> readScenario(const std::string& word) {
   const std::string file = scenarioFile(word);
   std::ifstream input(file);
-  if (!input) throw std::runtime_error("the scenario " + file + " cannot be read");
-  return parseScenario(input, file);
+  std::vector<Command> commands;
+  ScenarioReader reader(file);
+  for (std::string line; std::getline(input, line);) {
+    Command command = reader.read(line);
+    if (!command.line.empty()) commands.push_back(std::move(command));
+  }
+  if (!input.is_open() || input.bad())
+    throw std::runtime_error("the scenario " + file + " cannot be read");
+  return commands;
 }
 
 }  // namespace substitute

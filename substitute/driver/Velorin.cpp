@@ -37,16 +37,16 @@ std::string summary(const Host& host) {
   return "starts so far: " + (count.empty() ? "none" : printable(count));
 }
 
-// Throws ScenarioError.
+// Throws UsageError.
 std::vector<std::string> parseInfoLines(const std::string& string) {
   const Json lines = Json::parse(string, nullptr, false);
   const auto isLine = [](const Json& value) {
     return value.is_string() && value.get<std::string>().find('\n') == std::string::npos;
   };
   if (!lines.is_array() || !std::all_of(lines.begin(), lines.end(), isLine)) {
-    throw ScenarioError("'" + string +
-                        "' is not a JSON array of strings, each without a line break, such as "
-                        "[\"1.1.2026\", \"3\"]");
+    throw UsageError("'" + string +
+                     "' is not a JSON array of strings, each without a line break, such as "
+                     "[\"1.1.2026\", \"3\"]");
   }
   return lines;
 }

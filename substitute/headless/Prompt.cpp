@@ -118,7 +118,7 @@ std::optional<std::string> readLine() {
 void print(const std::function<std::string()>& answer) {
   try {
     std::cout << answer();
-  } catch (const ScenarioError& error) {
+  } catch (const UsageError& error) {
     std::cerr << printable(error.what()) << ".\n";
   }
 }
@@ -161,7 +161,7 @@ void runPrompt(ScenarioRunner& runner) {
     }
     try {
       runner.play(parseCommand(*line));
-    } catch (const ScenarioError& error) {
+    } catch (const UsageError& error) {
       const bool isKnown = findCommand(word) != nullptr;
       std::cerr << printable(error.what())
                 << (isKnown ? "; 'help " + word + "' tells of it.\n"

@@ -38,7 +38,7 @@ constexpr const char* program = "substitute-host";
 constexpr unsigned sweepTimeout = 10;  // in seconds, where --timeout is left out
 constexpr unsigned mostJobs = 300;     // each has three files open, of the 1024 that are usual
 
-// Plays each line of standard input as it arrives. Throws ScenarioError for a wrong line. For the
+// Plays each line of standard input as it arrives. Throws UsageError for a wrong line. For the
 // add-in and the programs that it starts standard input is empty. Nothing is read ahead: a copy of
 // this process would give it back when it exits.
 void playInput(ScenarioRunner& runner) {
