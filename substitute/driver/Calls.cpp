@@ -32,15 +32,11 @@ std::string shortened(const std::string& text) {
   return text;
 }
 
-std::string spelled(const Json& value, CallForm form) {
+// A string that is the name of an object has no quotes.
+std::string spelled(const Json& value, CallForm form, bool isName = false) {
   const bool cuts = form == CallForm::shortened && value.is_string();
-  return printable(line(cuts ? Json(shortened(value)) : value));
-}
-
-// As spelled(), but a string is a name, and has no quotes.
-std::string named(const Json& value, CallForm form) {
-  const std::string text = spelled(value, form);
-  return value.is_string() ? text.substr(1, text.size() - 2) : text;
+  const std::string text = printable(line(cuts ? Json(shortened(value)) : value));
+  return isName && value.is_string() ? text.substr(1, text.size() - 2) : text;
 }
 
 std::string parenthesised(const Json& values, CallForm form, bool isObjectFirst = false) {
@@ -49,10 +45,8 @@ std::string parenthesised(const Json& values, CallForm form, bool isObjectFirst 
   std::string list;
   for (std::size_t i = 0; i < values.size(); ++i) {
     const bool isCut = form == CallForm::shortened && i == most;
-    const bool isName = i == 0 && isObjectFirst;
-    list += (i == 0 ? "" : separator) + (isCut    ? ellipsis
-                                         : isName ? named(values[i], form)
-                                                  : spelled(values[i], form));
+    list += i == 0 ? "" : separator;
+    list += isCut ? ellipsis : spelled(values[i], form, i == 0 && isObjectFirst);
     if (isCut) break;
   }
   return separator == ", " ? "(" + list + ")" : "(\n  " + list + "\n)";
@@ -61,25 +55,24 @@ std::string parenthesised(const Json& values, CallForm form, bool isObjectFirst 
 std::string operationLine(const Json& entry, CallForm form) {
   const std::string operation = entry.at("op");
   const auto dot = std::min(operation.find('.'), operation.size());
-  std::string text = entry.contains("on") ? named(entry.at("on"), form) : operation.substr(0, dot);
+  std::string text =
+      entry.contains("on") ? spelled(entry.at("on"), form, true) : operation.substr(0, dot);
   text += operation.substr(dot);
   text += parenthesised(entry.at("args"), form, takingObjectFirst.count(operation) != 0);
   const bool isPlanned = entry.contains("fault");
   if (isPlanned && entry.at("fault") == "throw") {
     text += " throws";
   } else {
-    const Json& result = entry.at("result");
-    text +=
-        " = " + (returningText.count(operation) != 0 ? spelled(result, form) : named(result, form));
+    text += " = " + spelled(entry.at("result"), form, returningText.count(operation) == 0);
   }
   return text + (isPlanned ? "  (planned)" : "");
 }
 
 std::string eventLine(const Json& entry, CallForm form) {
   std::string event = entry.at("event");
-  if (event == "notify") return "notify " + named(entry.at("handler"), CallForm::full);
+  if (event == "notify") return "notify " + spelled(entry.at("handler"), CallForm::full, true);
   if (event == "threw") {
-    return "threw " + named(entry.at("type"), CallForm::full) +
+    return "threw " + spelled(entry.at("type"), CallForm::full, true) +
            parenthesised(Json::array({entry.at("what")}), form);
   }
   if (event == "open") return event + parenthesised(entry.at("args"), form);
@@ -114,11 +107,10 @@ Signal<Json>::Subscription printCalls(ScenarioRunner& runner, CallForm form) {
 
 CallLog::CallLog(ScenarioRunner& runner)
     : playing_(runner.playing.subscribe([this](const Command& command) {
-        if (!command.name.empty()) played_.push_back({command.line, {}});
+        if (!command.name.empty()) played_.push_back("> " + printable(command.line) + '\n');
       })),
       trace_(runner.host().interceptor().trace.subscribe([this](const Json& entry) {
-        if (played_.empty()) return;
-        played_.back().calls.push_back(indentedLine(entry, CallForm::shortened));
+        if (!played_.empty()) played_.back() += indentedLine(entry, CallForm::shortened) + '\n';
       })) {}
 
 std::string CallLog::linesOf(const std::string& number) const {
@@ -129,11 +121,9 @@ std::string CallLog::linesOf(const std::string& number) const {
     throw UsageError("there is no command " + quoted(number) + "; the last one is " +
                      std::to_string(played_.size()));
   }
-  const Played& played = played_[place - 1];
-  std::string lines = "> " + printable(played.command) + '\n';
-  if (played.calls.empty()) lines += "  It led to no call.\n";
-  for (const std::string& call : played.calls) lines += call + '\n';
-  return lines;
+  const std::string& lines = played_[place - 1];
+  const bool isCommandAlone = lines.find('\n') + 1 == lines.size();
+  return lines + (isCommandAlone ? "  It led to no call.\n" : "");
 }
 
 }  // namespace substitute

@@ -47,12 +47,7 @@ class CallLog {
   std::string linesOf(const std::string& number) const;
 
  private:
-  struct Played {
-    std::string command;
-    std::vector<std::string> calls;
-  };
-
-  std::vector<Played> played_;
+  std::vector<std::string> played_;  // each command and its calls, a line each
   Signal<Command>::Subscription playing_;
   Signal<Json>::Subscription trace_;
 };
