@@ -188,7 +188,7 @@ WindowTasks tasksFor(DesktopOptions& values) {
     try {
       return show(values, scenario, played);
     } catch (const std::exception&) {
-      return ScenarioEnd{printException(program), ""};
+      return ScenarioEnd{printException(program).status, ""};
     }
   };
   if (values.ends()) return tasks;
@@ -229,6 +229,6 @@ int main(int argc, char** argv) {
     how.endsPrograms = !values.systemOpen;
     return superviseWindow(tasksFor(values), how, values.scenario);
   } catch (const std::exception&) {
-    return printException(program);
+    return printException(program).status;
   }
 }

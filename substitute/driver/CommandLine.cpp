@@ -174,7 +174,7 @@ std::optional<int> readCommandLine(const Program& program, CommandLine& values, 
     if (values.addin.empty()) values.addin = besideProgram(profile().library);
     return {};
   } catch (const std::exception&) {
-    return printException(program.name);
+    return printException(program.name).status;
   }
 }
 

@@ -12,22 +12,19 @@ void printError(const std::string& program, const std::string& sentence) {
   std::cerr << program << ": " << printable(sentence) << (sentence.back() == '.' ? "\n" : ".\n");
 }
 
-FatalError currentError() {
+FatalError printException(const std::string& program) {
+  FatalError fatal = {exit_status::wrongInput, ""};
   try {
     throw;
   } catch (const LoadError& error) {
-    return {exit_status::cannotLoad, error.what() + std::string("; see --addin")};
+    fatal = {exit_status::cannotLoad, error.what() + std::string("; see --addin")};
   } catch (const UsageError& error) {
-    return {exit_status::wrongInput, error.what() + ("; see " + error.option())};
+    fatal.sentence = error.what() + ("; see " + error.option());
   } catch (const std::exception& error) {
-    return {exit_status::wrongInput, error.what()};
+    fatal.sentence = error.what();
   }
-}
-
-int printException(const std::string& program) {
-  const FatalError error = currentError();
-  printError(program, error.sentence);
-  return error.status;
+  printError(program, fatal.sentence);
+  return fatal;
 }
 
 void flushOutput() {

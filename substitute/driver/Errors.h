@@ -37,11 +37,8 @@ struct FatalError {
   std::string sentence;  // without its full stop; names the option that helps
 };
 
-// Describes the exception that is being handled.
-FatalError currentError();
-
-// Prints the exception that is being handled to standard error. Returns the exit status.
-int printException(const std::string& program);
+// Prints the exception that is being handled to standard error.
+FatalError printException(const std::string& program);
 
 // Throws std::runtime_error when standard output could not be written.
 void flushOutput();

@@ -82,8 +82,7 @@ ScenarioEnd play(const HeadlessOptions& values, const std::string& scenario,
     return {passed ? EXIT_SUCCESS : exit_status::failed, session.runner().firstFailure(),
             values.sweep ? describeRun(calls, session.runner().findings()) : Json()};
   } catch (const std::exception&) {
-    FatalError error = currentError();
-    printError(program, error.sentence);
+    FatalError error = printException(program);
     return {error.status, std::move(error.sentence)};
   }
 }
@@ -234,6 +233,6 @@ int main(int argc, char** argv) {
   try {
     return playAsTyped(values);
   } catch (const std::exception&) {
-    return printException(program);
+    return printException(program).status;
   }
 }

@@ -45,7 +45,7 @@ ScenarioEnd playCase(const Json& one, const std::string& addin) {
     play(values, one["scenario"]);
     return {};
   } catch (const std::exception&) {
-    return {printException(program), ""};
+    return {printException(program).status, ""};
   }
 }
 
