@@ -67,12 +67,9 @@ void setVisible(ScenarioRunner& runner, const Arguments& arguments) {
 int parseDockingState(const std::string& word) {
   constexpr int last = 4;
   int state = 0;
-  if (!parseNumber(word, state) || state < 0 || state > last) {
-    throw UsageError("'" + word +
-                     "' is not a docking state; they are 0 (floating), 1 (top), 2 (bottom), 3 "
-                     "(left) and 4 (right)");
-  }
-  return state;
+  if (parseNumber(word, state) && state >= 0 && state <= last) return state;
+  throw UsageError("'" + word +
+                   "' is not a docking state: 0 floats, 1 top, 2 bottom, 3 left, 4 right");
 }
 
 void dock(ScenarioRunner& runner, const Arguments& arguments) {
@@ -106,16 +103,14 @@ PlannedFault parseFault(const Arguments& arguments) {
                      "--list-operations");
   }
   PlannedFault fault{*operation, 1, Failure::null};
-  std::size_t next = 1;
-  if (next < arguments.size() && parseNumber(arguments[next], fault.nth)) ++next;
+  Arguments how(arguments.begin() + 1, arguments.end());
+  if (!how.empty() && parseNumber(how[0], fault.nth)) how.erase(how.begin());
   if (fault.nth == 0) throw UsageError("calls are counted from 1");
-  if (next == arguments.size()) return fault;
-  const std::string& how = arguments[next];
-  if (how != "null" && how != "throw") {
-    throw UsageError("'" + how + "' is not a count of calls, nor 'null' or 'throw'");
+  if (how == Arguments{"throw"}) {
+    fault.how = Failure::exception;
+  } else if (!how.empty() && how != Arguments{"null"}) {
+    throw UsageError("'fail' takes OPERATION [N] [null|throw]");
   }
-  if (how == "throw") fault.how = Failure::exception;
-  if (next + 1 < arguments.size()) throw UsageError("'fail' takes nothing behind that");
   return fault;
 }
 

@@ -33,13 +33,12 @@ Json::json_pointer parsePointer(const std::string& string) {
   } catch (const Json::parse_error&) {
     throw UsageError("'" + string + "' is not a JSON pointer, such as /palettes/0/visible");
   }
-  Json::json_pointer first = pointer;
-  if (first.empty()) return pointer;
-  while (!first.parent_pointer().empty()) first.pop_back();
+  if (pointer.empty()) return pointer;
+  const std::string key = string.substr(1, string.find('/', 1) - 1);
   const std::vector<std::string> keys = stateKeys();
-  if (std::find(keys.begin(), keys.end(), first.back()) == keys.end()) {
-    throw UsageError("the state has no '" + first.back() + "'; the nearest are " +
-                     listed(nearest(first.back(), keys)));
+  if (std::find(keys.begin(), keys.end(), key) == keys.end()) {
+    throw UsageError("the state has no '" + key + "'; the nearest are " +
+                     listed(nearest(key, keys)));
   }
   return pointer;
 }

@@ -45,8 +45,7 @@ std::vector<std::string> parseInfoLines(const std::string& string) {
   };
   if (!lines.is_array() || !std::all_of(lines.begin(), lines.end(), isLine)) {
     throw UsageError("'" + string +
-                     "' is not a JSON array of strings, each without a line break, such as "
-                     "[\"1.1.2026\", \"3\"]");
+                     "' is not a JSON array of lines, such as [\"1.1.2026\", \"3\"]");
   }
   return lines;
 }
