@@ -45,8 +45,7 @@ UsageError notExpected(const CLI::App& parser) {
   if (name.empty()) return UsageError("there is more than one SCENARIO");
   std::vector<std::string> names;
   for (const CLI::Option* const option : parser.get_options()) names.push_back(option->get_name());
-  return UsageError("there is no option " + name + "; the nearest are " +
-                    listed(nearest(name, names)));
+  return UsageError("there is no option " + name + "; the nearest are " + nearest(name, names));
 }
 
 // False when it has printed what an option asked for. Throws UsageError.

@@ -45,10 +45,6 @@ void sendMessage(ScenarioRunner& runner, const std::string& palette,
   runner.reportNoEffect("There is no palette " + quoted(palette) + " whose page could send that.");
 }
 
-void setLanguage(ScenarioRunner& runner, const Arguments& arguments) {
-  runner.host().setLanguage(parseLanguage(arguments[0]));
-}
-
 void setEntitlement(ScenarioRunner& runner, const Arguments& arguments) {
   runner.host().setEntitlement(arguments.empty() ? std::nullopt : std::optional(arguments[0]));
 }
@@ -99,7 +95,7 @@ PlannedFault parseFault(const Arguments& arguments) {
   const std::optional<Operation> operation = operationNamed(arguments[0]);
   if (!operation) {
     throw UsageError("'" + arguments[0] + "' is not an operation of the host; the nearest are " +
-                         listed(nearest(arguments[0], operationNames())),
+                         nearest(arguments[0], operationNames()),
                      "--list-operations");
   }
   PlannedFault fault{*operation, 1, Failure::null};
@@ -212,7 +208,10 @@ const std::vector<CommandEntry>& commands() {
        [](Runner& runner, const Arguments&) { runner.host().setOffline(false); }},
       {"offline", "", "go offline and raise the online-status event",
        [](Runner& runner, const Arguments&) { runner.host().setOffline(true); }},
-      {"language", "N", "set the host's user language (2 is Czech)", setLanguage,
+      {"language", "N", "set the host's user language (2 is Czech)",
+       [](Runner& runner, const Arguments& arguments) {
+         runner.host().setLanguage(parseLanguage(arguments[0]));
+       },
        [](const Arguments& arguments) { parseLanguage(arguments[0]); }},
       {"entitlement", "[TEXT]", "set the host's entitlement text; alone, the host has none",
        setEntitlement},

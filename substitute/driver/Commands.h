@@ -15,8 +15,8 @@ using Arguments = std::vector<std::string>;
 // One entry of the table.
 struct CommandEntry {
   std::string name;
-  // The arguments, a word each; those in brackets may be left out. Where the last one is DATA, TEXT
-  // or JSON it is the rest of the line, after one space.
+  // The arguments, a word each; those in brackets may be left out. Where the last one is [DATA],
+  // [TEXT] or JSON it is the rest of the line, after one space.
   std::string usage;
   std::string help;  // what the command does
 

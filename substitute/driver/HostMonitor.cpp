@@ -37,8 +37,7 @@ Json::json_pointer parsePointer(const std::string& string) {
   const std::string key = string.substr(1, string.find('/', 1) - 1);
   const std::vector<std::string> keys = stateKeys();
   if (std::find(keys.begin(), keys.end(), key) == keys.end()) {
-    throw UsageError("the state has no '" + key + "'; the nearest are " +
-                     listed(nearest(key, keys)));
+    throw UsageError("the state has no '" + key + "'; the nearest are " + nearest(key, keys));
   }
   return pointer;
 }

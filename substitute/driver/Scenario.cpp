@@ -23,16 +23,14 @@ UsageError unknownCommand(const std::string& name) {
   for (const char* const word : {"calls", "exit", "help", "quit"}) {
     if (name == word) return UsageError("'" + name + "' is understood at the prompt alone");
   }
-  return UsageError("'" + name + "' is not a command; the nearest are " +
-                    listed(nearest(name, names)));
+  return UsageError("'" + name + "' is not a command; the nearest are " + nearest(name, names));
 }
 
 // The arguments in `line` from `at` on, which is the end of the command's name. `usage` are their
 // names.
 Arguments split(const std::string& line, std::size_t at, const std::vector<std::string>& usage) {
   const std::string last = usage.empty() ? "" : usage.back();
-  const bool endsInRest = last.find("DATA") != std::string::npos ||
-                          last.find("TEXT") != std::string::npos || last == "JSON";
+  const bool endsInRest = last == "[DATA]" || last == "[TEXT]" || last == "JSON";
   if (!endsInRest) return wordsIn(line.substr(at));
   Arguments arguments;
   while (arguments.size() + 1 < usage.size()) {

@@ -73,7 +73,7 @@ std::string listed(const std::vector<std::string>& words) {
   return list;
 }
 
-std::vector<std::string> nearest(const std::string& word, std::vector<std::string> words) {
+std::string nearest(const std::string& word, std::vector<std::string> words) {
   constexpr std::size_t enough = 3;
   const std::string typed = word.substr(0, 64);  // no name is as long
   const auto rank = [&](const std::string& name) {
@@ -82,7 +82,7 @@ std::vector<std::string> nearest(const std::string& word, std::vector<std::strin
   std::stable_sort(words.begin(), words.end(),
                    [&](const auto& left, const auto& right) { return rank(left) < rank(right); });
   words.resize(std::min(words.size(), enough));
-  return words;
+  return listed(words);
 }
 
 }  // namespace substitute

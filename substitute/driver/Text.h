@@ -32,8 +32,8 @@ std::vector<std::string> wordsIn(const std::string& line);
 // "a, b, c".
 std::string listed(const std::vector<std::string>& words);
 
-// The three of `words` that are nearest to `word`, fewer when there are fewer: first those that
-// begin with it, then those with the least edit distance.
-std::vector<std::string> nearest(const std::string& word, std::vector<std::string> words);
+// "a, b, c": the three of `words` that are nearest to `word`, first those that begin with it, then
+// those with the least edit distance.
+std::string nearest(const std::string& word, std::vector<std::string> words);
 
 }  // namespace substitute
