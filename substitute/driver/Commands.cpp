@@ -122,11 +122,11 @@ void planFault(ScenarioRunner& runner, const Arguments& arguments) {
 
 template <bool equal>
 void expect(ScenarioRunner& runner, const Arguments& arguments) {
-  runner.expect(Expectation(arguments, !equal));
+  runner.expect(arguments, !equal);
 }
 
 void checkExpectation(const Arguments& arguments) {
-  Expectation(arguments, false);
+  failedExpectation(arguments, false, {});
 }
 
 void printState(ScenarioRunner& runner, const Arguments& /*arguments*/) {

@@ -78,25 +78,22 @@ void HostMonitor::follow(const Json& entry) {
   if (event == "stop returned" && entry["value"] == false) ++failedStops_;
 }
 
-Expectation::Expectation(const Arguments& arguments, bool negated)
-    : pointer_(parsePointer(arguments[0])),
-      value_(Json::parse(arguments[1], nullptr, false)),
-      negated_(negated) {
-  if (value_.is_discarded()) throw UsageError("'" + arguments[1] + "' is not JSON");
-}
-
-std::optional<std::string> Expectation::failure(const Json& state) const {
+std::optional<std::string> failedExpectation(const Arguments& arguments, bool negated,
+                                             const Json& state) {
+  const Json::json_pointer pointer = parsePointer(arguments[0]);
+  const Json value = Json::parse(arguments[1], nullptr, false);
+  if (value.is_discarded()) throw UsageError("'" + arguments[1] + "' is not JSON");
   std::string found = "nothing";
   bool equals = false;
   try {
-    found = line(state.at(pointer_));
+    found = line(state.at(pointer));
     // Compared as printed, where bytes that are not UTF-8 are replaced.
-    equals = nlohmann::json::parse(found) == nlohmann::json(value_);
+    equals = nlohmann::json::parse(found) == nlohmann::json(value);
   } catch (const Json::exception&) {  // there is no such value
   }
-  if (equals != negated_) return {};
-  return std::string("expected ") + (negated_ ? "not " : "") + pointer_.to_string() + " " +
-         line(value_) + ", found " + found;
+  if (equals != negated) return {};
+  return std::string("expected ") + (negated ? "not " : "") + pointer.to_string() + " " +
+         line(value) + ", found " + found;
 }
 
 }  // namespace substitute

@@ -41,20 +41,10 @@ class HostMonitor {
   Signal<Json>::Subscription trace_;
 };
 
-// A value that the state must have, or must not have, at a JSON pointer.
-class Expectation {
- public:
-  // `arguments` are a JSON pointer and a JSON value. Throws UsageError.
-  Expectation(const Arguments& arguments, bool negated);
-
-  // Empty when `state` is as expected; else a sentence with both values. The order of an object's
-  // keys does not matter.
-  std::optional<std::string> failure(const Json& state) const;
-
- private:
-  Json::json_pointer pointer_;
-  Json value_;
-  bool negated_;
-};
+// Compares `state` with what a scenario expects. `arguments` are a JSON pointer and the value that
+// must be there, or, `negated`, must not. Empty when all is as expected; else a sentence with both
+// values. The order of an object's keys does not matter. Throws UsageError for other arguments.
+std::optional<std::string> failedExpectation(const Arguments& arguments, bool negated,
+                                             const Json& state);
 
 }  // namespace substitute

@@ -101,9 +101,9 @@ void ScenarioRunner::reportNoEffect(const std::string& sentence) {
   withoutEffect_.push_back(placed(sentence.substr(0, sentence.size() - 1)));
 }
 
-void ScenarioRunner::expect(const Expectation& expectation) {
+void ScenarioRunner::expect(const Arguments& arguments, bool negated) {
   ++expectations_;
-  const auto failure = expectation.failure(state());
+  const auto failure = failedExpectation(arguments, negated, state());
   if (!failure) return;
   const std::string sentence = placed(*failure);
   reporter_.print(sentence);

@@ -68,7 +68,7 @@ class ScenarioRunner {
   void start();
   void stop();
   void unload();
-  void expect(const Expectation& expectation);
+  void expect(const Arguments& arguments, bool negated);
 
   // The sentence about the first failure; empty when nothing has failed.
   const std::string& firstFailure() const { return firstFailure_; }
