@@ -59,13 +59,11 @@ std::string operationLine(const Json& entry, CallForm form) {
       entry.contains("on") ? spelled(entry.at("on"), form, true) : operation.substr(0, dot);
   text += operation.substr(dot);
   text += parenthesised(entry.at("args"), form, takingObjectFirst.count(operation) != 0);
-  const bool isPlanned = entry.contains("fault");
-  if (isPlanned && entry.at("fault") == "throw") {
-    text += " throws";
-  } else {
-    text += " = " + spelled(entry.at("result"), form, returningText.count(operation) == 0);
-  }
-  return text + (isPlanned ? "  (planned)" : "");
+  const Json fault = entry.value("fault", Json());
+  text += fault == "throw"
+              ? " throws"
+              : " = " + spelled(entry.at("result"), form, returningText.count(operation) == 0);
+  return text + (fault.is_null() ? "" : "  (planned)");
 }
 
 std::string eventLine(const Json& entry, CallForm form) {

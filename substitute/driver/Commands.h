@@ -1,5 +1,4 @@
-// The commands of a scenario: their table, and the help and the completion that a prompt makes of
-// it.
+// The table of the commands of a scenario, and the help and completion that prompts make of it.
 #pragma once
 
 #include <string>

@@ -38,7 +38,6 @@ void TraceFile::begin(Host& host) {
 ExpectedTrace::ExpectedTrace(std::string path) : path_(std::move(path)) {
   std::ifstream file(path_, std::ios::binary);
   for (std::string entry; std::getline(file, entry);) {
-    if (!entry.empty() && entry.back() == '\r') entry.pop_back();
     lines_.push_back(entry);
     if (!Json::accept(entry)) {
       throw UsageError(path_ + ":" + std::to_string(lines_.size()) + ": this is no line of a trace",
