@@ -26,5 +26,5 @@ EMULATION_SUPPLY(
 EMULATION_SUPPLY("pthread_mach_thread_np", "pthread_self");  // any number
 EMULATION_CONVERTED("task_threads");
 EMULATION_SAME(
-    "pthread_atfork, pthread_getspecific, pthread_key_create, pthread_key_delete, pthread_self, "
+    "pthread_getspecific, pthread_key_create, pthread_key_delete, pthread_self, "
     "pthread_setspecific");

@@ -8,6 +8,7 @@
 #include <clocale>
 #include <cstdlib>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -186,6 +187,26 @@ TEST_F(Prompt, IsDrawnAgainAfterAStop) {
   shell.expectPrompt();
   shell.type("quit\nexit\n");
   EXPECT_EQ(shell.end(), 0);
+}
+
+TEST_F(Prompt, GivesTheTerminalBack) {
+  const std::string script = "'" VELORIN_SUBSTITUTE_HOST "'; echo over; read word; echo read $word";
+  Terminal shell(home.path(), {"-c", script}, {}, "/bin/bash");
+  shell.answer("quit", "over");
+  shell.type("next\n");
+  shell.expect("read next");
+  EXPECT_EQ(shell.end(), 0);
+}
+
+TEST_F(Prompt, NoticesEveryEndAndKeepsTheTime) {
+  for (const auto& [misbehaviour, words, status] :
+       {std::tuple("exit by a system call", "the add-in ends the process", 3),
+        std::tuple("hang", "has not returned after the seconds of --timeout: 1", 4)}) {
+    Terminal terminal =
+        open({"--addin", VELORIN_MISBEHAVING, "--timeout", "1"}, {{"MISBEHAVE", misbehaviour}});
+    terminal.answer("start", words);
+    EXPECT_EQ(terminal.end(), status);
+  }
 }
 
 TEST_F(Prompt, QuitExitAndControlDUnloadAndEnd) {

@@ -153,7 +153,7 @@ ScenarioEnd show(DesktopOptions& values, const std::string& scenario, const std:
   const std::vector<Command> commands =
       plays ? readScenario(scenario) : std::vector{parseCommand("start")};
   const auto application = startQt(values);
-  HostSession session(values, program, plays ? std::vector{scenario} : std::vector<std::string>());
+  HostSession session(values, scenario);
   if (values.site.empty()) values.site = besideProgram("site");
   const LearningSite site(QString::fromStdString(values.site),
                           QString::fromStdString(besideProgram("learning-site.crt")),

@@ -18,26 +18,22 @@ namespace substitute {
 namespace {
 
 // Throws UsageError when the trace would overwrite a file that the run of `host` reads or writes.
-void checkTrace(const CommandLine& values, const std::vector<std::string>& scenarios,
-                const Host& host) {
+void checkTrace(const CommandLine& values, const std::string& scenario, const Host& host) {
   std::vector<std::string> files = {values.addin, values.expectedTrace};
   if (profile().file != nullptr) files.push_back(profile().file(host));
-  for (const std::string& scenario : scenarios) {
-    if (scenario != "-") files.push_back(scenarioFile(scenario));
-  }
+  if (!scenario.empty() && scenario != "-") files.push_back(scenarioFile(scenario));
   checkOutput("--trace", values.trace, files);
 }
 
 }  // namespace
 
-HostSession::HostSession(const CommandLine& values, const std::string& program,
-                         const std::vector<std::string>& scenarios)
+HostSession::HostSession(const CommandLine& values, const std::string& scenario)
     : values_(values),
-      playsScenario_(!scenarios.empty()),
+      playsScenario_(!scenario.empty()),
       folder_(chooseFolder()),
-      host_(settings()) {
-  if (!values.trace.empty()) checkTrace(values, scenarios, host_);
-  crashReport_.emplace(host_, program, values.timeout);
+      host_(settings()),
+      crashReport_(host_) {
+  if (!values.trace.empty()) checkTrace(values, scenario, host_);
   if (!values.systemOpen) recorder_.emplace(host_);
   // A library that cannot be loaded is refused now: before anything is written, and even if no
   // command loads it.

@@ -19,11 +19,10 @@ struct CommandLine;
 class HostSession {
  public:
   // Sets up the host and its recorders by the options `values`, and prints where its data is.
-  // `values` outlives the session. `program` begins the crash report. `scenarios` are the arguments
-  // SCENARIO; empty when a user types the commands or clicks. Throws LoadError, UsageError or
-  // std::runtime_error, before the add-in's folder is created.
-  HostSession(const CommandLine& values, const std::string& program,
-              const std::vector<std::string>& scenarios);
+  // `values` outlives the session. `scenario` is the argument SCENARIO; empty when a user types the
+  // commands or clicks. Throws LoadError, UsageError or std::runtime_error, before the add-in's
+  // folder is created.
+  HostSession(const CommandLine& values, const std::string& scenario);
 
   Host& host() { return host_; }
   ScenarioRunner& runner() { return *runner_; }
@@ -51,7 +50,7 @@ class HostSession {
   std::string folder_;  // in which the host is installed; not used with --executable
   std::optional<FolderLock> lock_;
   Host host_;
-  std::optional<CrashReport> crashReport_;
+  CrashReport crashReport_;
   std::optional<OpenRecorder> recorder_;
   std::optional<ExpectedTrace> expected_;
   std::optional<TraceFile> trace_;

@@ -10,7 +10,6 @@
 #endif
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
@@ -19,7 +18,6 @@
 #include <iostream>
 #include <map>
 #include <memory>
-#include <optional>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -35,7 +33,7 @@ namespace {
 // In nanoseconds.
 constexpr std::int64_t second = 1'000'000'000;
 constexpr std::int64_t patience = 2 * second;       // before a call counts as a hang
-constexpr std::int64_t pollInterval = second / 10;  // while one does
+constexpr std::int64_t pollInterval = second / 10;  // where hangs are watched
 
 // Asks a child for its stack, which ends it. The function system() ignores other signals meanwhile.
 constexpr int stackSignal = SIGXCPU;
@@ -75,9 +73,7 @@ class Signals {
       sigaction(number, nullptr, &action);
       if (action.sa_handler == SIG_IGN && number != SIGCHLD) continue;
       sigaddset(&waited, number);
-      std::signal(number, [](int arrived) {
-        if (arrived != SIGCHLD) last = arrived;  // the end of a child only ends the wait
-      });
+      std::signal(number, note);
       handled_.push_back(number);
     }
     sigprocmask(SIG_BLOCK, &waited, &before_);
@@ -94,7 +90,7 @@ class Signals {
   }
 
   // Waits for a signal, for `duration` nanoseconds at most. Returns its number; 0: a child has
-  // ended, or none came.
+  // ended or stopped, or none came.
   int wait(std::int64_t duration) const {
     const timespec time = {static_cast<std::time_t>(duration / second), duration % second};
     last = 0;
@@ -102,7 +98,23 @@ class Signals {
     return last;
   }
 
+  // Stops this process until it is continued. The system stops none that nobody could continue.
+  void stop() const {
+    sigset_t stop;
+    sigemptyset(&stop);
+    sigaddset(&stop, SIGTSTP);
+    std::signal(SIGTSTP, SIG_DFL);
+    std::raise(SIGTSTP);
+    sigprocmask(SIG_UNBLOCK, &stop, nullptr);
+    sigprocmask(SIG_BLOCK, &stop, nullptr);
+    std::signal(SIGTSTP, note);
+  }
+
  private:
+  static void note(int number) {
+    if (number != SIGCHLD) last = number;  // the end of a child only ends the wait
+  }
+
   inline static volatile std::sig_atomic_t last = 0;
   std::vector<int> handled_;
   sigset_t before_ = {};
@@ -119,47 +131,23 @@ pid_t forkChild() {
   return child;
 }
 
-// A process that passes on what is typed at a terminal: a child that leads a process group of its
-// own may not read there.
-class TerminalInput {
- public:
-  TerminalInput() {
-    if (pipe(ends_.data()) != 0) throwError("no pipe can be made");
-    process_ = forkChild();
-    if (process_ == 0) passOn();
-    close(ends_[1]);
-  }
-  ~TerminalInput() {
-    kill(process_, SIGKILL);
-    waitpid(process_, nullptr, 0);
-  }
-  TerminalInput(const TerminalInput&) = delete;
-  TerminalInput& operator=(const TerminalInput&) = delete;
-
-  int descriptor() const { return ends_[0]; }
-
- private:
-  [[noreturn]] void passOn() const {
-    dup2(ends_[1], STDOUT_FILENO);
-    execlp("cat", "cat", nullptr);
-    _exit(EXIT_FAILURE);
-  }
-
-  std::array<int, 2> ends_ = {};
-  pid_t process_ = 0;
-};
+// Gives the terminal at standard input from one process group to another, if the former has it.
+void passTerminal(pid_t from, pid_t to) {
+  if (tcgetpgrp(STDIN_FILENO) != from) return;
+  const auto before = std::signal(SIGTTOU, SIG_IGN);  // else it would stop a process in `to`
+  tcsetpgrp(STDIN_FILENO, to);
+  std::signal(SIGTTOU, before);
+}
 
 // A task in its process.
 class Child {
  public:
-  Child(const ScenarioTask& task, const Supervision& how, const Signals& signals,
-        const std::optional<TerminalInput>& terminal)
+  Child(const ScenarioTask& task, const Supervision& how, const Signals& signals)
       : how_(how), signals_(signals), beganAt_(monotonicTime()), record_(newCrashRecord()) {
     result_.name = task.name;
-    record_->program.set(how.program);
     std::cout.flush();
     process_ = forkChild();
-    if (process_ == 0) play(task, terminal);
+    if (process_ == 0) play(task);
     setpgid(process_, process_);
   }
   ~Child() {
@@ -172,22 +160,26 @@ class Child {
   // True when the process has ended; then result() is complete.
   bool isOver() {
     int status = 0;
-    // One that lets itself be traced is only stopped by a signal.
-    isOver_ = waitpid(process_, &status, WNOHANG) == process_ && !WIFSTOPPED(status);
+    const int stops = how_.readsInput ? WUNTRACED : 0;
+    const bool isKnown = waitpid(process_, &status, WNOHANG | stops) == process_;
+    const int stop = isKnown && WIFSTOPPED(status) ? WSTOPSIG(status) : 0;
+    // One that lets itself be traced is stopped by any signal.
+    isStopped_ = stop == SIGTSTP || stop == SIGTTIN || stop == SIGTTOU;
+    isOver_ = isKnown && stop == 0;
     if (!isOver_) return false;
     endWatcher();
+    if (how_.readsInput) passTerminal(process_, getpgrp());
     judge(status);
     return true;
   }
   const ScenarioResult& result() const { return result_; }
 
+  // True when the terminal has stopped the process.
+  bool isStopped() const { return isStopped_; }
+
   // When keepTime() has something to do, on the monotonic clock; the largest number: never.
   std::int64_t deadline() const {
-    const std::int64_t now = monotonicTime();
-    if (watcher_ != 0) return std::min(timeLimit(), now + pollInterval);
-    const std::int64_t begun = record_->begun;
-    if (!how_.watchHang || begun == watched_) return timeLimit();
-    return std::min(timeLimit(), (begun == 0 ? now : begun) + patience);
+    return how_.watchHang ? std::min(timeLimit(), monotonicTime() + pollInterval) : timeLimit();
   }
 
   void keepTime() {
@@ -210,25 +202,26 @@ class Child {
   // Ends a pause. Its `duration` in nanoseconds does not count for the time limit.
   void proceed(std::int64_t duration) {
     if (record_->begun != 0) record_->begun += duration;
+    if (how_.readsInput) passTerminal(getpgrp(), process_);
     ::kill(-process_, SIGCONT);
   }
 
  private:
-  [[noreturn]] void play(const ScenarioTask& task, const std::optional<TerminalInput>& terminal) {
+  [[noreturn]] void play(const ScenarioTask& task) {
     setpgid(0, 0);
     signals_.restore();
-    std::signal(SIGTTOU, SIG_IGN);  // it may write to the terminal
+    if (how_.readsInput) passTerminal(getpgid(getppid()), getpgrp());
+    if (!how_.readsInput) std::signal(SIGTTOU, SIG_IGN);  // it may write to the terminal
     if (how_.captures) {
       dup2(fileno(output_.get()), STDOUT_FILENO);
       dup2(fileno(errors_.get()), STDERR_FILENO);
     }
-    if (terminal) dup2(terminal->descriptor(), STDIN_FILENO);
     if (!how_.readsInput) dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
     record_->isTimedBetween = how_.captures && !how_.readsInput;  // else it may wait for a user
-    CrashReport::keepFor(*record_);
+    CrashReport::keepIn(*record_);
     told = fileno(end_.get());
     const ScenarioEnd end = task.play();
-    CrashReport::noteExit();
+    CrashReport::noteActivity("the end of the process");
     tellEnd(end);
     std::exit(end.status);
   }
@@ -287,10 +280,11 @@ class Child {
       judgeSignal("cut off by ", !record_->underWay.empty());
     } else if (isEnded_) {
       fail(exit_status::timedOut, "a call of the add-in did not return");
-      report(report_cause::hang, "");
+      report("a call of the add-in has not returned and is ended");
     } else if (isTimedOut_) {
       fail(exit_status::timedOut, "a call of the add-in took longer than --timeout");
-      report(report_cause::timeout, std::to_string(how_.timeout));
+      report("a call of the add-in has not returned after the seconds of --timeout: " +
+             std::to_string(how_.timeout));
     } else if (WIFSIGNALED(status)) {
       result_.signal = WTERMSIG(status);
       judgeSignal("ended by ", isReported(result_.signal, *record_));
@@ -299,7 +293,7 @@ class Child {
       result_.details = said["details"];
     } else {
       fail(exit_status::failed, "the add-in ended the process");
-      report(report_cause::exit, "");
+      report("the add-in ends the process");
     }
     result_.output = contentOf(output_);
     result_.errors = (how_.captures ? contentOf(errors_) : "") + report_;
@@ -308,7 +302,7 @@ class Child {
   void judgeSignal(const std::string& what, bool reports) {
     const std::string name = signalName(result_.signal);
     result_.reason = what + name;
-    if (reports) report(report_cause::signal, name);
+    if (reports) report("the host is ended by the signal " + name);
   }
 
   void fail(int status, const std::string& reason) {
@@ -317,13 +311,9 @@ class Child {
     result_.reason = explains ? reason : "exit status " + std::to_string(status) + ": " + reason;
   }
 
-  void report(const char* cause, const std::string& detail) {
+  void report(const std::string& cause) {
     LockedFolder::removeAbandoned();
-    // The child knows of the other files, and may have written there.
-    const File report = temporaryFile();
-    writeReport(fileno(report.get()), *record_, cause, detail);
-    writeStack(fileno(report.get()), *record_);
-    report_ = contentOf(report);
+    report_ = reportOn(*record_, how_.program + ": " + cause);
   }
 
   const Supervision& how_;
@@ -340,6 +330,7 @@ class Child {
   std::int64_t watched_ = -1;  // when the call began that is watched, or was watched last
   bool isEnded_ = false;       // by the watcher
   bool isOver_ = false;
+  bool isStopped_ = false;
   std::string report_;
   ScenarioResult result_;
 };
@@ -347,10 +338,10 @@ class Child {
 using Playing = std::map<std::size_t, std::unique_ptr<Child>>;  // by the number of the task
 
 // Pauses this process with its children until it is continued.
-void pause(const Playing& playing) {
+void pause(const Playing& playing, const Signals& signals) {
   for (const auto& [number, child] : playing) child->pause();
   const std::int64_t begin = monotonicTime();
-  std::raise(SIGSTOP);
+  signals.stop();
   for (const auto& [number, child] : playing) child->proceed(monotonicTime() - begin);
 }
 
@@ -358,8 +349,6 @@ void pause(const Playing& playing) {
 
 int supervise(const std::vector<ScenarioTask>& tasks, const Supervision& how,
               const std::function<void(const ScenarioResult&)>& finished) {
-  std::optional<TerminalInput> terminal;
-  if (how.readsInput && isatty(STDIN_FILENO) == 1) terminal.emplace();
   const Signals signals;
   Playing playing;
   std::map<std::size_t, ScenarioResult> done;
@@ -368,7 +357,7 @@ int supervise(const std::vector<ScenarioTask>& tasks, const Supervision& how,
   int cutOffBy = 0;
   while (true) {
     while (cutOffBy == 0 && begun < tasks.size() && playing.size() < how.jobs) {
-      playing[begun] = std::make_unique<Child>(tasks[begun], how, signals, terminal);
+      playing[begun] = std::make_unique<Child>(tasks[begun], how, signals);
       ++begun;
     }
     if (playing.empty()) return cutOffBy;
@@ -378,16 +367,17 @@ int supervise(const std::vector<ScenarioTask>& tasks, const Supervision& how,
       left = std::clamp<std::int64_t>(child->deadline() - monotonicTime(), 0, left);
     }
     const int signal = signals.wait(left);
-    if (signal == SIGTSTP) {
-      pause(playing);
-    } else if (signal != 0) {
+    bool isStopped = signal == SIGTSTP;
+    if (signal != 0 && !isStopped) {
       cutOffBy = signal;
       for (const auto& [number, child] : playing) child->cutOff(signal);
     }
     for (const auto& [number, child] : playing) {
       child->keepTime();
       if (child->isOver()) done[number] = child->result();
+      isStopped = isStopped || child->isStopped();
     }
+    if (isStopped) pause(playing, signals);
     for (const auto& result : done) playing.erase(result.first);
     for (; done.count(passedOn) != 0; ++passedOn) finished(done.extract(passedOn).mapped());
   }

@@ -41,11 +41,13 @@ struct ScenarioTask {
 };
 
 struct Supervision {
-  std::string program;       // begins the reports
-  unsigned timeout = 0;      // how many seconds a call of the add-in may take; 0: no limit
-  unsigned jobs = 1;         // how many tasks are played at a time
-  bool captures = true;      // the output is put into the results
-  bool readsInput = false;   // a child reads the standard input of this process
+  std::string program;   // begins the reports
+  unsigned timeout = 0;  // how many seconds a call of the add-in may take; 0: no limit
+  unsigned jobs = 1;     // how many tasks are played at a time
+  bool captures = true;  // the output is put into the results
+  // A child reads the standard input of this process. Where that is a terminal, the child has it
+  // while it plays: Ctrl-C ends the child, and Ctrl-Z stops both processes.
+  bool readsInput = false;
   bool endsPrograms = true;  // what a child leaves running in its group ends with it
   // Called in a process of its own when a call of the add-in has taken two seconds. That process
   // ends with the call. When it returns true first, the call is ended. Null: not called.

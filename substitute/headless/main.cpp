@@ -65,8 +65,7 @@ void playInput(ScenarioRunner& runner) {
 ScenarioEnd play(const HeadlessOptions& values, const std::string& scenario,
                  const Commands& commands) {
   try {
-    HostSession session(values, program,
-                        scenario.empty() ? std::vector<std::string>() : std::vector{scenario});
+    HostSession session(values, scenario);
     std::vector<Operation> calls;
     const auto callBegins = session.host().interceptor().callBegins.subscribe(
         [&calls](const Operation& call) { calls.push_back(call); });
@@ -104,7 +103,8 @@ void printResult(const ScenarioResult& result) {
             << indentedLines(result.output) << indentedLines(result.errors) << std::flush;
 }
 
-// Plays the scenarios. The exit status of this process, unless a signal ends it.
+// Plays the scenarios; one without a name is the prompt. The exit status of this process, unless a
+// signal ends it.
 int playAll(const HeadlessOptions& values, const std::vector<Commands>& all) {
   ResultsFile results(values.junit);
   std::vector<ScenarioTask> tasks;
@@ -115,7 +115,7 @@ int playAll(const HeadlessOptions& values, const std::vector<Commands>& all) {
   const bool isAlone = tasks.size() == 1;
   Supervision how{program, values.timeout, values.jobs};
   how.captures = !isAlone || !values.junit.empty();
-  how.readsInput = values.scenarios[0] == "-";
+  how.readsInput = values.scenarios[0].empty() || values.scenarios[0] == "-";
   how.endsPrograms = !values.systemOpen;  // the user goes on with what the system has opened
   std::size_t passed = 0;
   ScenarioResult last;
@@ -179,18 +179,18 @@ void checkOptionsForSeveral(const HeadlessOptions& values) {
 }
 
 int playAsTyped(HeadlessOptions& values) {
-  if (hasPrompt && !values.sweep && values.scenarios.empty() && isatty(STDIN_FILENO) == 1) {
-    if (!values.junit.empty()) throw UsageError("--junit goes with scenarios only");
-    return play(values, "", {}).status;
-  }
   if (values.scenarios.empty() && values.sweep) throw UsageError("--sweep wants a scenario");
   if (!values.allowed.empty() && !values.sweep) throw UsageError("--allow goes with --sweep only");
-  if (values.scenarios.empty()) values.scenarios = {"-"};
+  if (values.scenarios.empty()) {
+    const bool isTyped = hasPrompt && isatty(STDIN_FILENO) == 1;
+    if (isTyped && !values.junit.empty()) throw UsageError("--junit goes with scenarios only");
+    values.scenarios = {isTyped ? "" : "-"};
+  }
   if (values.sweep || values.scenarios.size() > 1) checkOptionsForSeveral(values);
   std::vector<Commands> all;
   std::vector<std::string> files = {values.addin, values.trace, values.expectedTrace};
   for (const std::string& scenario : values.scenarios) {
-    if (scenario == "-") {
+    if (scenario.empty() || scenario == "-") {
       char none = 0;
       if (read(STDIN_FILENO, &none, 0) < 0) {
         throw std::runtime_error("standard input cannot be read");

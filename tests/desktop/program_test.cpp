@@ -122,7 +122,7 @@ class WindowParent : public testing::Test {
                    const std::string& played) const {
     CommandLine values;
     values.addin = besideProgram(addin);
-    HostSession session(values, "window", {"s"});
+    HostSession session(values, "s");
     Recording recording(session.runner());
     recording.keepIn(played);
     for (const std::string& line : lines) session.runner().play(parseCommand(line));

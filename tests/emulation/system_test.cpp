@@ -210,14 +210,6 @@ TEST(MacSystem, HandlesSignalsByMacOSsNumbers) {
   }
 }
 
-TEST(MacSystem, SendsTheAlarmInTime) {
-  std::signal(SIGALRM, keepSignal);
-  EXPECT_EQ(alarm(100), 0U);
-  EXPECT_GT(alarm(1), 1U);
-  while (lastSignal != SIGALRM) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  std::signal(SIGALRM, SIG_DFL);
-}
-
 TEST(MacSystem, KeepsWhatASignalDoes) {
   struct sigaction set = {};
   set.sa_handler = keepSignal;

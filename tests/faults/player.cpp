@@ -23,7 +23,7 @@ constexpr const char* program = "substitute-host";
 constexpr unsigned timeout = 60;  // in seconds; a case takes some milliseconds
 
 void play(const CommandLine& values, const std::vector<std::string>& scenario) {
-  HostSession session(values, program, {"-"});
+  HostSession session(values, "-");
   for (const std::string& line : scenario) session.runner().play(parseCommand(line));
   session.conclude();
   flushOutput();
