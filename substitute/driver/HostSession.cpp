@@ -47,11 +47,6 @@ HostSession::HostSession(const CommandLine& values, const std::string& scenario)
   if (!place.empty()) std::cout << place << std::endl;
   runner_.emplace(host_, values.addin, std::cout);
   if (values.calls) calls_ = printCalls(*runner_, *values.calls);
-  if (recorder_) {
-    shellErrors_ = recorder_->shellFailed.subscribe([this](const std::string& error) {
-      runner_->reporter().report("The shell complains: " + error + ".");
-    });
-  }
 }
 
 bool HostSession::conclude() {

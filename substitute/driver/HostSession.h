@@ -56,7 +56,6 @@ class HostSession {
   std::optional<TraceFile> trace_;
   std::optional<ScenarioRunner> runner_;
   Signal<Json>::Subscription calls_;
-  Signal<std::string>::Subscription shellErrors_;
 };
 
 }  // namespace substitute

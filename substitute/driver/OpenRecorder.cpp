@@ -1,21 +1,13 @@
 #include "substitute/driver/OpenRecorder.h"
 
-#include <dlfcn.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iostream>
-#include <iterator>
-#include <optional>
-#include <regex>
-#include <sstream>
 #include <stdexcept>
-
-#include "substitute/driver/Text.h"
+#include <utility>
 
 namespace fs = std::filesystem;
 
@@ -28,42 +20,7 @@ namespace {
 constexpr const char* script =
     "#!/bin/sh\nprintf '%s\\0' \"$#\" \"$@\" >>\"$0.runs\" || : >\"$0.failed\"\n";
 
-// The file to which the shell writes its errors; null when there is no recorder.
-const std::string* shellErrors = nullptr;
-
-// The content of a file from `at` on; `at` is advanced to its end.
-std::string readFrom(const std::string& path, std::size_t& at) {
-  std::ifstream file(path, std::ios::binary);
-  file.seekg(static_cast<std::streamoff>(at));
-  std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  at += bytes.size();
-  return bytes;
-}
-
-// The error in a line of the shell, such as "sh: 2: Syntax error"; empty for a line of another
-// program.
-std::string shellErrorIn(const std::string& line) {
-  static const std::regex own("^(?:/bin/)?sh: (?:-c: )?(?:line )?[0-9]+: (.*)$");
-  std::smatch found;
-  return std::regex_match(line, found, own) ? found[1].str() : "";
-}
-
 }  // namespace
-
-#ifdef __ELF__
-// Replaces the system's function for all libraries, since the loader looks in the program first. It
-// is weak, so a program may bring its own. The shell reads line by line, so it redirects its errors
-// before it parses the command.
-extern "C" __attribute__((weak)) int system(const char* command) {
-  static const auto real = reinterpret_cast<int (*)(const char*)>(dlsym(RTLD_NEXT, "system"));
-  // The length of an argument is limited by the system: a long command is passed on unchanged.
-  constexpr std::size_t longest = 0x10000;
-  if (shellErrors == nullptr || command == nullptr || std::strlen(command) > longest) {
-    return real(command);
-  }
-  return real(("exec 2>>'" + *shellErrors + "'\n" + command).c_str());
-}
-#endif
 
 OpenRecorder::OpenRecorder(Host& host) {
   const std::string& directory = folder_.path();
@@ -76,10 +33,6 @@ OpenRecorder::OpenRecorder(Host& host) {
                              fs::path(directory).parent_path().string() +
                              "; let TMPDIR name another folder");
   }
-  if (directory.find('\'') == std::string::npos) {
-    errors_ = directory + "/errors";
-    shellErrors = &errors_;
-  }
   const char* const path = std::getenv("PATH");
   oldPath_ = path == nullptr ? "/usr/bin:/bin" : path;
   setenv("PATH", (directory + ":" + oldPath_).c_str(), 1);
@@ -87,26 +40,11 @@ OpenRecorder::OpenRecorder(Host& host) {
     for (const auto& arguments : collect()) {
       host.interceptor().trace.publish({{"event", "open"}, {"args", arguments}});
     }
-    reportErrors();
   });
 }
 
 OpenRecorder::~OpenRecorder() {
-  shellErrors = nullptr;
-  reportErrors();
   setenv("PATH", oldPath_.c_str(), 1);
-}
-
-void OpenRecorder::reportErrors() {
-  std::istringstream lines(readFrom(errors_, readErrors_));
-  for (std::string line; std::getline(lines, line);) {
-    const std::string error = shellErrorIn(line);
-    if (error.empty()) {
-      std::cerr << printable(line) << '\n';
-    } else {
-      shellFailed.publish(error);
-    }
-  }
 }
 
 void OpenRecorder::checkRecorded() const {
@@ -115,17 +53,21 @@ void OpenRecorder::checkRecorded() const {
                            "; let TMPDIR name a folder on another disk");
 }
 
+bool OpenRecorder::hasFailed() const {
+  return access((folder_.path() + "/open.failed").c_str(), F_OK) == 0;
+}
+
 std::vector<std::vector<std::string>> OpenRecorder::collect() {
   if (hasFailed()) return {};
-  std::size_t end = read_;
-  std::istringstream strings(readFrom(folder_.path() + "/open.runs", end));
+  std::ifstream file(folder_.path() + "/open.runs", std::ios::binary);
+  file.seekg(static_cast<std::streamoff>(read_));
   std::vector<std::vector<std::string>> runs;
   // A run in the background may still be writing. The next call collects it.
-  for (std::string count; std::getline(strings, count, '\0') && !strings.eof();) {
+  for (std::string count; std::getline(file, count, '\0') && !file.eof();) {
     std::vector<std::string> arguments(std::stoul(count));
-    for (std::string& argument : arguments) std::getline(strings, argument, '\0');
-    if (strings.eof() || !strings) break;
-    read_ = end - strings.str().size() + static_cast<std::size_t>(strings.tellg());
+    for (std::string& argument : arguments) std::getline(file, argument, '\0');
+    if (file.eof() || !file) break;
+    read_ = static_cast<std::size_t>(file.tellg());
     runs.push_back(std::move(arguments));
   }
   return runs;

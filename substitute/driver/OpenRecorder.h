@@ -2,8 +2,6 @@
 // records its arguments.
 #pragma once
 
-#include <unistd.h>
-
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -20,29 +18,21 @@ class OpenRecorder {
   // Throws std::runtime_error when the command cannot be created or the shell would not find it.
   explicit OpenRecorder(Host& host);
 
-  // An error of the shell itself, such as "Syntax error: Unterminated quoted string". Published
-  // when the call of the add-in has returned. In a build for macOS the shell writes to standard
-  // error instead.
-  Signal<std::string> shellFailed;
+  // Restores PATH and removes the command.
+  ~OpenRecorder();
 
   // Throws std::runtime_error when a run of the command could not be recorded.
   void checkRecorded() const;
 
-  // Restores PATH and removes the command.
-  ~OpenRecorder();
-
  private:
-  bool hasFailed() const { return access((folder_.path() + "/open.failed").c_str(), F_OK) == 0; }
+  bool hasFailed() const;
 
   // The arguments of each run since the last call, oldest first.
   std::vector<std::vector<std::string>> collect();
-  void reportErrors();
 
   LockedFolder folder_;
-  std::string errors_;  // the file to which the shell's standard error goes
   std::string oldPath_;
-  std::size_t read_ = 0;
-  std::size_t readErrors_ = 0;
+  std::size_t read_ = 0;  // how much of the file with the runs
   Signal<>::Subscription callReturned_;
 };
 
