@@ -36,7 +36,6 @@ class Supervisor : public HostProgram {
     }
     host_ = fork();
     if (host_ == 0) {
-      setpgid(0, 0);  // the system does not stop a process that nobody could continue
       execl("/bin/sh", "sh", "-c", command(arguments + " >out 2>err").c_str(), nullptr);
       _exit(EXIT_FAILURE);
     }
@@ -264,27 +263,6 @@ TEST_F(Supervisor, AHostThatIsKilledLeavesNoScenario) {
   kill(host_, SIGKILL);
   EXPECT_EQ(end().status, -SIGKILL);
   expectEnd(playing);
-}
-
-TEST_F(Supervisor, AStopOfTheHostPausesItsScenarios) {
-  const pid_t playing = begin("lasting");
-  kill(host_, SIGTSTP);
-  int status = 0;
-  waitpid(host_, &status, WUNTRACED);
-  EXPECT_TRUE(WIFSTOPPED(status));
-  while (stateOf(playing) != "T") usleep(1000);
-  kill(host_, SIGCONT);
-  while (stateOf(playing) == "T") usleep(1000);
-}
-
-TEST_F(Supervisor, APauseDoesNotCountForTheTimeLimit) {
-  begin("--timeout 3 lasting");
-  kill(host_, SIGTSTP);
-  waitpid(host_, nullptr, WUNTRACED);
-  sleep(3);
-  kill(host_, SIGCONT);
-  std::ofstream(folder.path() + "/never").flush();
-  EXPECT_EQ(end().status, 0);
 }
 
 TEST_F(Supervisor, TheResultsAreWholeAfterEachScenario) {

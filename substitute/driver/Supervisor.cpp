@@ -68,12 +68,14 @@ class Signals {
   Signals() {
     sigset_t waited;
     sigemptyset(&waited);
-    for (const int number : {SIGCHLD, SIGINT, SIGTERM, SIGHUP, SIGTSTP}) {
+    for (const int number : {SIGCHLD, SIGINT, SIGTERM, SIGHUP}) {
       struct sigaction action = {};
       sigaction(number, nullptr, &action);
       if (action.sa_handler == SIG_IGN && number != SIGCHLD) continue;
       sigaddset(&waited, number);
-      std::signal(number, note);
+      std::signal(number, [](int arrived) {
+        if (arrived != SIGCHLD) last = arrived;  // the end of a child only ends the wait
+      });
       handled_.push_back(number);
     }
     sigprocmask(SIG_BLOCK, &waited, &before_);
@@ -98,23 +100,7 @@ class Signals {
     return last;
   }
 
-  // Stops this process until it is continued. The system stops none that nobody could continue.
-  void stop() const {
-    sigset_t stop;
-    sigemptyset(&stop);
-    sigaddset(&stop, SIGTSTP);
-    std::signal(SIGTSTP, SIG_DFL);
-    std::raise(SIGTSTP);
-    sigprocmask(SIG_UNBLOCK, &stop, nullptr);
-    sigprocmask(SIG_BLOCK, &stop, nullptr);
-    std::signal(SIGTSTP, note);
-  }
-
  private:
-  static void note(int number) {
-    if (number != SIGCHLD) last = number;  // the end of a child only ends the wait
-  }
-
   inline static volatile std::sig_atomic_t last = 0;
   std::vector<int> handled_;
   sigset_t before_ = {};
@@ -157,25 +143,23 @@ class Child {
     waitpid(process_, nullptr, 0);
   }
 
-  // True when the process has ended; then result() is complete.
+  // True when the process has ended; then result() is complete. When the terminal has stopped it,
+  // this process stops, too, and both go on together.
   bool isOver() {
     int status = 0;
     const int stops = how_.readsInput ? WUNTRACED : 0;
-    const bool isKnown = waitpid(process_, &status, WNOHANG | stops) == process_;
-    const int stop = isKnown && WIFSTOPPED(status) ? WSTOPSIG(status) : 0;
-    // One that lets itself be traced is stopped by any signal.
-    isStopped_ = stop == SIGTSTP || stop == SIGTTIN || stop == SIGTTOU;
-    isOver_ = isKnown && stop == 0;
-    if (!isOver_) return false;
+    if (waitpid(process_, &status, WNOHANG | stops) != process_) return false;
+    if (WIFSTOPPED(status)) {  // one that lets itself be traced is stopped by any signal
+      if (WSTOPSIG(status) == SIGTSTP || WSTOPSIG(status) == SIGTTIN) stopWithIt();
+      return false;
+    }
+    isOver_ = true;
     endWatcher();
     if (how_.readsInput) passTerminal(process_, getpgrp());
     judge(status);
     return true;
   }
   const ScenarioResult& result() const { return result_; }
-
-  // True when the terminal has stopped the process.
-  bool isStopped() const { return isStopped_; }
 
   // When keepTime() has something to do, on the monotonic clock; the largest number: never.
   std::int64_t deadline() const {
@@ -197,15 +181,6 @@ class Child {
     record_->begun != 0 && askedAt_ == 0 ? askForStack() : kill();
   }
 
-  void pause() const { ::kill(-process_, SIGSTOP); }
-
-  // Ends a pause. Its `duration` in nanoseconds does not count for the time limit.
-  void proceed(std::int64_t duration) {
-    if (record_->begun != 0) record_->begun += duration;
-    if (how_.readsInput) passTerminal(getpgrp(), process_);
-    ::kill(-process_, SIGCONT);
-  }
-
  private:
   [[noreturn]] void play(const ScenarioTask& task) {
     setpgid(0, 0);
@@ -224,6 +199,14 @@ class Child {
     CrashReport::noteActivity("the end of the process");
     tellEnd(end);
     std::exit(end.status);
+  }
+
+  void stopWithIt() const {
+    const std::int64_t begin = monotonicTime();
+    std::raise(SIGTSTP);
+    if (record_->begun != 0) record_->begun += monotonicTime() - begin;
+    passTerminal(getpgrp(), process_);
+    ::kill(-process_, SIGCONT);
   }
 
   std::int64_t timeLimit() const {
@@ -330,27 +313,16 @@ class Child {
   std::int64_t watched_ = -1;  // when the call began that is watched, or was watched last
   bool isEnded_ = false;       // by the watcher
   bool isOver_ = false;
-  bool isStopped_ = false;
   std::string report_;
   ScenarioResult result_;
 };
-
-using Playing = std::map<std::size_t, std::unique_ptr<Child>>;  // by the number of the task
-
-// Pauses this process with its children until it is continued.
-void pause(const Playing& playing, const Signals& signals) {
-  for (const auto& [number, child] : playing) child->pause();
-  const std::int64_t begin = monotonicTime();
-  signals.stop();
-  for (const auto& [number, child] : playing) child->proceed(monotonicTime() - begin);
-}
 
 }  // namespace
 
 int supervise(const std::vector<ScenarioTask>& tasks, const Supervision& how,
               const std::function<void(const ScenarioResult&)>& finished) {
   const Signals signals;
-  Playing playing;
+  std::map<std::size_t, std::unique_ptr<Child>> playing;  // by the number of the task
   std::map<std::size_t, ScenarioResult> done;
   std::size_t begun = 0;
   std::size_t passedOn = 0;
@@ -367,17 +339,14 @@ int supervise(const std::vector<ScenarioTask>& tasks, const Supervision& how,
       left = std::clamp<std::int64_t>(child->deadline() - monotonicTime(), 0, left);
     }
     const int signal = signals.wait(left);
-    bool isStopped = signal == SIGTSTP;
-    if (signal != 0 && !isStopped) {
+    if (signal != 0) {
       cutOffBy = signal;
       for (const auto& [number, child] : playing) child->cutOff(signal);
     }
     for (const auto& [number, child] : playing) {
       child->keepTime();
       if (child->isOver()) done[number] = child->result();
-      isStopped = isStopped || child->isStopped();
     }
-    if (isStopped) pause(playing, signals);
     for (const auto& result : done) playing.erase(result.first);
     for (; done.count(passedOn) != 0; ++passedOn) finished(done.extract(passedOn).mapped());
   }
