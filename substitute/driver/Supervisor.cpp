@@ -32,8 +32,7 @@ namespace {
 
 // In nanoseconds.
 constexpr std::int64_t second = 1'000'000'000;
-constexpr std::int64_t patience = 2 * second;       // before a call counts as a hang
-constexpr std::int64_t pollInterval = second / 10;  // where hangs are watched
+constexpr std::int64_t patience = 2 * second;  // before a call counts as a hang
 
 // Asks a child for its stack, which ends it. The function system() ignores other signals meanwhile.
 constexpr int stackSignal = SIGXCPU;
@@ -91,12 +90,12 @@ class Signals {
     sigprocmask(SIG_SETMASK, &before_, nullptr);
   }
 
-  // Waits for a signal, for `duration` nanoseconds at most. Returns its number; 0: a child has
-  // ended or stopped, or none came.
-  int wait(std::int64_t duration) const {
-    const timespec time = {static_cast<std::time_t>(duration / second), duration % second};
+  // Waits for a signal, for a tenth of a second at most. Returns its number; 0: a child has ended
+  // or stopped, or none came.
+  int wait() const {
+    constexpr timespec longest = {0, second / 10};
     last = 0;
-    pselect(0, nullptr, nullptr, nullptr, &time, &duringWait_);
+    pselect(0, nullptr, nullptr, nullptr, &longest, &duringWait_);
     return last;
   }
 
@@ -120,7 +119,7 @@ pid_t forkChild() {
 // Gives the terminal at standard input from one process group to another, if the former has it.
 void passTerminal(pid_t from, pid_t to) {
   if (tcgetpgrp(STDIN_FILENO) != from) return;
-  const auto before = std::signal(SIGTTOU, SIG_IGN);  // else it would stop a process in `to`
+  const auto before = std::signal(SIGTTOU, SIG_IGN);  // it would stop this process
   tcsetpgrp(STDIN_FILENO, to);
   std::signal(SIGTTOU, before);
 }
@@ -161,11 +160,7 @@ class Child {
   }
   const ScenarioResult& result() const { return result_; }
 
-  // When keepTime() has something to do, on the monotonic clock; the largest number: never.
-  std::int64_t deadline() const {
-    return how_.watchHang ? std::min(timeLimit(), monotonicTime() + pollInterval) : timeLimit();
-  }
-
+  // Call it often: it looks at how long the present call lasts.
   void keepTime() {
     if (how_.watchHang) watchHang();
     if (monotonicTime() < timeLimit()) return;
@@ -333,12 +328,7 @@ int supervise(const std::vector<ScenarioTask>& tasks, const Supervision& how,
       ++begun;
     }
     if (playing.empty()) return cutOffBy;
-    constexpr std::int64_t longest = 3600 * second;  // a limit of pselect()
-    std::int64_t left = longest;
-    for (const auto& [number, child] : playing) {
-      left = std::clamp<std::int64_t>(child->deadline() - monotonicTime(), 0, left);
-    }
-    const int signal = signals.wait(left);
+    const int signal = signals.wait();
     if (signal != 0) {
       cutOffBy = signal;
       for (const auto& [number, child] : playing) child->cutOff(signal);
