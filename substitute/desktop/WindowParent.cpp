@@ -1,5 +1,7 @@
 #include "substitute/desktop/WindowParent.h"
 
+#include <sys/wait.h>
+
 #include <QApplication>
 #include <QClipboard>
 #include <QDialogButtonBox>
@@ -10,10 +12,12 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QVBoxLayout>
+#include <csignal>
 #include <cstdlib>
 #include <iostream>
 #include <optional>
 #include <sstream>
+#include <utility>
 
 #include "substitute/desktop/Widgets.h"
 #include "substitute/driver/CrashReport.h"
@@ -54,12 +58,51 @@ class Question : public QDialog {
   QDialogButtonBox* buttons_;
 };
 
+// The process in which `ask` asks about a call that lasts.
+class HangWatch {
+ public:
+  explicit HangWatch(const std::function<bool(const CrashRecord& record)>& ask) : ask_(ask) {}
+  ~HangWatch() { end(); }
+  HangWatch(const HangWatch&) = delete;
+  HangWatch& operator=(const HangWatch&) = delete;
+
+  // Looks at the present call. True when it is to be ended.
+  bool endsCall(const CrashRecord& record) {
+    constexpr std::int64_t patience = 2'000'000'000;  // in nanoseconds
+    const std::int64_t begun = record.begun;
+    if (begun != watched_) end();
+    int status = 0;
+    if (process_ != 0 && waitpid(process_, &status, WNOHANG) == process_) {
+      process_ = 0;
+      return WIFEXITED(status) && WEXITSTATUS(status) == EXIT_SUCCESS;
+    }
+    if (begun == 0 || begun == watched_ || monotonicTime() < begun + patience) return false;
+    watched_ = begun;
+    process_ = forkChild();
+    if (process_ == 0) std::_Exit(ask_(record) ? EXIT_SUCCESS : EXIT_FAILURE);
+    return false;
+  }
+
+ private:
+  void end() {
+    if (process_ == 0) return;
+    kill(process_, SIGKILL);
+    waitpid(std::exchange(process_, 0), nullptr, 0);
+  }
+
+  const std::function<bool(const CrashRecord& record)>& ask_;
+  pid_t process_ = 0;
+  std::int64_t watched_ = 0;  // when the call began that was asked about last
+};
+
 }  // namespace
 
 int superviseWindow(const WindowTasks& tasks, Supervision how, std::string scenario) {
   how.captures = false;
-  how.watchHang = tasks.watchHang;
   const auto superviseOne = [&](const std::function<ScenarioEnd()>& task) {
+    HangWatch watch(tasks.watchHang);
+    if (tasks.watchHang)
+      how.endsCall = [&](const CrashRecord& call) { return watch.endsCall(call); };
     ScenarioResult end;
     supervise({{how.program, task}}, how, [&end](const ScenarioResult& result) { end = result; });
     return end;

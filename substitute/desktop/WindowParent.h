@@ -15,7 +15,8 @@ struct WindowTasks {
   // the end are the scenario that a new window is to play; null: there is none.
   std::function<ScenarioEnd(const std::string& scenario, const std::string& played)> show;
 
-  // Shows a call that does not return (Supervision). Null: nothing does.
+  // Shows a call that has not returned after two seconds; the process ends with the call. When it
+  // returns true first, the call is ended. Null: nothing does.
   std::function<bool(const CrashRecord& record)> watchHang;
 
   // Shows the report on the end of the window. True: a new one is to play the same scenario. Null:

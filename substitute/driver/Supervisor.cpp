@@ -30,9 +30,7 @@ namespace substitute {
 
 namespace {
 
-// In nanoseconds.
-constexpr std::int64_t second = 1'000'000'000;
-constexpr std::int64_t patience = 2 * second;  // before a call counts as a hang
+constexpr std::int64_t second = 1'000'000'000;  // in nanoseconds
 
 // Asks a child for its stack, which ends it. The function system() ignores other signals meanwhile.
 constexpr int stackSignal = SIGXCPU;
@@ -106,16 +104,6 @@ class Signals {
   sigset_t duringWait_ = {};
 };
 
-// A child process, which the system ends with this one where it can. Throws std::runtime_error.
-pid_t forkChild() {
-  const pid_t child = fork();
-  if (child < 0) throwError("no process can be made");
-#ifdef __linux__
-  if (child == 0) prctl(PR_SET_PDEATHSIG, SIGKILL);
-#endif
-  return child;
-}
-
 // Gives the terminal at standard input from one process group to another, if the former has it.
 void passTerminal(pid_t from, pid_t to) {
   if (tcgetpgrp(STDIN_FILENO) != from) return;
@@ -136,7 +124,6 @@ class Child {
     setpgid(process_, process_);
   }
   ~Child() {
-    endWatcher();
     if (isOver_) return;
     kill();
     waitpid(process_, nullptr, 0);
@@ -153,7 +140,6 @@ class Child {
       return false;
     }
     isOver_ = true;
-    endWatcher();
     if (how_.readsInput) passTerminal(process_, getpgrp());
     judge(status);
     return true;
@@ -162,7 +148,10 @@ class Child {
 
   // Call it often: it looks at how long the present call lasts.
   void keepTime() {
-    if (how_.watchHang) watchHang();
+    if (askedAt_ == 0 && how_.endsCall && how_.endsCall(*record_)) {
+      isEnded_ = true;
+      askForStack();
+    }
     if (monotonicTime() < timeLimit()) return;
     if (askedAt_ != 0) return kill();
     isTimedOut_ = true;
@@ -209,32 +198,6 @@ class Child {
     if (how_.timeout == 0) return INT64_MAX;
     const std::int64_t begun = record_->begun;
     return (begun == 0 ? monotonicTime() : begun) + how_.timeout * second;
-  }
-
-  // Begins to watch a call that lasts, or ends that when the call or the watcher has ended.
-  void watchHang() {
-    const std::int64_t begun = record_->begun;
-    int status = 0;
-    if (watcher_ != 0 && (begun != watched_ || askedAt_ != 0)) {
-      endWatcher();
-    } else if (watcher_ != 0 && waitpid(watcher_, &status, WNOHANG) == watcher_) {
-      watcher_ = 0;
-      isEnded_ = WIFEXITED(status) && WEXITSTATUS(status) == EXIT_SUCCESS;
-      if (isEnded_) askForStack();
-    } else if (watcher_ == 0 && begun != 0 && begun != watched_ && askedAt_ == 0 &&
-               monotonicTime() >= begun + patience) {
-      watched_ = begun;
-      watcher_ = forkChild();
-      if (watcher_ != 0) return;
-      signals_.restore();
-      std::_Exit(how_.watchHang(*record_) ? EXIT_SUCCESS : EXIT_FAILURE);
-    }
-  }
-
-  void endWatcher() {
-    if (watcher_ == 0) return;
-    ::kill(watcher_, SIGKILL);
-    waitpid(std::exchange(watcher_, 0), nullptr, 0);
   }
 
   void askForStack() {
@@ -304,9 +267,7 @@ class Child {
   pid_t process_ = 0;
   std::int64_t askedAt_ = 0;  // for its stack; 0: it was not
   bool isTimedOut_ = false;
-  pid_t watcher_ = 0;          // shows that a call lasts; 0: none does
-  std::int64_t watched_ = -1;  // when the call began that is watched, or was watched last
-  bool isEnded_ = false;       // by the watcher
+  bool isEnded_ = false;  // by `endsCall`
   bool isOver_ = false;
   std::string report_;
   ScenarioResult result_;
@@ -340,6 +301,15 @@ int supervise(const std::vector<ScenarioTask>& tasks, const Supervision& how,
     for (const auto& result : done) playing.erase(result.first);
     for (; done.count(passedOn) != 0; ++passedOn) finished(done.extract(passedOn).mapped());
   }
+}
+
+pid_t forkChild() {
+  const pid_t child = fork();
+  if (child < 0) throwError("no process can be made");
+#ifdef __linux__
+  if (child == 0) prctl(PR_SET_PDEATHSIG, SIGKILL);
+#endif
+  return child;
 }
 
 void tellEnd(const ScenarioEnd& end) {

@@ -3,6 +3,8 @@
 // child ended, keeps the time, and ends what does not end by itself.
 #pragma once
 
+#include <sys/types.h>
+
 #include <functional>
 #include <string>
 #include <vector>
@@ -49,9 +51,9 @@ struct Supervision {
   // while it plays: Ctrl-C ends the child, and Ctrl-Z stops both processes.
   bool readsInput = false;
   bool endsPrograms = true;  // what a child leaves running in its group ends with it
-  // Called in a process of its own when a call of the add-in has taken two seconds. That process
-  // ends with the call. When it returns true first, the call is ended. Null: not called.
-  std::function<bool(const CrashRecord& record)> watchHang = nullptr;
+  // Asked ten times a second while a child plays. True: the call of the add-in is ended. Null: it
+  // is not asked.
+  std::function<bool(const CrashRecord& record)> endsCall = nullptr;
 };
 
 // Plays all tasks. Passes the results to `finished` in the order of the tasks, each as soon as it
@@ -60,6 +62,9 @@ struct Supervision {
 // a process cannot be made.
 int supervise(const std::vector<ScenarioTask>& tasks, const Supervision& how,
               const std::function<void(const ScenarioResult&)>& finished);
+
+// Forks a process, which the system ends with this one where it can. Throws std::runtime_error.
+pid_t forkChild();
 
 // To be called in a child that exits before its task has returned: `end` is its end nevertheless.
 void tellEnd(const ScenarioEnd& end);
