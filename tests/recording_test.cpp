@@ -1,5 +1,5 @@
 // A recording, written as a scenario and played again by substitute-host.
-#include "substitute/driver/Recording.h"
+#include "substitute/desktop/Recording.h"
 
 #include <sstream>
 

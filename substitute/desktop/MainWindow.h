@@ -8,7 +8,7 @@
 #include <set>
 #include <vector>
 
-#include "substitute/driver/Recording.h"
+#include "substitute/desktop/Recording.h"
 #include "substitute/driver/ScenarioRunner.h"
 
 namespace substitute {

@@ -4,11 +4,11 @@
 
 #include <csignal>
 
+#include "substitute/desktop/Recording.h"
 #include "substitute/desktop/WindowParent.h"
 #include "substitute/driver/CommandLine.h"
 #include "substitute/driver/CrashReport.h"
 #include "substitute/driver/HostSession.h"
-#include "substitute/driver/Recording.h"
 #include "tests/desktop/DesktopFixture.h"
 
 namespace {

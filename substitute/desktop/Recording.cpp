@@ -1,4 +1,4 @@
-#include "substitute/driver/Recording.h"
+#include "substitute/desktop/Recording.h"
 
 #include <optional>
 #include <ostream>
