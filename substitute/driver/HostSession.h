@@ -3,7 +3,6 @@
 
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "substitute/api/Host.h"
 #include "substitute/driver/CrashReport.h"

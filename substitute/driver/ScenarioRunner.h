@@ -1,7 +1,6 @@
 // Playing scenarios.
 #pragma once
 
-#include <cstddef>
 #include <iosfwd>
 #include <memory>
 #include <string>

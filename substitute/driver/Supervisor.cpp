@@ -9,7 +9,6 @@
 #include <sys/prctl.h>
 #endif
 
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
@@ -20,7 +19,6 @@
 #include <memory>
 #include <stdexcept>
 #include <system_error>
-#include <utility>
 
 #include "substitute/driver/CrashReport.h"
 #include "substitute/driver/Errors.h"

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <iostream>
 #include <map>
-#include <utility>
 
 #include "substitute/driver/Errors.h"
 #include "substitute/driver/Text.h"
