@@ -29,9 +29,12 @@ std::string nameIn(const std::string& argument) {
 // take the next word for the value.
 std::vector<std::string> readable(const std::vector<std::string>& arguments) {
   std::vector<std::string> result;
+  bool areOptions = true;
   for (const std::string& argument : arguments) {
     result.push_back(argument);
-    if (argument.rfind("--", 0) != 0 || argument.find('=') != argument.size() - 1) continue;
+    areOptions = areOptions && argument != "--";
+    const bool hasName = areOptions && argument.rfind("--", 0) == 0;
+    if (!hasName || argument.find('=') != argument.size() - 1) continue;
     result.back().pop_back();
     result.emplace_back();
   }

@@ -77,17 +77,6 @@ void onFatalSignal(int number) {
   std::raise(number);
 }
 
-// Does nothing for a signal that a shell's `nohup` or `&` has made the process ignore.
-void handle(int signal) {
-  struct sigaction action = {};
-  sigaction(signal, nullptr, &action);
-  if (action.sa_handler == SIG_IGN) return;
-  action.sa_handler = onFatalSignal;
-  action.sa_flags = static_cast<int>(SA_ONSTACK | SA_RESETHAND);
-  sigemptyset(&action.sa_mask);
-  sigaction(signal, &action, nullptr);
-}
-
 #ifdef __linux__
 // The line for the function that `address` returns to. The call is before that address.
 std::string describe(Dwfl* process, const void* address) {
@@ -217,7 +206,15 @@ void CrashReport::keepIn(CrashRecord& record) {
   stack.ss_size = handlersStack.size();
   sigaltstack(&stack, nullptr);
 #endif
-  for (const FatalSignal& signal : fatalSignals) handle(signal.number);
+  for (const FatalSignal& signal : fatalSignals) {
+    struct sigaction action = {};
+    sigaction(signal.number, nullptr, &action);
+    if (action.sa_handler == SIG_IGN) continue;  // as a shell's `nohup` or `&` wants it
+    action.sa_handler = onFatalSignal;
+    action.sa_flags = static_cast<int>(SA_ONSTACK | SA_RESETHAND);
+    sigemptyset(&action.sa_mask);
+    sigaction(signal.number, &action, nullptr);
+  }
 }
 
 CrashReport::CrashReport(Host& host)
