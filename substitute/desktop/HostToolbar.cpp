@@ -27,6 +27,35 @@ QIcon resourceIcon(const QString& folder) {
   return {};
 }
 
+// `definition` is null for a control without a command.
+void addControl(QToolBar& toolbar, const ControlObject& control, const DefinitionObject* definition,
+                const QString& addinFolder) {
+  const QString id = QString::fromStdString(control.id());
+  QString name = definition == nullptr ? id : QString::fromStdString(definition->name);
+  const bool isHelp = id == helpControl && control.showsCommand();
+  if (isHelp) name = QToolBar::tr("Help");
+  QAction* const action = toolbar.addAction(name.simplified().replace('&', "&&"));
+  action->setData(id);
+  action->setEnabled(control.showsCommand());
+  auto* const button = qobject_cast<QToolButton*>(toolbar.widgetForAction(action));
+  button->setObjectName("control:" + id);
+  button->setAccessibleName(name);
+  button->setMaximumWidth(maxButtonWidth);
+  if (isHelp) {
+    action->setToolTip(QToolBar::tr("Tells what this window is"));
+  } else if (definition == nullptr) {
+    action->setToolTip(toTooltip(id) + QToolBar::tr("<p>A control without a command</p>"));
+  } else {
+    // The style sets the name close by the icon; a thin space keeps them apart.
+    action->setIconText(QChar(0x2009) + action->text());
+    action->setIcon(
+        resourceIcon(addinFolder + '/' + QString::fromStdString(definition->resourceFolder)));
+    action->setToolTip("<b>" + toTooltip(name) + "</b>" +
+                       toTooltip(QString::fromStdString(definition->tooltip)));
+    if (!action->icon().isNull()) button->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+  }
+}
+
 }  // namespace
 
 void completeToolbar(QToolBar& toolbar) {
@@ -38,48 +67,21 @@ void completeToolbar(QToolBar& toolbar) {
   if (buttons.last() != more) QWidget::setTabOrder(buttons.last(), more);
 }
 
-HostToolbar::HostToolbar(const ToolbarObject& toolbar, const DefinitionsObject& definitions,
-                         const QString& addinFolder, Pressed pressed, QWidget* parent)
-    : QToolBar(QString::fromStdString(toolbar.id()), parent), pressed_(std::move(pressed)) {
-  setObjectName("toolbar:" + QString::fromStdString(toolbar.id()));
-  setMovable(false);
-  setIconSize({toolbarIconSize, toolbarIconSize});
+QToolBar* hostToolbar(const ToolbarObject& toolbar, const DefinitionsObject& definitions,
+                      const QString& addinFolder) {
+  const QString id = QString::fromStdString(toolbar.id());
+  auto* const shown = new QToolBar(id);
+  shown->setObjectName("toolbar:" + id);
+  shown->setMovable(false);
+  shown->setIconSize({toolbarIconSize, toolbarIconSize});
   auto* const spacer = new QWidget;
   spacer->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
-  addWidget(spacer);
+  shown->addWidget(spacer);
   for (const auto& control : toolbar.controls->all.items()) {
-    addControl(*control, definitions.all.find(control->id()), addinFolder);
+    addControl(*shown, *control, definitions.all.find(control->id()), addinFolder);
   }
-  completeToolbar(*this);
-}
-
-// `definition` is null for a control without a command.
-void HostToolbar::addControl(const ControlObject& control, const DefinitionObject* definition,
-                             const QString& addinFolder) {
-  const QString id = QString::fromStdString(control.id());
-  const bool isHelp = id == helpControl && control.showsCommand();
-  const QString whole = definition == nullptr ? id : QString::fromStdString(definition->name);
-  const QString name = isHelp ? tr("Help") : whole;
-  QAction* const action =
-      addAction(name.simplified().replace('&', "&&"), this, [this, id] { pressed_(id); });
-  action->setEnabled(control.showsCommand());
-  auto* const button = qobject_cast<QToolButton*>(widgetForAction(action));
-  button->setObjectName("control:" + id);
-  button->setAccessibleName(name);
-  button->setMaximumWidth(maxButtonWidth);
-  if (isHelp) {
-    action->setToolTip(tr("Tells what this window is"));
-  } else if (definition == nullptr) {
-    action->setToolTip(toTooltip(id) + tr("<p>A control without a command</p>"));
-  } else {
-    // The style sets the name close by the icon; a thin space keeps them apart.
-    action->setIconText(QChar(0x2009) + action->text());
-    action->setIcon(
-        resourceIcon(addinFolder + '/' + QString::fromStdString(definition->resourceFolder)));
-    action->setToolTip("<b>" + toTooltip(name) + "</b>" +
-                       toTooltip(QString::fromStdString(definition->tooltip)));
-    if (!action->icon().isNull()) button->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-  }
+  completeToolbar(*shown);
+  return shown;
 }
 
 }  // namespace substitute

@@ -363,7 +363,7 @@ void MainWindow::refreshToolbars() {
   if (now == toolbarsShown_) return;
   toolbarsShown_ = now;
   QString focused;
-  for (HostToolbar* const toolbar : toolbars_) {
+  for (QToolBar* const toolbar : toolbars_) {
     if (toolbar->isAncestorOf(QApplication::focusWidget())) {
       focused = QApplication::focusWidget()->objectName();
     }
@@ -374,11 +374,12 @@ void MainWindow::refreshToolbars() {
   toolbars_.clear();
   const UserInterfaceObject& ui = *host_.application().userInterface;
   for (const auto& toolbar : ui.toolbars->all.items()) {
-    const auto press = [this](const QString& id) {
+    QToolBar* const shown = hostToolbar(*toolbar, *ui.definitions, addinFolder_);
+    connect(shown, &QToolBar::actionTriggered, this, [this](const QAction* control) {
+      const QString id = control->data().toString();
       if (id == helpControl) return showHelp();
       play(Command{"click " + id.toStdString(), "click", {id.toStdString()}});
-    };
-    auto* const shown = new HostToolbar(*toolbar, *ui.definitions, addinFolder_, press, this);
+    });
     addToolBar(Qt::TopToolBarArea, shown);
     shown->show();
     toolbars_.push_back(shown);

@@ -14,7 +14,6 @@
 namespace substitute {
 
 class CommandPanel;
-class HostToolbar;
 class Menus;
 class PaletteDock;
 class Playback;
@@ -108,7 +107,7 @@ class MainWindow : public QMainWindow {
   std::vector<PaletteDock*> docks_;
   std::set<std::string> changedPalettes_;  // those that were shown, hidden or made: their ids
   QPointer<PaletteDock> moved_;            // by the user, and not recorded yet
-  std::vector<HostToolbar*> toolbars_;
+  std::vector<QToolBar*> toolbars_;
   Recording recording_;
   Playback* playback_;
   CommandPanel* commands_;
