@@ -61,8 +61,7 @@ MainWindow::MainWindow(Host& host, ScenarioRunner& runner, WebEngine& engine,
   setCorner(Qt::BottomLeftCorner, Qt::LeftDockWidgetArea);
   setCentralWidget(new Canvas);
   centralWidget()->installEventFilter(this);
-  // Tab goes through the parts in the order in which they are added.
-  addControls();
+  // Tab goes through the parts in the order in which they are added, after the menus' own.
   refreshToolbars();
   addDockWidget(Qt::LeftDockWidgetArea, commands_);
   addDockWidget(Qt::BottomDockWidgetArea, trace_);
@@ -173,19 +172,6 @@ bool MainWindow::eventFilter(QObject* object, QEvent* event) {
 void MainWindow::resizeEvent(QResizeEvent* event) {
   centralWidget()->setMinimumHeight(height() / 4);
   QMainWindow::resizeEvent(event);
-}
-
-void MainWindow::addControls() {
-  QToolBar* const toolbar = addToolBar(tr("Controls"));
-  toolbar->setObjectName("controls");
-  toolbar->setMovable(false);
-  toolbar->addActions(menus_->toolbarActions());
-  for (QAction* const action : toolbar->actions()) {
-    auto* const button = qobject_cast<QToolButton*>(toolbar->widgetForAction(action));
-    button->setObjectName("control:" + action->objectName());
-    button->setPopupMode(QToolButton::InstantPopup);
-  }
-  completeToolbar(*toolbar);
 }
 
 void MainWindow::connectParts() {

@@ -77,7 +77,6 @@ class MainWindow : public QMainWindow {
   void resizeEvent(QResizeEvent* event) override;
 
  private:
-  void addControls();
   void connectParts();
   void layOut();
   void onTraceEntry(const Json& entry);

@@ -4,12 +4,14 @@
 #include <QFileDialog>
 #include <QInputDialog>
 #include <QMenuBar>
+#include <QToolButton>
 #include <algorithm>
 #include <sstream>
 
 #include "substitute/api/HostObjects.h"
 #include "substitute/desktop/Accessibility.h"
 #include "substitute/desktop/CommandPanel.h"
+#include "substitute/desktop/HostToolbar.h"
 #include "substitute/desktop/MainWindow.h"
 #include "substitute/desktop/PaletteDock.h"
 #include "substitute/desktop/Playback.h"
@@ -43,14 +45,7 @@ Menus::Menus(MainWindow& window, ScenarioRunner& runner, CommandPanel& commands,
   fillViewMenu(*bar.addMenu(tr("&View")), trace);
   bar.addMenu(tr("&Trace"))->addActions(trace.actions());
   bar.findChild<QWidget*>("qt_menubar_ext_button")->setAccessibleName(tr("More menus"));
-}
-
-QList<QAction*> Menus::toolbarActions() const {
-  QList<QAction*> actions;
-  for (const char* const name : {"start", "stop", "offline", "nextCommand", "playOn"}) {
-    actions << &entry(name);
-  }
-  return actions << speeds_->menuAction();
+  addToolbar();
 }
 
 void Menus::refresh() {
@@ -189,6 +184,22 @@ void Menus::fillViewMenu(QMenu& menu, TracePanel& trace) {
       onCurrentDock(&PaletteDock::openDeveloperTools));
   menu.addSeparator();
   (new Accessibility(window_))->addActions(menu);
+}
+
+void Menus::addToolbar() {
+  QToolBar* const toolbar = window_.addToolBar(tr("Controls"));
+  toolbar->setObjectName("controls");
+  toolbar->setMovable(false);
+  for (const char* const name : {"start", "stop", "offline", "nextCommand", "playOn"}) {
+    toolbar->addAction(&entry(name));
+  }
+  toolbar->addAction(speeds_->menuAction());
+  for (QAction* const action : toolbar->actions()) {
+    auto* const button = qobject_cast<QToolButton*>(toolbar->widgetForAction(action));
+    button->setObjectName("control:" + action->objectName());
+    button->setPopupMode(QToolButton::InstantPopup);
+  }
+  completeToolbar(*toolbar);
 }
 
 void Menus::startAgain(bool asNewUser) {

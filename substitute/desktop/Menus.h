@@ -1,8 +1,7 @@
-// The menus of the window.
+// The menus of the window, and the toolbar with the entries that are used most.
 #pragma once
 
 #include <QKeySequence>
-#include <QList>
 #include <QObject>
 #include <functional>
 #include <string>
@@ -22,11 +21,9 @@ class Menus : public QObject {
   Q_OBJECT
 
  public:
-  // Fills the menu bar of `window`, which becomes the parent. All references outlive the menus.
+  // Fills the menu bar of `window`, which becomes the parent, and adds the toolbar to it. All
+  // references outlive the menus.
   Menus(MainWindow& window, ScenarioRunner& runner, CommandPanel& commands, TracePanel& trace);
-
-  // The actions that are also in the toolbar, in its order.
-  QList<QAction*> toolbarActions() const;
 
   // Enables and checks the entries by what can be done now.
   void refresh();
@@ -42,6 +39,7 @@ class Menus : public QObject {
   void fillScenarioMenu(QMenu& menu);
   void fillHostMenu(QMenu& menu);
   void fillViewMenu(QMenu& menu, TracePanel& trace);
+  void addToolbar();
   void startAgain(bool asNewUser);
   void askEntitlement();
   void askWhatToOpen();
