@@ -84,18 +84,25 @@ void MainWindow::useLayout(const QString& file) {
   if (!restoreState(settings.value(stateKey).toByteArray())) layOut();
 }
 
-bool MainWindow::play(const Command& command) {
+std::string MainWindow::play(const Command& command) {
   recordMove();
-  bool played = true;
+  std::string why;
   try {
     runner_.play(command);
   } catch (const LoadError& error) {
-    status_->tell(text(error.what()), StatusBar::failure);
-    played = false;
+    why = error.what();
+    status_->tell(text(why), StatusBar::failure);
   }
   isStale_ = playback_->isPlaying() && playback_->speed() == Playback::Speed::atOnce;
   if (!isStale_) refresh();
-  return played;
+  return why;
+}
+
+// Ids and messages may hold what no line can.
+std::string MainWindow::play(const std::string& name, const Arguments& arguments) {
+  std::string line = name;
+  for (const std::string& argument : arguments) line += " " + argument;
+  return play(Command{line, name, arguments});
 }
 
 void MainWindow::open(const QString& scenario) {
@@ -122,10 +129,6 @@ void MainWindow::open(const QString& scenario) {
   playback_->add(commands);
   commands_->showMessage(tr("%1 is open: F10 plays its next command, F8 plays on.")
                              .arg(QFileInfo(scenario).fileName()));
-}
-
-const QString& MainWindow::message() const {
-  return status_->message();
 }
 
 PaletteDock* MainWindow::dock(const std::string& id) const {
@@ -260,20 +263,11 @@ PaletteDock* MainWindow::addDock(const PaletteObject& object) {
   dock->hide();
   docks_.push_back(dock);
   const std::string& id = object.id();
-  connect(dock, &PaletteDock::closeRequested, this, [this, id] {
-    if (id == learningPalette) {
-      play("close");
-    } else {
-      play(Command{"close " + id, "close", {id}});
-    }
-  });
+  connect(dock, &PaletteDock::closeRequested, this,
+          [this, id] { play("close", id == learningPalette ? Arguments() : Arguments{id}); });
   connect(dock, &PaletteDock::messageSent, this, [this, id](const QString& sent) {
     const std::string bytes = sent.toStdString();
-    if (id == learningPalette) {
-      play(Command{"message " + bytes, "message", {bytes}});
-    } else {
-      play(Command{"message-to " + id + " " + bytes, "message-to", {id, bytes}});
-    }
+    id == learningPalette ? play("message", {bytes}) : play("message-to", {id, bytes});
   });
   connect(dock, &PaletteDock::pageFailed, this, [this, id](const QString& reason) {
     status_->tell(tr("The page of %1 could not be shown. %2").arg(text(id), reason),
@@ -340,7 +334,7 @@ void MainWindow::recordMove() {
   while (state > 0 && dockArea(state) != dockWidgetArea(&dock)) --state;
   if (dock.object().dockingState == state) return;
   if (state == 0) dock.floatAtPointer();
-  play(Command{"dock " + id + " " + std::to_string(state), "dock", {id, std::to_string(state)}});
+  play("dock", {id, std::to_string(state)});
 }
 
 void MainWindow::refreshToolbars() {
@@ -364,7 +358,7 @@ void MainWindow::refreshToolbars() {
     connect(shown, &QToolBar::actionTriggered, this, [this](const QAction* control) {
       const QString id = control->data().toString();
       if (id == helpControl) return showHelp();
-      play(Command{"click " + id.toStdString(), "click", {id.toStdString()}});
+      play("click", {id.toStdString()});
     });
     addToolBar(Qt::TopToolBarArea, shown);
     shown->show();

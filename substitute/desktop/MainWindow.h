@@ -36,10 +36,11 @@ class MainWindow : public QMainWindow {
   // Plays the pending commands as soon as the window has been painted.
   void playWhenPainted() { playsWhenPainted_ = true; }
 
-  // Plays one command and refreshes the window. False when the library cannot be loaded, which the
-  // status bar then shows.
-  bool play(const Command& command);
-  bool play(const std::string& line) { return play(parseCommand(line)); }
+  // Plays one command and refreshes the window. Returns why the library cannot be loaded, which the
+  // status bar then shows; empty when the command was played.
+  std::string play(const Command& command);
+  std::string play(const std::string& line) { return play(parseCommand(line)); }
+  std::string play(const std::string& name, const Arguments& arguments);
 
   // Appends the commands of a scenario to the pending ones. When something was played or is
   // pending, the user chooses: a new host can play it instead, for which the window is closed.
@@ -54,9 +55,6 @@ class MainWindow : public QMainWindow {
 
   // What was played since the window was created.
   Recording& recording() { return recording_; }
-
-  // The full text of the message in the status bar.
-  const QString& message() const;
 
   // The dock of the palette; null when there is no palette of that id.
   PaletteDock* dock(const std::string& id) const;

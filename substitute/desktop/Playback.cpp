@@ -16,8 +16,7 @@ constexpr int longestBatch = 50;
 
 }  // namespace
 
-Playback::Playback(std::function<bool(const Command&)> play, QObject* parent)
-    : QObject(parent), play_(std::move(play)) {
+Playback::Playback(Play play, QObject* parent) : QObject(parent), play_(std::move(play)) {
   timer_.setSingleShot(true);
   connect(&timer_, &QTimer::timeout, this, &Playback::step);
 }
@@ -79,9 +78,10 @@ bool Playback::playCommand() {
     queue_.pop_front();
     Q_EMIT dequeued();
     isComment = command.name.empty();
-    if (play_(command)) continue;
+    const std::string why = play_(command);
+    if (why.empty()) continue;
     pause();
-    Q_EMIT failed();
+    Q_EMIT failed(why);
     return false;
   }
   return true;

@@ -22,8 +22,10 @@ class Playback : public QObject {
     atOnce,   // the window is refreshed now and then
   };
 
-  // `play` carries out a command or a comment. When it returns false, playback stops.
-  Playback(std::function<bool(const Command&)> play, QObject* parent);
+  // Carries out a command or a comment. Returns why it could not; empty when it could.
+  using Play = std::function<std::string(const Command&)>;
+
+  Playback(Play play, QObject* parent);
 
   // A second a command unless set.
   void setSpeed(Speed speed) { speed_ = speed; }
@@ -61,13 +63,13 @@ class Playback : public QObject {
   void finished();
 
   // A command could not be carried out; playback has stopped.
-  void failed();
+  void failed(const std::string& why);
 
  private:
   void step();
   bool playCommand();
 
-  std::function<bool(const Command&)> play_;
+  Play play_;
   std::deque<Command> queue_;
   Speed speed_ = Speed::second;
   bool playing_ = false;

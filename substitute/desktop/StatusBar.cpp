@@ -66,10 +66,6 @@ void StatusBar::tellOf(const Json& entry) {
   }
 }
 
-const QString& StatusBar::message() const {
-  return message_->fullText();
-}
-
 void StatusBar::showValues(const Host& host) {
   const ApplicationObject& application = host.application();
   const int number = application.preferences->general->language;

@@ -29,9 +29,6 @@ class StatusBar : public QStatusBar {
   // Shows a message about an entry of the trace, if it deserves one.
   void tellOf(const Json& entry);
 
-  // The full text of the message; empty when there is none.
-  const QString& message() const;
-
   void showValues(const Host& host);
 
  private:

@@ -51,10 +51,11 @@ std::vector<std::string> optionsToRecord(const CommandLine& values) {
 void startPlayback(MainWindow& window, const std::vector<Command>& commands,
                    const std::function<void()>& done) {
   Playback& playback = window.playback();
-  const auto failure = QObject::connect(&playback, &Playback::failed, &window, [&window] {
-    printError(program, window.message().toStdString());
+  const auto fail = [](const std::string& why) {
+    printError(program, why);
     QCoreApplication::exit(exit_status::cannotLoad);
-  });
+  };
+  const auto failure = QObject::connect(&playback, &Playback::failed, &window, fail);
   const auto finish = [done, failure] {
     QObject::disconnect(failure);
     done();

@@ -17,6 +17,7 @@
 #include "substitute/desktop/PaletteDock.h"
 #include "substitute/desktop/Theme.h"
 #include "substitute/desktop/WebPage.h"
+#include "substitute/desktop/Widgets.h"
 #include "substitute/driver/Folders.h"
 #include "substitute/driver/HostMonitor.h"
 #include "substitute/driver/OpenRecorder.h"

@@ -272,8 +272,8 @@ TEST_F(StatusLine, TellsWhatCameOfTheLastCommand) {
   const auto& label = part<ElidedLabel>("message");
   for (const auto& [line, told, isFailure] : cases) {
     window.play(line);
-    EXPECT_EQ(window.message().isEmpty(), *told == '\0') << line;
-    EXPECT_EQ(window.message().toStdString().rfind(told, 0), 0U) << line;
+    EXPECT_EQ(label.fullText().isEmpty(), *told == '\0') << line;
+    EXPECT_EQ(label.fullText().toStdString().rfind(told, 0), 0U) << line;
     EXPECT_EQ(label.foregroundRole() == QPalette::BrightText && *told != '\0', isFailure);
   }
 }
