@@ -47,13 +47,10 @@ Accessibility::Accessibility(QMainWindow& window) : QObject(&window), window_(wi
 }
 
 void Accessibility::addActions(QMenu& menu) {
-  QAction* const next = menu.addAction(tr("Ne&xt pane"), this, [this] { goToPane(1); });
-  next->setObjectName("nextPane");
-  next->setShortcuts({QKeySequence(Qt::Key_F6), QKeySequence(Qt::CTRL | Qt::Key_Tab)});
-  QAction* const previous = menu.addAction(tr("Pre&vious pane"), this, [this] { goToPane(-1); });
-  previous->setObjectName("previousPane");
-  previous->setShortcuts(
-      {QKeySequence(Qt::SHIFT | Qt::Key_F6), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Tab)});
+  menu.addAction(tr("Ne&xt pane"), this, [this] { goToPane(1); })
+      ->setShortcuts({Qt::Key_F6, Qt::CTRL | Qt::Key_Tab});
+  menu.addAction(tr("Pre&vious pane"), this, [this] { goToPane(-1); })
+      ->setShortcuts({Qt::SHIFT | Qt::Key_F6, Qt::CTRL | Qt::SHIFT | Qt::Key_Tab});
 }
 
 bool Accessibility::eventFilter(QObject* object, QEvent* event) {

@@ -13,7 +13,8 @@ namespace substitute {
 // Has a screen reader read out the accessible name of `part`, wherever the focus is.
 void announce(QWidget& part);
 
-// The property of a dock widget that names the part of it that is used most, a QWidget*.
+// The property of a dock widget that names the part of it that is used most, a QWidget*; without
+// it that is the first part.
 inline constexpr const char* usedPart = "usedPart";
 
 // For one main window: draws a frame around the widget with the focus while the keyboard is used,

@@ -17,7 +17,6 @@
 #include <algorithm>
 #include <optional>
 
-#include "substitute/desktop/Accessibility.h"
 #include "substitute/desktop/Widgets.h"
 #include "substitute/driver/Calls.h"
 
@@ -76,7 +75,6 @@ TracePanel::TracePanel()
   filtered_->setFilterRole(searchRole);
   filtered_->setFilterKeyColumn(codeColumn);
   list_ = lineList("traceList", tr("Trace"), filtered_);
-  setProperty(usedPart, QVariant::fromValue<QWidget*>(list_));
   makeActions();
   makeTitleBar();
   makeParts();
