@@ -127,7 +127,7 @@ void PaletteDock::moveOnScreen(const QPoint& place) {
 
 void PaletteDock::retry() {
   if (state_ != State::failed) return;
-  if (initialPagePending_) {
+  if (loadedUrl_.isEmpty()) {
     load();
   } else {
     view_->load(failedUrl_);
@@ -137,7 +137,7 @@ void PaletteDock::retry() {
 void PaletteDock::reload() {
   if (state_ == State::failed) {
     retry();
-  } else if (!initialPagePending_) {
+  } else if (!loadedUrl_.isEmpty()) {
     page_->triggerAction(QWebEnginePage::Reload);
   }
 }
@@ -225,7 +225,6 @@ void PaletteDock::connectPage() {
 // page passes the string itself to the engine.
 void PaletteDock::load() {
   state_ = State::loading;
-  initialPagePending_ = true;
   const bool byScript = address_.scheme() == "https" || address_.scheme() == "http";
   view_->load(byScript ? QUrl(blankPage) : address_);
 }
@@ -255,7 +254,6 @@ void PaletteDock::onLoadingChanged(const QWebEngineLoadingInfo& info) {
     case QWebEngineLoadingInfo::LoadSucceededStatus:
       if (start) return openAddress();
       state_ = State::loaded;
-      initialPagePending_ = false;
       loadedUrl_ = info.url();
       pages_->setCurrentWidget(view_);
       break;
@@ -280,8 +278,8 @@ void PaletteDock::showFailure(const PageFailure& failure) {
   const PageFailure offline = {tr("The host is offline. It loads the page when it goes online."),
                                false};
   const PageFailure& shown = engine_.offline() ? offline : failure;
-  errorPage_->setFailure(initialPagePending_ ? QString::fromStdString(object_.values().address)
-                                             : failedUrl_.toDisplayString(),
+  errorPage_->setFailure(loadedUrl_.isEmpty() ? QString::fromStdString(object_.values().address)
+                                              : failedUrl_.toDisplayString(),
                          shown, !loadedUrl_.isEmpty() && loadedUrl_ != failedUrl_);
   pages_->setCurrentWidget(errorPage_);
   Q_EMIT pageFailed(shown.reason);

@@ -88,9 +88,8 @@ class PaletteDock : public QDockWidget {
   WebEngine& engine_;
   State state_ = State::loaded;  // an empty address has nothing to load
   QUrl address_;
-  bool initialPagePending_ = true;  // no page of the palette's address has loaded yet
-  QUrl failedUrl_;                  // the address that failed after the first page had loaded
-  QUrl loadedUrl_;                  // the address of the page that was loaded last
+  QUrl failedUrl_;  // the address that failed after the first page had loaded
+  QUrl loadedUrl_;  // the address of the page that was loaded last; empty: none was
   QStackedWidget* pages_;
   QWebEngineView* view_;
   WebPage* page_;
