@@ -6,6 +6,7 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QPlainTextEdit>
+#include <QRegularExpression>
 #include <QSaveFile>
 #include <QStylePainter>
 #include <QToolButton>
@@ -18,21 +19,10 @@ namespace substitute {
 
 namespace {
 
-// `text` with places in every long word where a line may be broken.
-QString withLineBreaks(const QString& text) {
-  constexpr int longestWord = 32;
-  QString breakable;
-  int run = 0;
-  for (const QChar letter : text) {
-    run = letter.isSpace() ? 0 : run + 1;
-    // A zero-width space, where a line may be broken; never inside a character.
-    if (run > longestWord && !letter.isLowSurrogate() && !letter.isMark()) {
-      breakable += QChar(0x200B);
-      run = 1;
-    }
-    breakable += letter;
-  }
-  return breakable;
+// `text` with a zero-width space, where a line may be broken, after every 32 characters of a word.
+QString withLineBreaks(QString text) {
+  static const QRegularExpression longWord("((?:\\S\\p{M}*+){32})(?=\\S)");  // with combining marks
+  return text.replace(longWord, "\\1\u200B");
 }
 
 QFont smallFixedFont() {

@@ -205,6 +205,17 @@ TEST_F(WindowLayout, LongNamesAreShortenedAndWholeInTheTooltip) {
   EXPECT_EQ(window.dock("wide")->width(), 300);
 }
 
+TEST(Tooltip, BreaksLongWordsBetweenCharacters) {
+  const QString word(32, 'x');
+  const QString accented = QString(32, 'e').replace('e', QString("e") + QChar(0x301));
+  for (const QString& whole : {word, QString(word + ' ' + word), accented}) {
+    EXPECT_EQ(toTooltip(whole), "<p>" + whole + "</p>");
+  }
+  for (const QString& begin : {word, accented, QString(64, 'x').replace("xx", "🐎")}) {
+    EXPECT_EQ(toTooltip(begin + "y z"), "<p>" + begin + QChar(0x200B) + "y z</p>");
+  }
+}
+
 // It has no ligatures: Inter would draw "->" as an arrow.
 TEST_F(WindowLayout, FontDrawsEachCharacterAsItIs) {
   const QFontMetricsF font(part<QLabel>("message").font());
