@@ -7,45 +7,39 @@
 #include <QPalette>
 #include <QProxyStyle>
 #include <QStyleOption>
+#include <vector>
 
 namespace substitute {
 
 namespace {
 
-struct Colour {
-  QPalette::ColorRole role;
-  const char* light;
-  const char* dark;
-};
-constexpr Colour colours[] = {
-    {QPalette::Window, "#f2f4f6", "#2a2e34"},  // around everything
-    {QPalette::Button, "#f2f4f6", "#2a2e34"},
-    {QPalette::Base, "#ffffff", "#1f2327"},  // of fields, pages and lists
-    {QPalette::ToolTipBase, "#ffffff", "#1f2327"},
-    {QPalette::WindowText, "#1f2a35", "#e7eaee"},
-    {QPalette::Text, "#1f2a35", "#e7eaee"},
-    {QPalette::ButtonText, "#1f2a35", "#e7eaee"},
-    {QPalette::ToolTipText, "#1f2a35", "#e7eaee"},
-    {QPalette::PlaceholderText, "#5d6b79", "#9aa4b0"},  // less important text
-    {QPalette::Shadow, "#5d6b79", "#9aa4b0"},           // the same, for the style sheet
-    {QPalette::Mid, "#d3d9df", "#3d434b"},              // borders
-    {QPalette::Dark, "#d3d9df", "#3d434b"},
-    {QPalette::Light, "#e3e8ed", "#3a4048"},
-    {QPalette::Midlight, "#e3e8ed", "#3a4048"},   // under the pointer
-    {QPalette::Highlight, "#1268b8", "#4c9be8"},  // what is selected
-    {QPalette::HighlightedText, "#ffffff", "#0d1620"},
-    {QPalette::Link, "#1268b8", "#4c9be8"},
-    {QPalette::LinkVisited, "#e3e8ed", "#9aa4b0"},  // behind an icon of Qt's, which is dark
-    {QPalette::BrightText, "#b3261e", "#ff8f80"},   // failures
-};
-
 QPalette paletteOf(Theme theme) {
-  QPalette palette;
+  using P = QPalette;
+  struct Colour {
+    std::vector<P::ColorRole> roles;
+    const char* light;
+    const char* dark;
+  };
+  const Colour colours[] = {
+      {{P::Window, P::Button}, "#f2f4f6", "#2a2e34"},     // around everything
+      {{P::Base, P::ToolTipBase}, "#ffffff", "#1f2327"},  // of fields, pages and lists
+      {{P::WindowText, P::Text, P::ButtonText, P::ToolTipText}, "#1f2a35", "#e7eaee"},
+      // Less important text. The style sheet has no word for the first of the two.
+      {{P::PlaceholderText, P::Shadow}, "#5d6b79", "#9aa4b0"},
+      {{P::Mid, P::Dark}, "#d3d9df", "#3d434b"},        // borders
+      {{P::Light, P::Midlight}, "#e3e8ed", "#3a4048"},  // under the pointer
+      {{P::Highlight, P::Link}, "#1268b8", "#4c9be8"},  // what is selected
+      {{P::HighlightedText}, "#ffffff", "#0d1620"},
+      {{P::LinkVisited}, "#e3e8ed", "#9aa4b0"},  // behind an icon of Qt's, which is dark
+      {{P::BrightText}, "#b3261e", "#ff8f80"},   // failures
+  };
+  P palette;
   for (const Colour& colour : colours) {
-    palette.setColor(colour.role, theme == Theme::dark ? colour.dark : colour.light);
+    const QColor value = theme == Theme::dark ? colour.dark : colour.light;
+    for (const P::ColorRole role : colour.roles) palette.setColor(role, value);
   }
-  for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
-    palette.setColor(QPalette::Disabled, role, palette.color(QPalette::PlaceholderText));
+  for (const P::ColorRole role : {P::WindowText, P::Text, P::ButtonText}) {
+    palette.setColor(P::Disabled, role, palette.color(P::PlaceholderText));
   }
   return palette;
 }
@@ -71,7 +65,7 @@ QWidget#errorPage { background: palette(base); }
 QWidget#warningBar { background: palette(window); border-top: 1px solid palette(mid); }
 QPushButton, QLineEdit, QPlainTextEdit#address { background: palette(base);
                                     border: 1px solid palette(mid); border-radius: 5px; }
-QPushButton { padding: 6px 14px; }
+QPushButton { padding: 6px 14px; outline: none; }
 QPushButton:hover { background: palette(midlight); }
 QLineEdit { padding: 4px 8px; }
 QTreeView, QPlainTextEdit#traceDetail { background: palette(base); border: none; }
@@ -82,24 +76,18 @@ QStatusBar::item { border: none; }
 QStatusBar QLabel { padding: 3px 10px; }
 )";
 
-// Draws the focus frame inside the widget, since many parents leave no room around it.
 class HostStyle : public QProxyStyle {
  public:
   HostStyle() : QProxyStyle("Fusion") {}
 
   int pixelMetric(PixelMetric metric, const QStyleOption* option,
                   const QWidget* widget) const override {
-    // Lists use the same metrics for the space beside their text.
-    const bool isList = qobject_cast<const QAbstractItemView*>(widget) != nullptr;
-    switch (metric) {
-      case PM_FocusFrameHMargin:
-      case PM_FocusFrameVMargin:
-        return isList ? QProxyStyle::pixelMetric(metric, option, widget) : 0;
-      case PM_ToolBarExtensionExtent:
-        return 28;
-      default:
-        return QProxyStyle::pixelMetric(metric, option, widget);
-    }
+    // The frame is drawn inside the widget, since many parents leave no room around it. Lists use
+    // the same metrics for the space beside their text.
+    const bool isMargin = metric == PM_FocusFrameHMargin || metric == PM_FocusFrameVMargin;
+    if (isMargin && qobject_cast<const QAbstractItemView*>(widget) == nullptr) return 0;
+    if (metric == PM_ToolBarExtensionExtent) return 28;
+    return QProxyStyle::pixelMetric(metric, option, widget);
   }
 
   int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
@@ -107,14 +95,6 @@ class HostStyle : public QProxyStyle {
     if (hint == SH_FocusFrame_AboveWidget) return 1;
     if (hint == SH_FocusFrame_Mask || hint == SH_DialogButtonBox_ButtonsHaveIcons) return 0;
     return QProxyStyle::styleHint(hint, option, widget, result);
-  }
-
-  // The frame alone shows the focus; in a list, the rectangle shows the current line.
-  void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
-                     const QWidget* widget) const override {
-    const bool isList = qobject_cast<const QAbstractItemView*>(widget) != nullptr;
-    if (element == PE_FrameFocusRect && !isList) return;
-    QProxyStyle::drawPrimitive(element, option, painter, widget);
   }
 
   void drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
@@ -136,10 +116,9 @@ class HostStyle : public QProxyStyle {
 
 Theme currentTheme() {
   const QPalette palette = QApplication::palette();
-  return palette.color(QPalette::WindowText).lightness() >
-                 palette.color(QPalette::Window).lightness()
-             ? Theme::dark
-             : Theme::light;
+  const bool isDark =
+      palette.windowText().color().lightness() > palette.window().color().lightness();
+  return isDark ? Theme::dark : Theme::light;
 }
 
 void apply(Theme theme) {
