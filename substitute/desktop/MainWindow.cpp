@@ -32,9 +32,6 @@ namespace substitute {
 
 namespace {
 
-constexpr const char* sizeKey = "size";
-constexpr const char* stateKey = "state";
-
 QString text(const std::string& bytes) {
   return QString::fromStdString(bytes);
 }
@@ -77,11 +74,11 @@ void MainWindow::useLayout(const QString& file) {
   layoutFile_ = file;
   const QSettings settings(file, QSettings::IniFormat);
   const QSize room = screen()->availableSize();
-  const QSize wanted = settings.value(sizeKey, size()).toSize();
+  const QSize wanted = settings.value("size", size()).toSize();
   const bool fits = wanted.width() < room.width() && wanted.height() < room.height();
   if (!fits) setWindowState(Qt::WindowMaximized);
   resize(wanted.boundedTo(room));
-  if (!restoreState(settings.value(stateKey).toByteArray())) layOut();
+  if (!restoreState(settings.value("state").toByteArray())) layOut();
 }
 
 std::string MainWindow::play(const Command& command) {
@@ -157,8 +154,8 @@ void MainWindow::closeEvent(QCloseEvent* event) {
   if (runner_.loaded()) play("stop");
   if (!layoutFile_.isEmpty()) {
     QSettings settings(layoutFile_, QSettings::IniFormat);
-    settings.setValue(sizeKey, size());
-    settings.setValue(stateKey, saveState());
+    settings.setValue("size", size());
+    settings.setValue("state", saveState());
   }
   QMainWindow::closeEvent(event);
 }

@@ -91,9 +91,8 @@ void Menus::saveScenario(const QString& path, bool withExpectations) {
 
 QAction* Menus::add(QMenu& menu, const char* name, const QString& text,
                     const QKeySequence& shortcut, const std::function<void()>& done) {
-  QAction* const entry = menu.addAction(text, this, done);
+  QAction* const entry = menu.addAction(text, shortcut, this, done);
   entry->setObjectName(name);
-  entry->setShortcut(shortcut);
   return entry;
 }
 
@@ -137,13 +136,13 @@ void Menus::fillScenarioMenu(QMenu& menu) {
       {Playback::Speed::noPause, "speed:noPause", tr("&No pause")},
       {Playback::Speed::atOnce, "speed:atOnce", tr("&To the end at once")}};
   for (const auto& [speed, name, text] : speeds) {
-    QAction* const choice =
-        add(*speeds_, name, text, {}, [&playback, value = speed] { playback.setSpeed(value); });
+    const auto choose = [this, &playback, value = speed, text = text] {
+      playback.setSpeed(value);
+      speeds_->menuAction()->setIconText(QString(text).remove('&'));
+    };
+    QAction* const choice = choices->addAction(add(*speeds_, name, text, {}, choose));
     choice->setCheckable(true);
-    choices->addAction(choice);
-    connect(choice, &QAction::toggled, this,
-            [this, choice] { speeds_->menuAction()->setIconText(choice->text().remove('&')); });
-    choice->setChecked(speed == playback.speed());
+    if (speed == playback.speed()) choice->trigger();
   }
 }
 

@@ -127,19 +127,12 @@ void PaletteDock::moveOnScreen(const QPoint& place) {
 
 void PaletteDock::retry() {
   if (state_ != State::failed) return;
-  if (loadedUrl_.isEmpty()) {
-    load();
-  } else {
-    view_->load(failedUrl_);
-  }
+  loadedUrl_.isEmpty() ? load() : view_->load(failedUrl_);
 }
 
 void PaletteDock::reload() {
-  if (state_ == State::failed) {
-    retry();
-  } else if (!loadedUrl_.isEmpty()) {
-    page_->triggerAction(QWebEnginePage::Reload);
-  }
+  if (state_ == State::failed) return retry();
+  if (!loadedUrl_.isEmpty()) view_->reload();
 }
 
 void PaletteDock::openDeveloperTools() {

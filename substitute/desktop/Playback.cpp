@@ -44,8 +44,7 @@ void Playback::pause() {
 
 void Playback::playNext() {
   pause();
-  if (playCommand() && !hasNext()) playOn();  // emits finished()
-  Q_EMIT changed();
+  step();
 }
 
 std::string Playback::notPlayed() const {
@@ -55,18 +54,19 @@ std::string Playback::notPlayed() const {
   return plural(count, "command") + (count == 1 ? " was" : " were") + " not played";
 }
 
+// Plays one command, or as many as the window may stand still for, and plans the next ones.
 void Playback::step() {
   QElapsedTimer clock;
   clock.start();
   do {
-    if (!hasNext()) {
-      pause();
-      Q_EMIT finished();
-      return;
-    }
     if (!playCommand()) return;
-  } while (playing_ && speed_ == Speed::atOnce && clock.elapsed() < longestBatch);
-  if (playing_) timer_.start(speed_ == Speed::second ? pauseBetweenCommands : 0);
+  } while (playing_ && hasNext() && speed_ == Speed::atOnce && clock.elapsed() < longestBatch);
+  if (!hasNext()) {
+    pause();
+    Q_EMIT finished();
+  } else if (playing_) {
+    timer_.start(speed_ == Speed::second ? pauseBetweenCommands : 0);
+  }
   Q_EMIT changed();
 }
 

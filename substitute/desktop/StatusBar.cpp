@@ -17,10 +17,6 @@ QString textOf(const Json& json) {
   return QString::fromStdString(json.get<std::string>());
 }
 
-QString callOf(const Json& entry) {
-  return QString::fromStdString(callLine(entry, CallForm::full));
-}
-
 }  // namespace
 
 StatusBar::StatusBar(QWidget* parent)
@@ -49,7 +45,10 @@ void StatusBar::tell(const QString& message, Weight weight) {
 }
 
 void StatusBar::tellOf(const Json& entry) {
-  if (entry.contains("fault")) return tell(tr("The host failed: %1").arg(callOf(entry)), notable);
+  if (entry.contains("fault")) {
+    const QString call = QString::fromStdString(callLine(entry, CallForm::full));
+    return tell(tr("The host failed: %1").arg(call), notable);
+  }
   if (!entry.contains("event")) return;
   const std::string event = entry["event"];
   if (event == "open") {

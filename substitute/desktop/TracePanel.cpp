@@ -124,11 +124,8 @@ void TracePanel::makeActions() {
 
 QAction* TracePanel::addPanelAction(const char* name, const QString& text,
                                     const QKeySequence& shortcut, void (TracePanel::*done)()) {
-  auto* const action = new QAction(text, this);
+  QAction* const action = addAction(text, shortcut, this, done);
   action->setObjectName(name);
-  action->setShortcut(shortcut);
-  connect(action, &QAction::triggered, this, done);
-  addAction(action);
   return action;
 }
 
