@@ -5,6 +5,7 @@
 #include <QPushButton>
 #include <QTextOption>
 #include <QVBoxLayout>
+#include <QWebEngineLoadingInfo>
 
 #include "substitute/desktop/Widgets.h"
 
@@ -27,20 +28,18 @@ constexpr EngineError engineErrors[] = {
     {-118, "%1 does not answer in time."},            // connection timed out
     {-137, "The name %1 was not found."},             // name resolution failed
 };
-constexpr int lastCertificateError = -299;
-constexpr int firstCertificateError = -200;
 
 }  // namespace
 
-PageFailure pageFailure(int code, const QString& errorName, const QUrl& url,
-                        const QString& certificate) {
-  const QString host = url.host();
-  if (code > 0) {
+PageFailure pageFailure(const QWebEngineLoadingInfo& info, const QString& certificate) {
+  const QString host = info.url().host();
+  const int code = info.errorCode();
+  if (info.errorDomain() == QWebEngineLoadingInfo::HttpStatusCodeDomain) {
     // Request timeout, too many requests, and all errors of the server.
     const bool canRetry = code == 408 || code == 429 || code >= 500;
     return {QWidget::tr("%1 answers with the status %2.").arg(host).arg(code), canRetry};
   }
-  if (code >= lastCertificateError && code <= firstCertificateError) {
+  if (info.errorDomain() == QWebEngineLoadingInfo::CertificateErrorDomain) {
     return {QWidget::tr("The certificate of %1 is not trusted. %2").arg(host, certificate), false};
   }
   // The engine also looks up names that are not valid, such as one with a space.
@@ -48,12 +47,11 @@ PageFailure pageFailure(int code, const QString& errorName, const QUrl& url,
   for (const EngineError& error : engineErrors) {
     if (error.code == code) return {QWidget::tr(error.reason).arg(host), true};
   }
-  return {QWidget::tr("The web engine reports %1.").arg(errorName), true};
+  return {QWidget::tr("The web engine reports %1.").arg(info.errorString()), true};
 }
 
-ErrorPage::ErrorPage(QWidget* parent)
-    : QScrollArea(parent),
-      reason_(new QLabel),
+ErrorPage::ErrorPage()
+    : reason_(new QLabel),
       address_(readOnlyText("address", tr("Address of the page"))),
       retry_(new QPushButton(tr("&Try again"))),
       back_(new QPushButton(tr("&Back to the page before"))) {
@@ -72,24 +70,22 @@ ErrorPage::ErrorPage(QWidget* parent)
   column->addStretch(2);
   auto* const heading = new QLabel(tr("The page cannot be shown"));
   heading->setObjectName("heading");
-  heading->setWordWrap(true);
-  heading->setAlignment(Qt::AlignCenter);
-  column->addWidget(heading);
   reason_->setObjectName("reason");
   reason_->setTextFormat(Qt::PlainText);
-  reason_->setWordWrap(true);
-  reason_->setAlignment(Qt::AlignCenter);
-  column->addWidget(reason_);
+  for (QLabel* const label : {heading, reason_}) {
+    label->setWordWrap(true);
+    label->setAlignment(Qt::AlignCenter);
+    column->addWidget(label);
+  }
   address_->setWordWrapMode(QTextOption::WrapAnywhere);
   address_->setFixedHeight(5 * address_->fontMetrics().lineSpacing());  // some four lines
   column->addWidget(address_);
   retry_->setObjectName("retry");
-  connect(retry_, &QPushButton::clicked, this, &ErrorPage::retryRequested);
-  column->addWidget(retry_, 0, Qt::AlignHCenter);
   back_->setObjectName("back");
-  connect(back_, &QPushButton::clicked, this, &ErrorPage::backRequested);
-  column->addWidget(back_, 0, Qt::AlignHCenter);
+  for (QPushButton* const button : {retry_, back_}) column->addWidget(button, 0, Qt::AlignHCenter);
   column->addStretch(3);
+  connect(retry_, &QPushButton::clicked, this, &ErrorPage::retryRequested);
+  connect(back_, &QPushButton::clicked, this, &ErrorPage::backRequested);
 }
 
 void ErrorPage::setFailure(const QString& address, const PageFailure& failure, bool hasWayBack) {

@@ -2,11 +2,11 @@
 #pragma once
 
 #include <QScrollArea>
-#include <QUrl>
 
 class QLabel;
 class QPlainTextEdit;
 class QPushButton;
+class QWebEngineLoadingInfo;
 
 namespace substitute {
 
@@ -16,18 +16,16 @@ struct PageFailure {
   bool canRetry = false;  // whether another load can succeed without any other change
 };
 
-// `code` is the web engine's: an HTTP status if positive, else an error of the engine with the name
-// `errorName`. `url` is the address that failed. `certificate` says what is wrong with its
-// certificate; it is used for certificate errors alone.
-PageFailure pageFailure(int code, const QString& errorName, const QUrl& url,
-                        const QString& certificate);
+// `info` is what the web engine says of a load that failed. `certificate` says what is wrong with
+// the certificate of the address; it is used for certificate errors alone.
+PageFailure pageFailure(const QWebEngineLoadingInfo& info, const QString& certificate);
 
 // Scrolls when the palette is too small for it.
 class ErrorPage : public QScrollArea {
   Q_OBJECT
 
  public:
-  explicit ErrorPage(QWidget* parent = nullptr);
+  ErrorPage();
 
   // `address` may be of any length; it is shown in a few lines and can be scrolled and copied.
   // `hasWayBack`: a page was shown before this one.

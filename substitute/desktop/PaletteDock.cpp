@@ -136,18 +136,19 @@ void PaletteDock::reload() {
 }
 
 void PaletteDock::openDeveloperTools() {
-  if (!tools_) {
-    tools_ = new QWebEngineView(this);
-    tools_->setObjectName("developerTools");
-    tools_->setWindowFlag(Qt::Window);
-    tools_->setAttribute(Qt::WA_DeleteOnClose);
-    tools_->setWindowTitle(tr("Developer tools: %1").arg(windowTitle()));
-    tools_->resize(960, 640);
-    tools_->page()->setInspectedPage(page_);
+  auto* tools = findChild<QWebEngineView*>("developerTools");
+  if (tools == nullptr) {
+    tools = new QWebEngineView(this);
+    tools->setObjectName("developerTools");
+    tools->setWindowFlag(Qt::Window);
+    tools->setAttribute(Qt::WA_DeleteOnClose);
+    tools->setWindowTitle(tr("Developer tools: %1").arg(windowTitle()));
+    tools->resize(960, 640);
+    tools->page()->setInspectedPage(page_);
   }
-  tools_->show();
-  tools_->raise();
-  tools_->activateWindow();
+  tools->show();
+  tools->raise();
+  tools->activateWindow();
 }
 
 void PaletteDock::closeEvent(QCloseEvent* event) {
@@ -258,8 +259,7 @@ void PaletteDock::onLoadingChanged(const QWebEngineLoadingInfo& info) {
         break;
       }
       failedUrl_ = info.url();
-      showFailure(pageFailure(info.errorCode(), info.errorString(), info.url(),
-                              page_->refusedCertificate()));
+      showFailure(pageFailure(info, page_->refusedCertificate()));
       break;
     case QWebEngineLoadingInfo::LoadStoppedStatus:  // the next load follows
       break;

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <QDockWidget>
-#include <QPointer>
 #include <QUrl>
 
 class QLabel;
@@ -97,7 +96,6 @@ class PaletteDock : public QDockWidget {
   QWidget* warningBar_;
   QLabel* warning_;
   int warnings_ = 0;  // since the page was loaded
-  QPointer<QWebEngineView> tools_;
   TitleBar* title_;
   QToolButton* floatButton_;
 };
