@@ -20,7 +20,6 @@ CommandEdit::CommandEdit(const Host& host, std::vector<PromptWord> words, QWidge
 void CommandEdit::finishLine() {
   if (history_.isEmpty() || history_.last() != text()) history_ << text();
   recalled_ = history_.size();
-  unfinished_.clear();
   clear();
 }
 
@@ -47,8 +46,7 @@ void CommandEdit::updateCompletions(const QString& typed) {
     const QString line = before + QString::fromStdString(word);
     if (line != typed) lines << line;
   }
-  if (typed.trimmed().isEmpty()) lines.clear();
-  completions_->setStringList(lines);
+  completions_->setStringList(typed.trimmed().isEmpty() ? QStringList() : lines);
   completer()->popup()->setFont(font());
 }
 

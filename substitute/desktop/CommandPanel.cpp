@@ -50,10 +50,10 @@ CommandPanel::CommandPanel(ScenarioRunner& runner)
   connect(line_, &QLineEdit::textChanged, message_, &QWidget::hide);
   connect(list_->selectionModel(), &QItemSelectionModel::currentChanged, this,
           &CommandPanel::showOutput);
-  playing_ = runner.playing.subscribe([this](const Command& command) { addPlayed(command); });
-  printed_ =
-      runner.reporter().printed.subscribe([this](const std::string& line) { appendOutput(line); });
-  failure_ = runner.failed.subscribe([this](const std::string& /*sentence*/) { markFailed(); });
+  subscriptions_ = {
+      runner.playing.subscribe([this](const Command& command) { addPlayed(command); }),
+      runner.reporter().printed.subscribe([this](const std::string& line) { appendOutput(line); }),
+      runner.failed.subscribe([this](const std::string& /*sentence*/) { markFailed(); })};
 }
 
 void CommandPanel::addPending(const Command& command) {

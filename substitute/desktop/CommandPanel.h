@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QDockWidget>
+#include <memory>
 #include <vector>
 
 #include "substitute/driver/Calls.h"
@@ -82,9 +83,7 @@ class CommandPanel : public QDockWidget {
   bool printsState_ = false;      // the current command is `state`
   int held_ = 0;                  // expectations
   int failed_ = 0;
-  Signal<Command>::Subscription playing_;
-  Signal<std::string>::Subscription printed_;
-  Signal<std::string>::Subscription failure_;
+  std::vector<std::shared_ptr<const void>> subscriptions_;
 };
 
 }  // namespace substitute

@@ -160,14 +160,9 @@ void Menus::fillViewMenu(QMenu& menu, TracePanel& trace) {
   add(menu, "showPalette", tr("&Learning palette"), Qt::CTRL | Qt::SHIFT | Qt::Key_P, [this] {
     window_.play(entry("showPalette").isChecked() ? "show" : "hide");
   })->setCheckable(true);
-  const std::tuple<QDockWidget*, const char*, QString> panels[] = {
-      {&commands_, "showCommands", tr("&Commands")}, {&trace, "showTrace", tr("&Trace")}};
-  for (const auto& [panel, name, text] : panels) {
-    QAction* const showPanel = panel->toggleViewAction();
-    showPanel->setObjectName(name);
-    showPanel->setText(text);
-    menu.addAction(showPanel);
-  }
+  menu.addActions({commands_.toggleViewAction(), trace.toggleViewAction()});
+  commands_.toggleViewAction()->setText(tr("&Commands"));
+  trace.toggleViewAction()->setText(tr("&Trace"));
   add(menu, "commandLine", tr("Command &line"), Qt::CTRL | Qt::Key_L,
       [this] { commands_.focusCommandLine(); });
   menu.addSeparator();
