@@ -12,21 +12,6 @@ namespace substitute {
 
 namespace {
 
-constexpr int toolbarIconSize = 32;
-// Pixels; a longer name is shortened.
-constexpr int maxButtonWidth = 300;
-
-// The icon in `folder`: "32x32.png", and "32x32@2x.png" on a screen of scale 2. Where they are
-// missing, the icon of another size; empty when there is none. With all sizes, QIcon would take the
-// larger file in place of the one that is drawn for this size at scale 2.
-QIcon resourceIcon(const QString& folder) {
-  for (const int size : {toolbarIconSize, 64, 16}) {
-    const QString file = QStringLiteral("%1/%2x%2.png").arg(folder).arg(size);
-    if (QFileInfo::exists(file)) return QIcon(file);
-  }
-  return {};
-}
-
 // `definition` is null for a control without a command.
 void addControl(QToolBar& toolbar, const ControlObject& control, const DefinitionObject* definition,
                 const QString& addinFolder) {
@@ -40,7 +25,7 @@ void addControl(QToolBar& toolbar, const ControlObject& control, const Definitio
   auto* const button = qobject_cast<QToolButton*>(toolbar.widgetForAction(action));
   button->setObjectName("control:" + id);
   button->setAccessibleName(name);
-  button->setMaximumWidth(maxButtonWidth);
+  button->setMaximumWidth(300);  // a longer name is shortened
   if (isHelp) {
     action->setToolTip(QToolBar::tr("Tells what this window is"));
   } else if (definition == nullptr) {
@@ -48,11 +33,15 @@ void addControl(QToolBar& toolbar, const ControlObject& control, const Definitio
   } else {
     // The style sets the name close by the icon; a thin space keeps them apart.
     action->setIconText(QChar(0x2009) + action->text());
-    action->setIcon(
-        resourceIcon(addinFolder + '/' + QString::fromStdString(definition->resourceFolder)));
     action->setToolTip("<b>" + toTooltip(name) + "</b>" +
                        toTooltip(QString::fromStdString(definition->tooltip)));
-    if (!action->icon().isNull()) button->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    // On a screen of scale 2, QIcon takes the file of twice the size beside it.
+    const QString folder = QString::fromStdString(definition->resourceFolder);
+    const QString icon = addinFolder + '/' + folder + "/32x32.png";
+    if (QFileInfo::exists(icon)) {
+      action->setIcon(QIcon(icon));
+      button->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    }
   }
 }
 
@@ -73,7 +62,7 @@ QToolBar* hostToolbar(const ToolbarObject& toolbar, const DefinitionsObject& def
   auto* const shown = new QToolBar(id);
   shown->setObjectName("toolbar:" + id);
   shown->setMovable(false);
-  shown->setIconSize({toolbarIconSize, toolbarIconSize});
+  shown->setIconSize({32, 32});
   auto* const spacer = new QWidget;
   spacer->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
   shown->addWidget(spacer);
