@@ -44,7 +44,7 @@ CommandPanel::CommandPanel(ScenarioRunner& runner)
   setFeatures(DockWidgetClosable);
   setProperty(usedPart, QVariant::fromValue<QWidget*>(line_));
   count_->setObjectName("expectations");
-  (new TitleBar(*this, tr("Hide the commands")))->addPart(count_);
+  setTitleBar(*this, tr("Hide the commands"), {count_});
   setWidget(makeBody());
   connect(line_, &QLineEdit::returnPressed, this, &CommandPanel::submit);
   connect(line_, &QLineEdit::textChanged, message_, &QWidget::hide);

@@ -48,11 +48,9 @@ LearningSite::LearningSite(const QString& folder, const QString& certificate, co
   if (folder_.isEmpty() || !QFileInfo(folder_ + '/' + pageFile).isFile()) {
     throw std::runtime_error("the folder " + folder.toStdString() + " holds no " + pageFile);
   }
-  const QSslCertificate ownCertificate(contentOf(certificate));
-  const QSslKey privateKey(contentOf(key), QSsl::Ec);
   QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
-  configuration.setLocalCertificate(ownCertificate);
-  configuration.setPrivateKey(privateKey);
+  configuration.setLocalCertificate(QSslCertificate(contentOf(certificate)));
+  configuration.setPrivateKey(QSslKey(contentOf(key), QSsl::Ec));
   configuration.setPeerVerifyMode(QSslSocket::VerifyNone);
   server_.setSslConfiguration(configuration);
   QObject::connect(&server_, &QTcpServer::pendingConnectionAvailable, &server_, [this] {

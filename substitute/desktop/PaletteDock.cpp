@@ -69,8 +69,8 @@ void PaletteDock::refresh() {
   if (title != windowTitle()) setWindowTitle(title);
   view_->setAccessibleName(tr("Page of %1").arg(title));
   floatButton_->setAccessibleName(tr("Detach or dock %1").arg(title));
-  title_->closeButton().setAccessibleName(tr("Close %1").arg(title));
-  title_->closeButton().setVisible(values.closeButton);
+  closeButton_->setAccessibleName(tr("Close %1").arg(title));
+  closeButton_->setVisible(values.closeButton);
   DockWidgetFeatures wanted = DockWidgetMovable | DockWidgetFloatable;
   if (values.closeButton) wanted |= DockWidgetClosable;
   if (wanted != features()) setFeatures(wanted);
@@ -157,7 +157,6 @@ void PaletteDock::closeEvent(QCloseEvent* event) {
 }
 
 void PaletteDock::makeTitleBar() {
-  title_ = new TitleBar(*this, tr("Close"));
   floatButton_ = glyphButton("❐", "float", tr("Detach or dock"));
   connect(floatButton_, &QToolButton::clicked, this, [this] {
     if (isFloating()) {
@@ -167,7 +166,8 @@ void PaletteDock::makeTitleBar() {
       floatOverCanvas();
     }
   });
-  title_->addButton(floatButton_);
+  setTitleBar(*this, tr("Close"), {}, {floatButton_});
+  closeButton_ = titleBarWidget()->findChild<QToolButton*>("close");
 }
 
 // A bar beneath the page, hidden while there is no warning.

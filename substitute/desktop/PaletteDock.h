@@ -15,7 +15,6 @@ namespace substitute {
 struct PageFailure;
 class ErrorPage;
 class PaletteObject;
-class TitleBar;
 class WebEngine;
 class WebPage;
 
@@ -96,8 +95,8 @@ class PaletteDock : public QDockWidget {
   QWidget* warningBar_;
   QLabel* warning_;
   int warnings_ = 0;  // since the page was loaded
-  TitleBar* title_;
   QToolButton* floatButton_;
+  QToolButton* closeButton_;
 };
 
 }  // namespace substitute

@@ -130,7 +130,6 @@ QAction* TracePanel::addPanelAction(const char* name, const QString& text,
 }
 
 void TracePanel::makeTitleBar() {
-  auto* const bar = new TitleBar(*this, tr("Hide the trace"));
   filter_->setObjectName("traceFilter");
   filter_->setAccessibleName(tr("Filter of the trace"));
   filter_->setPlaceholderText(tr("Filter, such as palette add"));
@@ -140,9 +139,8 @@ void TracePanel::makeTitleBar() {
   filter_->findChild<QAction*>("_q_qlineeditclearaction")->setText(tr("Show all lines"));
   connect(filter_, &QLineEdit::textChanged, this, &TracePanel::filter);
   connect(filter_, &QLineEdit::returnPressed, this, &TracePanel::leaveFilter);
-  bar->addPart(filter_, 1);
   count_->setObjectName("count");
-  bar->addPart(count_);
+  setTitleBar(*this, tr("Hide the trace"), {filter_, count_});
 }
 
 void TracePanel::makeParts() {

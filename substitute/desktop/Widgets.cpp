@@ -115,28 +115,25 @@ void ElidedLabel::paintEvent(QPaintEvent* /*event*/) {
                                    isEnabled(), elidedText(), foregroundRole());
 }
 
-TitleBar::TitleBar(QDockWidget& pane, const QString& closeTip)
-    : row_(new QHBoxLayout(this)), close_(glyphButton("✕", "close", closeTip)) {
-  setObjectName("titleBar");
-  setAttribute(Qt::WA_StyledBackground);
-  row_->setContentsMargins(12, 4, 6, 4);
+void setTitleBar(QDockWidget& pane, const QString& closeTip, const QList<QWidget*>& parts,
+                 const QList<QToolButton*>& buttons) {
+  auto* const bar = new QWidget;
+  bar->setObjectName("titleBar");
+  bar->setAttribute(Qt::WA_StyledBackground);
+  auto* const row = new QHBoxLayout(bar);
+  row->setContentsMargins(12, 4, 6, 4);
   auto* const title = new ElidedLabel;
   title->setObjectName("title");
   title->setFullText(pane.windowTitle());
-  connect(&pane, &QWidget::windowTitleChanged, title, &ElidedLabel::setFullText);
-  connect(close_, &QToolButton::clicked, &pane, &QWidget::close);
-  row_->addWidget(title);
-  row_->addStretch(1);
-  row_->addWidget(close_);
-  pane.setTitleBarWidget(this);
-}
-
-void TitleBar::addPart(QWidget* part, int stretch) {
-  row_->insertWidget(row_->count() - 2, part, stretch);
-}
-
-void TitleBar::addButton(QToolButton* button) {
-  row_->insertWidget(row_->count() - 1, button);
+  QObject::connect(&pane, &QWidget::windowTitleChanged, title, &ElidedLabel::setFullText);
+  row->addWidget(title);
+  for (QWidget* const part : parts) row->addWidget(part);
+  row->addStretch();
+  for (QToolButton* const button : buttons) row->addWidget(button);
+  QToolButton* const close = glyphButton("✕", "close", closeTip);
+  QObject::connect(close, &QToolButton::clicked, &pane, &QWidget::close);
+  row->addWidget(close);
+  pane.setTitleBarWidget(bar);
 }
 
 QTreeView* lineList(const char* name, const QString& accessibleName, QAbstractItemModel* model) {

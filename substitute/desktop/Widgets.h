@@ -5,7 +5,6 @@
 
 class QAbstractItemModel;
 class QDockWidget;
-class QHBoxLayout;
 class QPlainTextEdit;
 class QToolButton;
 class QTreeView;
@@ -57,23 +56,11 @@ class ElidedLabel : public QLabel {
   QString fullText_;
 };
 
-// The title bar of a pane, in place of the style's own, whose icons a dark theme would hide.
-class TitleBar : public QWidget {
- public:
-  // Shows the title of `pane` and a button that closes it, with the tooltip `closeTip`. `pane` owns
-  // the bar.
-  TitleBar(QDockWidget& pane, const QString& closeTip);
-
-  // Adds a part behind the title, or a button before the one that closes. The bar owns it.
-  void addPart(QWidget* part, int stretch = 0);
-  void addButton(QToolButton* button);
-
-  QToolButton& closeButton() { return *close_; }
-
- private:
-  QHBoxLayout* row_;
-  QToolButton* close_;
-};
+// Gives `pane` a title bar in place of the style's own, whose icons a dark theme would hide: the
+// title, then `parts`, and at the end `buttons` and the button "close", with the tooltip
+// `closeTip`. `pane` owns the bar, which owns its parts.
+void setTitleBar(QDockWidget& pane, const QString& closeTip, const QList<QWidget*>& parts,
+                 const QList<QToolButton*>& buttons = {});
 
 // A list of lines with a margin, as an editor has: the two columns of `model`. A line that is too
 // long is elided. The caller owns it.
