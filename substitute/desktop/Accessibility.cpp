@@ -41,12 +41,9 @@ void announce(QWidget& part) {
   QAccessible::updateAccessibility(&alert);
 }
 
-Accessibility::Accessibility(QMainWindow& window) : QObject(&window), window_(window) {
+Accessibility::Accessibility(QMainWindow& window, QMenu& menu) : QObject(&window), window_(window) {
   qApp->installEventFilter(this);
   connect(qApp, &QApplication::focusChanged, this, &Accessibility::placeFrame);
-}
-
-void Accessibility::addActions(QMenu& menu) {
   menu.addAction(tr("Ne&xt pane"), this, [this] { goToPane(1); })
       ->setShortcuts({Qt::Key_F6, Qt::CTRL | Qt::Key_Tab});
   menu.addAction(tr("Pre&vious pane"), this, [this] { goToPane(-1); })

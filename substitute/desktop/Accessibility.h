@@ -24,11 +24,8 @@ class Accessibility : public QObject {
   Q_OBJECT
 
  public:
-  // `window` becomes the parent.
-  explicit Accessibility(QMainWindow& window);
-
-  // Adds the entries for the next and the previous pane.
-  void addActions(QMenu& menu);
+  // Adds the entries for the next and the previous pane to `menu`. `window` becomes the parent.
+  Accessibility(QMainWindow& window, QMenu& menu);
 
  protected:
   bool eventFilter(QObject* object, QEvent* event) override;

@@ -177,7 +177,7 @@ void Menus::fillViewMenu(QMenu& menu, TracePanel& trace) {
   add(menu, "developerTools", tr("&Developer tools"), Qt::Key_F12,
       onCurrentDock(&PaletteDock::openDeveloperTools));
   menu.addSeparator();
-  (new Accessibility(window_))->addActions(menu);
+  new Accessibility(window_, menu);
 }
 
 void Menus::addToolbar() {
