@@ -76,19 +76,6 @@ void Menus::refresh() {
   entry("playOn").setText(playback.isPlaying() ? tr("&Pause") : tr("&Play"));
 }
 
-void Menus::saveScenario(const QString& path, bool withExpectations) {
-  std::ostringstream scenario;
-  const Recording& recording = window_.recording();
-  recording.write(scenario, withExpectations);
-  QString note;
-  if (const auto omissions = static_cast<long>(recording.omissions())) {
-    note = tr("; comments name what no line can hold, in %1")
-               .arg(QString::fromStdString(plural(omissions, "place")));
-  }
-  const QByteArray bytes = QByteArray::fromStdString(scenario.str());
-  commands_.showMessage(saveFile(tr("The scenario"), path, bytes, note));
-}
-
 QAction* Menus::add(QMenu& menu, const char* name, const QString& text,
                     const QKeySequence& shortcut, const std::function<void()>& done) {
   QAction* const entry = menu.addAction(text, shortcut, this, done);
@@ -221,7 +208,17 @@ void Menus::askWhatToOpen() {
 void Menus::askWhereToSave(bool withExpectations) {
   const QString path =
       QFileDialog::getSaveFileName(&window_, tr("Save as scenario"), "scenario.txt", tr(filter));
-  if (!path.isEmpty()) saveScenario(path, withExpectations);
+  if (path.isEmpty()) return;
+  std::ostringstream scenario;
+  const Recording& recording = window_.recording();
+  recording.write(scenario, withExpectations);
+  QString note;
+  if (const auto omissions = static_cast<long>(recording.omissions())) {
+    note = tr("; comments name what no line can hold, in %1")
+               .arg(QString::fromStdString(plural(omissions, "place")));
+  }
+  const QByteArray bytes = QByteArray::fromStdString(scenario.str());
+  commands_.showMessage(saveFile(tr("The scenario"), path, bytes, note));
 }
 
 QAction& Menus::entry(const char* name) const {

@@ -28,9 +28,6 @@ class Menus : public QObject {
   // Enables and checks the entries by what can be done now.
   void refresh();
 
-  // Writes what was recorded as a scenario to the file `path`. The command panel shows the result.
-  void saveScenario(const QString& path, bool withExpectations);
-
  private:
   QAction* add(QMenu& menu, const char* name, const QString& text, const QKeySequence& shortcut,
                const std::function<void()>& done);
