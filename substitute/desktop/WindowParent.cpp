@@ -146,20 +146,16 @@ bool asksToStartAgain(const std::string& report, const std::string& played) {
   text->setPlainText(QString::fromStdString(report));
   text->setLineWrapMode(QPlainTextEdit::NoWrap);
   Question dialog("The add-in has ended the host", text);
-  QFile scenario(QString::fromStdString(played));
+  // There is none when the library crashed as it was first loaded.
+  QFile file(QString::fromStdString(played));
+  const QByteArray scenario = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+  const auto save = [&] {
+    const QString path = QFileDialog::getSaveFileName(&dialog, "Save scenario", "scenario.txt");
+    if (!path.isEmpty()) dialog.setWindowTitle(saveFile("The scenario", path, scenario));
+  };
   dialog.add("copy", "&Copy report",
              [&] { QApplication::clipboard()->setText(text->toPlainText()); });
-  // There is none when the library crashed as it was first loaded.
-  dialog
-      .add("save", "&Save scenario…",
-           [&] {
-             const QString path =
-                 QFileDialog::getSaveFileName(&dialog, "Save scenario", "scenario.txt");
-             if (path.isEmpty()) return;
-             dialog.setWindowTitle(saveFile("The scenario", path, scenario.readAll()));
-             scenario.seek(0);
-           })
-      .setEnabled(scenario.open(QIODevice::ReadOnly));
+  dialog.add("save", "&Save scenario…", save).setEnabled(!scenario.isEmpty());
   dialog.add("close", "C&lose", [&] { dialog.reject(); });
   QPushButton& again = dialog.add("again", "Start &again", [&] { dialog.accept(); });
   again.setDefault(true);
