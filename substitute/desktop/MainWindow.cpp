@@ -9,7 +9,6 @@
 #include <QScreen>
 #include <QSettings>
 #include <QTimer>
-#include <QToolButton>
 #include <algorithm>
 #include <utility>
 
@@ -161,7 +160,8 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 }
 
 bool MainWindow::eventFilter(QObject* object, QEvent* event) {
-  if (event->type() == QEvent::MouseButtonRelease) recordMoveLater();
+  if (event->type() == QEvent::MouseButtonRelease)
+    QTimer::singleShot(0, this, &MainWindow::recordMove);
   if (event->type() == QEvent::Paint && std::exchange(playsWhenPainted_, false)) {
     QTimer::singleShot(0, playback_, &Playback::playOn);
   }
@@ -270,8 +270,14 @@ PaletteDock* MainWindow::addDock(const PaletteObject& object) {
     status_->tell(tr("The page of %1 could not be shown. %2").arg(text(id), reason),
                   StatusBar::failure);
   });
-  connect(dock, &QDockWidget::topLevelChanged, this, [this, dock] { onMoved(*dock); });
-  connect(dock, &QDockWidget::dockLocationChanged, this, [this, dock] { onMoved(*dock); });
+  // The user has dragged it elsewhere, or is dragging it.
+  const auto onMoved = [this, dock] {
+    if (refreshing_) return;
+    moved_ = dock;
+    QTimer::singleShot(0, this, &MainWindow::recordMove);
+  };
+  connect(dock, &QDockWidget::topLevelChanged, this, onMoved);
+  connect(dock, &QDockWidget::dockLocationChanged, this, onMoved);
   dock->installEventFilter(this);
   return dock;
 }
@@ -311,17 +317,6 @@ void MainWindow::dockAt(Qt::DockWidgetArea area, PaletteDock& dock) {
   if (size > 0) resizeDocks({&dock}, {size}, atSide ? Qt::Horizontal : Qt::Vertical);
 }
 
-// The user has dragged the palette elsewhere, or is dragging it.
-void MainWindow::onMoved(PaletteDock& dock) {
-  if (refreshing_) return;
-  moved_ = &dock;
-  recordMoveLater();
-}
-
-void MainWindow::recordMoveLater() {
-  QTimer::singleShot(0, this, [this] { recordMove(); });
-}
-
 // The docking state in the host follows. A drag is one move, which ends with the mouse button.
 void MainWindow::recordMove() {
   if (!moved_ || QGuiApplication::mouseButtons() != Qt::NoButton) return;
@@ -339,11 +334,7 @@ void MainWindow::refreshToolbars() {
   const Json now = {state["toolbars"], state["definitions"]};
   if (now == toolbarsShown_) return;
   toolbarsShown_ = now;
-  QString focused;
   for (QToolBar* const toolbar : toolbars_) {
-    if (toolbar->isAncestorOf(QApplication::focusWidget())) {
-      focused = QApplication::focusWidget()->objectName();
-    }
     removeToolBar(toolbar);
     // Not deleted here: one of its buttons may be the caller.
     toolbar->deleteLater();
@@ -360,9 +351,6 @@ void MainWindow::refreshToolbars() {
     addToolBar(Qt::TopToolBarArea, shown);
     shown->show();
     toolbars_.push_back(shown);
-    if (focused.isEmpty()) continue;
-    auto* const same = shown->findChild<QToolButton*>(focused);
-    (same != nullptr ? same : shown->findChildren<QToolButton*>().last())->setFocus();
   }
 }
 

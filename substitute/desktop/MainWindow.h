@@ -84,8 +84,6 @@ class MainWindow : public QMainWindow {
   void placeDock(PaletteDock& dock);
   void dockAt(Qt::DockWidgetArea area, PaletteDock& dock);
   PaletteDock* addDock(const PaletteObject& object);
-  void onMoved(PaletteDock& dock);
-  void recordMoveLater();
   void recordMove();
   void refreshToolbars();
   void showHelp();
