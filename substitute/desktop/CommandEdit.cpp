@@ -8,11 +8,8 @@
 
 namespace substitute {
 
-CommandEdit::CommandEdit(const Host& host, std::vector<PromptWord> words, QWidget* parent)
-    : QLineEdit(parent),
-      host_(host),
-      promptWords_(std::move(words)),
-      completions_(new QStringListModel(this)) {
+CommandEdit::CommandEdit(const Host& host, std::vector<PromptWord> words)
+    : host_(host), promptWords_(std::move(words)), completions_(new QStringListModel(this)) {
   setCompleter(new QCompleter(completions_, this));
   connect(this, &QLineEdit::textEdited, this, &CommandEdit::updateCompletions);
 }

@@ -17,7 +17,7 @@ class CommandEdit : public QLineEdit {
  public:
   // Completes commands, the ids in `host`, and `words`, which are understood besides the commands.
   // `host` outlives the field.
-  CommandEdit(const Host& host, std::vector<PromptWord> words, QWidget* parent = nullptr);
+  CommandEdit(const Host& host, std::vector<PromptWord> words);
 
   // Adds the line to the history and clears the field.
   void finishLine();

@@ -53,7 +53,11 @@ CommandPanel::CommandPanel(ScenarioRunner& runner)
   subscriptions_ = {
       runner.playing.subscribe([this](const Command& command) { addPlayed(command); }),
       runner.reporter().printed.subscribe([this](const std::string& line) { appendOutput(line); }),
-      runner.failed.subscribe([this](const std::string& /*sentence*/) { markFailed(); })};
+      runner.failed.subscribe([this](const std::string& /*sentence*/) { markFailed(); }),
+      runner.host().interceptor().trace.subscribe([this](const Json& entry) {
+        if (!entry.contains("fault")) return;
+        mark("×", tr("a planned failure happened"), QPalette::BrightText);
+      })};
 }
 
 void CommandPanel::addPending(const Command& command) {
@@ -64,10 +68,6 @@ void CommandPanel::addPending(const Command& command) {
 void CommandPanel::removeFirstPending() {
   rows_->removeRow(playedRows_);
   markFirstPending();
-}
-
-void CommandPanel::markFault() {
-  mark("×", tr("a planned failure happened"), QPalette::BrightText);
 }
 
 void CommandPanel::follow() {

@@ -35,9 +35,6 @@ class CommandPanel : public QDockWidget {
   // The number of the command that is being played or was played last; 0 before the first one.
   int current() const { return static_cast<int>(commandRows_.size()); }
 
-  // Marks the current command as one in which a planned failure happened.
-  void markFault();
-
   // Selects what was played last, unless the user has selected an earlier line.
   void follow();
 

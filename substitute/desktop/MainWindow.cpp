@@ -204,7 +204,6 @@ void MainWindow::layOut() {
 void MainWindow::onTraceEntry(const Json& entry) {
   trace_->append(entry, commands_->current());
   status_->tellOf(entry);
-  if (entry.contains("fault")) commands_->markFault();
   // By the end of the call, another palette may have the address of the deleted one.
   if (entry.value("op", "") == "Palette.deleteMe") removeStaleDocks();
 }
