@@ -4,7 +4,6 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QMainWindow>
-#include <QPointer>
 #include <QScreen>
 #include <QStackedWidget>
 #include <QTimer>
@@ -13,7 +12,6 @@
 #include <QWebEngineLoadingInfo>
 #include <QWebEngineView>
 #include <algorithm>
-#include <chrono>
 
 #include "substitute/api/HostObjects.h"
 #include "substitute/desktop/ErrorPage.h"
@@ -45,11 +43,14 @@ PaletteDock::PaletteDock(const PaletteObject& object, WebEngine& engine, QWidget
       page_(new WebPage(engine, view_)),
       errorPage_(new ErrorPage),
       warningBar_(new QWidget),
-      warning_(new QLabel) {
+      warning_(new QLabel),
+      floatButton_(glyphButton("❐", "float", tr("Detach or dock"))) {
   setObjectName("palette:" + QString::fromStdString(object.id()));
   // A palette that the add-in opens floating must not take the focus.
   setAttribute(Qt::WA_ShowWithoutActivating);
-  makeTitleBar();
+  setTitleBar(*this, tr("Close"), {}, {floatButton_});
+  closeButton_ = titleBarWidget()->findChild<QToolButton*>("close");
+  connect(floatButton_, &QToolButton::clicked, this, &PaletteDock::floatOrDock);
   pages_->addWidget(view_);
   pages_->addWidget(errorPage_);
   auto* const content = new QWidget;
@@ -114,6 +115,12 @@ void PaletteDock::floatAtPointer() {
   moveOnScreen({wasWider ? QCursor::pos().x() - width() / 2 : x(), y()});
 }
 
+void PaletteDock::floatOrDock() {
+  if (!isFloating()) return floatOverCanvas();
+  setFloating(false);
+  activateWindow();  // its floating window, which was active, is gone
+}
+
 void PaletteDock::takeOwnSize() {
   const QSize own(object_.values().width, object_.values().height);
   resize(own.expandedTo(minimumSizeHint()).boundedTo(parentWidget()->screen()->availableSize()));
@@ -154,20 +161,6 @@ void PaletteDock::openDeveloperTools() {
 void PaletteDock::closeEvent(QCloseEvent* event) {
   event->ignore();
   Q_EMIT closeRequested();
-}
-
-void PaletteDock::makeTitleBar() {
-  floatButton_ = glyphButton("❐", "float", tr("Detach or dock"));
-  connect(floatButton_, &QToolButton::clicked, this, [this] {
-    if (isFloating()) {
-      setFloating(false);
-      activateWindow();  // its floating window, which was active, is gone
-    } else {
-      floatOverCanvas();
-    }
-  });
-  setTitleBar(*this, tr("Close"), {}, {floatButton_});
-  closeButton_ = titleBarWidget()->findChild<QToolButton*>("close");
 }
 
 // A bar beneath the page, hidden while there is no warning.
@@ -229,11 +222,10 @@ void PaletteDock::openAddress() {
       QStringLiteral("(() => { try { location.replace(%1); return true; } catch { return false; } "
                      "})()")
           .arg(address),
-      [dock = QPointer<PaletteDock>(this)](const QVariant& leaves) {
-        // The result is invalid when the page has been left already.
-        if (dock && leaves.isValid() && !leaves.toBool()) {
-          dock->showFailure({tr("The address is not well formed."), false});
-        }
+      [this](const QVariant& leaves) {
+        // The result is invalid when the page has been left or deleted already.
+        if (!leaves.isValid() || leaves.toBool()) return;
+        showFailure({tr("The address is not well formed."), false});
       });
 }
 
@@ -255,7 +247,7 @@ void PaletteDock::onLoadingChanged(const QWebEngineLoadingInfo& info) {
       // The end of a page that failed before can interrupt the blank page, which itself never
       // fails.
       if (start) {
-        QTimer::singleShot(std::chrono::milliseconds(50), this, &PaletteDock::load);
+        QTimer::singleShot(50, this, &PaletteDock::load);
         break;
       }
       failedUrl_ = info.url();

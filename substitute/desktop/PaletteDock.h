@@ -70,7 +70,7 @@ class PaletteDock : public QDockWidget {
  private:
   enum class State { loading, loaded, failed };
 
-  void makeTitleBar();
+  void floatOrDock();
   void makeWarningBar();
   void limitSize();
   void takeOwnSize();
