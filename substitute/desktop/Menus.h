@@ -4,7 +4,6 @@
 #include <QKeySequence>
 #include <QObject>
 #include <functional>
-#include <string>
 
 class QAction;
 class QMenu;

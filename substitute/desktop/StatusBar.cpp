@@ -11,14 +11,6 @@
 
 namespace substitute {
 
-namespace {
-
-QString textOf(const Json& json) {
-  return QString::fromStdString(json.get<std::string>());
-}
-
-}  // namespace
-
 StatusBar::StatusBar(QWidget* parent)
     : QStatusBar(parent), message_(new ElidedLabel), values_(new QLabel) {
   setSizeGripEnabled(false);
@@ -53,15 +45,16 @@ void StatusBar::tellOf(const Json& entry) {
   const std::string event = entry["event"];
   if (event == "open") {
     QStringList words = {"open"};
-    for (const Json& argument : entry["args"]) words << textOf(argument);
+    for (const Json& argument : entry["args"]) words << QString::fromStdString(argument);
     tell(tr("The add-in ran: %1").arg(words.join(' ')), notable);
   } else if (event == "threw") {
     tell(tr("An exception left the add-in: %1, %2")
-             .arg(textOf(entry["type"]), textOf(entry["what"])),
+             .arg(QString::fromStdString(entry["type"]), QString::fromStdString(entry["what"])),
          failure);
   } else if (event == "run returned" || event == "stop returned") {
     const bool value = entry["value"];
-    tell(textOf(entry["event"]) + (value ? " true" : " false"), value ? plain : failure);
+    tell(QString::fromStdString(entry["event"]) + (value ? " true" : " false"),
+         value ? plain : failure);
   }
 }
 

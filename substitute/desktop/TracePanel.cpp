@@ -83,12 +83,11 @@ TracePanel::TracePanel()
 }
 
 void TracePanel::append(const Json& entry, int command) {
-  constexpr qsizetype spacesALevel = 2;
   const QString json = QString::fromStdString(line(entry));
   json_ += json.toUtf8() + '\n';
   const QString number = QString::number(rows_->rowCount() + 1);
   auto* const margin = new QStandardItem(number);
-  auto* const code = new QStandardItem(QString((callLevel(entry) - 1) * spacesALevel, ' ') +
+  auto* const code = new QStandardItem(QString(2 * (callLevel(entry) - 1), ' ') +
                                        codeOf(entry, CallForm::shortened));
   margin->setTextAlignment(Qt::AlignRight | Qt::AlignVCenter);
   margin->setForeground(palette().placeholderText());

@@ -91,10 +91,6 @@ QToolButton* glyphButton(const char* glyph, const char* name, const QString& tip
   return button;
 }
 
-ElidedLabel::ElidedLabel() {
-  setTextFormat(Qt::PlainText);
-}
-
 void ElidedLabel::setFullText(const QString& text) {
   fullText_ = text;
   setText(text.simplified());

@@ -39,7 +39,7 @@ QToolButton* glyphButton(const char* glyph, const char* name, const QString& tip
 // A label that shows plain text on one line, elided to its width. Its tooltip has all of it.
 class ElidedLabel : public QLabel {
  public:
-  ElidedLabel();
+  ElidedLabel() { setTextFormat(Qt::PlainText); }
 
   // Use this in place of setText.
   void setFullText(const QString& text);
