@@ -64,9 +64,9 @@ void Playback::step() {
   if (!hasNext()) {
     pause();
     Q_EMIT finished();
-  } else if (playing_) {
-    timer_.start(speed_ == Speed::second ? pauseBetweenCommands : 0);
+    return;
   }
+  if (playing_) timer_.start(speed_ == Speed::second ? pauseBetweenCommands : 0);
   Q_EMIT changed();
 }
 

@@ -87,8 +87,8 @@ void TracePanel::append(const Json& entry, int command) {
   json_ += json.toUtf8() + '\n';
   const QString number = QString::number(rows_->rowCount() + 1);
   auto* const margin = new QStandardItem(number);
-  auto* const code = new QStandardItem(QString(2 * (callLevel(entry) - 1), ' ') +
-                                       codeOf(entry, CallForm::shortened));
+  const QString indent = QString("  ").repeated(callLevel(entry) - 1);
+  auto* const code = new QStandardItem(indent + codeOf(entry, CallForm::shortened));
   margin->setTextAlignment(Qt::AlignRight | Qt::AlignVCenter);
   margin->setForeground(palette().placeholderText());
   if (const std::optional<Mark> mark = markOf(entry)) {

@@ -21,7 +21,7 @@ namespace {
 
 // `text` with a zero-width space, where a line may be broken, after every 32 characters of a word.
 QString withLineBreaks(QString text) {
-  static const QRegularExpression longWord("((?:\\S\\p{M}*+){32})(?=\\S)");  // with combining marks
+  static const QRegularExpression longWord(R"(((?:\S\p{M}*+){32})(?=\S))");  // with combining marks
   return text.replace(longWord, "\\1\u200B");
 }
 
