@@ -25,17 +25,23 @@ std::string nameIn(const std::string& argument) {
   return argument[1] == '-' ? argument.substr(0, argument.find('=')) : argument.substr(0, 2);
 }
 
-// The arguments as CLI11 takes them: the last one first, and "--name=" as two words, since it would
-// take the next word for the value.
-std::vector<std::string> readable(const std::vector<std::string>& arguments) {
+// The arguments as CLI11 wants them: the last one first. For "--name=" it would take the next word,
+// so that becomes two. Throws UsageError.
+std::vector<std::string> asParserTakes(const CLI::App& parser,
+                                       const std::vector<std::string>& arguments) {
   std::vector<std::string> result;
   bool areOptions = true;
   for (const std::string& argument : arguments) {
     result.push_back(argument);
     areOptions = areOptions && argument != "--";
-    const bool hasName = areOptions && argument.rfind("--", 0) == 0;
-    if (!hasName || argument.find('=') != argument.size() - 1) continue;
-    result.back().pop_back();
+    const std::string name = areOptions ? nameIn(argument) : "";
+    const CLI::Option* const option = parser.get_option_no_throw(name);
+    if (option == nullptr) continue;
+    if (option->get_disable_flag_override() && argument != name) {
+      throw UsageError(name + " takes no value");
+    }
+    if (option->get_expected_max() == 0 || argument != name + "=") continue;
+    result.back() = name;
     result.emplace_back();
   }
   std::reverse(result.begin(), result.end());
@@ -54,7 +60,7 @@ UsageError notExpected(const CLI::App& parser) {
 // False when it has printed what an option asked for. Throws UsageError.
 bool parse(CLI::App& parser, const std::vector<std::string>& arguments) {
   try {
-    parser.parse(readable(arguments));
+    parser.parse(asParserTakes(parser, arguments));
     return true;
   } catch (const CLI::Success& asked) {
     parser.exit(asked);  // prints the help or the version
@@ -93,13 +99,16 @@ std::vector<Option> sharedOptions(CommandLine& values) {
       {"--expect-trace", "FILE", &values.expectedTrace,
        "the trace must be this one; the first line that differs is reported"},
       {"--strict", "", &values.strict, "what is reported as suspicious at the end is a failure"},
-      {"--timeout", "SECONDS", number(values.timeout, "seconds", 1000000),
+      {"--timeout", "SECONDS", takeNumber(values.timeout, "seconds", 1000000),
        "end when a call of the add-in takes longer than SECONDS"},
       {"--calls", "full", takeCalls,
        "below each command, print the calls that it led to, as code; without =full, long strings "
        "and lists are shortened"},
       {"--system-open", "", &values.systemOpen,
        "let the system's own `open` run instead of recording its arguments"},
+      {"--list-scenarios", "", &values.listScenarios, "list the scenarios that come with the host"},
+      {"--list-operations", "", &values.listOperations,
+       "list the operations of the host, which `fail` takes"},
   };
 }
 
@@ -122,9 +131,9 @@ void add(CLI::App& parser, const Option& option) {
   const bool hasName = option.name[0] == '-';
   const auto takeAll = [&parser, option, hasName](const CLI::results_t& values) {
     for (const std::string& value : values) {
-      const bool isOption = hasName && parser.get_option_no_throw(nameIn(value)) != nullptr;
-      const std::string wrong =
-          isOption ? "'" + value + "' is an option, not a value" : take(option.target, value);
+      const bool isOption = value == "--" || parser.get_option_no_throw(nameIn(value)) != nullptr;
+      const std::string wrong = hasName && isOption ? "'" + value + "' is an option, not a value"
+                                                    : take(option.target, value);
       if (!wrong.empty()) throw UsageError(option.name + (": " + wrong));
     }
     return true;
@@ -142,22 +151,12 @@ void addOptions(CLI::App& parser, const Program& program, CommandLine& values) {
   for (const Option& option : sharedOptions(values)) add(parser, option);
   // Without "=" it takes no value.
   parser.get_option("--calls")->expected(0, 0)->default_str("shortened")->option_text("[=full]");
-  const auto print = [](const auto& names) {
-    for (const std::string& name : names) std::cout << name << '\n';
-    throw CLI::Success();
-  };
-  parser.add_flag_callback(
-      "--list-scenarios", [print] { print(scenarioNames()); },
-      "list the scenarios that come with the host");
-  parser.add_flag_callback(
-      "--list-operations", [print] { print(operationNames()); },
-      "list the operations of the host, which `fail` takes");
   for (const Option& option : program.options) add(parser, option);
 }
 
 }  // namespace
 
-TakeValue number(unsigned& target, const std::string& of, unsigned most) {
+TakeValue takeNumber(unsigned& target, const std::string& of, unsigned most) {
   return [of, most, &target](const std::string& value) {
     if (parseNumber(value, target) && target >= 1 && target <= most) return std::string();
     return "'" + value + "' is not a number of " + of + " from 1 to " + std::to_string(most);
@@ -174,7 +173,14 @@ std::optional<int> readCommandLine(const Program& program, CommandLine& values, 
       throw UsageError("--fresh and --data do not go together");
     }
     if (values.addin.empty()) values.addin = besideProgram(profile().library);
-    return {};
+    if (!values.listScenarios && !values.listOperations) return {};
+    const auto print = [](const auto& names) {
+      for (const std::string& name : names) std::cout << name << '\n';
+    };
+    if (values.listScenarios) print(scenarioNames());
+    if (values.listOperations) print(operationNames());
+    flushOutput();
+    return EXIT_SUCCESS;
   } catch (const std::exception&) {
     return printException(program.name).status;
   }

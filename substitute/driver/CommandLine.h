@@ -29,16 +29,18 @@ struct CommandLine {
   unsigned timeout = 0;           // in seconds; 0: no limit
   std::optional<CallForm> calls;  // calls are printed so; not at all if left out
   bool systemOpen = false;
+  bool listScenarios = false;
+  bool listOperations = false;
 };
 
 // Takes a value as typed. Returns what is wrong with it, or an empty string.
 using TakeValue = std::function<std::string(const std::string& value)>;
 
 // Takes a number from 1 to `most`, of what `of` says.
-TakeValue number(unsigned& target, const std::string& of, unsigned most);
+TakeValue takeNumber(unsigned& target, const std::string& of, unsigned most);
 
 struct Option {
-  // A flag, any text, one or several that are not empty, or what a function takes.
+  // In this order: a flag; any text; one that is not empty; several such; what a function takes.
   using Target = std::variant<bool*, std::optional<std::string>*, std::string*,
                               std::vector<std::string>*, TakeValue>;
   const char* name;       // such as "--data" or "-j"; that of arguments has no dash

@@ -19,8 +19,10 @@ void checkOutput(const std::string& option, const std::string& path,
     return fs::weakly_canonical(fs::absolute(name, error), error);  // it need not exist
   };
   const fs::path output = canonical(path);
+  if (error) return;
+  const std::string wrong = option + " would overwrite ";
   for (const std::string& file : files) {
-    if (canonical(file) == output && !error) throw UsageError(option + " would overwrite " + file);
+    if (canonical(file) == output && !error) throw UsageError(wrong + file);
   }
 }
 

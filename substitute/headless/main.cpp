@@ -219,7 +219,7 @@ int main(int argc, char** argv) {
       "Plays scenarios with the add-in in a host made for it. At a terminal without a scenario, "
       "plays the commands that you type.",
       {{"--junit", "FILE", &values.junit, "write the results of the scenarios there"},
-       {"-j", "N", number(values.jobs, "scenarios", mostJobs),
+       {"-j", "N", takeNumber(values.jobs, "scenarios", mostJobs),
         "play up to N scenarios at a time; 1 if left out"},
        {"--sweep", "", &values.sweep,
         "play the scenario once for its calls, then once for each call and each way to fail; "
