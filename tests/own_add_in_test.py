@@ -37,6 +37,9 @@ class OwnAddIn(unittest.TestCase):
                  for command in (play, sweep)}
         played = self.type(play)
         self.assertEqual((0, shown[play], ""), (played.returncode, played.stdout, played.stderr))
+        for option in "--data Autodesk/x", "--executable Autodesk/x":  # nothing is said of a file
+            other = self.type(f"{play.strip()} {option}")
+            self.assertEqual((shown[play], ""), (other.stdout, other.stderr))
         swept = self.type(sweep)
         self.assertEqual(3, swept.returncode)
         for line in shown[sweep].splitlines():

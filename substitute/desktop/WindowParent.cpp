@@ -58,7 +58,7 @@ class Question : public QDialog {
   QDialogButtonBox* buttons_;
 };
 
-// The process in which `ask` asks about a call that lasts.
+// Starts and ends the process that asks about a call that lasts.
 class HangWatch {
  public:
   explicit HangWatch(const std::function<bool(const CrashRecord& record)>& ask) : ask_(ask) {}
@@ -101,8 +101,9 @@ int superviseWindow(const WindowTasks& tasks, Supervision how, std::string scena
   how.captures = false;
   const auto superviseOne = [&](const std::function<ScenarioEnd()>& task) {
     HangWatch watch(tasks.watchHang);
-    if (tasks.watchHang)
+    if (tasks.watchHang) {
       how.endsCall = [&](const CrashRecord& call) { return watch.endsCall(call); };
+    }
     ScenarioResult end;
     supervise({{how.program, task}}, how, [&end](const ScenarioResult& result) { end = result; });
     return end;
@@ -127,7 +128,7 @@ int superviseWindow(const WindowTasks& tasks, Supervision how, std::string scena
   return window.status;
 }
 
-bool asksToEnd(const CrashRecord& record) {
+bool wantsToEnd(const CrashRecord& record) {
   std::ostringstream words;
   words << record.underWay.get()
         << " has not returned after two seconds.\nCommand: " << record.command.get()
@@ -141,12 +142,12 @@ bool asksToEnd(const CrashRecord& record) {
   return dialog.exec() == QDialog::Accepted;
 }
 
-bool asksToStartAgain(const std::string& report, const std::string& played) {
+bool wantsToStartAgain(const std::string& report, const std::string& played) {
   QPlainTextEdit* const text = readOnlyText("report", "Report");
   text->setPlainText(QString::fromStdString(report));
   text->setLineWrapMode(QPlainTextEdit::NoWrap);
   Question dialog("The add-in has ended the host", text);
-  // There is none when the library crashed as it was first loaded.
+  // There is no file when the library crashed as it was first loaded.
   QFile file(QString::fromStdString(played));
   const QByteArray scenario = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
   const auto save = [&] {

@@ -15,8 +15,8 @@ struct WindowTasks {
   // the end are the scenario that a new window is to play; null: there is none.
   std::function<ScenarioEnd(const std::string& scenario, const std::string& played)> show;
 
-  // Shows a call that has not returned after two seconds; the process ends with the call. When it
-  // returns true first, the call is ended. Null: nothing does.
+  // Asks about a call that has not returned after two seconds. Its process is ended when the call
+  // returns. True: the call is ended. Null: nobody is asked.
   std::function<bool(const CrashRecord& record)> watchHang;
 
   // Shows the report on the end of the window. True: a new one is to play the same scenario. Null:
@@ -24,16 +24,15 @@ struct WindowTasks {
   std::function<bool(const std::string& report, const std::string& played)> showReport;
 };
 
-// Shows windows as long as one is wanted, first one for `scenario`. `how` need not say what happens
-// to the output and who watches a hang. Returns the exit status of the last one, or ends by its
-// signal.
+// Shows windows as long as one is wanted, first one for `scenario`. Sets `captures` and
+// `endsCall` of `how` itself. Returns the exit status of the last one, or ends by its signal.
 int superviseWindow(const WindowTasks& tasks, Supervision how, std::string scenario);
 
 // Asks, as long as the call lasts, whether it is to be ended. True: it is. Needs a QApplication.
-bool asksToEnd(const CrashRecord& record);
+bool wantsToEnd(const CrashRecord& record);
 
 // Shows the report; `played` is the file with the scenario that led there. True: the window is to
 // be started again. Needs a QApplication.
-bool asksToStartAgain(const std::string& report, const std::string& played);
+bool wantsToStartAgain(const std::string& report, const std::string& played);
 
 }  // namespace substitute

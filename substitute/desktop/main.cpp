@@ -195,11 +195,11 @@ WindowTasks tasksFor(DesktopOptions& values) {
   if (values.ends()) return tasks;
   tasks.watchHang = [&values](const CrashRecord& record) {
     const auto application = startQt(values);
-    return asksToEnd(record);
+    return wantsToEnd(record);
   };
   tasks.showReport = [&values](const std::string& report, const std::string& played) {
     const auto application = startQt(values);
-    return asksToStartAgain(report, played);
+    return wantsToStartAgain(report, played);
   };
   return tasks;
 }

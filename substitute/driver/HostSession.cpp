@@ -15,29 +15,19 @@ namespace fs = std::filesystem;
 
 namespace substitute {
 
-namespace {
-
-// Throws UsageError when the trace would overwrite a file that the run of `host` reads or writes.
-void checkTrace(const CommandLine& values, const std::string& scenario, const Host& host) {
-  std::vector<std::string> files = {values.addin, values.expectedTrace};
-  if (profile().file != nullptr) files.push_back(profile().file(host));
-  if (!scenario.empty() && scenario != "-") files.push_back(scenarioFile(scenario));
-  checkOutput("--trace", values.trace, files);
-}
-
-}  // namespace
-
 HostSession::HostSession(const CommandLine& values, const std::string& scenario)
     : values_(values),
       playsScenario_(!scenario.empty()),
       folder_(chooseFolder()),
       host_(settings()),
       crashReport_(host_) {
-  if (!values.trace.empty()) checkTrace(values, scenario, host_);
+  std::vector<std::string> files = {values.addin, values.expectedTrace, fileOfAddIn()};
+  if (playsScenario_ && scenario != "-") files.push_back(scenarioFile(scenario));
+  checkOutput("--trace", values.trace, files);
   if (!values.systemOpen) recorder_.emplace(host_);
   // A library that cannot be loaded is refused now: before anything is written, and even if no
   // command loads it.
-  { const AddIn known(values.addin); }
+  { const AddIn tried(values.addin); }
   if (!values.expectedTrace.empty()) expected_.emplace(values.expectedTrace);
   if (!values.trace.empty()) trace_.emplace(values.trace);
   addFolder();
@@ -80,6 +70,13 @@ Settings HostSession::settings() const {
   return settings;
 }
 
+std::string HostSession::fileOfAddIn() const {
+  std::string file = profile().file == nullptr ? "" : profile().file(host_);
+  std::error_code unreachable;
+  const bool isKnown = fs::path(values_.addin).filename() == profile().library;
+  return isKnown || fs::exists(file, unreachable) ? file : "";
+}
+
 void HostSession::addFolder() {
   if (values_.executable) return;
   const std::string folder = folder_ + "/" + profile().folder;
@@ -89,15 +86,15 @@ void HostSession::addFolder() {
     throw UsageError("the folder " + folder + " cannot be made: " + error.message(), "--data");
   }
   if (!temporary_) lock_.emplace(folder_);
-  if (values_.noAddinFolder || profile().file == nullptr) return;
-  if (fs::path(profile().file(host_)).parent_path() != folder) {
+  const fs::path file = fileOfAddIn();
+  if (!values_.noAddinFolder && !file.empty() && file.parent_path() != folder) {
     std::cerr << "The add-in will not find its folder in " << printable(folder_) << ": "
               << profile().whyNotFound << ".\n";
   }
 }
 
 std::string HostSession::description() const {
-  const std::string file = profile().file == nullptr ? "" : profile().file(host_);
+  const std::string file = fileOfAddIn();
   std::error_code unreachable;
   if (values_.executable) {
     if (file.empty()) return "";
@@ -107,10 +104,8 @@ std::string HostSession::description() const {
   }
   const bool isShared = lock_ && !lock_->isHeld() && fs::exists(folder_, unreachable);
   if (playsScenario_) return isShared ? "Another host is using " + printable(folder_) + "." : "";
-  const bool isKnown = values_.addin == besideProgram(profile().library);
-  const bool hasSummary = !file.empty() && (isKnown || fs::exists(file, unreachable));
   return "The host's data is in " + printable(folder_) +
-         (hasSummary ? "; " + profile().summary(host_) : "") +
+         (!file.empty() ? "; " + profile().summary(host_) : "") +
          (isShared ? ". Another host is using it." : ".");
 }
 

@@ -35,6 +35,9 @@ class HostSession {
   std::string chooseFolder();
   Settings settings() const;
 
+  // The file of the profile; empty when there is none, or the add-in is another that has none.
+  std::string fileOfAddIn() const;
+
   // Creates the add-in's folder as an installer would, unless the options exclude it. Prints a
   // warning when the add-in will not find it.
   void addFolder();

@@ -122,7 +122,7 @@ class WindowParent : public testing::Test {
                    const std::string& played) const {
     CommandLine values;
     values.addin = besideProgram(addin);
-    HostSession session(values, "s");
+    HostSession session(values, "-");
     Recording recording(session.runner());
     recording.keepIn(played);
     for (const std::string& line : lines) session.runner().play(parseCommand(line));
@@ -203,7 +203,7 @@ TEST(Question, AboutALastingCallIsClosedByItsButtonAlone) {
     EXPECT_TRUE(dialog.isVisible());
     dialog.findChild<QPushButton*>("end")->click();
   });
-  EXPECT_TRUE(asksToEnd(*record));
+  EXPECT_TRUE(wantsToEnd(*record));
 }
 
 TEST(Question, AboutTheReportCopiesItSavesTheScenarioAndStartsAgain) {
@@ -224,7 +224,7 @@ TEST(Question, AboutTheReportCopiesItSavesTheScenarioAndStartsAgain) {
       }
       button(isKept ? "again" : "close")->click();
     });
-    EXPECT_EQ(asksToStartAgain("the report\n", played.toStdString()), isKept);
+    EXPECT_EQ(wantsToStartAgain("the report\n", played.toStdString()), isKept);
   }
   for (const char* const name : {"one", "two"}) {
     EXPECT_EQ(contentOf(folder.filePath(name)), "offline\nstart\n");
