@@ -94,7 +94,7 @@ std::string MainWindow::play(const Command& command) {
   return why;
 }
 
-// Ids and messages may hold what no line can.
+// Not parsed from a line, which could not hold every id and message.
 std::string MainWindow::play(const std::string& name, const Arguments& arguments) {
   std::string line = name;
   for (const std::string& argument : arguments) line += " " + argument;
@@ -160,8 +160,9 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 }
 
 bool MainWindow::eventFilter(QObject* object, QEvent* event) {
-  if (event->type() == QEvent::MouseButtonRelease)
+  if (event->type() == QEvent::MouseButtonRelease) {
     QTimer::singleShot(0, this, &MainWindow::recordMove);
+  }
   if (event->type() == QEvent::Paint && std::exchange(playsWhenPainted_, false)) {
     QTimer::singleShot(0, playback_, &Playback::playOn);
   }
@@ -263,7 +264,11 @@ PaletteDock* MainWindow::addDock(const PaletteObject& object) {
           [this, id] { play("close", id == learningPalette ? Arguments() : Arguments{id}); });
   connect(dock, &PaletteDock::messageSent, this, [this, id](const QString& sent) {
     const std::string bytes = sent.toStdString();
-    id == learningPalette ? play("message", {bytes}) : play("message-to", {id, bytes});
+    if (id == learningPalette) {
+      play("message", {bytes});
+    } else {
+      play("message-to", {id, bytes});
+    }
   });
   connect(dock, &PaletteDock::pageFailed, this, [this, id](const QString& reason) {
     status_->tell(tr("The page of %1 could not be shown. %2").arg(text(id), reason),

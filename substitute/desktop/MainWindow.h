@@ -1,5 +1,5 @@
-// The host's window. It keeps no copy of the host's state: after every change it reads the host's
-// objects again, and what the user does changes these objects.
+// The host's window. It reads the host's objects again after every change, and what the user does
+// changes these objects.
 #pragma once
 
 #include <QMainWindow>

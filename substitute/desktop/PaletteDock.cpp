@@ -134,7 +134,11 @@ void PaletteDock::moveOnScreen(const QPoint& place) {
 
 void PaletteDock::retry() {
   if (state_ != State::failed) return;
-  loadedUrl_.isEmpty() ? load() : view_->load(failedUrl_);
+  if (loadedUrl_.isEmpty()) {
+    load();
+  } else {
+    view_->load(failedUrl_);
+  }
 }
 
 void PaletteDock::reload() {

@@ -1,4 +1,5 @@
-// The small widgets that several parts of the window are made of, and strings for them.
+// The small widgets that several parts of the window are made of, strings for them, and saving a
+// file.
 #pragma once
 
 #include <QLabel>

@@ -16,6 +16,7 @@
 
 #include "substitute/api/Event.h"
 #include "substitute/driver/CrashReport.h"
+#include "substitute/driver/Errors.h"
 
 namespace substitute {
 
@@ -106,7 +107,7 @@ AddIn::Remains AddIn::unload() {
   remains.isLoaded = isLoaded(file_);
   if (remains.isLoaded) remains.uniqueSymbol = uniqueSymbolIn(loadedAs(file_));
   for (const auto& [handler, itsCode, name] : all) {
-    // One of another library stays, unless that has ended with this one.
+    // A handler of another library stays while that library is loaded.
     if (areInOneLibrary(itsCode, itsCode) && !areInOneLibrary(itsCode, code)) continue;
     const auto left = Registrations::registered();
     if (std::find(left.begin(), left.end(), handler) == left.end()) continue;

@@ -3,19 +3,12 @@
 
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "substitute/api/Host.h"
 
 namespace substitute {
-
-// A library that cannot be loaded, or has no `run` or `stop`; what() says so in one sentence.
-class LoadError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
 
 // A loaded add-in. The destructor unloads it.
 class AddIn {

@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "substitute/api/Host.h"
-#include "substitute/api/HostObjects.h"
 #include "substitute/driver/HostMonitor.h"
 #include "substitute/driver/Profile.h"
 #include "substitute/driver/Scenario.h"
@@ -140,7 +139,7 @@ std::string unlessNamed(const std::string& id) {
   return id.empty() ? "" : " (" + id + ")";
 }
 
-// Those of the profile stand before the last one.
+// The table with the commands of the profile before the last entry, `state`.
 std::vector<CommandEntry> withCommandsOfProfile(std::vector<CommandEntry> entries) {
   const std::vector<CommandEntry>& further = profile().commands;
   entries.insert(entries.end() - 1, further.begin(), further.end());

@@ -3,7 +3,6 @@
 #include <exception>
 #include <iostream>
 
-#include "substitute/driver/AddIn.h"
 #include "substitute/driver/Text.h"
 
 namespace substitute {

@@ -14,8 +14,8 @@ inline constexpr int failed = 3;
 inline constexpr int timedOut = 4;
 }  // namespace exit_status
 
-// Wrong use of a program: wrong options or a wrong scenario. what() says in one sentence, without
-// its full stop, what is wrong.
+// What the user asked for is refused or cannot be done: an option, a line, a file. what() says so
+// in one sentence, without its full stop.
 class UsageError : public std::runtime_error {
  public:
   // `option` is the one that helps, such as --list-scenarios.
@@ -26,6 +26,12 @@ class UsageError : public std::runtime_error {
 
  private:
   std::string option_;
+};
+
+// A library that cannot be loaded, or has no `run` or `stop`; what() says so in one sentence.
+class LoadError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
 };
 
 // Prints a sentence on standard error, after the program's name. Adds the full stop if missing.

@@ -62,7 +62,8 @@ void Reporter::print(const std::string& line) {
 }
 
 void Reporter::reportUnloaded(const AddIn::Remains& remains) {
-  report(remains.isLoaded ? diagnostic::stillLoaded : "The add-in is unloaded.");
+  report(remains.isLoaded ? "The add-in was let go, yet the process keeps its library."
+                          : "The add-in is unloaded.");
   if (!remains.uniqueSymbol.empty()) {
     report("The cause is its unique symbol " + remains.uniqueSymbol +
            "; -fno-gnu-unique makes g++ do without such symbols.");
@@ -173,8 +174,9 @@ void Reporter::reportFileOfAddIn() {
 
 void Reporter::reportCountingErrors() {
   const ResourceCounts& counts = resourceCounts();
-  if (counts.invalidReleases != invalidReleases_) report(diagnostic::invalidRelease);
-  if (counts.invalidDeallocations != invalidDeallocations_) report(diagnostic::invalidDeallocation);
+  if (counts.invalidReleases != invalidReleases_) report(std::string(invalidRelease) + '!');
+  if (counts.invalidDeallocations != invalidDeallocations_)
+    report(std::string(invalidDeallocation) + '!');
   invalidReleases_ = counts.invalidReleases;
   invalidDeallocations_ = counts.invalidDeallocations;
 }

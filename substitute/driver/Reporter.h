@@ -14,16 +14,11 @@
 
 namespace substitute {
 
-// The diagnostics for an add-in that breaks the rules of reference counting, or whose library
-// cannot be unloaded. Neither trace nor state shows this.
-namespace diagnostic {
+// What breaks the rules of reference counting, for people. Neither trace nor state shows it.
 inline constexpr const char* invalidRelease =
-    "A reference was dropped that the add-in did not hold!";
+    "A reference was dropped that the add-in did not hold";
 inline constexpr const char* invalidDeallocation =
-    "A text was handed back that the add-in did not hold!";
-inline constexpr const char* stillLoaded =
-    "The add-in was let go, yet the process keeps its library.";
-}  // namespace diagnostic
+    "A text was handed back that the add-in did not hold";
 
 // "1 reference and 0 texts".
 std::string heldResources(const ResourceCounts& counts);

@@ -110,8 +110,9 @@ std::vector<Command> readScenario(const std::string& word) {
     Command command = reader.read(line);
     if (!command.line.empty()) commands.push_back(std::move(command));
   }
-  if (!input.is_open() || input.bad())
+  if (!input.is_open() || input.bad()) {
     throw std::runtime_error("the scenario " + file + " cannot be read");
+  }
   return commands;
 }
 

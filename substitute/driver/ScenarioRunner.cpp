@@ -135,10 +135,8 @@ std::vector<Finding> ScenarioRunner::findings() const {
   add("The process kept the library of the add-in that was unloaded", staysLoaded_ ? 1 : 0);
   all.insert(all.end(), handlersLeft_.begin(), handlersLeft_.end());
   all.insert(all.end(), remains_.begin(), remains_.end());
-  add("A reference was dropped that the add-in did not hold", resourceCounts().invalidReleases,
-      Finding::Kind::leftover);
-  add("A text was handed back that the add-in did not hold", resourceCounts().invalidDeallocations,
-      Finding::Kind::leftover);
+  add(invalidRelease, resourceCounts().invalidReleases, Finding::Kind::leftover);
+  add(invalidDeallocation, resourceCounts().invalidDeallocations, Finding::Kind::leftover);
   for (const std::string& sentence : withoutEffect_) add(sentence, 1, Finding::Kind::untested);
   if (commands_ == 0) add("The scenario has no command", 1, Finding::Kind::untested);
   return all;

@@ -44,8 +44,7 @@ std::vector<std::string> parseInfoLines(const std::string& string) {
     return value.is_string() && value.get<std::string>().find('\n') == std::string::npos;
   };
   if (!lines.is_array() || !std::all_of(lines.begin(), lines.end(), isLine)) {
-    throw UsageError("'" + string +
-                     "' is not a JSON array of lines, such as [\"1.1.2026\", \"3\"]");
+    throw UsageError("'" + string + R"(' is not a JSON array of lines, such as ["1.1.2026", "3"])");
   }
   return lines;
 }
