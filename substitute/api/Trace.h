@@ -1,4 +1,4 @@
-// The trace's entries and their spelling.
+// The JSON of the trace, in one line or indented, and the names of types and symbols.
 #pragma once
 
 #include <nlohmann/json.hpp>

@@ -122,7 +122,7 @@ std::string stackIn([[maybe_unused]] const CrashRecord& record) {
   return lines.empty() ? "" : "  stack:\n" + lines;
 }
 
-// A call of the add-in has returned. It may do so in a copy of the process that it has made.
+// A call of the add-in has returned, perhaps in a process that the add-in has forked.
 void endCall() {
   if (kept == nullptr || ownRecord() != nullptr) return CrashReport::noteActivity("");
   std::cerr << "The add-in has forked the process. The copy ends where it returns to the host.\n";

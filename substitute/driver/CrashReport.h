@@ -55,7 +55,7 @@ struct CrashRecord {
   std::array<char, 262144> mappings = {};  // ends with a zero
   // When the present activity began, in nanoseconds of the monotonic clock; 0: there is none.
   std::atomic<std::int64_t> begun = 0;
-  bool isTimedBetween = false;  // the host between two activities is one for `begun`
+  bool isTimedBetween = false;  // `begun` is set between two activities, too
 };
 
 // A record in memory that the child processes share. Throws std::runtime_error when there is no
@@ -76,7 +76,7 @@ std::string signalName(int number);
 // signal is reported only during an activity of the add-in.
 bool isReported(int number, const CrashRecord& record);
 
-// What a process that plays keeps of a host.
+// Keeps the record of this process while it plays.
 class CrashReport {
  public:
   // This process keeps `record` from now on. Installs handlers for fatal signals, which keep the

@@ -10,7 +10,8 @@ namespace substitute {
 
 namespace {
 
-// The keys that stand behind those of the host and of the profile, before anything happens.
+// The monitor's own keys, which follow those of the host and of the profile, and their first
+// values.
 const Json ownKeys = {{"references", 0},
                       {"text", 0},
                       {"opened", Json::array()},

@@ -1,5 +1,5 @@
-// What the driver can know of one add-in. Its other files name none: with an empty profile they
-// play any.
+// What the driver can know of one add-in. The driver's other files know none: with an empty profile
+// they play any.
 #pragma once
 
 #include <string>
@@ -21,7 +21,7 @@ struct ProfileKey {
 struct Profile {
   std::string library;  // the file beside the program that is loaded without --addin
   std::string folder;   // the add-in's own, below the folder in which the host is installed
-  // What commands mean where they name none; empty: they must name one.
+  // The id that a command without one means; empty: there is no such object.
   std::string button;
   std::string palette;
   std::string entitlement;             // the host's, without --entitlement

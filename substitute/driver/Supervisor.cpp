@@ -33,7 +33,7 @@ constexpr std::int64_t second = 1'000'000'000;  // in nanoseconds
 // Asks a child for its stack, which ends it. The function system() ignores other signals meanwhile.
 constexpr int stackSignal = SIGXCPU;
 
-int told = -1;  // in a child: the file that says how the scenario ended
+int endFile = -1;  // in a child: the file that says how the scenario ended
 
 [[noreturn]] void throwError(const std::string& what) {
   throw std::runtime_error(what + ": " + std::generic_category().message(errno));
@@ -110,7 +110,7 @@ void passTerminal(pid_t from, pid_t to) {
   std::signal(SIGTTOU, before);
 }
 
-// A task in its process.
+// The process that plays one task.
 class Child {
  public:
   Child(const ScenarioTask& task, const Supervision& how, const Signals& signals)
@@ -129,7 +129,7 @@ class Child {
 
   // True when the process has ended; then result() is complete. When the terminal has stopped it,
   // this process stops, too, and both go on together.
-  bool isOver() {
+  bool checkEnd() {
     int status = 0;
     const int stops = how_.readsInput ? WUNTRACED : 0;
     if (waitpid(process_, &status, WNOHANG | stops) != process_) return false;
@@ -145,7 +145,7 @@ class Child {
   const ScenarioResult& result() const { return result_; }
 
   // Call it often: it looks at how long the present call lasts.
-  void keepTime() {
+  void checkTime() {
     if (askedAt_ == 0 && how_.endsCall && how_.endsCall(*record_)) {
       isEnded_ = true;
       askForStack();
@@ -176,7 +176,7 @@ class Child {
     if (!how_.readsInput) dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
     record_->isTimedBetween = how_.captures && !how_.readsInput;  // else it may wait for a user
     CrashReport::keepIn(*record_);
-    told = fileno(end_.get());
+    endFile = fileno(end_.get());
     const ScenarioEnd end = task.play();
     CrashReport::noteActivity("the end of the process");
     tellEnd(end);
@@ -192,7 +192,7 @@ class Child {
   }
 
   std::int64_t timeLimit() const {
-    if (askedAt_ != 0) return askedAt_ + second;  // it keeps its stack, or does not listen
+    if (askedAt_ != 0) return askedAt_ + second;  // it may still be keeping its stack
     if (how_.timeout == 0) return INT64_MAX;
     const std::int64_t begun = record_->begun;
     return (begun == 0 ? monotonicTime() : begun) + how_.timeout * second;
@@ -293,8 +293,8 @@ int supervise(const std::vector<ScenarioTask>& tasks, const Supervision& how,
       for (const auto& [number, child] : playing) child->cutOff(signal);
     }
     for (const auto& [number, child] : playing) {
-      child->keepTime();
-      if (child->isOver()) done[number] = child->result();
+      child->checkTime();
+      if (child->checkEnd()) done[number] = child->result();
     }
     for (const auto& result : done) playing.erase(result.first);
     for (; done.count(passedOn) != 0; ++passedOn) finished(done.extract(passedOn).mapped());
@@ -316,7 +316,7 @@ void tellEnd(const ScenarioEnd& end) {
                                  {"reason", end.reason},
                                  {"details", end.details}});
   // Where it cannot be written, it looks as if the add-in had ended the process.
-  static_cast<void>(!write(told, said.data(), said.size()));
+  static_cast<void>(!write(endFile, said.data(), said.size()));
 }
 
 void endBySignal(int number) {

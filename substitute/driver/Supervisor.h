@@ -32,7 +32,7 @@ struct ScenarioResult {
   Json details;           // null when the process ended before the scenario did
   double seconds = 0;
   std::string output;  // where it is captured
-  std::string errors;  // the same, and the report (CrashReport.h) in any case
+  std::string errors;  // as captured, then the report (CrashReport.h), also where nothing is
 
   bool passed() const { return status == 0 && signal == 0; }
 };

@@ -1,4 +1,4 @@
-// Strings for people to read, and numbers that they write.
+// Reading and writing words: for messages, and as users type them.
 #pragma once
 
 #include <charconv>
