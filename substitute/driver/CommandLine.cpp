@@ -40,7 +40,8 @@ std::vector<std::string> asParserTakes(const CLI::App& parser,
     if (option->get_disable_flag_override() && argument != name) {
       throw UsageError(name + " takes no value");
     }
-    if (option->get_expected_max() == 0 || argument != name + "=") continue;
+    if (argument != name + "=") continue;
+    if (option->get_expected_max() == 0) throw UsageError(name + ": the value is empty");
     result.back() = name;
     result.emplace_back();
   }
@@ -75,8 +76,8 @@ bool parse(CLI::App& parser, const std::vector<std::string>& arguments) {
 
 std::vector<Option> sharedOptions(CommandLine& values) {
   const auto takeLanguage = [&values](const std::string& value) {
-    values.language = parseLanguage(value);
-    return "";
+    const bool isNumber = parseNumber(value, values.language);
+    return isNumber ? std::string() : "'" + value + "' is not a 32-bit number";
   };
   const auto takeCalls = [&values](const std::string& value) {
     values.calls = value == "shortened" ? CallForm::shortened : CallForm::full;

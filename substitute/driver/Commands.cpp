@@ -44,6 +44,13 @@ void sendMessage(ScenarioRunner& runner, const std::string& palette,
   runner.reportNoEffect("There is no palette " + quoted(palette) + " whose page could send that.");
 }
 
+// Throws UsageError.
+int parseLanguage(const std::string& word) {
+  int number = 0;
+  if (!parseNumber(word, number)) throw UsageError("'" + word + "' is not a 32-bit number");
+  return number;
+}
+
 void setEntitlement(ScenarioRunner& runner, const Arguments& arguments) {
   runner.host().setEntitlement(arguments.empty() ? std::nullopt : std::optional(arguments[0]));
 }
@@ -242,12 +249,6 @@ const CommandEntry* findCommand(const std::string& name) {
     if (name == entry.name) return &entry;
   }
   return nullptr;
-}
-
-int parseLanguage(const std::string& word) {
-  int number = 0;
-  if (!parseNumber(word, number)) throw UsageError("'" + word + "' is not a 32-bit number");
-  return number;
 }
 
 std::string commandList(HelpLayout layout) {

@@ -36,9 +36,6 @@ const std::vector<CommandEntry>& commands();
 // Null when there is no command of that name.
 const CommandEntry* findCommand(const std::string& name);
 
-// The number of a user language. Throws UsageError when `word` is no decimal 32-bit number.
-int parseLanguage(const std::string& word);
-
 // A word that a prompt understands besides the commands of a scenario.
 struct PromptWord {
   const char* name;
