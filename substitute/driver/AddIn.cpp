@@ -33,13 +33,6 @@ void closeLibrary(void* library) {
   CrashReport::noteActivity("");
 }
 
-bool isLoaded(const std::string& file) {
-  void* const library = dlopen(loadedAs(file).c_str(), RTLD_NOW | RTLD_NOLOAD);
-  if (library == nullptr) return false;
-  dlclose(library);
-  return true;
-}
-
 bool areInOneLibrary(const void* one, const void* other) {
   Dl_info first = {};
   Dl_info second = {};
@@ -104,7 +97,9 @@ AddIn::Remains AddIn::unload() {
     all.emplace_back(handler, itsCode, typeName(typeid(*handler)));
   }
   library_.reset();
-  remains.isLoaded = isLoaded(file_);
+  void* const kept = dlopen(loadedAs(file_).c_str(), RTLD_NOW | RTLD_NOLOAD);
+  remains.isLoaded = kept != nullptr;
+  if (kept != nullptr) dlclose(kept);
   if (remains.isLoaded) remains.uniqueSymbol = uniqueSymbolIn(loadedAs(file_));
   for (const auto& [handler, itsCode, name] : all) {
     // A handler of another library stays while that library is loaded.

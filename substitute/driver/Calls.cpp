@@ -78,10 +78,6 @@ std::string eventLine(const Json& entry, CallForm form) {
   return event.substr(0, event.find(' ')) + " = " + spelled(entry.at("value"), form);
 }
 
-std::string indentedLine(const Json& entry, CallForm form) {
-  return std::string(static_cast<std::size_t>(2 * callLevel(entry)), ' ') + callLine(entry, form);
-}
-
 }  // namespace
 
 std::string callLine(const Json& entry, CallForm form) {
@@ -98,9 +94,8 @@ int callLevel(const Json& entry) {
   return event == "threw" || event == "open" ? 2 : 1;
 }
 
-Signal<Json>::Subscription printCalls(ScenarioRunner& runner, CallForm form) {
-  return runner.host().interceptor().trace.subscribe(
-      [&runner, form](const Json& entry) { runner.reporter().print(indentedLine(entry, form)); });
+std::string indentedLine(const Json& entry, CallForm form) {
+  return std::string(static_cast<std::size_t>(2 * callLevel(entry)), ' ') + callLine(entry, form);
 }
 
 CallLog::CallLog(ScenarioRunner& runner)

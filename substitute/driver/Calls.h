@@ -31,8 +31,8 @@ std::string callLine(const Json& entry, CallForm form);
 // How far the line is indented below its command: 1 is an event, 2 what belongs to one.
 int callLevel(const Json& entry);
 
-// While the result exists, `runner` prints each call as it returns. `runner` outlives it.
-[[nodiscard]] Signal<Json>::Subscription printCalls(ScenarioRunner& runner, CallForm form);
+// callLine(), indented below its command.
+std::string indentedLine(const Json& entry, CallForm form);
 
 // The calls of each command, for the word `calls`.
 class CallLog {

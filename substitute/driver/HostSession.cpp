@@ -36,7 +36,11 @@ HostSession::HostSession(const CommandLine& values, const std::string& scenario)
   const std::string place = description();
   if (!place.empty()) std::cout << place << std::endl;
   runner_.emplace(host_, values.addin, std::cout);
-  if (values.calls) calls_ = printCalls(*runner_, *values.calls);
+  if (values.calls) {
+    calls_ = host_.interceptor().trace.subscribe([this](const Json& entry) {
+      runner_->reporter().print(indentedLine(entry, *values_.calls));
+    });
+  }
 }
 
 bool HostSession::conclude() {
