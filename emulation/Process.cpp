@@ -67,6 +67,6 @@ int mac_clock_gettime(int clock, timespec* time) {
 
 EMULATION_CONVERTED("__assert_rtn, clock_gettime, pclose, sysconf, system, waitpid");
 EMULATION_SAME(
-    "_exit, abort, execv, exit, fork, getenv, geteuid, getpgid, getpgrp, getpid, getppid, "
-    "localtime, localtime_r, nanosleep, popen, setenv, setgid, setgroups, setpgid, setrlimit, "
-    "setuid, strftime, tcgetpgrp, tcsetpgrp, time");
+    "_exit, abort, execv, exit, fork, getenv, geteuid, getpgid, getpgrp, getpid, localtime, "
+    "localtime_r, nanosleep, popen, setenv, setgid, setgroups, setpgid, setrlimit, setuid, "
+    "strftime, time");

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <clocale>
+#include <csignal>
 #include <cstdlib>
 #include <string>
 #include <tuple>
@@ -77,6 +78,14 @@ class Terminal {
   void stop() const {
     while (stateOf(tcgetpgrp(terminal_)) != "S") usleep(1000);
     type(controlZ);
+  }
+
+  // Ends the program by a signal. True when the terminal reads whole lines again.
+  bool isInOrderAfter(int signal) {
+    kill(process_, signal);
+    end();
+    termios settings = {};
+    return tcgetattr(terminal_, &settings) == 0 && (settings.c_lflag & ICANON) != 0;
   }
 
   // Types one line at the prompt and waits for `words`.
@@ -189,13 +198,20 @@ TEST_F(Prompt, IsDrawnAgainAfterAStop) {
   EXPECT_EQ(shell.end(), 0);
 }
 
-TEST_F(Prompt, GivesTheTerminalBack) {
-  const std::string script = "'" VELORIN_SUBSTITUTE_HOST "'; echo over; read word; echo read $word";
-  Terminal shell(home.path(), {"-c", script}, {}, "/bin/bash");
-  shell.answer("quit", "over");
-  shell.type("next\n");
-  shell.expect("read next");
-  EXPECT_EQ(shell.end(), 0);
+TEST_F(Prompt, LeavesTheTerminalInOrderWhenItIsEnded) {
+  Terminal terminal = open();
+  terminal.expectPrompt();
+  EXPECT_TRUE(terminal.isInOrderAfter(SIGTERM));
+}
+
+TEST_F(Prompt, ControlCEndsAnAddInThatBlocksSignals) {
+  Terminal terminal = open({"--addin", VELORIN_MISBEHAVING, "--calls", "-"},
+                           {{"MISBEHAVE", "hang in a group of its own"}});
+  terminal.type("start\n");
+  terminal.expect("ApplicationEvent.add");  // under way
+  terminal.type(controlC);
+  terminal.expect("the host is ended by the signal SIGINT");
+  EXPECT_EQ(terminal.end(), -1);
 }
 
 TEST_F(Prompt, NoticesEveryEndAndKeepsTheTime) {
@@ -249,8 +265,6 @@ TEST_F(Prompt, AnswersEachLine) {
       {"start", "An exception left the add-in"},
       {"calls 7", "> start\r\n  run\r\n    Application.get() = Application\r\n"},
       {"calls 0", "there is no command \"0\"; the last one is 7.\r\n"},
-      {"calls 8", "there is no command \"8\"; the last one is 7.\r\n"},
-      {"calls x", "there is no command \"x\"; the last one is 7.\r\n"},
       {"click runT\t", "There is no button \"runT\"."},
       {"plant control runTeachPalette", "now holds runTeachPalette."},
       {"click runT\t", "The button \"runTeachPalette\" has no command"},

@@ -219,7 +219,7 @@ TEST_F(Supervisor, ATimeoutIsForTheHost) {
 }
 
 TEST_F(Timeout, RunsDuringACallOfTheAddInAlone) {
-  const substitute::SharedCrashRecord record = substitute::newCrashRecord();
+  static const substitute::SharedCrashRecord record = substitute::newCrashRecord();
   substitute::CrashReport::keepIn(*record);
   const substitute::CrashReport report(*host);
   std::set<bool> timed;
@@ -263,6 +263,17 @@ TEST_F(Supervisor, AHostThatIsKilledLeavesNoScenario) {
   kill(host_, SIGKILL);
   EXPECT_EQ(end().status, -SIGKILL);
   expectEnd(playing);
+}
+
+TEST_F(Supervisor, AStopOfTheHostPausesItsScenariosAndTheirTimeLimit) {
+  const pid_t playing = begin("--timeout 3 lasting");
+  kill(host_, SIGTSTP);
+  waitpid(host_, nullptr, WUNTRACED);
+  while (stateOf(playing) != "T") usleep(1000);
+  sleep(3);
+  kill(host_, SIGCONT);
+  std::ofstream(folder.path() + "/never").flush();
+  EXPECT_EQ(end().status, 0);
 }
 
 TEST_F(Supervisor, TheResultsAreWholeAfterEachScenario) {

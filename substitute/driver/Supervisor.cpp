@@ -63,7 +63,7 @@ class Signals {
   Signals() {
     sigset_t waited;
     sigemptyset(&waited);
-    for (const int number : {SIGCHLD, SIGINT, SIGTERM, SIGHUP}) {
+    for (const int number : {SIGCHLD, SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP}) {
       struct sigaction action = {};
       sigaction(number, nullptr, &action);
       if (action.sa_handler == SIG_IGN && number != SIGCHLD) continue;
@@ -102,24 +102,18 @@ class Signals {
   sigset_t duringWait_ = {};
 };
 
-// Gives the terminal at standard input from one process group to another, if the former has it.
-void passTerminal(pid_t from, pid_t to) {
-  if (tcgetpgrp(STDIN_FILENO) != from) return;
-  const auto before = std::signal(SIGTTOU, SIG_IGN);  // it would stop this process
-  tcsetpgrp(STDIN_FILENO, to);
-  std::signal(SIGTTOU, before);
-}
-
-// The process that plays one task.
+// The process that plays one task. One that shares the terminal with this process, to read there,
+// stays in its group: the terminal's signals reach both.
 class Child {
  public:
-  Child(const ScenarioTask& task, const Supervision& how, const Signals& signals)
-      : how_(how), signals_(signals), beganAt_(monotonicTime()), record_(newCrashRecord()) {
+  Child(const ScenarioTask& task, const Supervision& how, const Signals& signals,
+        bool sharesTerminal)
+      : how_(how), signals_(signals), sharesTerminal_(sharesTerminal) {
     result_.name = task.name;
     std::cout.flush();
     process_ = forkChild();
     if (process_ == 0) play(task);
-    setpgid(process_, process_);
+    if (!sharesTerminal_) setpgid(process_, process_);
   }
   ~Child() {
     if (isOver_) return;
@@ -127,21 +121,21 @@ class Child {
     waitpid(process_, nullptr, 0);
   }
 
-  // True when the process has ended; then result() is complete. When the terminal has stopped it,
-  // this process stops, too, and both go on together.
+  // True when the process has ended; then result() is complete.
   bool checkEnd() {
     int status = 0;
-    const int stops = how_.readsInput ? WUNTRACED : 0;
-    if (waitpid(process_, &status, WNOHANG | stops) != process_) return false;
-    if (WIFSTOPPED(status)) {  // one that lets itself be traced is stopped by any signal
-      if (WSTOPSIG(status) == SIGTSTP || WSTOPSIG(status) == SIGTTIN) stopWithIt();
-      return false;
-    }
-    isOver_ = true;
-    if (how_.readsInput) passTerminal(process_, getpgrp());
-    judge(status);
-    return true;
+    const int stops = sharesTerminal_ ? WUNTRACED : 0;
+    const bool isKnown = waitpid(process_, &status, WNOHANG | stops) == process_;
+    // One that lets itself be traced is stopped by any signal.
+    isStopped_ = isKnown && WIFSTOPPED(status) && WSTOPSIG(status) == SIGTSTP;
+    isOver_ = isKnown && !WIFSTOPPED(status);
+    if (isOver_) judge(status);
+    return isOver_;
   }
+
+  // True when the user has stopped the process, which has left the terminal in order.
+  bool isStopped() const { return isStopped_; }
+
   const ScenarioResult& result() const { return result_; }
 
   // Call it often: it looks at how long the present call lasts.
@@ -160,15 +154,28 @@ class Child {
   void cutOff(int number) {
     result_.isCutOff = true;
     result_.signal = number;
-    record_->begun != 0 && askedAt_ == 0 ? askForStack() : kill();
+    if (askedAt_ != 0) return kill();
+    if (record_->begun != 0) return askForStack();
+    if (!sharesTerminal_) return kill();
+    askedAt_ = monotonicTime();
+    ::kill(process_, number);  // a line editor restores the terminal
+  }
+
+  void pause() const { ::kill(-process_, SIGSTOP); }
+
+  // Ends a pause. Its `duration` in nanoseconds does not count for the time limit.
+  void proceed(std::int64_t duration) {
+    if (record_->begun != 0) record_->begun += duration;
+    ::kill(sharesTerminal_ ? process_ : -process_, SIGCONT);
   }
 
  private:
   [[noreturn]] void play(const ScenarioTask& task) {
-    setpgid(0, 0);
     signals_.restore();
-    if (how_.readsInput) passTerminal(getpgid(getppid()), getpgrp());
-    if (!how_.readsInput) std::signal(SIGTTOU, SIG_IGN);  // it may write to the terminal
+    if (!sharesTerminal_) {
+      setpgid(0, 0);
+      std::signal(SIGTTOU, SIG_IGN);  // it may write to the terminal
+    }
     if (how_.captures) {
       dup2(fileno(output_.get()), STDOUT_FILENO);
       dup2(fileno(errors_.get()), STDERR_FILENO);
@@ -181,14 +188,6 @@ class Child {
     CrashReport::noteActivity("the end of the process");
     tellEnd(end);
     std::exit(end.status);
-  }
-
-  void stopWithIt() const {
-    const std::int64_t begin = monotonicTime();
-    std::raise(SIGTSTP);
-    if (record_->begun != 0) record_->begun += monotonicTime() - begin;
-    passTerminal(getpgrp(), process_);
-    ::kill(-process_, SIGCONT);
   }
 
   std::int64_t timeLimit() const {
@@ -257,8 +256,9 @@ class Child {
 
   const Supervision& how_;
   const Signals& signals_;
-  std::int64_t beganAt_;
-  SharedCrashRecord record_;
+  bool sharesTerminal_;
+  std::int64_t beganAt_ = monotonicTime();
+  SharedCrashRecord record_ = newCrashRecord();
   File output_ = temporaryFile();
   File errors_ = temporaryFile();
   File end_ = temporaryFile();
@@ -267,6 +267,7 @@ class Child {
   bool isTimedOut_ = false;
   bool isEnded_ = false;  // by `endsCall`
   bool isOver_ = false;
+  bool isStopped_ = false;
   std::string report_;
   ScenarioResult result_;
 };
@@ -276,6 +277,7 @@ class Child {
 int supervise(const std::vector<ScenarioTask>& tasks, const Supervision& how,
               const std::function<void(const ScenarioResult&)>& finished) {
   const Signals signals;
+  const bool sharesTerminal = how.readsInput && isatty(STDIN_FILENO) == 1;
   std::map<std::size_t, std::unique_ptr<Child>> playing;  // by the number of the task
   std::map<std::size_t, ScenarioResult> done;
   std::size_t begun = 0;
@@ -283,21 +285,28 @@ int supervise(const std::vector<ScenarioTask>& tasks, const Supervision& how,
   int cutOffBy = 0;
   while (true) {
     while (cutOffBy == 0 && begun < tasks.size() && playing.size() < how.jobs) {
-      playing[begun] = std::make_unique<Child>(tasks[begun], how, signals);
+      playing[begun] = std::make_unique<Child>(tasks[begun], how, signals, sharesTerminal);
       ++begun;
     }
     if (playing.empty()) return cutOffBy;
     const int signal = signals.wait();
-    if (signal != 0) {
+    bool isPaused = signal == SIGTSTP && !sharesTerminal;
+    if (signal != 0 && signal != SIGTSTP) {
       cutOffBy = signal;
       for (const auto& [number, child] : playing) child->cutOff(signal);
     }
     for (const auto& [number, child] : playing) {
       child->checkTime();
       if (child->checkEnd()) done[number] = child->result();
+      isPaused = isPaused || child->isStopped();
     }
     for (const auto& result : done) playing.erase(result.first);
     for (; done.count(passedOn) != 0; ++passedOn) finished(done.extract(passedOn).mapped());
+    if (!isPaused) continue;
+    for (const auto& [number, child] : playing) child->pause();
+    const std::int64_t begin = monotonicTime();
+    std::raise(SIGSTOP);
+    for (const auto& [number, child] : playing) child->proceed(monotonicTime() - begin);
   }
 }
 

@@ -1,6 +1,6 @@
-// Plays scenarios, each in a child process that leads a process group of its own. This process
-// never loads the add-in, so nothing that an add-in does keeps it from judging: it knows how each
-// child ended, keeps the time, and ends what does not end by itself.
+// Plays scenarios, each in a child process that leads a process group of its own, unless it reads a
+// terminal. This process never loads the add-in, so nothing that an add-in does keeps it from
+// judging: it knows how each child ended, keeps the time, and ends what does not end by itself.
 #pragma once
 
 #include <sys/types.h>
@@ -43,13 +43,11 @@ struct ScenarioTask {
 };
 
 struct Supervision {
-  std::string program;   // begins the reports
-  unsigned timeout = 0;  // how many seconds a call of the add-in may take; 0: no limit
-  unsigned jobs = 1;     // how many tasks are played at a time
-  bool captures = true;  // the output is put into the results
-  // A child reads the standard input of this process. Where that is a terminal, the child has it
-  // while it plays: Ctrl-C ends the child, and Ctrl-Z stops both processes.
-  bool readsInput = false;
+  std::string program;       // begins the reports
+  unsigned timeout = 0;      // how many seconds a call of the add-in may take; 0: no limit
+  unsigned jobs = 1;         // how many tasks are played at a time
+  bool captures = true;      // the output is put into the results
+  bool readsInput = false;   // a child reads the standard input of this process
   bool endsPrograms = true;  // what a child leaves running in its group ends with it
   // Asked ten times a second while a child plays. True: the call of the add-in is ended. Null: it
   // is not asked.
@@ -57,9 +55,9 @@ struct Supervision {
 };
 
 // Plays all tasks. Passes the results to `finished` in the order of the tasks, each as soon as it
-// and those before it are there. When this process gets SIGINT, SIGTERM or SIGHUP, it ends the
-// children, passes their results on, and returns the signal; else 0. Throws std::runtime_error when
-// a process cannot be made.
+// and those before it are there. When this process gets SIGINT, SIGTERM, SIGHUP or SIGQUIT, it ends
+// the children, passes their results on, and returns the signal; else 0. SIGTSTP pauses it with the
+// children. Throws std::runtime_error when a process cannot be made.
 int supervise(const std::vector<ScenarioTask>& tasks, const Supervision& how,
               const std::function<void(const ScenarioResult&)>& finished);
 
