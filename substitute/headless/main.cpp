@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <iostream>
+#include <optional>
 #include <set>
 #include <sstream>
 #include <utility>
@@ -18,6 +19,7 @@
 #include "substitute/driver/TraceFiles.h"
 #include "substitute/headless/JUnit.h"
 #include "substitute/headless/Prompt.h"
+#include "substitute/headless/ShellErrors.h"
 #include "substitute/headless/Sweep.h"
 
 namespace {
@@ -66,6 +68,8 @@ ScenarioEnd play(const HeadlessOptions& values, const std::string& scenario,
                  const Commands& commands) {
   try {
     HostSession session(values, scenario);
+    std::optional<ShellErrors> shellErrors;
+    if (!values.systemOpen) shellErrors.emplace(session.runner());
     std::vector<Operation> calls;
     const auto callBegins = session.host().interceptor().callBegins.subscribe(
         [&calls](const Operation& call) { calls.push_back(call); });
