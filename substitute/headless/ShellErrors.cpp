@@ -54,9 +54,10 @@ ShellErrors::~ShellErrors() {
 
 void ShellErrors::report() {
   std::string bytes;
-  std::clearerr(file_.get());  // the end that was met before
+  std::rewind(file_.get());
   for (int byte = 0; (byte = std::fgetc(file_.get())) != EOF;) bytes += static_cast<char>(byte);
-  std::istringstream lines(bytes);
+  std::istringstream lines(bytes.substr(read_));
+  read_ = bytes.size();
   for (std::string line; std::getline(lines, line);) {
     const std::string error = shellErrorIn(line);
     if (error.empty()) {

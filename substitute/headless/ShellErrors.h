@@ -1,6 +1,7 @@
 // What the shell says of a command that the add-in has it run, told as such in the report.
 #pragma once
 
+#include <cstddef>
 #include <cstdio>
 #include <memory>
 
@@ -24,6 +25,7 @@ class ShellErrors {
 
   ScenarioRunner& runner_;
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_;
+  std::size_t read_ = 0;  // how much of the file was reported
   Signal<>::Subscription callReturned_;
 };
 
