@@ -132,7 +132,7 @@ void expect(ScenarioRunner& runner, const Arguments& arguments) {
 }
 
 void checkExpectation(const Arguments& arguments) {
-  failedExpectation(arguments, false, {});
+  failedExpectation(arguments, false, {});  // throws for wrong ones
 }
 
 void printState(ScenarioRunner& runner, const Arguments& /*arguments*/) {

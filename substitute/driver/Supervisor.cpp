@@ -263,7 +263,7 @@ class Child {
   File errors_ = temporaryFile();
   File end_ = temporaryFile();
   pid_t process_ = 0;
-  std::int64_t askedAt_ = 0;  // for its stack; 0: it was not
+  std::int64_t askedAt_ = 0;  // for its stack or to end; 0: it was not
   bool isTimedOut_ = false;
   bool isEnded_ = false;  // by `endsCall`
   bool isOver_ = false;
